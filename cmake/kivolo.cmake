@@ -1,0 +1,55 @@
+# What every target of the project shares, and one function per kind of target.
+
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent Gui Network Svg Widgets Test)
+find_package(QCoro6 0.8 REQUIRED COMPONENTS Core)
+find_package(GTest REQUIRED)
+find_package(Threads REQUIRED)
+set(QT_NO_CREATE_VERSIONLESS_TARGETS TRUE)
+qcoro_enable_coroutines()
+
+add_library(kivolo_options INTERFACE)
+target_compile_options(kivolo_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(KIVOLO_WARNINGS_AS_ERRORS)
+  target_compile_options(kivolo_options INTERFACE -Werror)
+endif()
+if(KIVOLO_SANITIZE)
+  set(sanitize -fsanitize=${KIVOLO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_compile_options(kivolo_options INTERFACE ${sanitize})
+  target_link_options(kivolo_options INTERFACE ${sanitize})
+endif()
+
+add_library(kivolo_qt_options INTERFACE)
+target_link_libraries(kivolo_qt_options INTERFACE kivolo_options)
+target_compile_definitions(kivolo_qt_options INTERFACE
+  QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
+  QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+
+# kivolo_library(NAME SOURCES file... LINKS target...): one folder of src/ as a static library.
+# LINKS are the lower floors it may use; nothing else reaches the linker.
+function(kivolo_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES AUTOMOC ON)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE kivolo_qt_options)
+endfunction()
+
+# kivolo_test(NAME [DISPLAY] SOURCES file... LINKS target...): the test program of one folder.
+# DISPLAY: it opens real windows, so it links Widgets' main and runs one at a time.
+function(kivolo_test name)
+  cmake_parse_arguments(ARG "DISPLAY" "" "SOURCES;LINKS" ${ARGN})
+  add_executable(test_${name} ${ARG_SOURCES})
+  set_target_properties(test_${name} PROPERTIES AUTOMOC ON)
+  target_include_directories(test_${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  if(ARG_DISPLAY)
+    set(support kivolo_test_support_gui)
+  else()
+    set(support kivolo_test_support)
+  endif()
+  target_link_libraries(test_${name} PRIVATE ${ARG_LINKS} ${support} kivolo_qt_options)
+  add_test(NAME ${name} COMMAND test_${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 240)
+  if(ARG_DISPLAY)
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE LABELS display)
+  endif()
+endfunction()
