@@ -1,0 +1,43 @@
+// The small card of a time capsule that is still sealed.
+#pragma once
+
+#include "api/records.h"
+#include "style/card_surface.h"
+
+#include <memory>
+
+namespace kivolo {
+
+class CapsuleCardModel;
+
+/// A picture, whose capsule it is, and a live countdown. Reads the sender's handle of the beam and
+/// nothing else: what is sealed stays hidden. Always 290 × 92 points; nothing on it can be clicked.
+class CapsuleCard final : public CardSurface
+{
+    Q_OBJECT
+public:
+    CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> model,
+                QWidget *parent = nullptr);
+    ~CapsuleCard() override;
+
+    /// The countdown text of 0 or more `seconds`, such as "23h 59m 41s"; hours are not split into
+    /// days.
+    static QString fmt(qint64 seconds);
+
+    QSize sizeHint() const override { return {290, 92}; }
+
+protected:
+    void paintContent(QPainter &painter) override;
+
+private:
+    void scheduleRender();
+    void render();
+
+    std::shared_ptr<CapsuleCardModel> model_;
+    QString handle_;
+    QString title_;
+    QString countdown_;
+    bool renderScheduled_ = false;
+};
+
+} // namespace kivolo
