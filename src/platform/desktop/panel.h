@@ -1,0 +1,97 @@
+// Floating windows that never take the keyboard.
+#pragma once
+
+#include "platform/desktop/geometry.h"
+#include "platform/foundation/main_queue.h"
+
+#include <QPointer>
+#include <QWidget>
+#include <functional>
+#include <memory>
+
+namespace kivolo {
+
+class PanelWindow;
+
+/// A borderless window that floats above all others on every virtual desktop, beside full-screen
+/// windows too, is in no task bar or window cycle, and never takes the focus. Main thread only.
+///
+/// Its content is one widget that fills it. The panel talks to that widget through two
+/// properties, so that neither needs to know the other's type:
+/// - `cornerRadius` (double, points), read once: the shape of the shadow behind the content;
+/// - `squareCorners` (bool), written before the first paint and whenever it changes: true while
+///   the desktop cannot blend windows, so that the content must be opaque to its corners.
+///
+/// The window and its content are made when the panel is first ordered in: constructing a panel
+/// costs next to nothing.
+class Panel final : public QObject
+{
+    Q_OBJECT
+public:
+    using ContentFactory = std::function<std::unique_ptr<QWidget>()>;
+
+    struct Options
+    {
+        double width = 0;  ///< Points.
+        double height = 0; ///< Points.
+        /// Dragging the content, wherever it does not take the mouse itself, moves the panel.
+        bool movableByBackground = false;
+    };
+
+    /// An invisible panel with its origin at (0, 0) and alpha 1. `queue` drives the fades and
+    /// must outlive the panel.
+    Panel(const Options &options, ContentFactory makeContent, MainQueue &queue);
+
+    /// Takes the window off the screen at once. Window and content are destroyed at the next turn
+    /// of the event loop, so that the content may release its panel from inside an event.
+    ~Panel() override;
+
+    /// Where the panel stands, also when a drag has moved it there.
+    Rect frame() const { return frame_; }
+    void setFrame(const Rect &frame);
+    void setFrameOrigin(Point origin);
+
+    /// 0 is invisible, 1 opaque. Ends a running fade without its completion.
+    void setAlpha(double alpha);
+    double alpha() const { return alpha_; }
+
+    /// Changes alpha evenly to `target` over `duration`, then calls `completion`, which may release
+    /// the panel. A fade that replaces a running one drops the other's completion. A fade that
+    /// starts before the window is first shown counts from that moment.
+    void fade(double target, MainQueue::Duration duration, std::function<void()> completion = {});
+
+    /// Shows the panel above other windows without bringing the program forward.
+    void orderFront();
+    /// Hides the panel at once. A running fade goes on.
+    void orderOut();
+    bool isVisible() const;
+
+    /// The widget shown; null before the panel is first ordered in.
+    QWidget *content() const;
+    /// The window that carries it, for tests that look at the window system; null likewise.
+    QWidget *window() const;
+
+private:
+    friend class PanelWindow;
+    struct Fade
+    {
+        double from;
+        double target;
+        MainQueue::Duration start;
+        MainQueue::Duration duration;
+        std::function<void()> completion;
+        std::unique_ptr<MainQueue::Repetition> ticks;
+    };
+    void step();
+    void movedTo(Point origin) { frame_.x = origin.x, frame_.y = origin.y; }
+
+    Options options_;
+    ContentFactory makeContent_;
+    MainQueue &queue_;
+    Rect frame_;
+    double alpha_ = 1;
+    std::unique_ptr<Fade> fade_;
+    std::unique_ptr<PanelWindow> window_;
+};
+
+} // namespace kivolo
