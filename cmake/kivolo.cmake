@@ -23,6 +23,10 @@ target_link_libraries(kivolo_qt_options INTERFACE kivolo_options)
 target_compile_definitions(kivolo_qt_options INTERFACE
   QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING
   QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+  # CMake takes every optimised build for one without assertions.
+  target_compile_definitions(kivolo_qt_options INTERFACE QT_FORCE_ASSERTS)
+endif()
 
 # kivolo_library(NAME SOURCES file... LINKS target...): one folder of src/ as a static library.
 # LINKS are the lower floors it may use; nothing else reaches the linker.

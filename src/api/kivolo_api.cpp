@@ -1,0 +1,190 @@
+#include "api/kivolo_api.h"
+
+#include "api/origins.h"
+#include "platform/foundation/bundle.h"
+
+#include <QCoreApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrl>
+#include <QtConcurrent>
+
+namespace kivolo {
+
+std::function<void(const QString &)> KivoloAPI::onForceUpdate;
+
+namespace {
+
+const QByteArray versionHeader = "X-Kivolo-Version";
+
+/// The string under `key` if `json` is an object that has one.
+std::optional<QString> stringIn(const QByteArray &json, QLatin1StringView key)
+{
+    const QJsonValue value = QJsonDocument::fromJson(json).object().value(key);
+    return value.isString() ? std::optional(value.toString()) : std::nullopt;
+}
+
+ApiError apiError(const QByteArray &body)
+{
+    return ApiError(stringIn(body, QLatin1StringView("error"))
+                        .value_or(QCoreApplication::translate(
+                            "KivoloAPI", "Something went wrong. Please try again.")));
+}
+
+QByteArray serialize(const KivoloAPI::Body &body)
+{
+    QJsonObject object;
+    for (auto entry = body.cbegin(); entry != body.cend(); ++entry) {
+        if (const auto *text = std::get_if<QString>(&entry.value())) {
+            // Half a surrogate pair has no UTF-8; Qt would send a replacement in silence.
+            if (!text->isValidUtf16())
+                throw SerializationError(QCoreApplication::translate(
+                    "KivoloAPI", "The text holds a broken character and cannot be sent."));
+            object.insert(entry.key(), *text);
+        } else {
+            object.insert(entry.key(), std::get<qint64>(entry.value()));
+        }
+    }
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+/// Percent-encodes all but what a query may hold, "&", "=" and "+" included in what it may.
+QString queryEncoded(const QString &text)
+{
+    static const QByteArray allowed = "!$&'()*+,-./:;=?@_~";
+    return QString::fromLatin1(text.toUtf8().toPercentEncoding(allowed));
+}
+
+template<typename Reply>
+Reply decoded(const UrlReply &reply)
+{
+    return Reply::decode(reply.body);
+}
+
+} // namespace
+
+QString KivoloAPI::appVersion()
+{
+    return bundle::shortVersionString().value_or(QStringLiteral("0"));
+}
+
+UrlRequest KivoloAPI::getRequest(const QString &path)
+{
+    UrlRequest request;
+    request.url = requestUrl(apiOrigin() + path);
+    request.headers = {{versionHeader, appVersion().toUtf8()}};
+    return request;
+}
+
+UrlRequest KivoloAPI::postRequest(const QString &path, const Body &body)
+{
+    UrlRequest request = getRequest(path);
+    request.method = "POST";
+    request.headers.emplaceBack("Content-Type", "application/json");
+    request.body = serialize(body);
+    return request;
+}
+
+void KivoloAPI::check(const UrlReply &reply)
+{
+    if (!reply.status)
+        return;
+    if (*reply.status == 426) {
+        const QString url = stringIn(reply.body, QLatin1StringView("url"))
+                                .value_or(siteOrigin() + QStringLiteral("/Kivolo.dmg"));
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [callback = onForceUpdate, url] {
+                if (callback)
+                    callback(url);
+            },
+            Qt::QueuedConnection);
+    }
+    if (*reply.status < 200 || *reply.status > 299)
+        throw apiError(reply.body);
+}
+
+namespace {
+
+/// Builds a request on the thread pool, sends it, and judges the reply on the pool again.
+template<typename Build, typename Judge>
+auto exchange(Build build, Judge judge)
+{
+    return QtConcurrent::run(std::move(build))
+        .then([](const UrlRequest &request) { return UrlSession::shared().data(request); })
+        .unwrap()
+        .then(QtFuture::Launch::Async, std::move(judge));
+}
+
+} // namespace
+
+template<typename Reply>
+QFuture<Reply> KivoloAPI::get(const QString &path)
+{
+    return exchange([path] { return getRequest(path); },
+                    [](const UrlReply &reply) {
+                        check(reply);
+                        return decoded<Reply>(reply);
+                    });
+}
+
+template<typename Reply>
+QFuture<Reply> KivoloAPI::post(const QString &path, const Body &body)
+{
+    return exchange([path, body] { return postRequest(path, body); },
+                    [](const UrlReply &reply) {
+                        check(reply);
+                        return decoded<Reply>(reply);
+                    });
+}
+
+template QFuture<JoinResponse> KivoloAPI::post(const QString &, const Body &);
+template QFuture<OkResponse> KivoloAPI::post(const QString &, const Body &);
+
+QFuture<MeResponse> KivoloAPI::me(const QString &deviceId)
+{
+    return get<MeResponse>(QStringLiteral("/me?device_id=") + queryEncoded(deviceId));
+}
+
+QFuture<CreateResponse> KivoloAPI::createCircle(const std::optional<QString> &ownerEmail,
+                                                const QString &deviceId)
+{
+    return post<CreateResponse>(QStringLiteral("/circle/create"),
+                                {{QStringLiteral("owner_email"), ownerEmail.value_or(QString())},
+                                 {QStringLiteral("device_id"), deviceId}});
+}
+
+// Identifiers that the server issued go into queries as they are: string concatenation, because
+// QString::arg would read a "%1" inside one as a place to fill.
+
+QFuture<BeamsResponse> KivoloAPI::beams(const QString &circleId, const QString &memberId,
+                                        qint64 since)
+{
+    return get<BeamsResponse>(QStringLiteral("/beams?circle_id=") + circleId +
+                              QStringLiteral("&member_id=") + memberId + QStringLiteral("&since=") +
+                              QString::number(since));
+}
+
+QFuture<HistoryResponse> KivoloAPI::history(const QString &circleId, qint64 limit)
+{
+    return get<HistoryResponse>(QStringLiteral("/history?circle_id=") + circleId +
+                                QStringLiteral("&limit=") + QString::number(limit));
+}
+
+QFuture<Beam> KivoloAPI::capsule(const QString &id, const QString &circleId)
+{
+    return get<Beam>(QStringLiteral("/capsule?id=") + id + QStringLiteral("&circle_id=") +
+                     circleId);
+}
+
+QFuture<VersionInfo> KivoloAPI::latestVersion()
+{
+    const auto build = [] {
+        UrlRequest request;
+        request.url = requestUrl(siteOrigin() + QStringLiteral("/version.json"));
+        return request;
+    };
+    return exchange(build, [](const UrlReply &reply) { return decoded<VersionInfo>(reply); });
+}
+
+} // namespace kivolo

@@ -5,40 +5,35 @@
 // and not null; an optional one that is missing or null is absent; keys not listed are ignored.
 #pragma once
 
+#include "platform/foundation/localized_error.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
-#include <exception>
 #include <optional>
 
 namespace kivolo {
 
-/// A reply that is not the record it should be. Its text can be shown to the user.
-class DecodingError : public std::exception
+/// A reply that is not the record it should be.
+class DecodingError : public LocalizedError
 {
 public:
-    explicit DecodingError(const QString &description);
-    QString localizedDescription() const { return description_; }
-    const char *what() const noexcept override { return utf8_.constData(); }
-
-private:
-    QString description_;
-    QByteArray utf8_;
+    using LocalizedError::LocalizedError;
 };
 
 /// One message of a circle, identified by its exact `id`.
 struct Beam
 {
     QString id;
-    QString from_member;              ///< `Member::id` of the sender.
-    QString type;                     ///< "doodle" for a picture; every other value is text.
-    QString body;                     ///< The text, or a PNG data URL.
-    qint64 created_at = 0;            ///< When the server accepted it.
-    QString from_handle;              ///< The sender's display name at the time of sending.
-    QString from_emoji;               ///< The sender's emoji at the time of sending.
-    std::optional<QString> effect;    ///< "shake" marks a buzz; any other value counts as absent.
-    std::optional<qint64> open_at;    ///< On a time capsule: from when it may be read.
-    std::optional<qint64> sealed;     ///< 1 marks a capsule that is still sealed.
+    QString from_member;           ///< `Member::id` of the sender.
+    QString type;                  ///< "doodle" for a picture; every other value is text.
+    QString body;                  ///< The text, or a PNG data URL.
+    qint64 created_at = 0;         ///< When the server accepted it.
+    QString from_handle;           ///< The sender's display name at the time of sending.
+    QString from_emoji;            ///< The sender's emoji at the time of sending.
+    std::optional<QString> effect; ///< "shake" marks a buzz; any other value counts as absent.
+    std::optional<qint64> open_at; ///< On a time capsule: from when it may be read.
+    std::optional<qint64> sealed;  ///< 1 marks a capsule that is still sealed.
 
     bool isSealed() const { return sealed == 1; }
     bool isBuzz() const { return effect == QLatin1String("shake"); }

@@ -11,8 +11,7 @@ public:
     ManualRepetition(ManualMainQueue *queue, quint64 id)
         : queue_(queue)
         , id_(id)
-    {
-    }
+    {}
     ~ManualRepetition() override
     {
         std::erase_if(queue_->entries_, [this](const Entry &entry) { return entry.id == id_; });
@@ -25,8 +24,7 @@ private:
 
 ManualMainQueue::ManualMainQueue(qint64 now)
     : wallOffset_(std::chrono::seconds(now))
-{
-}
+{}
 
 ManualMainQueue::~ManualMainQueue() = default;
 

@@ -62,7 +62,8 @@ qint64 SystemMainQueue::now() const
 
 MainQueue::Duration SystemMainQueue::uptime() const
 {
-    return std::chrono::duration_cast<Duration>(std::chrono::steady_clock::now().time_since_epoch());
+    return std::chrono::duration_cast<Duration>(
+        std::chrono::steady_clock::now().time_since_epoch());
 }
 
 void SystemMainQueue::after(Duration delay, QObject *context, Action action)
@@ -77,8 +78,8 @@ std::unique_ptr<MainQueue::Repetition> SystemMainQueue::every(Duration interval,
 
 void assertOnMainThread()
 {
-    Q_ASSERT(QCoreApplication::instance()
-             && QThread::currentThread() == QCoreApplication::instance()->thread());
+    Q_ASSERT(QCoreApplication::instance() &&
+             QThread::currentThread() == QCoreApplication::instance()->thread());
 }
 
 } // namespace kivolo

@@ -29,8 +29,7 @@ public:
     Published(ObservableObject *owner, T initial = {})
         : owner_(owner)
         , value_(std::move(initial))
-    {
-    }
+    {}
     Published(const Published &) = delete;
     Published &operator=(const Published &) = delete;
 

@@ -5,13 +5,11 @@ namespace kivolo {
 UserDefaults::UserDefaults()
     : settings_(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("kivolo"),
                 QStringLiteral("kivolo"))
-{
-}
+{}
 
 UserDefaults::UserDefaults(const QString &file)
     : settings_(file, QSettings::IniFormat)
-{
-}
+{}
 
 std::optional<QString> UserDefaults::string(const QString &key) const
 {

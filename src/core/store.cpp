@@ -1,0 +1,100 @@
+#include "core/store.h"
+
+#include "api/kivolo_api.h"
+#include "core/reply.h"
+#include "platform/foundation/environment.h"
+#include "platform/foundation/task.h"
+
+#include <algorithm>
+
+namespace kivolo {
+
+namespace {
+
+QString deviceIdentity(UserDefaults &defaults)
+{
+    if (const auto overridden = environmentVariable("KIVOLO_DEVICE_ID"))
+        return *overridden;
+    const QString key = QStringLiteral("kivolo_device_id");
+    if (const auto stored = defaults.string(key))
+        return *stored;
+    const QString generated = randomUuid();
+    defaults.setString(key, generated);
+    return generated;
+}
+
+} // namespace
+
+Store::Store(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
+    : queue_(queue)
+    , overlays_(std::move(overlays))
+    , deviceId_(deviceIdentity(defaults))
+{}
+
+Store::~Store()
+{
+    if (pollTask_)
+        pollTask_->request_stop();
+}
+
+std::shared_ptr<Store> Store::create(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
+{
+    const std::shared_ptr<Store> store(new Store(queue, defaults, std::move(overlays)));
+    KivoloAPI::onForceUpdate = [weak = std::weak_ptr(store)](const QString &url) {
+        if (const auto alive = weak.lock())
+            alive->forceUpdate = url;
+    };
+    detach(store->restore(), "restoring the session");
+    detach(store->checkUpdate(), "the update check");
+    return store;
+}
+
+QCoro::Task<> Store::restore()
+{
+    const auto self = shared_from_this();
+    const auto request = KivoloAPI::me(deviceId_);
+    const auto status = co_await replyOrNothing(request);
+    assertOnMainThread();
+    if (!status || !status->joined || !status->circle_id || !status->member_id) {
+        screen = Screen::onboarding;
+        co_return;
+    }
+    circleId = *status->circle_id;
+    memberId = *status->member_id;
+    code = status->code.value_or(QString());
+    handle = status->handle.value_or(QString());
+    members = status->members.value_or(QList<Member>());
+    maxSeats = status->max_seats.value_or(5);
+    applyStatus(*status);
+    screen = Screen::joined;
+    startPolling();
+}
+
+void Store::applyStatus(const MeResponse &status)
+{
+    members = status.members.value_or(members.get());
+    if (status.code)
+        code = *status.code;
+}
+
+void Store::leave()
+{
+    if (pollTask_)
+        pollTask_->request_stop();
+    circleId = QString();
+    memberId = QString();
+    members = QList<Member>();
+    code = QString();
+    feed = QList<Beam>();
+    screen = Screen::onboarding;
+}
+
+QString Store::myEmoji() const
+{
+    const auto self = std::find_if(members->begin(), members->end(), [this](const Member &member) {
+        return member.id == memberId.get();
+    });
+    return self == members->end() ? QStringLiteral("💜") : self->emoji;
+}
+
+} // namespace kivolo

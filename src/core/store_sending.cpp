@@ -1,0 +1,78 @@
+// Sending a beam, and the history.
+#include "api/kivolo_api.h"
+#include "core/reply.h"
+#include "core/store.h"
+#include "platform/foundation/environment.h"
+
+namespace kivolo {
+
+namespace {
+
+constexpr qint64 historyLimit = 40;
+
+} // namespace
+
+QCoro::Task<> Store::send(QString type, QString body, std::optional<QString> effect,
+                          std::optional<qint64> openAt)
+{
+    const auto self = shared_from_this();
+    if (circleId->isEmpty() || memberId->isEmpty())
+        co_return;
+    sending = true;
+    KivoloAPI::Body fields{{QStringLiteral("circle_id"), circleId.get()},
+                           {QStringLiteral("from_member"), memberId.get()},
+                           {QStringLiteral("type"), type},
+                           {QStringLiteral("body"), body}};
+    if (effect)
+        fields.insert(QStringLiteral("effect"), *effect);
+    if (openAt)
+        fields.insert(QStringLiteral("open_at"), *openAt);
+    const auto request = KivoloAPI::post<OkResponse>(QStringLiteral("/beam"), fields);
+    const auto sent = co_await outcomeOf(request);
+    assertOnMainThread();
+    if (!sent.reply) {
+        errorText = sent.error;
+        const auto statusRequest = KivoloAPI::me(deviceId_);
+        const auto status = co_await replyOrNothing(statusRequest);
+        assertOnMainThread();
+        if (status)
+            applyStatus(*status);
+        sending = false;
+        co_return;
+    }
+    Beam beam;
+    beam.id = sent.reply->id ? *sent.reply->id : randomUuid();
+    beam.created_at = sent.reply->created_at ? *sent.reply->created_at : queue_.now();
+    beam.from_member = memberId;
+    beam.from_handle = handle;
+    beam.from_emoji = myEmoji();
+    beam.type = type;
+    beam.body = body;
+    beam.effect = effect;
+    beam.open_at = openAt;
+    feed.mutate([&](QList<Beam> &beams) { beams.append(beam); });
+    seenBeamIds_.insert(beam.id);
+    sending = false;
+}
+
+QCoro::Task<> Store::loadHistory()
+{
+    const auto self = shared_from_this();
+    if (circleId->isEmpty())
+        co_return;
+    const auto request = KivoloAPI::history(circleId, historyLimit);
+    const auto history = co_await replyOrNothing(request);
+    assertOnMainThread();
+    if (!history)
+        co_return;
+    feed = history->beams;
+    const qint64 now = queue_.now();
+    for (const Beam &beam : history->beams)
+        seenBeamIds_.insert(beam.id);
+    for (const Beam &beam : history->beams) {
+        if (beam.isSealed() && beam.from_member != memberId.get() && beam.open_at.value_or(0) > now)
+            surfaceCapsule(beam);
+    }
+}
+
+} // namespace kivolo

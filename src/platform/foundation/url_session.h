@@ -1,0 +1,72 @@
+// HTTP requests off the main thread.
+#pragma once
+
+#include "platform/foundation/localized_error.h"
+
+#include <QByteArray>
+#include <QFuture>
+#include <QList>
+#include <QThread>
+#include <QUrl>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace kivolo {
+
+/// No reply came: no connection, time-out, TLS failure, a reply cut short or beyond the bound.
+class TransportError : public LocalizedError
+{
+public:
+    using LocalizedError::LocalizedError;
+};
+
+struct UrlRequest
+{
+    /// How long a request may stand still. Qt itself would wait for ever.
+    static constexpr std::chrono::seconds defaultTimeout{60};
+
+    QUrl url;
+    QByteArray method = "GET"; ///< "GET" or "POST"
+    QList<std::pair<QByteArray, QByteArray>> headers;
+    QByteArray body; ///< Sent with "POST" only.
+    std::chrono::milliseconds timeout = defaultTimeout;
+};
+
+struct UrlReply
+{
+    std::optional<int> status; ///< Absent when the reply did not come by HTTP.
+    QByteArray body;
+};
+
+/// One long-lived network access manager on a thread of its own. TLS is always verified, cookies
+/// are neither sent nor kept. A GET follows redirects to its own origin, or from http to https on
+/// its own host; any other redirect, and any redirect of a POST, is handed on as the reply it is,
+/// so that no body is resent and no identifier leaves its host.
+class UrlSession
+{
+public:
+    /// The largest reply body taken. Forty of the largest doodles are 80 MiB; twice as much
+    /// memory is spent for a moment while a reply is decoded.
+    static constexpr qint64 maxReplyBytes = 96 * 1024 * 1024;
+
+    explicit UrlSession(qint64 maxBytes = maxReplyBytes);
+    /// Fails what is under way and ends the thread.
+    ~UrlSession();
+
+    /// The process's session: made at first use, gone before the application object is.
+    static UrlSession &shared();
+
+    /// Sends the request, from any thread. The future finishes on the session's thread with the
+    /// whole reply, whatever its status, or with a TransportError.
+    QFuture<UrlReply> data(const UrlRequest &request);
+
+private:
+    class Loader;
+
+    QThread thread_;
+    Loader *loader_; // lives on thread_, which deletes it when it ends
+};
+
+} // namespace kivolo
