@@ -48,22 +48,24 @@ protected:
 
 private:
     struct Metrics;
-    const Metrics &metrics() const;
+    static const Metrics &metrics(bool shake);
+    void decodeDoodle();
+    void showText();
+    void layOutText();
     QRectF headerRect() const;
     QRectF contentRect() const;
     void paintHeader(QPainter &painter);
     void paintDoodle(QPainter &painter);
-    void decodeDoodle();
-    void showDoodle(std::optional<Doodle> doodle);
 
+    const Metrics &metrics_;
+    bool shake_;
     QString handle_;
     QString body_;
-    bool shake_;
-    bool decoding_ = false;
     SymbolButton *closeButton_;
+    bool decoding_ = false;
     QFutureWatcher<std::optional<Doodle>> decoder_;
     std::optional<Doodle> doodle_;
-    QImage doodleFrame_; // the doodle on white, at the resolution it was last painted in
+    QImage doodleFrame_; // the doodle on white, in the resolution it was last painted in
     std::optional<TextBlock> text_;
 };
 

@@ -1,0 +1,45 @@
+#include "doodle/doodle_cache.h"
+
+#include <QFutureWatcher>
+
+namespace kivolo {
+
+DoodleCache::DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent)
+    : QObject(parent)
+    , bounds_(bounds)
+    , pictures_(bytes)
+{
+}
+
+DoodleCache::~DoodleCache() = default;
+
+DoodleLookup DoodleCache::find(const QString &id, const QString &body)
+{
+    if (const QImage *image = pictures_.object(id))
+        return {DoodleLookup::Picture, *image};
+    if (noPictures_.contains(id))
+        return {DoodleLookup::NoPicture, {}};
+    if (!pending_.contains(id))
+        decode(id, body);
+    return {};
+}
+
+void DoodleCache::decode(const QString &id, const QString &body)
+{
+    pending_.insert(id);
+    // A watcher, not a continuation: it dies with this object and then delivers nothing.
+    auto *watcher = new QFutureWatcher<std::optional<Doodle>>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, id] {
+        pending_.remove(id);
+        if (const std::optional<Doodle> doodle = watcher->result())
+            pictures_.insert(id, new QImage(doodle->image),
+                             qMin(doodle->image.sizeInBytes(), pictures_.maxCost()));
+        else
+            noPictures_.insert(id);
+        watcher->deleteLater();
+        Q_EMIT decoded(id);
+    });
+    watcher->setFuture(decodeDoodleLater(body, bounds_));
+}
+
+} // namespace kivolo

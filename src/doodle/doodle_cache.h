@@ -1,0 +1,45 @@
+// Decoded doodles of a feed, as many as a bound allows.
+#pragma once
+
+#include "doodle/doodle_url.h"
+
+#include <QCache>
+#include <QObject>
+#include <QSet>
+
+namespace kivolo {
+
+/// What is known about the body of a doodle.
+struct DoodleLookup
+{
+    enum State { Pending, Picture, NoPicture };
+    State state = Pending;
+    QImage image; ///< For a Picture: no larger than the bounds of the cache, proportions kept.
+};
+
+/// Decodes each body once on the thread pool and keeps the pictures used last. Main thread only.
+class DoodleCache : public QObject
+{
+    Q_OBJECT
+public:
+    /// Pictures are scaled down to `bounds` pixels; together they take no more than `bytes`.
+    DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent = nullptr);
+    ~DoodleCache() override;
+
+    /// What is known about the doodle of beam `id`. The first question has `body` decoded.
+    DoodleLookup find(const QString &id, const QString &body);
+
+Q_SIGNALS:
+    /// find() has an answer for `id` now.
+    void decoded(const QString &id);
+
+private:
+    void decode(const QString &id, const QString &body);
+
+    QSize bounds_;
+    QCache<QString, QImage> pictures_;
+    QSet<QString> noPictures_;
+    QSet<QString> pending_;
+};
+
+} // namespace kivolo

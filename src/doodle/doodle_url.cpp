@@ -1,0 +1,106 @@
+#include "doodle/doodle_url.h"
+
+#include <QBuffer>
+#include <QImageReader>
+#include <QtConcurrentRun>
+
+namespace kivolo {
+
+namespace {
+
+constexpr QLatin1String prefix("data:image/png;base64,");
+constexpr int maxSide = 8192;
+constexpr qint64 maxPixels = 16 * 1024 * 1024;
+constexpr int maxMegabytes = 64; // 16 megapixels of four bytes each
+
+bool isBase64Character(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+'
+           || c == '/';
+}
+
+/// The toolkit's own decoder lets missing padding and, unless told otherwise, any character pass.
+std::optional<QByteArray> decodeBase64(const QByteArray &text)
+{
+    if (text.isEmpty() || text.size() % 4 != 0)
+        return std::nullopt;
+    qsizetype end = text.size();
+    for (int padding = 0; padding < 2 && text.at(end - 1) == '='; ++padding)
+        --end;
+    if (!std::all_of(text.cbegin(), text.cbegin() + end, isBase64Character))
+        return std::nullopt;
+    return QByteArray::fromBase64(text);
+}
+
+/// The format of `bytes` by their first ones. Asking the image plug-ins instead would also let
+/// vector formats in, which read files and run as long as they like.
+QByteArray rasterFormat(const QByteArray &bytes)
+{
+    if (bytes.startsWith("\x89PNG\r\n\x1a\n"))
+        return "png";
+    if (bytes.startsWith("GIF87a") || bytes.startsWith("GIF89a"))
+        return "gif";
+    if (bytes.startsWith("\xff\xd8\xff"))
+        return "jpeg";
+    return {};
+}
+
+bool isAllowed(const QSize &size)
+{
+    return !size.isEmpty() && size.width() <= maxSide && size.height() <= maxSide
+           && qint64(size.width()) * size.height() <= maxPixels;
+}
+
+void limitAllocation()
+{
+    static const bool limited = [] {
+        QImageReader::setAllocationLimit(maxMegabytes);
+        return true;
+    }();
+    Q_UNUSED(limited)
+}
+
+} // namespace
+
+std::optional<QString> encodeDoodle(const QImage &image)
+{
+    QByteArray png;
+    QBuffer buffer(&png);
+    if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG"))
+        return std::nullopt;
+    return prefix + QLatin1String(png.toBase64());
+}
+
+std::optional<Doodle> decodeDoodle(const QString &body, const QSize &bounds)
+{
+    QString base64 = body;
+    base64.remove(prefix);
+    const auto bytes = decodeBase64(base64.toLatin1()); // other characters become '?', which fails
+    if (!bytes)
+        return std::nullopt;
+    const QByteArray format = rasterFormat(*bytes);
+    if (format.isEmpty())
+        return std::nullopt;
+
+    limitAllocation();
+    QBuffer buffer;
+    buffer.setData(*bytes);
+    QImageReader reader(&buffer, format);
+    reader.setAutoDetectImageFormat(false);
+    const QSize size = reader.size();
+    if (!isAllowed(size))
+        return std::nullopt;
+    if (size.width() > bounds.width() || size.height() > bounds.height())
+        reader.setScaledSize(size.scaled(bounds, Qt::KeepAspectRatio).expandedTo({1, 1}));
+    QImage image = reader.read();
+    if (image.isNull())
+        return std::nullopt;
+    return Doodle{image.convertToFormat(QImage::Format_ARGB32_Premultiplied), size};
+}
+
+QFuture<std::optional<Doodle>> decodeDoodleLater(const QString &body, const QSize &bounds)
+{
+    return QtConcurrent::run(decodeDoodle, body, bounds);
+}
+
+} // namespace kivolo

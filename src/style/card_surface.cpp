@@ -1,0 +1,44 @@
+#include "style/card_surface.h"
+
+#include "style/brand.h"
+#include "style/palette.h"
+#include "style/shapes.h"
+
+#include <QPainter>
+
+namespace kivolo {
+
+CardSurface::CardSurface(const Outline &outline, QWidget *parent)
+    : QWidget(parent)
+    , outline_(outline)
+{
+    setAttribute(Qt::WA_TranslucentBackground);
+}
+
+void CardSurface::setSquareCorners(bool square)
+{
+    squareCorners_ = square;
+    setAttribute(Qt::WA_OpaquePaintEvent, square);
+    update();
+}
+
+void CardSurface::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    const QRectF card(rect());
+    const qreal radius = squareCorners_ ? 0 : outline_.radius;
+    QColor material = Palette::of(palette()).material;
+    if (squareCorners_)
+        material.setAlphaF(1);
+
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillPath(continuousRoundedRect(card, radius), material);
+    painter.save();
+    paintContent(painter);
+    painter.restore();
+    const QBrush outline = outline_.gradient ? Brand::gradient(card)
+                                             : QBrush(Brand::violet(0.45));
+    strokeInside(painter, card, radius, outline_.lineWidth, outline);
+}
+
+} // namespace kivolo

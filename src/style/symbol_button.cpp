@@ -1,0 +1,55 @@
+#include "style/symbol_button.h"
+
+#include "style/brand.h"
+#include "style/palette.h"
+#include "style/shapes.h"
+#include "style/symbols.h"
+
+#include <QPainter>
+
+namespace kivolo {
+
+static constexpr int margin = 6; // a symbol alone is a small target
+
+SymbolButton::SymbolButton(QString symbol, qreal fontSize, const QString &name, QWidget *parent)
+    : QAbstractButton(parent)
+    , symbol_(std::move(symbol))
+    , side_(symbolSide(fontSize))
+{
+    setAccessibleName(name);
+    setFocusPolicy(Qt::TabFocus); // a click gives its window no focus
+    resize(sizeHint());
+}
+
+void SymbolButton::moveSymbolTo(const QPointF &topLeft)
+{
+    move((topLeft - QPointF(margin, margin)).toPoint());
+}
+
+QSize SymbolButton::sizeHint() const
+{
+    const int side = int(side_) + 2 * margin;
+    return {side, side};
+}
+
+void SymbolButton::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    const Palette &colors = Palette::of(palette());
+    const QRectF box = QRectF(rect()).adjusted(margin, margin, -margin, -margin);
+    paintSymbol(painter, symbol_, box, underMouse() || isDown() ? colors.primary : colors.secondary);
+    if (hasFocus())
+        strokeInside(painter, box.adjusted(-4, -4, 4, 4), box.width(), 2, Brand::violet(0.7));
+}
+
+void SymbolButton::enterEvent(QEnterEvent *)
+{
+    update();
+}
+
+void SymbolButton::leaveEvent(QEvent *)
+{
+    update();
+}
+
+} // namespace kivolo

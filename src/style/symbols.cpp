@@ -1,0 +1,117 @@
+#include "style/symbols.h"
+
+#include "style/shapes.h"
+
+#include <QCache>
+#include <QImage>
+#include <QPainter>
+#include <QSvgRenderer>
+
+// A static library's resources are dropped by the linker unless something asks for them. The macro
+// has to stand outside of namespaces.
+static void initAssets()
+{
+    Q_INIT_RESOURCE(kivolo_assets);
+}
+
+namespace kivolo {
+
+namespace {
+
+constexpr qsizetype cacheBytes = 4 * 1024 * 1024; // every picture of a window, at two resolutions
+
+/// A rectangle on the device, and the same in the painter's coordinates.
+struct Placement
+{
+    QSize pixels;
+    QRectF target;
+};
+
+/// Moves `box` to whole device pixels, so that an image of as many pixels is not resampled.
+Placement aligned(const QPainter &painter, const QRectF &box)
+{
+    const QTransform &toDevice = painter.deviceTransform();
+    const QRectF device = toDevice.mapRect(box);
+    const QSize pixels(qMax(1, qRound(device.width())), qMax(1, qRound(device.height())));
+    const QRectF snapped(QPointF(qRound(device.x()), qRound(device.y())), pixels);
+    return {pixels, toDevice.inverted().mapRect(snapped)};
+}
+
+QImage rendered(const QString &path, const QSize &pixels)
+{
+    initAssets();
+    QSvgRenderer renderer(path);
+    Q_ASSERT_X(renderer.isValid(), "rendered", qPrintable(path));
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    renderer.setAspectRatioMode(Qt::KeepAspectRatio);
+    renderer.render(&painter, QRectF(QPointF(), QSizeF(pixels)));
+    return image;
+}
+
+/// What is opaque and black covers, what is white or transparent does not.
+QImage maskOf(const QImage &drawing)
+{
+    QImage mask(drawing.size(), QImage::Format_Alpha8);
+    for (int y = 0; y < drawing.height(); ++y) {
+        const auto *from = reinterpret_cast<const QRgb *>(drawing.constScanLine(y));
+        uchar *to = mask.scanLine(y);
+        for (int x = 0; x < drawing.width(); ++x)
+            to[x] = uchar(qAlpha(from[x]) - qRed(from[x])); // premultiplied: never below zero
+    }
+    return mask;
+}
+
+const QImage &cached(const QString &path, const QSize &pixels, bool asMask)
+{
+    static QCache<QString, QImage> cache(cacheBytes);
+    const QString key = QStringLiteral("%1@%2x%3").arg(path).arg(pixels.width()).arg(
+        pixels.height());
+    if (const QImage *image = cache.object(key))
+        return *image;
+    const QImage drawing = rendered(path, pixels);
+    auto image = std::make_unique<QImage>(asMask ? maskOf(drawing) : drawing);
+    const qsizetype bytes = qMin(image->sizeInBytes(), cacheBytes);
+    const QImage &result = *image;
+    cache.insert(key, image.release(), bytes);
+    return result;
+}
+
+} // namespace
+
+qreal symbolSide(qreal fontSize)
+{
+    return qRound(fontSize * 1.15); // as high as the font's letters with their descenders
+}
+
+void paintSymbol(QPainter &painter, const QString &name, const QRectF &box, const QBrush &brush)
+{
+    const qreal side = qMin(box.width(), box.height());
+    QRectF square(0, 0, side, side);
+    square.moveCenter(box.center());
+    const auto [pixels, target] = aligned(painter, square);
+    const QImage &mask = cached(QStringLiteral(":/kivolo/symbols/%1.svg").arg(name), pixels, true);
+
+    QImage tinted(pixels, QImage::Format_ARGB32_Premultiplied);
+    tinted.fill(Qt::transparent);
+    QPainter tint(&tinted);
+    tint.setTransform(QTransform::fromTranslate(-target.x(), -target.y())
+                      * QTransform::fromScale(pixels.width() / target.width(),
+                                              pixels.height() / target.height()));
+    tint.fillRect(target, brush);
+    tint.resetTransform();
+    tint.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+    tint.drawImage(0, 0, mask);
+    tint.end();
+    painter.drawImage(target, tinted);
+}
+
+void paintIllustration(QPainter &painter, const QString &name, const QRectF &box)
+{
+    const auto [pixels, target] = aligned(painter, box);
+    painter.drawImage(target,
+                      cached(QStringLiteral(":/kivolo/images/%1.svg").arg(name), pixels, false));
+}
+
+} // namespace kivolo

@@ -1,0 +1,134 @@
+#include "style/text_style.h"
+
+#include <QFontDatabase>
+#include <QFontInfo>
+#include <QGuiApplication>
+#include <QTextBoundaryFinder>
+
+namespace kivolo {
+
+static qreal pixelSize(TextStyle style)
+{
+    switch (style) {
+    case TextStyle::LargeTitle:
+        return 26;
+    case TextStyle::Title:
+        return 22;
+    case TextStyle::Title2:
+        return 17;
+    case TextStyle::Title3:
+        return 15;
+    case TextStyle::Headline:
+    case TextStyle::Body:
+        return 13;
+    case TextStyle::Callout:
+        return 12;
+    case TextStyle::Subheadline:
+        return 11;
+    case TextStyle::Caption:
+    case TextStyle::Caption2:
+        return 10;
+    }
+    Q_UNREACHABLE();
+}
+
+static QFont::Weight weight(TextStyle style)
+{
+    if (style == TextStyle::Headline)
+        return QFont::DemiBold;
+    return style == TextStyle::Caption2 ? QFont::Medium : QFont::Normal;
+}
+
+/// On a desktop that names no font, "sans serif" is whatever the font system falls back to. A font
+/// made for interfaces serves better, if one is installed.
+static QString preferredFamily(const QFont &desktop)
+{
+    static const QStringList unchosen{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
+                                      QStringLiteral("sans-serif")};
+    static const QStringList fallbacks{QStringLiteral("DejaVu Sans"),
+                                       QStringLiteral("Bitstream Vera Sans")};
+    if (!unchosen.contains(desktop.family(), Qt::CaseInsensitive)
+        || !fallbacks.contains(QFontInfo(desktop).family()))
+        return desktop.family();
+    for (const char *family : {"Inter", "Inter Variable", "Cantarell", "Noto Sans", "Open Sans"}) {
+        if (QFontDatabase::hasFamily(QLatin1String(family)))
+            return QLatin1String(family);
+    }
+    return desktop.family();
+}
+
+static QFont desktopFont()
+{
+    static QFont desktop;
+    static QFont resolved;
+    const QFont now = QGuiApplication::font();
+    if (resolved.families().isEmpty() || desktop != now) {
+        desktop = now;
+        resolved = now;
+        resolved.setFamily(preferredFamily(now));
+    }
+    return resolved;
+}
+
+QFont systemFont(qreal size, QFont::Weight weight)
+{
+    QFont font = desktopFont();
+    // Whole pixels: QFont takes no others, and glyphs are sharpest there.
+    font.setPixelSize(qMax(1, qRound(size)));
+    font.setWeight(weight);
+    return font;
+}
+
+QFont font(TextStyle style)
+{
+    return systemFont(pixelSize(style), weight(style));
+}
+
+QFont bold(QFont font)
+{
+    font.setWeight(QFont::Bold);
+    return font;
+}
+
+QFont monospaced(const QFont &font)
+{
+    static const QString family = QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
+    QFont result = font;
+    result.setFamily(family);
+    result.setStyleHint(QFont::Monospace);
+    return result;
+}
+
+QString singleLine(const QString &name)
+{
+    constexpr qsizetype longest = 256; // wider than any card at any size
+    QString line = cutAtCharacter(name, longest);
+    for (QChar &c : line) {
+        if (c.category() == QChar::Other_Control || c == QChar::LineSeparator
+            || c == QChar::ParagraphSeparator)
+            c = u' ';
+    }
+    return line;
+}
+
+QString isolated(const QString &text)
+{
+    constexpr QChar firstStrongIsolate(0x2068);
+    constexpr QChar popIsolate(0x2069);
+    return firstStrongIsolate + text + popIsolate;
+}
+
+QString cutAtCharacter(const QString &text, qsizetype maxLength)
+{
+    if (text.size() <= maxLength)
+        return text;
+    // One more unit than fits tells whether a character ends at the limit.
+    const QString head = text.left(maxLength + 1);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, head);
+    finder.setPosition(maxLength);
+    const qsizetype end = finder.isAtBoundary() ? maxLength : finder.toPreviousBoundary();
+    // A base with more marks than fit has no boundary to cut at; its first marks have to do.
+    return head.left(end > 0 ? end : maxLength - (head.at(maxLength).isLowSurrogate() ? 1 : 0));
+}
+
+} // namespace kivolo

@@ -1,0 +1,46 @@
+// The sizes and weights of text.
+#pragma once
+
+#include <QFont>
+#include <QString>
+
+namespace kivolo {
+
+enum class TextStyle {
+    LargeTitle,
+    Title,
+    Title2,
+    Title3,
+    Headline,
+    Body,
+    Callout,
+    Subheadline,
+    Caption,
+    Caption2,
+};
+
+/// The desktop's font in a style's size and weight. Sizes are device-independent pixels, not
+/// points of the desktop's resolution: a card holds the same words everywhere.
+QFont font(TextStyle style);
+
+/// The desktop's font, `size` device-independent pixels.
+QFont systemFont(qreal size, QFont::Weight weight = QFont::Normal);
+
+QFont bold(QFont font);
+
+/// The desktop's fixed-width font in the size and weight of `font`.
+QFont monospaced(const QFont &font);
+
+/// A sender's name as one line can hold it: line breaks become spaces, and what no line can show
+/// anyway is cut off.
+QString singleLine(const QString &name);
+
+/// `text` such that characters with a direction of their own, overrides included, turn nothing
+/// around that stands beside it.
+QString isolated(const QString &text);
+
+/// `text`, at most `maxLength` UTF-16 code units of it, cut between two characters as a reader
+/// counts them.
+QString cutAtCharacter(const QString &text, qsizetype maxLength);
+
+} // namespace kivolo
