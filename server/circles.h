@@ -1,0 +1,87 @@
+// The rules: who may join, what may be sent, what a poll, a history and a capsule tell.
+#pragma once
+
+#include "identifiers.h"
+#include "ledger.h"
+#include "requests.h"
+
+#include <variant>
+
+namespace kivolo::server {
+
+/// What came of a change: its result, or the exception that take() throws.
+template<typename Result>
+class Outcome
+{
+public:
+    explicit Outcome(Result result)
+        : value_(std::move(result))
+    {}
+    explicit Outcome(std::exception_ptr failure)
+        : value_(std::move(failure))
+    {}
+    Result take()
+    {
+        if (const auto *failure = std::get_if<std::exception_ptr>(&value_))
+            std::rethrow_exception(*failure);
+        return std::move(std::get<Result>(value_));
+    }
+
+private:
+    std::variant<Result, std::exception_ptr> value_;
+};
+
+/// Told once, on the ledger's writing thread.
+template<typename Result>
+using Done = std::function<void(Outcome<Result>)>;
+
+/// Reads belong to one thread; changes may be asked for from any. What the rules turn down is a
+/// Refusal; where the database fails, LedgerUnavailable.
+class Circles
+{
+public:
+    struct Settings
+    {
+        std::int64_t maxSeats = 5; ///< Of circles created from now on.
+        /// How long before its time a capsule may be asked for, because clocks differ.
+        Seconds capsuleGrace = 30;
+        std::int64_t pollBytes = 32 << 20;
+        /// Below the 96 MiB that a client takes, and enough for 40 doodles of the largest kind.
+        std::int64_t historyBytes = 90 << 20;
+    };
+
+    Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings settings);
+
+    void create(CreateRequest request, Done<Circle> done);
+    void join(JoinRequest request, Done<Membership> done);
+    void send(BeamRequest request, Done<Beam> done);
+
+    std::optional<Membership> status(const std::string &deviceId);
+    Poll poll(const std::string &circleId, const std::string &memberId, Seconds since);
+    std::vector<Beam> history(const std::string &circleId, std::int64_t limit);
+
+    using Time = std::chrono::system_clock::time_point;
+    /// The opened capsule, or, shortly before its time, when to ask again.
+    std::variant<Beam, Time> capsule(const std::string &circleId, const std::string &beamId);
+
+private:
+    template<typename Result>
+    void change(std::function<Result(LedgerTransaction &, Seconds)> rule, Done<Result> done);
+
+    Circle createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
+    Membership joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
+    Beam sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
+    Seconds secondWithRoom(LedgerTransaction &ledger, std::int64_t circle, std::int64_t bytes,
+                           Seconds now) const;
+    std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit,
+                             std::int64_t maxBytes);
+    [[noreturn]] void refuseStranger(const std::string &circleId);
+    void seal(std::vector<Beam> &beams) const;
+
+    Ledger &ledger_;
+    Clock clock_;
+    Randomness randomness_;
+    Settings settings_;
+};
+
+} // namespace kivolo::server

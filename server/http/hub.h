@@ -1,0 +1,56 @@
+// What the connections of a server share.
+#pragma once
+
+#include "server.h"
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <unordered_set>
+
+namespace kivolo::server::http {
+
+class Session;
+
+/// Owned by the server and by every connection.
+///
+/// One sweep per tick looks for connections whose deadline has passed. A timer per connection
+/// would have to be set and cancelled for every request, at a price that polls would notice.
+class Hub : public std::enable_shared_from_this<Hub>
+{
+public:
+    Hub(boost::asio::io_context &context, Handler handler, Limits limits);
+
+    void open(const boost::asio::ip::tcp::endpoint &endpoint);
+    std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
+    void stop();
+
+    bool stopping() const { return stopping_; }
+    const Handler &handler() const { return handler_; }
+    const Limits &limits() const { return limits_; }
+    /// The tick at which something that begins now is over.
+    std::int64_t deadlineAfter(std::chrono::milliseconds duration) const;
+    /// The Date header's value.
+    const std::string &date() const { return date_; }
+    void forget(Session *session) { sessions_.erase(session); }
+
+private:
+    static boost::asio::awaitable<void> accept(std::shared_ptr<Hub> self);
+    static boost::asio::awaitable<void> sweep(std::shared_ptr<Hub> self);
+    void welcome(boost::asio::ip::tcp::socket socket);
+    void refreshDate();
+
+    boost::asio::io_context &context_;
+    Handler handler_;
+    Limits limits_;
+    boost::asio::ip::tcp::acceptor acceptor_;
+    boost::asio::steady_timer sweepTimer_;
+    boost::asio::steady_timer acceptTimer_;
+    std::unordered_set<Session *> sessions_;
+    std::int64_t ticks_ = 0;
+    std::int64_t end_ = 0;
+    std::string date_;
+    bool stopping_ = false;
+};
+
+} // namespace kivolo::server::http

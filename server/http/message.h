@@ -1,0 +1,62 @@
+// A request and a reply, without the connection they travel on.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+
+namespace kivolo::server::http {
+
+/// Views into the connection's buffers: valid until the reply is there.
+struct Request
+{
+    std::string_view method;
+    std::string_view target; ///< Path and query as they came.
+    std::string_view contentType;
+    std::string_view body;
+
+    std::string_view path() const { return target.substr(0, target.find('?')); }
+};
+
+/// An open file that closes itself.
+class File
+{
+public:
+    File() = default;
+    explicit File(int descriptor)
+        : descriptor_(descriptor)
+    {}
+    File(File &&other) noexcept
+        : descriptor_(std::exchange(other.descriptor_, -1))
+    {}
+    File &operator=(File &&other) noexcept
+    {
+        std::swap(descriptor_, other.descriptor_);
+        return *this;
+    }
+    ~File()
+    {
+        if (descriptor_ >= 0)
+            ::close(descriptor_);
+    }
+    int descriptor() const { return descriptor_; }
+    explicit operator bool() const { return descriptor_ >= 0; }
+
+private:
+    int descriptor_ = -1;
+};
+
+/// The body is `body` or, where there is one, the first `fileSize` bytes of `file`.
+struct Response
+{
+    unsigned status = 200;
+    std::string_view contentType = "application/json"; ///< Static text.
+    std::string_view allow = {};                       ///< Static text, with status 405.
+    std::string body = {};
+    File file = {};
+    std::uint64_t fileSize = 0;
+};
+
+} // namespace kivolo::server::http

@@ -1,0 +1,54 @@
+// HTTP/1.1 on a listening socket: connections, their limits and their deadlines.
+#pragma once
+
+#include "../routes.h"
+
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace kivolo::server::http {
+
+/// What a connection may cost. Deadlines are as exact as `tick`.
+struct Limits
+{
+    std::chrono::milliseconds tick{1'000};
+    std::chrono::milliseconds idle{75'000};   ///< Between requests; clients ask every 2 seconds.
+    std::chrono::milliseconds header{10'000}; ///< From a request's first byte.
+    std::chrono::milliseconds body{60'000};   ///< As long as a client waits for a whole request.
+    std::chrono::milliseconds write{30'000};  ///< For every quarter of a megabyte.
+    std::chrono::milliseconds grace{5'000};   ///< For requests under way when the server stops.
+    std::uint32_t headerBytes = 16 << 10;
+    /// A doodle of 2 MiB in JSON, even where every '/' of its Base64 is escaped.
+    std::uint64_t bodyBytes = (4 << 20) + (64 << 10);
+    std::size_t connections = 4'096;
+};
+
+/// Answers a request; see Routes::handle().
+using Handler = std::function<Answer(const Request &, Reply)>;
+
+class Hub;
+
+/// Lives on one thread, the one that runs the context. Its connections keep what they need of it
+/// alive by themselves.
+class Server
+{
+public:
+    Server(boost::asio::io_context &context, Handler handler, Limits limits);
+    ~Server();
+
+    /// Listens on HOST:PORT, with an IPv6 address in brackets, and begins to accept. Returns the
+    /// address with the real port; throws std::runtime_error with a sentence for the operator.
+    std::string listen(const std::string &address);
+
+    /// Accepts nothing more, closes what is idle and lets the rest finish within the grace time.
+    /// The context runs out of work when that is done.
+    void stop();
+
+private:
+    std::shared_ptr<Hub> hub_;
+};
+
+} // namespace kivolo::server::http

@@ -1,0 +1,340 @@
+#include "session.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/rfc7230.hpp>
+#include <spdlog/spdlog.h>
+#include <sys/socket.h>
+
+namespace kivolo::server::http {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+using boost::system::error_code;
+
+namespace {
+
+constexpr auto awaited = asio::as_tuple(asio::use_awaitable);
+constexpr std::size_t headerChunk = 4 << 10;
+constexpr std::size_t bodyChunk = 64 << 10;
+constexpr std::size_t writeChunk = 256 << 10;
+// As much as is read of a request that was refused, so that its sender gets to see the reply.
+constexpr std::size_t drainBytes = 8 << 20;
+
+std::string_view view(beast::string_view text)
+{
+    return {text.data(), text.size()};
+}
+
+} // namespace
+
+Session::Session(asio::ip::tcp::socket socket, std::shared_ptr<Hub> hub)
+    : socket_(std::move(socket))
+    , hub_(std::move(hub))
+    , wakeUp_(socket_.get_executor())
+{}
+
+Session::~Session()
+{
+    hub_->forget(this);
+}
+
+asio::awaitable<void> Session::run(std::shared_ptr<Session> self)
+{
+    while (co_await self->serveOne()) {
+    }
+}
+
+asio::awaitable<bool> Session::serveOne()
+{
+    Parser parser;
+    parser.eager(true);
+    parser.header_limit(hub_->limits().headerBytes);
+    parser.body_limit(hub_->limits().bodyBytes);
+    if (!co_await receive(parser))
+        co_return false;
+    const auto &message = parser.get();
+    const Request request{view(message.method_string()), view(message.target()),
+                          view(message[beast::http::field::content_type]), message.body()};
+    std::optional<Response> response = co_await answer(request);
+    if (!response)
+        co_return false;
+    if (response->status >= 500)
+        spdlog::warn("{} {} {}", request.method, request.path(), response->status);
+    else
+        spdlog::debug("{} {} {}", request.method, request.path(), response->status);
+    const bool keepAlive = parser.keep_alive() && !hub_->stopping();
+    const bool withBody = request.method != "HEAD";
+    const bool sent = co_await send(std::move(*response), withBody, keepAlive);
+    co_return sent &&keepAlive;
+}
+
+// A request that comes in whole with the previous one is parsed without touching the socket.
+asio::awaitable<bool> Session::receive(Parser &parser)
+{
+    bool welcomed = false;
+    if (buffer_.size() == 0) {
+        if (hub_->stopping())
+            co_return false;
+        enter(Phase::Idle, hub_->limits().idle);
+    } else {
+        enter(Phase::Reading, hub_->limits().header);
+    }
+    for (;;) {
+        error_code error;
+        if (buffer_.size() > 0)
+            buffer_.consume(parser.put(buffer_.data(), error));
+        if (error && error != beast::http::error::need_more) {
+            co_await refuse(error);
+            co_return false;
+        }
+        if (parser.is_done())
+            co_return true;
+        if (parser.is_header_done() && !welcomed) {
+            welcomed = true;
+            enter(Phase::Reading, hub_->limits().body);
+            if (!co_await welcomeBody(parser))
+                co_return false;
+        }
+        const auto space = buffer_.prepare(welcomed ? bodyChunk : headerChunk);
+        const auto [failure, count] = co_await socket_.async_read_some(space, awaited);
+        if (failure) {
+            if (expired_ && phase_ == Phase::Reading)
+                co_await refuse(asio::error::timed_out);
+            co_return false;
+        }
+        buffer_.commit(count);
+        if (phase_ == Phase::Idle)
+            enter(Phase::Reading, hub_->limits().header);
+    }
+}
+
+asio::awaitable<bool> Session::welcomeBody(Parser &parser)
+{
+    const std::string_view expected = view(parser.get()[beast::http::field::expect]);
+    if (!beast::iequals({expected.data(), expected.size()}, "100-continue"))
+        co_return true;
+    constexpr std::string_view go = "HTTP/1.1 100 Continue\r\n\r\n";
+    const bool written = co_await write(go);
+    co_return written;
+}
+
+asio::awaitable<void> Session::refuse(error_code error)
+{
+    unsigned status = 400;
+    std::string_view sentence = "The request could not be understood.";
+    if (error == beast::http::error::body_limit) {
+        status = 413;
+        sentence = "That is too large to be sent.";
+    } else if (error == beast::http::error::header_limit) {
+        status = 431;
+        sentence = "The request could not be understood: its header is too large.";
+    } else if (error == asio::error::timed_out) {
+        status = 408;
+        sentence = "The request took too long to arrive. Please try again.";
+    }
+    spdlog::debug("refused with {}: {}", status, error.message());
+    Response response = errorResponse(status, sentence);
+    const bool sent = co_await send(std::move(response), true, false);
+    if (sent)
+        co_await drain();
+}
+
+asio::awaitable<std::optional<Response>> Session::answer(Request request)
+{
+    enter(Phase::Answering, hub_->limits().body);
+    for (;;) {
+        Reply later = [self = shared_from_this()](Response response) {
+            asio::post(self->socket_.get_executor(),
+                       [self, response = std::move(response)]() mutable {
+                           self->deliver(std::move(response));
+                       });
+        };
+        Answer answer = hub_->handler()(request, std::move(later));
+        if (auto *response = std::get_if<Response>(&answer))
+            co_return std::move(*response);
+        if (const auto *again = std::get_if<AgainAt>(&answer)) {
+            const auto time = again->time;
+            co_await waitUntil(time);
+            if (gone_)
+                co_return std::nullopt;
+            if (hub_->stopping())
+                co_return errorResponse(503, "Kivolo is being restarted. Please try again.");
+            continue;
+        }
+        while (!delivered_) {
+            wakeUp_.expires_at(std::chrono::steady_clock::time_point::max());
+            co_await wakeUp_.async_wait(awaited);
+        }
+        std::optional<Response> response = std::move(delivered_);
+        delivered_.reset();
+        co_return response;
+    }
+}
+
+// The wall clock decides, and it is asked again afterwards; this only has to come back near enough.
+asio::awaitable<void> Session::waitUntil(std::chrono::system_clock::time_point time)
+{
+    const auto rest = time - std::chrono::system_clock::now();
+    const auto wait =
+        std::max<std::chrono::system_clock::duration>(rest, std::chrono::milliseconds(1));
+    if (!hub_->stopping() && !gone_) {
+        watchForHangup();
+        wakeUp_.expires_after(wait);
+        co_await wakeUp_.async_wait(awaited);
+        error_code ignored; // a watch that is over already
+        socket_.cancel(ignored);
+    }
+}
+
+void Session::watchForHangup()
+{
+    socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this()](error_code error) {
+        char byte = 0;
+        const int socket = self->socket_.native_handle();
+        if (error || ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) != 0)
+            return;
+        self->gone_ = true;
+        self->wakeUp_.cancel();
+    });
+}
+
+void Session::deliver(Response response)
+{
+    delivered_ = std::move(response);
+    wakeUp_.cancel();
+}
+
+asio::awaitable<bool> Session::send(Response response, bool withBody, bool keepAlive)
+{
+    enter(Phase::Writing, hub_->limits().write);
+    composeHead(response, keepAlive);
+    const std::string_view body = withBody ? std::string_view(response.body) : std::string_view();
+    // Nearly every reply fits into the socket's buffer and is gone with this one call.
+    const std::array<asio::const_buffer, 2> parts{asio::buffer(head_), asio::buffer(body)};
+    error_code error;
+    std::size_t written = socket_.write_some(parts, error);
+    if (error && error != asio::error::would_block)
+        co_return false;
+    for (const std::string_view part : {std::string_view(head_), body}) {
+        const std::size_t skipped = std::min(written, part.size());
+        written -= skipped;
+        if (skipped == part.size())
+            continue;
+        const std::string_view rest = part.substr(skipped);
+        if (!co_await write(rest))
+            co_return false;
+    }
+    if (response.file && withBody)
+        co_return co_await writeFile(response);
+    co_return true;
+}
+
+asio::awaitable<bool> Session::write(std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const std::string_view chunk = bytes.substr(0, writeChunk);
+        enter(phase_, hub_->limits().write);
+        const auto buffer = asio::buffer(chunk);
+        const auto [error, count] = co_await asio::async_write(socket_, buffer, awaited);
+        if (error)
+            co_return false;
+        bytes.remove_prefix(count);
+    }
+    co_return true;
+}
+
+asio::awaitable<bool> Session::writeFile(const Response &response)
+{
+    std::string chunk(writeChunk, '\0');
+    for (std::uint64_t left = response.fileSize; left > 0;) {
+        const std::size_t wanted = std::min<std::uint64_t>(left, chunk.size());
+        const ssize_t count = ::read(response.file.descriptor(), chunk.data(), wanted);
+        // A file that became shorter meanwhile: only an early end tells the client.
+        if (count <= 0)
+            co_return false;
+        const auto size = static_cast<std::size_t>(count);
+        const std::string_view bytes = std::string_view(chunk).substr(0, size);
+        if (!co_await write(bytes))
+            co_return false;
+        left -= size;
+    }
+    co_return true;
+}
+
+// Closing while the peer still sends would reset the connection and take the reply with it.
+asio::awaitable<void> Session::drain()
+{
+    error_code error;
+    socket_.shutdown(asio::socket_base::shutdown_send, error);
+    buffer_.clear();
+    enter(Phase::Reading, hub_->limits().header);
+    for (std::size_t total = 0; !error && total < drainBytes;) {
+        const auto space = buffer_.prepare(bodyChunk);
+        const auto [failure, count] = co_await socket_.async_read_some(space, awaited);
+        error = failure;
+        total += count;
+    }
+}
+
+void Session::composeHead(const Response &response, bool keepAlive)
+{
+    const auto reason = beast::http::obsolete_reason(beast::http::int_to_status(response.status));
+    head_ = "HTTP/1.1 ";
+    head_ += std::to_string(response.status);
+    head_ += ' ';
+    head_.append(reason.data(), reason.size());
+    head_ += "\r\nDate: ";
+    head_ += hub_->date();
+    head_ += "\r\nContent-Type: ";
+    head_ += response.contentType;
+    head_ += "\r\nContent-Length: ";
+    head_ += std::to_string(response.file ? response.fileSize : response.body.size());
+    head_ += response.file ? "\r\nX-Content-Type-Options: nosniff" : "\r\nCache-Control: no-store";
+    if (!response.allow.empty())
+        (head_ += "\r\nAllow: ") += response.allow;
+    // Said always, because an older client takes nothing for granted.
+    head_ += keepAlive ? "\r\nConnection: keep-alive" : "\r\nConnection: close";
+    head_ += "\r\n\r\n";
+}
+
+void Session::enter(Phase phase, std::chrono::milliseconds limit)
+{
+    phase_ = phase;
+    deadline_ = hub_->deadlineAfter(limit);
+    expired_ = false;
+}
+
+void Session::expire(std::int64_t tick)
+{
+    // What the server itself takes its time for is not the client's fault.
+    if (tick < deadline_ || phase_ == Phase::Answering)
+        return;
+    expired_ = true;
+    error_code ignored; // a connection that is already gone
+    socket_.cancel(ignored);
+}
+
+void Session::finish()
+{
+    error_code ignored;
+    if (phase_ == Phase::Idle)
+        socket_.cancel(ignored);
+    else if (phase_ == Phase::Answering)
+        wakeUp_.cancel();
+}
+
+void Session::abort()
+{
+    error_code ignored;
+    gone_ = true;
+    socket_.close(ignored);
+    wakeUp_.cancel();
+}
+
+} // namespace kivolo::server::http

@@ -1,0 +1,115 @@
+// Where circles, members and beams are kept. One implementation per database engine.
+#pragma once
+
+#include "records.h"
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+namespace kivolo::server {
+
+/// The wall clock, from outside, so that tests own it. Must be callable from any thread.
+using Clock = std::function<std::chrono::system_clock::time_point()>;
+
+inline Seconds wholeSeconds(std::chrono::system_clock::time_point time)
+{
+    return std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
+}
+
+/// One beam's place in a poll and the bytes it takes in a reply.
+struct BeamSize
+{
+    Seconds createdAt = 0;
+    std::int64_t bytes = 0;
+};
+
+/// A circle and one of its members, found in a single look.
+struct Seat
+{
+    Circle circle;
+    Member member;
+};
+
+/// What can be read. Each call sees one consistent state of the database and throws
+/// LedgerUnavailable where the database fails.
+class LedgerView
+{
+public:
+    virtual ~LedgerView() = default;
+
+    virtual std::optional<Circle> circleById(const std::string &id) = 0;
+    virtual std::optional<Circle> circleByCode(const std::string &code) = 0;
+    virtual std::optional<Seat> seatOfDevice(const std::string &deviceId) = 0;
+    virtual std::optional<Seat> seat(const std::string &circleId, const std::string &memberId) = 0;
+    virtual std::vector<Member> members(std::int64_t circle) = 0;
+
+    /// The sizes of the others' beams that were created after `since`, oldest first, at most
+    /// `limit`; nothing at all where that member has no seat in that circle.
+    virtual std::optional<std::vector<BeamSize>> sizesSince(const std::string &circleId,
+                                                            const std::string &memberId,
+                                                            Seconds since, int limit) = 0;
+    /// The beams behind sizesSince(), up to and with the second `until`.
+    virtual std::vector<Beam> beamsSince(const std::string &circleId, const std::string &memberId,
+                                         Seconds since, Seconds until) = 0;
+
+    /// The sizes of the circle's latest beams, newest first. `exceptSender` is a member's number
+    /// whose beams are left out, or 0.
+    virtual std::vector<BeamSize> latestSizes(std::int64_t circle, std::int64_t exceptSender,
+                                              int limit) = 0;
+    /// The circle's latest beams, oldest first.
+    virtual std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit) = 0;
+    virtual std::optional<Beam> beam(const std::string &circleId, const std::string &id) = 0;
+};
+
+/// What can be changed, in one transaction that no other writer of the database runs beside.
+class LedgerTransaction : public LedgerView
+{
+public:
+    struct Load
+    {
+        std::int64_t beams = 0;
+        std::int64_t bytes = 0;
+    };
+    /// What a circle's beams of one second amount to.
+    virtual Load loadOfSecond(std::int64_t circle, Seconds second) = 0;
+
+    virtual void addCircle(const Circle &circle, const std::string &ownerEmail, Seconds now) = 0;
+    virtual void addMember(const Member &member, const std::string &deviceId, Seconds now) = 0;
+    virtual void renameMember(const Member &member) = 0;
+    virtual void removeMember(const Member &member) = 0;
+    /// `bytes` is what the beam will take in a reply.
+    virtual void addBeam(const Beam &beam, const Member &sender, std::int64_t bytes) = 0;
+};
+
+/// A database. view() and horizon() belong to one thread; write() may be called from any.
+class Ledger
+{
+public:
+    /// Runs inside a transaction. `now` is the second to stamp new rows with: never before a
+    /// horizon that was told to anyone. A job that throws leaves no trace. It can be run again
+    /// after its transaction failed, so it only assigns to what it captured.
+    using Job = std::function<void(LedgerTransaction &, Seconds now)>;
+    /// Told once, on the writer's thread, when the job is on disk (nullptr) or has failed.
+    using Done = std::function<void(std::exception_ptr)>;
+
+    virtual ~Ledger() = default;
+
+    virtual LedgerView &view() = 0;
+
+    /// A second h, not after now, such that every beam that view() does not see yet, whichever
+    /// process is writing it and however long its commit takes, is stamped h or later. To be
+    /// asked BEFORE the view whose beams it is told with.
+    virtual Seconds horizon() = 0;
+
+    virtual void write(Job job, Done done) = 0;
+};
+
+/// Opens `sqlite:PATH`, creating the file and its tables where needed. Throws std::runtime_error
+/// with one sentence for the operator. `beforeCommit`, for tests, runs on the writer's thread.
+std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock,
+                                   std::function<void()> beforeCommit = {});
+
+} // namespace kivolo::server

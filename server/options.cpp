@@ -1,0 +1,58 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+namespace kivolo::server {
+
+std::variant<Options, int> parseOptions(int argc, char **argv)
+{
+    Options options;
+    CLI::App app("Delivers the beams of Kivolo's circles.", "kivolo-server");
+    app.set_version_flag("--version", std::string("kivolo-server ") + KIVOLO_VERSION);
+    app.add_option("--listen", options.listen, "Address to listen on; port 0 picks a free one")
+        ->option_text("HOST:PORT [127.0.0.1:8787]");
+    app.add_option("--database", options.database,
+                   "Where circles and beams are kept; the file is created where needed")
+        ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");
+    app.add_option("--site", options.site, "Directory of the landing site, with version.json")
+        ->option_text("DIR");
+    app.add_option("--max-seats", options.maxSeats, "Members that a new circle can have")
+        ->option_text("N [5]")
+        ->check(CLI::Range(1, 100));
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success &success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError &error) {
+        std::cerr << "kivolo-server: " << error.what() << std::endl;
+        return 2;
+    }
+    return options;
+}
+
+std::string defaultDatabase()
+{
+    // Before any thread is started, so the environment stands still.
+    const char *data = std::getenv("XDG_DATA_HOME"); // NOLINT(concurrency-mt-unsafe)
+    const char *home = std::getenv("HOME");          // NOLINT(concurrency-mt-unsafe)
+    std::filesystem::path base;
+    if (data && std::filesystem::path(data).is_absolute())
+        base = data;
+    else if (home && *home)
+        base = std::filesystem::path(home) / ".local" / "share";
+    else
+        throw std::runtime_error("there is no home directory to keep the database in; name a "
+                                 "place with --database");
+    const std::filesystem::path folder = base / "kivolo";
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error)
+        throw std::runtime_error("the folder " + folder.string() +
+                                 " cannot be created: " + error.message());
+    return "sqlite:" + (folder / "kivolo.sqlite").string();
+}
+
+} // namespace kivolo::server

@@ -1,0 +1,27 @@
+// The command line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace kivolo::server {
+
+struct Options
+{
+    std::string listen = "127.0.0.1:8787";
+    std::string database; ///< Empty: the file under the user's data directory.
+    std::string site;     ///< Empty: no files are served.
+    std::int64_t maxSeats = 5;
+};
+
+/// The options, or the exit code where the program has said all there is to say (help, version,
+/// a mistake).
+std::variant<Options, int> parseOptions(int argc, char **argv);
+
+/// The database under the XDG data directory, whose folder is created where needed. Throws
+/// std::runtime_error where there is no such directory.
+std::string defaultDatabase();
+
+} // namespace kivolo::server

@@ -1,0 +1,57 @@
+// The values that the layers of the server hand to each other.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kivolo::server {
+
+/// Whole seconds since 1970 (UTC), as on the wire.
+using Seconds = std::int64_t;
+
+/// A closed group of devices. `number` is the ledger's own key and never leaves the server;
+/// `id` is the secret that members name the circle by.
+struct Circle
+{
+    std::int64_t number = 0;
+    std::string id;
+    std::string code; ///< The invite code, in upper case.
+    std::int64_t maxSeats = 0;
+};
+
+/// A seat in a circle. `number` grows in the order of joining and is never used twice.
+struct Member
+{
+    std::int64_t number = 0;
+    std::int64_t circle = 0; ///< `Circle::number`.
+    std::string id;
+    std::string handle;
+    std::string emoji;
+};
+
+/// One message, with its sender's name as it was at the time of sending.
+struct Beam
+{
+    std::string id;
+    std::string fromMember;
+    std::string type;
+    std::string body;
+    Seconds createdAt = 0;
+    std::string fromHandle;
+    std::string fromEmoji;
+    std::optional<std::string> effect;
+    std::optional<Seconds> openAt;
+    bool sealed = false;
+};
+
+/// What a device knows of its circle.
+struct Membership
+{
+    Circle circle;
+    Member self;
+    std::vector<Member> members; ///< All of them, in the order of joining.
+};
+
+} // namespace kivolo::server

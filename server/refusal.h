@@ -1,0 +1,33 @@
+// How a rule says no.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace kivolo::server {
+
+/// A request that the rules turn down. The sentence is shown to the member as it stands.
+class Refusal : public std::runtime_error
+{
+public:
+    enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge };
+
+    Refusal(Reason reason, const std::string &sentence)
+        : std::runtime_error(sentence)
+        , reason_(reason)
+    {}
+    Reason reason() const { return reason_; }
+
+private:
+    Reason reason_;
+};
+
+/// The database cannot serve just now: locked, full, damaged. Its text is for the operator's log
+/// and holds no value of a request.
+class LedgerUnavailable : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace kivolo::server

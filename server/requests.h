@@ -1,0 +1,40 @@
+// What members ask for, taken from the wire but not judged yet.
+#pragma once
+
+#include "records.h"
+
+namespace kivolo::server {
+
+struct CreateRequest
+{
+    std::string deviceId;
+    std::string ownerEmail;
+};
+
+struct JoinRequest
+{
+    std::string code;
+    std::string handle;
+    std::string deviceId;
+    std::string emoji;
+};
+
+struct BeamRequest
+{
+    std::string circleId;
+    std::string fromMember;
+    std::string type;
+    std::string body;
+    std::optional<std::string> effect;
+    std::optional<Seconds> openAt;
+};
+
+/// A poll's answer. `serverTime` is where the next poll goes on: nothing that is missing here
+/// was or will be created before it.
+struct Poll
+{
+    std::vector<Beam> beams;
+    Seconds serverTime = 0;
+};
+
+} // namespace kivolo::server

@@ -1,0 +1,181 @@
+#include "routes.h"
+
+#include "query.h"
+#include "refusal.h"
+#include "wire.h"
+
+#include <spdlog/spdlog.h>
+
+namespace kivolo::server {
+
+using http::Request;
+using http::Response;
+
+namespace {
+
+unsigned statusOf(Refusal::Reason reason)
+{
+    switch (reason) {
+    case Refusal::Reason::Forbidden:
+        return 403;
+    case Refusal::Reason::NotFound:
+        return 404;
+    case Refusal::Reason::Conflict:
+        return 409;
+    case Refusal::Reason::TooLarge:
+        return 413;
+    case Refusal::Reason::Invalid:
+        break;
+    }
+    return 400;
+}
+
+Response ok(std::string body)
+{
+    Response response;
+    response.body = std::move(body);
+    return response;
+}
+
+/// The action's response, or the one that tells how it failed.
+template<typename Action>
+auto told(Action &&action) -> decltype(action())
+{
+    try {
+        return action();
+    } catch (const Refusal &refusal) {
+        return errorResponse(statusOf(refusal.reason()), refusal.what());
+    } catch (const LedgerUnavailable &failure) {
+        spdlog::error("the database failed: {}", failure.what());
+        return errorResponse(503, "Kivolo cannot do this just now. Please try again in a moment.");
+    } catch (const std::exception &failure) {
+        spdlog::error("a request failed: {}", failure.what());
+        return errorResponse(500, "Something went wrong. Please try again.");
+    }
+}
+
+/// What is told once a change is on disk: its record, or why it was not made.
+template<typename Result>
+Done<Result> telling(Reply &later, std::string (*record)(const Result &))
+{
+    return [later = std::move(later), record](Outcome<Result> outcome) {
+        later(told([&] { return ok(record(outcome.take())); }));
+    };
+}
+
+// A browser sends other types across origins without asking; this one it has to ask for first.
+bool isJson(std::string_view contentType)
+{
+    constexpr std::string_view json = "application/json";
+    std::string_view type = contentType.substr(0, contentType.find(';'));
+    while (type.ends_with(' ') || type.ends_with('\t'))
+        type.remove_suffix(1);
+    return type.size() == json.size() &&
+           std::equal(type.begin(), type.end(), json.begin(), [](char a, char b) {
+               return (a >= 'A' && a <= 'Z' ? a + ('a' - 'A') : a) == b;
+           });
+}
+
+} // namespace
+
+Response errorResponse(unsigned status, std::string_view sentence)
+{
+    Response response = ok(wire::error(sentence));
+    response.status = status;
+    return response;
+}
+
+const Routes::Endpoint Routes::endpoints[] = {
+    {"/beams", "GET", &Routes::poll},
+    {"/me", "GET", &Routes::me},
+    {"/beam", "POST", &Routes::send},
+    {"/history", "GET", &Routes::history},
+    {"/capsule", "GET", &Routes::capsule},
+    {"/join", "POST", &Routes::join},
+    {"/circle/create", "POST", &Routes::create},
+};
+
+Routes::Routes(Circles &circles, const Site &site)
+    : circles_(circles)
+    , site_(site)
+{}
+
+Answer Routes::handle(const Request &request, Reply later)
+{
+    return told([&] { return dispatch(request, later); });
+}
+
+Answer Routes::dispatch(const Request &request, Reply &later)
+{
+    const std::string_view path = request.path();
+    const bool reads = request.method == "GET" || request.method == "HEAD";
+    const auto notAllowed = [&](std::string_view allow) {
+        Response response = errorResponse(405, "The request is wrong: this is done with " +
+                                                   std::string(allow) + ".");
+        response.allow = allow;
+        return response;
+    };
+    for (const Endpoint &endpoint : endpoints) {
+        if (endpoint.path != path)
+            continue;
+        if (endpoint.method == "GET")
+            return reads ? (this->*endpoint.handler)(request, later) : notAllowed("GET, HEAD");
+        if (request.method != "POST")
+            return notAllowed("POST");
+        if (!isJson(request.contentType))
+            return errorResponse(415, "The request is wrong: its body has to be JSON.");
+        return (this->*endpoint.handler)(request, later);
+    }
+    std::optional<Response> file = site_.file(path);
+    if (!file)
+        return errorResponse(404, "There is nothing here.");
+    return reads ? std::move(*file) : notAllowed("GET, HEAD");
+}
+
+Answer Routes::me(const Request &request, Reply &)
+{
+    return ok(wire::status(circles_.status(onlyQueryText(request.target, "device_id"))));
+}
+
+Answer Routes::create(const Request &request, Reply &later)
+{
+    circles_.create(wire::createRequest(request.body), telling<Circle>(later, wire::created));
+    return Later();
+}
+
+Answer Routes::join(const Request &request, Reply &later)
+{
+    circles_.join(wire::joinRequest(request.body), telling<Membership>(later, wire::joined));
+    return Later();
+}
+
+Answer Routes::send(const Request &request, Reply &later)
+{
+    circles_.send(wire::beamRequest(request.body), telling<Beam>(later, wire::accepted));
+    return Later();
+}
+
+Answer Routes::poll(const Request &request, Reply &)
+{
+    return ok(wire::poll(circles_.poll(queryText(request.target, "circle_id"),
+                                       queryText(request.target, "member_id"),
+                                       queryNumber(request.target, "since"))));
+}
+
+Answer Routes::history(const Request &request, Reply &)
+{
+    return ok(wire::history(circles_.history(queryText(request.target, "circle_id"),
+                                             queryNumber(request.target, "limit"))));
+}
+
+Answer Routes::capsule(const Request &request, Reply &)
+{
+    const std::string circleId = queryText(request.target, "circle_id");
+    const std::string id = queryText(request.target, "id");
+    std::variant<Beam, Circles::Time> capsule = circles_.capsule(circleId, id);
+    if (const auto *opening = std::get_if<Circles::Time>(&capsule))
+        return AgainAt{*opening};
+    return ok(wire::beam(std::get<Beam>(capsule)));
+}
+
+} // namespace kivolo::server

@@ -1,0 +1,164 @@
+#include "sqlite_ledger.h"
+
+#include <algorithm>
+#include <spdlog/spdlog.h>
+
+namespace kivolo::server {
+
+namespace {
+
+// A transaction of this many beams takes some milliseconds; more would make the first wait for
+// the last.
+constexpr std::size_t batchLimit = 128;
+// Beyond it the disk has fallen behind by seconds, and a sender is better told so.
+constexpr std::size_t queueLimit = 2048;
+
+// How long a statement waits for another process: a writer as long as a member would, a reader,
+// which waits only while a log is recovered, hardly at all, a probe never.
+constexpr int writerPatience = 5'000;
+constexpr int readerPatience = 250;
+
+} // namespace
+
+// The writing connection is opened first, because it makes the tables that the others' statements
+// are prepared against.
+SqliteLedger::SqliteLedger(const std::string &path, Clock clock, std::function<void()> beforeCommit)
+    : clock_(std::move(clock))
+    , beforeCommit_(std::move(beforeCommit))
+    , writeConnection_(path, writerPatience, prepareSchema)
+    , readConnection_(path, readerPatience)
+    , probeConnection_(path, 0)
+    , readStatements_(readConnection_.session())
+    , writeStatements_(writeConnection_.session())
+    , writer_([this](std::stop_token stop) { writeUntil(stop); })
+{}
+
+SqliteLedger::~SqliteLedger()
+{
+    writer_.request_stop();
+    writer_.join();
+}
+
+// Holding the write lock, however shortly, proves that no transaction is under way in any
+// process: all that were stamped before are visible, and all that follow are stamped from now on.
+// The own writer proves the same each time it begins, so a busy disk does not hold the horizon
+// back. Where another process is writing just now, the last horizon still holds.
+Seconds SqliteLedger::horizon()
+{
+    const Seconds now = wholeSeconds(clock_());
+    if (now > horizon_.load()) {
+        try {
+            probeConnection_.session() << "BEGIN IMMEDIATE";
+            raiseHorizon(now);
+            probeConnection_.session() << "ROLLBACK";
+        } catch (const soci::soci_error &) {
+            // Not an error: somebody is writing.
+        }
+    }
+    return horizon_.load();
+}
+
+void SqliteLedger::raiseHorizon(Seconds second)
+{
+    Seconds known = horizon_.load();
+    while (known < second && !horizon_.compare_exchange_weak(known, second)) {
+    }
+}
+
+void SqliteLedger::write(Job job, Done done)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        if (queue_.size() < queueLimit) {
+            queue_.push_back({std::move(job), std::move(done), nullptr});
+            wakeUp_.notify_one();
+            return;
+        }
+    }
+    done(std::make_exception_ptr(LedgerUnavailable("too many writes are waiting")));
+}
+
+void SqliteLedger::writeUntil(std::stop_token stop)
+{
+    for (std::deque<Pending> batch; !(batch = nextBatch(stop)).empty();) {
+        commit(batch);
+        for (Pending &pending : batch)
+            pending.done(pending.failure);
+    }
+}
+
+std::deque<SqliteLedger::Pending> SqliteLedger::nextBatch(std::stop_token stop)
+{
+    std::unique_lock lock(mutex_);
+    wakeUp_.wait(lock, stop, [this] { return !queue_.empty(); });
+    const auto end =
+        queue_.begin() + static_cast<std::ptrdiff_t>(std::min(queue_.size(), batchLimit));
+    std::deque<Pending> batch(std::make_move_iterator(queue_.begin()),
+                              std::make_move_iterator(end));
+    queue_.erase(queue_.begin(), end);
+    return batch;
+}
+
+// A transaction that fails as a whole is taken apart, so that one job's trouble is not its
+// neighbours'.
+void SqliteLedger::commit(std::deque<Pending> &batch)
+{
+    try {
+        runJobs(batch);
+    } catch (...) {
+        const std::exception_ptr failure = std::current_exception();
+        try {
+            writeConnection_.session() << "ROLLBACK";
+        } catch (const soci::soci_error &) {
+            // SQLite has rolled back by itself, as it does when the disk is full.
+        }
+        if (batch.size() == 1) {
+            batch.front().failure = failure;
+            return;
+        }
+        for (Pending &pending : batch) {
+            std::deque<Pending> alone;
+            alone.push_back({pending.job, {}, nullptr});
+            commit(alone);
+            pending.failure = alone.front().failure;
+        }
+    }
+}
+
+void SqliteLedger::runJobs(std::deque<Pending> &batch)
+{
+    guarded([&] { writeConnection_.session() << "BEGIN IMMEDIATE"; });
+    // From here on nobody else writes. The horizon goes up before the first stamp is taken, and a
+    // clock that was set back meanwhile does not take a stamp below it.
+    raiseHorizon(wholeSeconds(clock_()));
+    for (Pending &pending : batch) {
+        pending.failure = nullptr;
+        guarded([&] { writeConnection_.session() << "SAVEPOINT job"; });
+        try {
+            pending.job(writeStatements_, std::max(wholeSeconds(clock_()), horizon_.load()));
+        } catch (const Refusal &) {
+            pending.failure = std::current_exception();
+            guarded([&] { writeConnection_.session() << "ROLLBACK TO job"; });
+        }
+        guarded([&] { writeConnection_.session() << "RELEASE job"; });
+    }
+    if (beforeCommit_)
+        beforeCommit_();
+    guarded([&] { writeConnection_.session() << "COMMIT"; });
+}
+
+std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock,
+                                   std::function<void()> beforeCommit)
+{
+    constexpr std::string_view scheme = "sqlite:";
+    if (!database.starts_with(scheme) || database.size() == scheme.size())
+        throw std::runtime_error("the database has to be given as sqlite:PATH");
+    const std::string path(database.substr(scheme.size()));
+    try {
+        return std::make_unique<SqliteLedger>(path, std::move(clock), std::move(beforeCommit));
+    } catch (const std::exception &error) {
+        throw std::runtime_error("the database " + path + " cannot be used: " + error.what());
+    }
+}
+
+} // namespace kivolo::server

@@ -1,0 +1,29 @@
+// The JSON of every request and reply. Nothing else in the server knows a key.
+#pragma once
+
+#include "requests.h"
+
+#include <string_view>
+
+namespace kivolo::server::wire {
+
+// Requests. Each throws a Refusal for what is not the object it should be. Keys that are not
+// known are ignored; a null counts as absent.
+CreateRequest createRequest(std::string_view json);
+JoinRequest joinRequest(std::string_view json);
+BeamRequest beamRequest(std::string_view json);
+
+// Replies.
+std::string error(std::string_view sentence);
+std::string created(const Circle &circle);
+std::string joined(const Membership &membership);
+std::string status(const std::optional<Membership> &membership);
+std::string accepted(const Beam &beam);
+std::string poll(const Poll &poll);
+std::string history(const std::vector<Beam> &beams);
+std::string beam(const Beam &beam);
+
+/// The bytes that the beam takes in a reply, unsealed.
+std::size_t length(const Beam &beam);
+
+} // namespace kivolo::server::wire
