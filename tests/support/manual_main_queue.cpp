@@ -79,6 +79,13 @@ void ManualMainQueue::advance(Duration duration)
     QCoreApplication::processEvents();
 }
 
+std::ptrdiff_t ManualMainQueue::pending() const
+{
+    return std::count_if(entries_.begin(), entries_.end(), [](const Entry &entry) {
+        return entry.interval > Duration(0) || entry.context;
+    });
+}
+
 void ManualMainQueue::setNow(qint64 now)
 {
     wallOffset_ = std::chrono::seconds(now) - uptime_;

@@ -28,9 +28,8 @@ public:
     /// Sets the wall clock alone, as its owner may.
     void setNow(qint64 now);
 
-    /// How many one-shot actions and repetitions are waiting (for a destroyed context, too, until
-    /// their time has come).
-    std::size_t pending() const { return entries_.size(); }
+    /// How many one-shot actions and repetitions are waiting.
+    std::ptrdiff_t pending() const;
 
 private:
     class ManualRepetition;

@@ -36,6 +36,7 @@ public:
     const T &get() const { return value_; }
     operator const T &() const { return value_; } // NOLINT(google-explicit-constructor)
     const T *operator->() const { return &value_; }
+    const T &operator*() const { return value_; }
 
     Published &operator=(T value)
     {

@@ -143,7 +143,8 @@ void UrlSession::Loader::start(const UrlRequest &request, const ReplyPromise &pr
             reply->abort();
     });
     connect(reply, &QNetworkReply::finished, this, [=, this] {
-        body->append(reply->readAll());
+        if (reply->isReadable())
+            body->append(reply->readAll());
         finish(reply, request, promise, redirectsLeft, *body);
     });
 }
