@@ -8,8 +8,7 @@ DoodleCache::DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent)
     : QObject(parent)
     , bounds_(bounds)
     , pictures_(bytes)
-{
-}
+{}
 
 DoodleCache::~DoodleCache() = default;
 

@@ -15,8 +15,8 @@ constexpr int maxMegabytes = 64; // 16 megapixels of four bytes each
 
 bool isBase64Character(char c)
 {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+'
-           || c == '/';
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+           c == '/';
 }
 
 /// The toolkit's own decoder lets missing padding and, unless told otherwise, any character pass.
@@ -47,8 +47,8 @@ QByteArray rasterFormat(const QByteArray &bytes)
 
 bool isAllowed(const QSize &size)
 {
-    return !size.isEmpty() && size.width() <= maxSide && size.height() <= maxSide
-           && qint64(size.width()) * size.height() <= maxPixels;
+    return !size.isEmpty() && size.width() <= maxSide && size.height() <= maxSide &&
+           qint64(size.width()) * size.height() <= maxPixels;
 }
 
 void limitAllocation()

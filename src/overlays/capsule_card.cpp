@@ -59,7 +59,7 @@ CapsuleCard::CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> mod
     setFixedSize(sizeHint());
     setAccessibleName(tr("%1's time capsule").arg(handle_));
     connect(model_.get(), &ObservableObject::objectWillChange, this, &CapsuleCard::scheduleRender);
-    render();
+    renderCountdown();
 }
 
 CapsuleCard::~CapsuleCard() = default;
@@ -81,10 +81,10 @@ void CapsuleCard::scheduleRender()
     if (renderScheduled_)
         return;
     renderScheduled_ = true;
-    QMetaObject::invokeMethod(this, &CapsuleCard::render, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, &CapsuleCard::renderCountdown, Qt::QueuedConnection);
 }
 
-void CapsuleCard::render()
+void CapsuleCard::renderCountdown()
 {
     renderScheduled_ = false;
     const QString countdown = tr("Opens in %1").arg(fmt(model_->remaining));

@@ -31,7 +31,7 @@ protected:
 
 private:
     void scheduleRender();
-    void render();
+    void renderCountdown();
 
     std::shared_ptr<CapsuleCardModel> model_;
     QString handle_;

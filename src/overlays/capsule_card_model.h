@@ -12,8 +12,7 @@ class CapsuleCardModel final : public ObservableObject
 public:
     explicit CapsuleCardModel(qint64 seconds)
         : remaining(this, seconds)
-    {
-    }
+    {}
 
     /// Seconds until the capsule opens, never negative.
     Published<qint64> remaining;

@@ -53,8 +53,7 @@ public:
         : title_(std::move(title))
         , font_(bold(font(TextStyle::Caption)))
         , symbol_(symbolSide(font_.pixelSize()))
-    {
-    }
+    {}
 
     QSizeF size() const
     {
@@ -181,8 +180,8 @@ void IncomingBeamView::layOutText()
 void IncomingBeamView::resizeEvent(QResizeEvent *)
 {
     const QRectF header = headerRect();
-    closeButton_->moveSymbolTo({header.right() - closeButton_->side(),
-                                header.center().y() - closeButton_->side() / 2});
+    closeButton_->moveSymbolTo(
+        {header.right() - closeButton_->side(), header.center().y() - closeButton_->side() / 2});
     if (text_)
         layOutText();
 }
@@ -218,7 +217,8 @@ void IncomingBeamView::paintHeader(QPainter &painter)
     const Badge badge(tr("Buzz"));
     const QSizeF badgeSize = shake_ ? badge.size() : QSizeF();
     const qreal left = header.left() + metrics_.avatar + headerSpacing;
-    qreal right = header.right() - closeButton_->side() - headerSpacing - spacerLeast - headerSpacing;
+    qreal right =
+        header.right() - closeButton_->side() - headerSpacing - spacerLeast - headerSpacing;
     if (shake_)
         right -= badgeSize.width() + headerSpacing;
 
@@ -232,8 +232,9 @@ void IncomingBeamView::paintHeader(QPainter &painter)
     if (!shake_)
         return;
     const qreal nameEnd = left + nameMetrics.horizontalAdvance(name);
-    badge.paint(painter, {QPointF(nameEnd + headerSpacing,
-                                  header.center().y() - badgeSize.height() / 2), badgeSize});
+    badge.paint(painter,
+                {QPointF(nameEnd + headerSpacing, header.center().y() - badgeSize.height() / 2),
+                 badgeSize});
 }
 
 void IncomingBeamView::paintDoodle(QPainter &painter)

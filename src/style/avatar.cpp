@@ -24,8 +24,7 @@ static QString withoutSpacesAndTabs(const QString &name)
 Avatar::Avatar(QString name, qreal size)
     : initial_(initial(name))
     , size_(size)
-{
-}
+{}
 
 QString Avatar::initial(const QString &name)
 {

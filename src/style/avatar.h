@@ -16,8 +16,8 @@ public:
     Avatar(QString name, qreal size);
 
     /// What stands in the circle: the first character of the name as a reader counts characters, in
-    /// upper case by the rules of no language in particular (which may make two of it), or "·" for a
-    /// name of nothing but spaces and tabs.
+    /// upper case by the rules of no language in particular (which may make two of it), or "·" for
+    /// a name of nothing but spaces and tabs.
     static QString initial(const QString &name);
 
     qreal size() const { return size_; }

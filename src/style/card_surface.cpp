@@ -36,8 +36,7 @@ void CardSurface::paintEvent(QPaintEvent *)
     painter.save();
     paintContent(painter);
     painter.restore();
-    const QBrush outline = outline_.gradient ? Brand::gradient(card)
-                                             : QBrush(Brand::violet(0.45));
+    const QBrush outline = outline_.gradient ? Brand::gradient(card) : QBrush(Brand::violet(0.45));
     strokeInside(painter, card, radius, outline_.lineWidth, outline);
 }
 

@@ -11,7 +11,11 @@ namespace kivolo {
 class CardSurface : public QWidget
 {
     Q_OBJECT
+    // What carries the card sets and reads these without knowing its type.
+    Q_PROPERTY(bool squareCorners READ hasSquareCorners WRITE setSquareCorners)
+    Q_PROPERTY(double cornerRadius READ cornerRadius CONSTANT)
 public:
+    double cornerRadius() const { return outline_.radius; }
     /// Where nothing composes windows, what is not painted would be black: the card is then opaque
     /// and its corners are square.
     void setSquareCorners(bool square);
@@ -26,8 +30,8 @@ protected:
     };
     CardSurface(const Outline &outline, QWidget *parent);
 
-    /// Paints in points from the widget's top-left corner. The painter is clipped to the widget, has
-    /// antialiasing on, and may be left in any state.
+    /// Paints in points from the widget's top-left corner. The painter is clipped to the widget,
+    /// has antialiasing on, and may be left in any state.
     virtual void paintContent(QPainter &painter) = 0;
 
     void paintEvent(QPaintEvent *event) override;

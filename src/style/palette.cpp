@@ -75,8 +75,8 @@ static Palette derived(const QPalette &palette)
 
 static bool sameColors(const QPalette &a, const QPalette &b)
 {
-    for (const auto role : {QPalette::Window, QPalette::WindowText, QPalette::Base,
-                            QPalette::Button}) {
+    for (const auto role :
+         {QPalette::Window, QPalette::WindowText, QPalette::Base, QPalette::Button}) {
         if (a.color(role).rgb() != b.color(role).rgb())
             return false;
     }

@@ -2,7 +2,6 @@
 
 #include <QImage>
 #include <QPainter>
-#include <QPen>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -13,7 +12,7 @@ namespace {
 
 constexpr int cornerSteps = 24; // keeps the polygon within 0.03 pixels of the curve up to radius 44
 // The transition begins this many radii before the edge would have met, as far as there is room.
-constexpr qreal transition = 1.5;
+constexpr qreal transition = 1.25;
 
 /// One quadrant of the superellipse |x|^n + |y|^n = 1, from (1, 0) to (0, 1).
 std::array<QPointF, cornerSteps + 1> quadrant(qreal extentInRadii)
@@ -79,12 +78,13 @@ QPainterPath continuousCapsule(const QRectF &rect)
 void strokeInside(QPainter &painter, const QRectF &rect, qreal radius, qreal lineWidth,
                   const QBrush &brush)
 {
-    const qreal half = lineWidth / 2;
-    const QRectF middle = rect.adjusted(half, half, -half, -half);
+    // The ring between two outlines: a stroked polygon would show where it begins and ends.
+    QPainterPath ring = continuousRoundedRect(rect, radius);
+    ring.addPath(continuousRoundedRect(rect.adjusted(lineWidth, lineWidth, -lineWidth, -lineWidth),
+                                       qMax(0.0, radius - lineWidth)));
+    ring.setFillRule(Qt::OddEvenFill);
     painter.setRenderHint(QPainter::Antialiasing);
-    const Qt::PenJoinStyle join = radius > 0 ? Qt::RoundJoin : Qt::MiterJoin;
-    painter.strokePath(continuousRoundedRect(middle, qMax(0.0, radius - half)),
-                       QPen(brush, lineWidth, Qt::SolidLine, Qt::FlatCap, join));
+    painter.fillPath(ring, brush);
 }
 
 qreal deviceScale(const QPainter &painter)
@@ -110,9 +110,9 @@ void fillWithPicture(QPainter &painter, const QPainterPath &shape, const QRectF 
                      const QImage &picture)
 {
     QBrush brush(picture);
-    brush.setTransform(QTransform::fromScale(frame.width() / picture.width(),
-                                             frame.height() / picture.height())
-                       * QTransform::fromTranslate(frame.x(), frame.y()));
+    brush.setTransform(
+        QTransform::fromScale(frame.width() / picture.width(), frame.height() / picture.height()) *
+        QTransform::fromTranslate(frame.x(), frame.y()));
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
     painter.fillPath(shape, brush);
 }

@@ -5,6 +5,7 @@
 #include "style/shapes.h"
 #include "style/symbols.h"
 
+#include <QFocusEvent>
 #include <QPainter>
 
 namespace kivolo {
@@ -37,9 +38,18 @@ void SymbolButton::paintEvent(QPaintEvent *)
     QPainter painter(this);
     const Palette &colors = Palette::of(palette());
     const QRectF box = QRectF(rect()).adjusted(margin, margin, -margin, -margin);
-    paintSymbol(painter, symbol_, box, underMouse() || isDown() ? colors.primary : colors.secondary);
-    if (hasFocus())
+    paintSymbol(painter, symbol_, box,
+                underMouse() || isDown() ? colors.primary : colors.secondary);
+    if (hasFocus() && focusFromKeys_)
         strokeInside(painter, box.adjusted(-4, -4, 4, 4), box.width(), 2, Brand::violet(0.7));
+}
+
+void SymbolButton::focusInEvent(QFocusEvent *event)
+{
+    // A window that becomes active focuses its first control by itself; nobody asked for a ring.
+    focusFromKeys_ =
+        event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason;
+    QAbstractButton::focusInEvent(event);
 }
 
 void SymbolButton::enterEvent(QEnterEvent *)

@@ -66,8 +66,8 @@ QImage maskOf(const QImage &drawing)
 const QImage &cached(const QString &path, const QSize &pixels, bool asMask)
 {
     static QCache<QString, QImage> cache(cacheBytes);
-    const QString key = QStringLiteral("%1@%2x%3").arg(path).arg(pixels.width()).arg(
-        pixels.height());
+    const QString key =
+        QStringLiteral("%1@%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
     if (const QImage *image = cache.object(key))
         return *image;
     const QImage drawing = rendered(path, pixels);
@@ -96,9 +96,9 @@ void paintSymbol(QPainter &painter, const QString &name, const QRectF &box, cons
     QImage tinted(pixels, QImage::Format_ARGB32_Premultiplied);
     tinted.fill(Qt::transparent);
     QPainter tint(&tinted);
-    tint.setTransform(QTransform::fromTranslate(-target.x(), -target.y())
-                      * QTransform::fromScale(pixels.width() / target.width(),
-                                              pixels.height() / target.height()));
+    tint.setTransform(
+        QTransform::fromTranslate(-target.x(), -target.y()) *
+        QTransform::fromScale(pixels.width() / target.width(), pixels.height() / target.height()));
     tint.fillRect(target, brush);
     tint.resetTransform();
     tint.setCompositionMode(QPainter::CompositionMode_DestinationIn);

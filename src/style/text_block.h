@@ -52,10 +52,10 @@ private:
         qreal height = 0;
         bool rightToLeft = false;
     };
-    void append(const QString &text, const QFont &font, const Bounds &bounds, qreal lineHeight);
+    void append(const QString &text, const QFont &font, const Bounds &bounds);
 
     std::vector<Paragraph> paragraphs_;
-    QSizeF size_;
+    QSizeF size_{0, 0};
     qsizetype laidOutLength_ = 0;
 };
 

@@ -4,6 +4,8 @@
 #include <QFontInfo>
 #include <QGuiApplication>
 #include <QTextBoundaryFinder>
+#include <initializer_list>
+#include <optional>
 
 namespace kivolo {
 
@@ -39,6 +41,15 @@ static QFont::Weight weight(TextStyle style)
     return style == TextStyle::Caption2 ? QFont::Medium : QFont::Normal;
 }
 
+static QString firstInstalled(std::initializer_list<const char *> families)
+{
+    for (const char *family : families) {
+        if (QFontDatabase::hasFamily(QLatin1String(family)))
+            return QLatin1String(family);
+    }
+    return {};
+}
+
 /// On a desktop that names no font, "sans serif" is whatever the font system falls back to. A font
 /// made for interfaces serves better, if one is installed.
 static QString preferredFamily(const QFont &desktop)
@@ -47,25 +58,32 @@ static QString preferredFamily(const QFont &desktop)
                                       QStringLiteral("sans-serif")};
     static const QStringList fallbacks{QStringLiteral("DejaVu Sans"),
                                        QStringLiteral("Bitstream Vera Sans")};
-    if (!unchosen.contains(desktop.family(), Qt::CaseInsensitive)
-        || !fallbacks.contains(QFontInfo(desktop).family()))
+    if (!unchosen.contains(desktop.family(), Qt::CaseInsensitive) ||
+        !fallbacks.contains(QFontInfo(desktop).family()))
         return desktop.family();
-    for (const char *family : {"Inter", "Inter Variable", "Cantarell", "Noto Sans", "Open Sans"}) {
-        if (QFontDatabase::hasFamily(QLatin1String(family)))
-            return QLatin1String(family);
-    }
-    return desktop.family();
+    const QString family = firstInstalled({"Inter", "Inter Variable", "Cantarell", "Noto Sans"});
+    return family.isEmpty() ? desktop.family() : family;
+}
+
+/// `family`, and for what it lacks a font of colour emoji before others that have some of them in
+/// black and white.
+static QStringList withEmoji(const QString &family)
+{
+    static const QString emoji =
+        firstInstalled({"Noto Color Emoji", "Twemoji", "Twitter Color Emoji", "JoyPixels",
+                        "OpenMoji Color", "Emoji One"});
+    return emoji.isEmpty() ? QStringList(family) : QStringList{family, emoji};
 }
 
 static QFont desktopFont()
 {
-    static QFont desktop;
+    static std::optional<QFont> desktop;
     static QFont resolved;
     const QFont now = QGuiApplication::font();
-    if (resolved.families().isEmpty() || desktop != now) {
+    if (desktop != now) {
         desktop = now;
         resolved = now;
-        resolved.setFamily(preferredFamily(now));
+        resolved.setFamilies(withEmoji(preferredFamily(now)));
     }
     return resolved;
 }
@@ -94,9 +112,16 @@ QFont monospaced(const QFont &font)
 {
     static const QString family = QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
     QFont result = font;
-    result.setFamily(family);
+    result.setFamilies({family});
     result.setStyleHint(QFont::Monospace);
     return result;
+}
+
+QFont emojiFont(QFont font)
+{
+    constexpr double factor = 1.25; // what the bitmaps of the usual emoji font call for
+    font.setPixelSize(qRound(font.pixelSize() * factor));
+    return font;
 }
 
 QString singleLine(const QString &name)
@@ -104,8 +129,8 @@ QString singleLine(const QString &name)
     constexpr qsizetype longest = 256; // wider than any card at any size
     QString line = cutAtCharacter(name, longest);
     for (QChar &c : line) {
-        if (c.category() == QChar::Other_Control || c == QChar::LineSeparator
-            || c == QChar::ParagraphSeparator)
+        if (c.category() == QChar::Other_Control || c == QChar::LineSeparator ||
+            c == QChar::ParagraphSeparator)
             c = u' ';
     }
     return line;

@@ -31,6 +31,9 @@ QFont bold(QFont font);
 /// The desktop's fixed-width font in the size and weight of `font`.
 QFont monospaced(const QFont &font);
 
+/// `font` as it shows an emoji somewhat larger than a letter, the way readers know them.
+QFont emojiFont(QFont font);
+
 /// A sender's name as one line can hold it: line breaks become spaces, and what no line can show
 /// anyway is cut off.
 QString singleLine(const QString &name);

@@ -128,7 +128,8 @@ void BeamBubble::layOutBadge()
 void BeamBubble::layOutPicture()
 {
     const QSizeF bounds = pictureBounds.boundedTo({widestContent(), pictureBounds.height()});
-    size_ = picture_.isNull() ? bounds : QSizeF(picture_.size()).scaled(bounds, Qt::KeepAspectRatio);
+    size_ =
+        picture_.isNull() ? bounds : QSizeF(picture_.size()).scaled(bounds, Qt::KeepAspectRatio);
     size_ = QSizeF(std::round(size_.width()), std::round(size_.height())).expandedTo({1, 1});
 }
 
@@ -148,9 +149,10 @@ void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &
         painter.setPen(Qt::NoPen);
         painter.setBrush(colors.tint(0.06));
         painter.drawEllipse(circle);
-        painter.setFont(systemFont(emojiSize));
+        painter.setFont(emojiFont(systemFont(emojiSize)));
         painter.setPen(colors.primary);
-        painter.drawText(circle, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip, fromEmoji_);
+        painter.drawText(circle, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip,
+                         fromEmoji_);
     }
     const QFont ageText = ageFont();
     const qreal ageHeight = std::ceil(QFontMetricsF(ageText).height());
@@ -221,7 +223,7 @@ QString BeamBubble::summary(qint64 now) const
 {
     QString text = content_.kind == BubbleContent::Picture ? translated("Doodle") : content_.title;
     if (!content_.subtitle.isEmpty())
-        text += u", " + content_.subtitle;
+        text += QStringLiteral(", ") + content_.subtitle;
     const QString sender = mine_ ? translated("You") : fromHandle_;
     return QStringLiteral("%1: %2, %3").arg(sender, text, timeAgo(createdAt_, now));
 }

@@ -31,7 +31,8 @@ struct BubbleContent
 /// A value that measures and paints itself, so that a long feed costs no widgets. One's own beams
 /// stand on the right in the brand's gradient, those of others on the left with their emoji.
 ///
-/// Laid out once, for one width; throw it away when the width or the font changes. Main thread only.
+/// Laid out once, for one width; throw it away when the width or the font changes. Main thread
+/// only.
 class BeamBubble
 {
 public:

@@ -111,7 +111,7 @@ protected:
     void paintEvent(QPaintEvent *) override
     {
         QPainter(this).fillRect(rect(), Palette::of(palette()).dark ? QColor(0x3C, 0x41, 0x54)
-                                                                   : QColor(0xC8, 0xCA, 0xD8));
+                                                                    : QColor(0xC8, 0xCA, 0xD8));
     }
 };
 
@@ -120,7 +120,8 @@ void addCards(QWidget *window)
     const auto card = [window](const Beam &shown, bool shake, const QPoint &at) {
         QElapsedTimer clock;
         clock.start();
-        auto *view = new IncomingBeamView(shown, shake, [] {}, window);
+        auto *view = new IncomingBeamView(
+            shown, shake, [] {}, window);
         const double created = double(clock.nsecsElapsed()) / 1e6;
         view->move(at);
         if (!view->isContentReady())
@@ -144,7 +145,8 @@ void addCards(QWidget *window)
     Beam crowded = beam(QString(QStringLiteral("a\u0301b <i>c</i> مرحبا بالعالم ")).repeated(400));
     crowded.from_handle = QStringLiteral("A name that is longer than any card is wide, and more");
     card(crowded, false, {492, 345});
-    auto *square = new IncomingBeamView(doodle(), true, [] {}, window);
+    auto *square = new IncomingBeamView(
+        doodle(), true, [] {}, window);
     square->setSquareCorners(true);
     square->move(828, 233);
     auto *longName = new CapsuleCard(crowded, std::make_shared<CapsuleCardModel>(59), window);

@@ -1,0 +1,174 @@
+#include "doodle/doodle_cache.h"
+#include "doodle/doodle_url.h"
+
+#include <QBuffer>
+#include <QSignalSpy>
+#include <QtEndian>
+#include <gtest/gtest.h>
+
+namespace kivolo {
+namespace {
+
+constexpr QSize bounds(1200, 600);
+const QString prefix = QStringLiteral("data:image/png;base64,");
+
+QImage drawing(const QSize &size = {40, 20})
+{
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    image.setPixelColor(3, 4, QColor(125, 92, 252));
+    return image;
+}
+
+QByteArray encoded(const QImage &image, const char *format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes;
+}
+
+QString url(const QByteArray &bytes)
+{
+    return prefix + QString::fromLatin1(bytes.toBase64());
+}
+
+/// The checksum of a PNG's chunk, bit by bit.
+quint32 checksum(QByteArrayView bytes)
+{
+    quint32 crc = 0xFFFFFFFF;
+    for (const char byte : bytes) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
+    }
+    return ~crc;
+}
+
+/// A PNG that claims `size`, its header's checksum correct, with no pixels to speak of.
+QByteArray bomb(const QSize &size)
+{
+    QByteArray png = encoded(drawing(), "PNG");
+    qToBigEndian(quint32(size.width()), png.data() + 16);
+    qToBigEndian(quint32(size.height()), png.data() + 20);
+    qToBigEndian(checksum(QByteArrayView(png).sliced(12, 17)), png.data() + 29);
+    return png;
+}
+
+TEST(DoodleUrlTest, RoundTrip)
+{
+    const std::optional<QString> body = encodeDoodle(drawing());
+    ASSERT_TRUE(body);
+    EXPECT_TRUE(body->startsWith(prefix));
+    EXPECT_TRUE(QByteArray::fromBase64(body->mid(prefix.size()).toLatin1()).startsWith("\x89PNG"));
+    const std::optional<Doodle> doodle = decodeDoodle(*body, bounds);
+    ASSERT_TRUE(doodle);
+    EXPECT_EQ(doodle->size, QSize(40, 20));
+    EXPECT_EQ(doodle->image.pixelColor(3, 4), QColor(125, 92, 252));
+    EXPECT_FALSE(encodeDoodle(QImage()));
+}
+
+TEST(DoodleUrlTest, Base64IsStrict)
+{
+    // Twice as many bytes as a multiple of three, plus one, so that there is padding.
+    QByteArray png = encoded(drawing(), "PNG");
+    while (png.size() % 3 != 1)
+        png.append('\0'); // behind the end of the picture
+    const QString base64 = QString::fromLatin1(png.toBase64());
+    ASSERT_TRUE(base64.endsWith(QLatin1String("==")));
+    const QString half = base64.left(40);
+    const QString rest = base64.mid(40);
+    const struct
+    {
+        const char *what;
+        QString body;
+        bool decodes;
+    } cases[] = {
+        {"prefix", prefix + base64, true},
+        {"no prefix", base64, true},
+        {"the prefix twice, once in the middle", prefix + half + prefix + rest, true},
+        {"another prefix", QStringLiteral("data:image/jpeg;base64,") + base64, false},
+        {"line break", prefix + half + u'\n' + rest, false},
+        {"carriage return and line feed at the end", prefix + base64 + QStringLiteral("\r\n"),
+         false},
+        {"blank", prefix + half + u' ' + rest, false},
+        {"no padding", prefix + base64.chopped(2), false},
+        {"half the padding", prefix + base64.chopped(1), false},
+        {"too much padding", prefix + base64 + QStringLiteral("===="), false},
+        {"padding in the middle", prefix + half + QStringLiteral("====") + rest, false},
+        {"URL alphabet", prefix + half + QStringLiteral("-_-_") + rest, false},
+        {"not Latin", prefix + half + QStringLiteral("ÄÖ漢字") + rest, false},
+        {"nothing", prefix, false},
+        {"empty", QString(), false},
+    };
+    for (const auto &[what, body, decodes] : cases)
+        EXPECT_EQ(decodeDoodle(body, bounds).has_value(), decodes) << what;
+}
+
+TEST(DoodleUrlTest, OnlyRasterImagesOfBoundedSize)
+{
+    const QByteArray png = encoded(drawing(), "PNG");
+    const QByteArray gif =
+        QByteArray::fromBase64("R0lGODlhAQABAIAAAP///wAAACwAAAAAAQABAAACAkQBADs=");
+    const QByteArray svg = "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>";
+    const struct
+    {
+        const char *what;
+        QByteArray bytes;
+        bool decodes;
+    } cases[] = {
+        {"PNG", png, true},
+        {"JPEG", encoded(drawing(), "JPEG"), true},
+        {"GIF", gif, true},
+        {"BMP", encoded(drawing(), "BMP"), false},
+        {"SVG", svg, false},
+        {"SVG with a declaration", "<?xml version='1.0'?>" + svg, false},
+        {"half a PNG", png.left(png.size() / 2), false},
+        {"a PNG's signature", png.left(8), false},
+        {"a PNG without its last pixels", png.chopped(30), false},
+        {"claims 30000 by 30000", bomb({30'000, 30'000}), false},
+        {"claims 8192 by 8192", bomb({8192, 8192}), false},
+        {"claims a line of a million", bomb({1'000'000, 1}), false},
+        {"claims no width", bomb({0, 20}), false},
+        {"text", "hello", false},
+        {"an HTML page", "<!doctype html><title>502</title>", false},
+    };
+    for (const auto &[what, bytes, decodes] : cases)
+        EXPECT_EQ(decodeDoodle(url(bytes), bounds).has_value(), decodes) << what;
+}
+
+TEST(DoodleUrlTest, ScalesDownToItsBounds)
+{
+    const std::optional<Doodle> doodle =
+        decodeDoodle(encodeDoodle(drawing({4000, 1000})).value(), bounds);
+    ASSERT_TRUE(doodle);
+    EXPECT_EQ(doodle->size, QSize(4000, 1000));
+    EXPECT_EQ(doodle->image.size(), QSize(1200, 300));
+}
+
+TEST(DoodleCacheTest, DecodesOnceAndForgetsTheOldest)
+{
+    const QString body = encodeDoodle(drawing()).value();
+    constexpr qsizetype one = 40 * 20 * 4;
+    DoodleCache cache(bounds, one);
+    QSignalSpy decoded(&cache, &DoodleCache::decoded);
+
+    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
+    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
+    ASSERT_TRUE(decoded.wait());
+    EXPECT_EQ(decoded.count(), 1);
+    EXPECT_EQ(cache.find(QStringLiteral("a"), body).image.size(), QSize(40, 20));
+
+    cache.find(QStringLiteral("b"), QStringLiteral("no picture"));
+    ASSERT_TRUE(decoded.wait());
+    EXPECT_EQ(cache.find(QStringLiteral("b"), {}).state, DoodleLookup::NoPicture);
+    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Picture);
+
+    cache.find(QStringLiteral("c"), body);
+    ASSERT_TRUE(decoded.wait());
+    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
+}
+
+} // namespace
+} // namespace kivolo

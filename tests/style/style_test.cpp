@@ -1,0 +1,156 @@
+#include "style/avatar.h"
+#include "style/brand.h"
+#include "style/palette.h"
+#include "style/shapes.h"
+#include "style/symbols.h"
+#include "style/text_style.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QPainter>
+#include <QStyle>
+#include <gtest/gtest.h>
+
+namespace kivolo {
+namespace {
+
+QImage canvas(const QSize &size, qreal scale = 1)
+{
+    QImage image(size * scale, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scale);
+    image.fill(Qt::transparent);
+    return image;
+}
+
+int distance(const QColor &a, const QColor &b)
+{
+    return std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) +
+           std::abs(a.blue() - b.blue());
+}
+
+TEST(BrandTest, GradientRunsAtRightAnglesToTheDiagonalOfAWideShape)
+{
+    const QRectF shape(0, 0, 400, 40);
+    QImage image = canvas({400, 40});
+    QPainter(&image).fillRect(shape, Brand::gradient(shape));
+
+    EXPECT_LE(distance(image.pixelColor(0, 0), Brand::violet()), 3);
+    EXPECT_LE(distance(image.pixelColor(399, 39), Brand::coral()), 3);
+    // On the perpendicular through the middle everything has the colour of the middle; in a
+    // gradient stretched to the shape the line of equal colour would be the other diagonal.
+    const QColor middle = image.pixelColor(200, 20);
+    EXPECT_LE(distance(image.pixelColor(202, 0), middle), 3);
+    EXPECT_LE(distance(image.pixelColor(198, 39), middle), 3);
+    EXPECT_GT(distance(image.pixelColor(399, 0), middle), 60);
+}
+
+TEST(BrandTest, ColoursHaveTheirEightBitValues)
+{
+    EXPECT_EQ(Brand::violet().rgb(), qRgb(125, 92, 252));
+    EXPECT_EQ(Brand::coral().rgb(), qRgb(255, 107, 138));
+}
+
+TEST(AvatarTest, Initial)
+{
+    const struct
+    {
+        const char16_t *name;
+        const char16_t *initial;
+    } cases[] = {
+        {u"mia", u"M"},
+        {u" \t mia", u"M"},
+        {u" \t ", u"·"},
+        {u"", u"·"},
+        {u"\nmia", u"\n"}, // a line break is not trimmed
+        {u"ßeta", u"SS"},  // full case mapping
+        {u"ijs", u"I"},    // no Turkish dotted capital, whatever the locale
+        {u"é", u"É"},
+        {u"e\u0301a", u"E\u0301"}, // one character of two code points
+        {u"👩🏽‍🚀 Ada", u"👩🏽‍🚀"},
+        {u"🇩🇪x", u"🇩🇪"},
+    };
+    for (const auto &[name, initial] : cases) {
+        EXPECT_EQ(Avatar::initial(QString::fromUtf16(name)), QString::fromUtf16(initial))
+            << qPrintable(QString::fromUtf16(name));
+    }
+    const QString marks = u'a' + QString(100'000, QChar(0x0301));
+    EXPECT_LE(Avatar::initial(marks).size(), 64);
+}
+
+TEST(PaletteTest, FollowsTheDesktop)
+{
+    const QPalette unchosen = QApplication::style()->standardPalette();
+    EXPECT_EQ(Palette::of(unchosen).material, Palette::standardLight().material);
+
+    for (const Palette *standard : {&Palette::standardLight(), &Palette::standardDark()}) {
+        EXPECT_EQ(Palette::of(standard->toQPalette()).material, standard->material);
+        EXPECT_EQ(Palette::of(standard->toQPalette()).dark, standard->dark);
+    }
+
+    QPalette night(QColor(60, 20, 20), QColor(40, 0, 0));
+    night.setColor(QPalette::WindowText, QColor(255, 200, 200));
+    const Palette own = Palette::of(night);
+    EXPECT_TRUE(own.dark);
+    EXPECT_EQ(own.window, QColor(40, 0, 0));
+    EXPECT_EQ(own.primary, QColor(255, 200, 200));
+    EXPECT_GT(own.material.red(), own.window.red());
+    EXPECT_EQ(own.material.alpha(), 242);
+}
+
+TEST(ShapesTest, ContinuousCornersKeepToTheirRoom)
+{
+    const QRectF rect(0, 0, 300, 150);
+    for (const qreal radius : {8.0, 16.0, 17.0, 22.0, 75.0, 200.0}) {
+        const QPainterPath path = continuousRoundedRect(rect, radius);
+        EXPECT_EQ(path.boundingRect(), rect) << radius;
+        // Where the circular corner it replaces crosses the corner's diagonal.
+        const qreal r = qMin(radius, 75.0);
+        const qreal onCircle = r * (1 - 1 / std::sqrt(2.0));
+        EXPECT_TRUE(path.contains(QPointF(onCircle + 0.2, onCircle + 0.2))) << radius;
+        EXPECT_FALSE(path.contains(QPointF(onCircle - 0.2, onCircle - 0.2))) << radius;
+    }
+    EXPECT_TRUE(continuousRoundedRect(rect, 0).contains(QPointF(0.01, 0.01)));
+}
+
+TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
+{
+    for (const qreal scale : {1.0, 1.25, 1.5, 2.0}) {
+        QImage image = canvas({40, 40}, scale);
+        {
+            QPainter painter(&image);
+            paintSymbol(painter, QStringLiteral("xmark.circle.fill"), {8, 8, 24, 24}, Qt::red);
+        }
+        const auto at = [&](qreal x, qreal y) {
+            return image.pixelColor(int(x * scale), int(y * scale));
+        };
+        EXPECT_LE(at(20, 20).alpha(), 10) << scale; // where the strokes of the cross meet
+        EXPECT_EQ(at(20, 13), QColor(Qt::red)) << scale;
+        EXPECT_EQ(at(9, 9).alpha(), 0) << scale;
+    }
+    QImage image = canvas({24, 24});
+    {
+        QPainter painter(&image);
+        paintSymbol(painter, QStringLiteral("heart.fill"), {0, 0, 24, 24},
+                    Brand::gradient({0, 0, 24, 24}));
+    }
+    EXPECT_GT(image.pixelColor(6, 7).blue(), image.pixelColor(15, 14).blue());
+}
+
+TEST(TextStyleTest, CutsBetweenCharacters)
+{
+    const QString family = QStringLiteral("ab👨‍👩‍👧"); // 2 + 8 code units
+    const struct
+    {
+        qsizetype limit;
+        qsizetype length;
+    } cases[] = {{20, 10}, {10, 10}, {9, 2}, {3, 2}, {2, 2}, {1, 1}};
+    for (const auto &[limit, length] : cases)
+        EXPECT_EQ(cutAtCharacter(family, limit).size(), length) << limit;
+
+    const QString marks = u'a' + QString(1'000'000, QChar(0x0301));
+    EXPECT_EQ(cutAtCharacter(marks, 100).size(), 100);
+    EXPECT_EQ(singleLine(QStringLiteral("a\nb\u2028c")), QStringLiteral("a b c"));
+}
+
+} // namespace
+} // namespace kivolo
