@@ -4,7 +4,6 @@
 #include "platform/desktop/geometry.h"
 #include "platform/foundation/main_queue.h"
 
-#include <QPointer>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -18,17 +17,16 @@ class PanelWindow;
 ///
 /// Its content is one widget that fills it. The panel talks to that widget through two
 /// properties, so that neither needs to know the other's type:
-/// - `cornerRadius` (double, points), read once: the shape of the shadow behind the content;
+/// - `cornerRadius` (double, points), read: the shape of the shadow behind the content;
 /// - `squareCorners` (bool), written before the first paint and whenever it changes: true while
 ///   the desktop cannot blend windows, so that the content must be opaque to its corners.
 ///
 /// The window and its content are made when the panel is first ordered in: constructing a panel
 /// costs next to nothing.
-class Panel final : public QObject
+class Panel final : public std::enable_shared_from_this<Panel>
 {
-    Q_OBJECT
 public:
-    using ContentFactory = std::function<std::unique_ptr<QWidget>()>;
+    using ContentFactory = std::function<std::unique_ptr<QWidget>(Panel &panel)>;
 
     struct Options
     {
@@ -44,25 +42,25 @@ public:
 
     /// Takes the window off the screen at once. Window and content are destroyed at the next turn
     /// of the event loop, so that the content may release its panel from inside an event.
-    ~Panel() override;
+    ~Panel();
+    Panel(const Panel &) = delete;
+    Panel &operator=(const Panel &) = delete;
 
     /// Where the panel stands, also when a drag has moved it there.
     Rect frame() const { return frame_; }
     void setFrame(const Rect &frame);
     void setFrameOrigin(Point origin);
 
-    /// 0 is invisible, 1 opaque. Ends a running fade without its completion.
+    /// 0 is invisible, 1 opaque. Ends a running fade.
     void setAlpha(double alpha);
     double alpha() const { return alpha_; }
 
-    /// Changes alpha evenly to `target` over `duration`, then calls `completion`, which may release
-    /// the panel. A fade that replaces a running one drops the other's completion. A fade that
-    /// starts before the window is first shown counts from that moment.
-    void fade(double target, MainQueue::Duration duration, std::function<void()> completion = {});
+    /// Changes alpha evenly to `target` over `duration`, in place of a running fade.
+    void fade(double target, MainQueue::Duration duration);
 
     /// Shows the panel above other windows without bringing the program forward.
     void orderFront();
-    /// Hides the panel at once. A running fade goes on.
+    /// Hides the panel at once.
     void orderOut();
     bool isVisible() const;
 
@@ -72,18 +70,16 @@ public:
     QWidget *window() const;
 
 private:
-    friend class PanelWindow;
     struct Fade
     {
         double from;
         double target;
         MainQueue::Duration start;
         MainQueue::Duration duration;
-        std::function<void()> completion;
         std::unique_ptr<MainQueue::Repetition> ticks;
     };
     void step();
-    void movedTo(Point origin) { frame_.x = origin.x, frame_.y = origin.y; }
+    void applyAlpha(double alpha);
 
     Options options_;
     ContentFactory makeContent_;

@@ -1,0 +1,130 @@
+#include "overlays/capsule_manager.h"
+
+#include "overlays/capsule_card.h"
+#include "overlays/capsule_card_model.h"
+#include "overlays/placement.h"
+#include "platform/desktop/screen.h"
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <limits>
+
+namespace kivolo {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr MainQueue::Duration fadeIn = 250ms;
+constexpr MainQueue::Duration tickInterval = 1s;
+
+std::unique_ptr<QWidget> capsuleCard(const Beam &beam,
+                                     const std::shared_ptr<CapsuleCardModel> &model)
+{
+    return std::make_unique<CapsuleCard>(beam, model);
+}
+
+// `open_at` is another machine's word and may be any number.
+qint64 secondsLeft(const Beam &beam, qint64 now)
+{
+    qint64 left = 0;
+    if (__builtin_sub_overflow(beam.open_at.value_or(0), now, &left))
+        return now < 0 ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
+    return left;
+}
+
+qint64 countdown(qint64 secondsLeft)
+{
+    return std::max<qint64>(0, secondsLeft);
+}
+
+} // namespace
+
+CapsuleManager &CapsuleManager::shared()
+{
+    static SystemMainQueue queue;
+    static const SystemScreen screen;
+    static CapsuleManager manager({queue, screen, capsuleCard});
+    // Widgets must not outlive the application object, and this manager does.
+    static const bool closedInTime = [] {
+        qAddPostRoutine([] { shared().closeAll(); });
+        return true;
+    }();
+    Q_UNUSED(closedInTime)
+    return manager;
+}
+
+CapsuleManager::CapsuleManager(Surroundings surroundings)
+    : surroundings_(std::move(surroundings))
+    , presenter_(surroundings_.queue)
+{}
+
+CapsuleManager::~CapsuleManager() = default;
+
+void CapsuleManager::closeAll()
+{
+    items_.clear();
+    timer_.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+void CapsuleManager::add(const Beam &beam, OpenAction onOpen)
+{
+    assertOnMainThread();
+    const bool shown = std::any_of(items_.begin(), items_.end(),
+                                   [&beam](const Item &item) { return item.beam.id == beam.id; });
+    if (shown)
+        return;
+
+    const Rect size = placement::capsule({}, 0);
+    auto model =
+        std::make_shared<CapsuleCardModel>(countdown(secondsLeft(beam, surroundings_.queue.now())));
+    auto panel = std::make_shared<Panel>(
+        Panel::Options{size.width, size.height, true},
+        [this, beam, model](Panel &) { return surroundings_.makeCard(beam, model); },
+        surroundings_.queue);
+    items_.push_back({panel, std::move(model), beam, std::move(onOpen)});
+    reflow();
+    presenter_.present(panel, fadeIn);
+    ensureTimer();
+}
+
+void CapsuleManager::reflow()
+{
+    const auto visibleFrame = surroundings_.screen.visibleFrame();
+    if (!visibleFrame)
+        return;
+    for (std::size_t slot = 0; slot < items_.size(); ++slot)
+        items_[slot].panel->setFrame(placement::capsule(*visibleFrame, slot));
+}
+
+void CapsuleManager::ensureTimer()
+{
+    if (!timer_)
+        timer_ = surroundings_.queue.every(tickInterval, [this] { tick(); });
+}
+
+void CapsuleManager::tick()
+{
+    assertOnMainThread();
+    const qint64 now = surroundings_.queue.now();
+    // A copy, because an onOpen may add a capsule.
+    std::vector<Item> due;
+    for (const Item &item : items_) {
+        const qint64 left = secondsLeft(item.beam, now);
+        item.model->remaining = countdown(left);
+        if (left <= 0)
+            due.push_back(item);
+    }
+    for (const Item &opening : due) {
+        opening.onOpen(opening.beam);
+        opening.panel->orderOut();
+        std::erase_if(items_, [&](const Item &item) { return item.beam.id == opening.beam.id; });
+    }
+    if (!due.empty())
+        reflow();
+    if (items_.empty())
+        timer_.reset();
+}
+
+} // namespace kivolo

@@ -1,0 +1,157 @@
+#include "overlays/popup_manager.h"
+
+#include "overlays/incoming_beam_view.h"
+#include "overlays/placement.h"
+#include "platform/desktop/application.h"
+#include "platform/desktop/screen.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+
+namespace kivolo {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr MainQueue::Duration popupFadeIn = 250ms;
+constexpr MainQueue::Duration popupLife = 8s;
+constexpr MainQueue::Duration popupFadeOut = 200ms;
+constexpr MainQueue::Duration buzzFadeIn = 150ms;
+constexpr MainQueue::Duration buzzLife = 12s;
+
+std::unique_ptr<QWidget> incomingBeamCard(const Beam &beam, bool shake,
+                                          PopupManager::Action onClose)
+{
+    return std::make_unique<IncomingBeamView>(beam, shake, std::move(onClose));
+}
+
+} // namespace
+
+PopupManager &PopupManager::shared()
+{
+    static SystemMainQueue queue;
+    static const SystemScreen screen;
+    static PopupManager manager({queue, screen, incomingBeamCard, application::activate});
+    // Widgets must not outlive the application object, and this manager does.
+    static const bool closedInTime = [] {
+        qAddPostRoutine([] { shared().closeAll(); });
+        return true;
+    }();
+    Q_UNUSED(closedInTime)
+    return manager;
+}
+
+PopupManager::PopupManager(Surroundings surroundings)
+    : surroundings_(std::move(surroundings))
+    , presenter_(surroundings_.queue)
+{}
+
+PopupManager::~PopupManager() = default;
+
+void PopupManager::closeAll()
+{
+    panels_.clear();
+    buzzes_.clear();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+void PopupManager::show(const Beam &beam, bool shake)
+{
+    assertOnMainThread();
+    if (shake)
+        showBuzz(beam);
+    else
+        showPopup(beam);
+}
+
+std::shared_ptr<Panel> PopupManager::makePanel(const Beam &beam, bool shake,
+                                               const Panel::Options &options, CloseAction close)
+{
+    const auto makeCard = [this, beam, shake, close](Panel &panel) {
+        // The action must not keep the panel alive, which owns the card that owns the action.
+        auto onClose = [manager = QPointer(this), weak = panel.weak_from_this(), close] {
+            const auto open = weak.lock();
+            if (manager && open)
+                (manager->*close)(open);
+        };
+        return surroundings_.makeCard(beam, shake, std::move(onClose));
+    };
+    return std::make_shared<Panel>(options, makeCard, surroundings_.queue);
+}
+
+void PopupManager::showPopup(const Beam &beam)
+{
+    const Rect size = placement::popup({}, 0);
+    const auto panel =
+        makePanel(beam, false, {size.width, size.height, true}, &PopupManager::dismiss);
+    reflow(panel);
+    panels_.push_back(panel);
+    presenter_.present(panel, popupFadeIn);
+    surroundings_.queue.after(popupLife, this, [this, weak = std::weak_ptr(panel)] {
+        if (const auto open = weak.lock())
+            dismiss(open);
+    });
+}
+
+void PopupManager::reflow(const std::shared_ptr<Panel> &adding)
+{
+    const auto visibleFrame = surroundings_.screen.visibleFrame();
+    if (!visibleFrame)
+        return;
+    for (std::size_t slot = 0; slot < panels_.size(); ++slot)
+        panels_[slot]->setFrame(placement::popup(*visibleFrame, slot));
+    if (adding)
+        adding->setFrame(placement::popup(*visibleFrame, panels_.size()));
+}
+
+void PopupManager::dismiss(const std::shared_ptr<Panel> &panel)
+{
+    presenter_.withdraw(panel.get());
+    panel->fade(0, popupFadeOut);
+    surroundings_.queue.after(popupFadeOut, this, [this, panel] {
+        assertOnMainThread();
+        panel->orderOut();
+        std::erase(panels_, panel);
+        reflow();
+    });
+}
+
+void PopupManager::showBuzz(const Beam &beam)
+{
+    const auto visibleFrame = surroundings_.screen.visibleFrame();
+    if (!visibleFrame)
+        return;
+    const Rect place = placement::buzz(*visibleFrame);
+    const auto panel =
+        makePanel(beam, true, {place.width, place.height, false}, &PopupManager::endBuzz);
+    panel->setFrame(place);
+    buzzes_.push_back(panel);
+    presenter_.present(panel, buzzFadeIn);
+    surroundings_.activateApplication();
+    hardShake(panel, place.origin());
+    surroundings_.queue.after(buzzLife, this, [this, weak = std::weak_ptr(panel)] {
+        if (const auto open = weak.lock())
+            endBuzz(open);
+    });
+}
+
+void PopupManager::hardShake(const std::shared_ptr<Panel> &panel, Point base)
+{
+    MainQueue::Duration due{0};
+    for (const double offset : placement::shakeOffsets) {
+        surroundings_.queue.after(due, this, [panel, base, offset] {
+            panel->setFrameOrigin({base.x + offset, base.y});
+        });
+        due += placement::shakeInterval;
+    }
+}
+
+void PopupManager::endBuzz(const std::shared_ptr<Panel> &panel)
+{
+    presenter_.withdraw(panel.get());
+    panel->orderOut();
+    std::erase(buzzes_, panel);
+}
+
+} // namespace kivolo

@@ -1,0 +1,18 @@
+// The soft shadow of a floating card.
+#pragma once
+
+#include <QMargins>
+#include <QRectF>
+
+class QPainter;
+
+namespace kivolo {
+
+/// How far the shadow reaches beyond the card's edges, in points.
+constexpr QMargins shadowMargins{32, 24, 32, 44};
+
+/// Paints the shadow that a card with rounded corners throws around itself, and nothing beneath the
+/// card. The picture it is put together from is shared between all cards of a radius.
+void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius);
+
+} // namespace kivolo

@@ -1,0 +1,55 @@
+// The window behind a panel. Part of Panel; nothing else uses it.
+#pragma once
+
+#include "platform/desktop/panel.h"
+#include "platform/desktop/panel_system.h"
+
+#include <QWidget>
+
+class QGraphicsEffect;
+
+namespace kivolo {
+
+class AlphaEffect;
+
+/// Carries the content in the middle of a translucent window that is larger by the shadow, or,
+/// where windows are not blended, in an opaque window of its own size.
+class PanelWindow final : public QWidget
+{
+    Q_OBJECT
+public:
+    /// `owner` observes drags; it outlives the window's visible life.
+    PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool movableByBackground);
+    ~PanelWindow() override;
+
+    void place(const Rect &frame);
+    void setAlpha(double alpha);
+    void showInFront();
+
+    /// No event reaches the owner from here on.
+    void abandon();
+
+    QWidget *content() const { return content_; }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+
+private:
+    void adaptToBlending();
+    void layOut();
+
+    Panel *owner_;
+    QWidget *content_;
+    AlphaEffect *alphaEffect_;
+    bool movable_;
+    bool blended_ = false;
+    Rect frame_;
+    QMargins margins_;
+    std::optional<Point> grip_; // from the panel's origin to where a drag holds it
+    std::unique_ptr<panel_system::BlendingWatch> blendingWatch_;
+};
+
+} // namespace kivolo
