@@ -23,12 +23,12 @@ constexpr qreal titleLeft = columnLeft + avatarSize + 5;
 
 QFont titleFont()
 {
-    return bold(font(TextStyle::Subheadline));
+    return bold(textFont(TextStyle::Subheadline));
 }
 
 QFont countdownFont()
 {
-    return monospaced(font(TextStyle::Caption));
+    return monospaced(textFont(TextStyle::Caption));
 }
 
 /// The two lines of the text column, centred as one on the card.

@@ -36,11 +36,13 @@ constexpr qreal doodleRadius = 8;
 constexpr qreal badgePadding = 8;
 constexpr qreal badgePaddingAbove = 3;
 constexpr qreal badgeSymbolSpacing = 3;
-constexpr qsizetype mostText = 4096; // four times what the buzz card holds of the narrowest letters
+// Twice what either card holds of the narrowest letters. Shaping more than shows costs the main
+// thread time: hostile text takes a hundred times as long as prose.
+constexpr qsizetype mostText = 1024;
 
 QFont weighted(TextStyle style, QFont::Weight weight)
 {
-    QFont result = font(style);
+    QFont result = textFont(style);
     result.setWeight(weight);
     return result;
 }
@@ -51,7 +53,7 @@ class Badge
 public:
     explicit Badge(QString title)
         : title_(std::move(title))
-        , font_(bold(font(TextStyle::Caption)))
+        , font_(bold(textFont(TextStyle::Caption)))
         , symbol_(symbolSide(font_.pixelSize()))
     {}
 
@@ -155,8 +157,8 @@ void IncomingBeamView::decodeDoodle()
         update();
         Q_EMIT contentReady();
     });
-    // Enough for the sharpest screen the card may be moved to.
-    constexpr int mostScale = 3;
+    // Sharp also on another screen, to which the card may be dragged.
+    constexpr int mostScale = 2;
     const QSizeF frame(metrics_.card.width() - 2 * metrics_.padding, metrics_.doodleHeight);
     decoder_.setFuture(decodeDoodleLater(body_, (frame * mostScale).toSize()));
 }

@@ -95,7 +95,7 @@ static Palette resolved(const QPalette &palette)
     return derived(palette);
 }
 
-const Palette &Palette::of(const QPalette &palette)
+Palette Palette::of(const QPalette &palette)
 {
     static qint64 key = 0;
     static Palette last = standardLight();

@@ -25,7 +25,7 @@ struct Palette
 
     /// The roles on a desktop with `palette`: its own colours where it gives some, standardLight()
     /// where it does not. Cheap for a palette that was asked for last. Main thread only.
-    static const Palette &of(const QPalette &palette);
+    static Palette of(const QPalette &palette);
 
     /// `primary` at `opacity`, for pale fills.
     QColor tint(double opacity) const;

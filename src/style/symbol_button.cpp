@@ -36,7 +36,7 @@ QSize SymbolButton::sizeHint() const
 void SymbolButton::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    const Palette &colors = Palette::of(palette());
+    const Palette colors = Palette::of(palette());
     const QRectF box = QRectF(rect()).adjusted(margin, margin, -margin, -margin);
     paintSymbol(painter, symbol_, box,
                 underMouse() || isDown() ? colors.primary : colors.secondary);

@@ -97,7 +97,7 @@ QFont systemFont(qreal size, QFont::Weight weight)
     return font;
 }
 
-QFont font(TextStyle style)
+QFont textFont(TextStyle style)
 {
     return systemFont(pixelSize(style), weight(style));
 }

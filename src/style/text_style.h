@@ -21,7 +21,7 @@ enum class TextStyle {
 
 /// The desktop's font in a style's size and weight. Sizes are device-independent pixels, not
 /// points of the desktop's resolution: a card holds the same words everywhere.
-QFont font(TextStyle style);
+QFont textFont(TextStyle style);
 
 /// The desktop's font, `size` device-independent pixels.
 QFont systemFont(qreal size, QFont::Weight weight = QFont::Normal);

@@ -43,7 +43,7 @@ QString translated(const char *text)
 
 QFont titleFont()
 {
-    return bold(font(TextStyle::Callout));
+    return bold(textFont(TextStyle::Callout));
 }
 
 QFont ageFont()
@@ -107,7 +107,7 @@ qreal BeamBubble::widestContent() const
 
 void BeamBubble::layOutText()
 {
-    title_.emplace(content_.title, font(TextStyle::Body),
+    title_.emplace(content_.title, textFont(TextStyle::Body),
                    TextBlock::Bounds{.width = widestContent() - 2 * textPadding.width()});
     size_ = padded(title_->size(), textPadding);
 }
@@ -117,7 +117,7 @@ void BeamBubble::layOutBadge()
     const qreal symbol = symbolSide(badgeSymbolSize) + badgeSpacing;
     const qreal column = widestContent() - 2 * badgePadding.width() - symbol;
     title_.emplace(content_.title, titleFont(), TextBlock::Bounds{.width = column});
-    subtitle_.emplace(content_.subtitle, font(TextStyle::Caption2),
+    subtitle_.emplace(content_.subtitle, textFont(TextStyle::Caption2),
                       TextBlock::Bounds{.width = column});
     const QSizeF lines(qMax(title_->size().width(), subtitle_->size().width()),
                        title_->size().height() + badgeLineSpacing + subtitle_->size().height());

@@ -74,7 +74,7 @@ protected:
         clock.start();
         constexpr qint64 now = 1'700'000'000;
         QPainter painter(this);
-        const Palette &colors = Palette::of(palette());
+        const Palette colors = Palette::of(palette());
         painter.fillRect(rect(), colors.window);
         qreal y = 14;
         const auto row = [&](Beam shown, bool mine, qint64 age) {

@@ -33,7 +33,7 @@ std::pair<int, int> inkedColumns(const TextBlock &block)
 
 TEST(TextBlockTest, LinesAndTheirBreaks)
 {
-    const QFont body = font(TextStyle::Body);
+    const QFont body = textFont(TextStyle::Body);
     const qreal line = QFontMetricsF(body).height();
     const struct
     {
@@ -57,9 +57,9 @@ TEST(TextBlockTest, LinesAndTheirBreaks)
 
 TEST(TextBlockTest, EachParagraphHasItsOwnDirection)
 {
-    const TextBlock latin(QStringLiteral("short"), font(TextStyle::Body), {.width = width});
+    const TextBlock latin(QStringLiteral("short"), textFont(TextStyle::Body), {.width = width});
     EXPECT_LT(inkedColumns(latin).second, 60);
-    const TextBlock hebrew(QStringLiteral("שלום"), font(TextStyle::Body), {.width = width});
+    const TextBlock hebrew(QStringLiteral("שלום"), textFont(TextStyle::Body), {.width = width});
     EXPECT_GT(inkedColumns(hebrew).first, 200);
 }
 
@@ -73,7 +73,7 @@ TEST(TextBlockTest, LaysOutNoMoreThanItsBounds)
         QStringLiteral("\u202Eab \u2066x ").repeated(100'000),
         QStringLiteral("👩‍👩‍👧‍👦").repeated(50'000),
     };
-    const QFont title = font(TextStyle::Title3);
+    const QFont title = textFont(TextStyle::Title3);
     const qreal line = QFontMetricsF(title).height();
     for (const QString &text : hostile) {
         const TextBlock block(text, title, {.width = width, .height = 100, .length = 4096});

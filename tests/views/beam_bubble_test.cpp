@@ -154,7 +154,7 @@ TEST(BeamBubbleTest, LongTextIsShownInFullAndAHugeOneIsNot)
         const QString text = QStringLiteral("ab\n").repeated(lines);
         return BeamBubble(beam(QStringLiteral("text"), text), false, {}, width).height();
     };
-    const qreal line = QFontMetricsF(font(TextStyle::Body)).height();
+    const qreal line = QFontMetricsF(textFont(TextStyle::Body)).height();
     EXPECT_NEAR(height(3333) - height(100), 3233 * line, 1); // 10,000 characters
     EXPECT_EQ(height(10'000), height(300'000));
 }

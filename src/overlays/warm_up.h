@@ -1,0 +1,11 @@
+// What the first card would otherwise have to wait for.
+#pragma once
+
+namespace kivolo {
+
+/// Paints a card of each kind where nobody sees it, which loads the fonts, the colour emoji and the
+/// symbols: some tens of milliseconds in one piece. Called once, on the main thread, before the
+/// first beam can arrive.
+void warmUpCards();
+
+} // namespace kivolo
