@@ -119,7 +119,8 @@ TEST_F(IncomingBeamCardTest, SurfaceCornersAndOutline)
 TEST_F(IncomingBeamCardTest, WithoutACompositorOpaqueAndSquare)
 {
     IncomingBeamView card(note(QStringLiteral("hi")), true, nullptr);
-    card.setSquareCorners(true);
+    EXPECT_EQ(card.property("cornerRadius").toDouble(), 22);
+    ASSERT_TRUE(card.setProperty("squareCorners", true));
     const Picture picture(card);
     for (const QPointF &corner :
          {QPointF(0, 0), QPointF(419, 0), QPointF(0, 199), QPointF(419, 199)})
