@@ -10,19 +10,17 @@ class QWindow;
 
 namespace kivolo::panel_system {
 
-/// Whether translucent windows are blended with what lies beneath them at this moment.
-bool blendsWindows();
-
-/// A running watch; destroying it ends it.
-class BlendingWatch
+/// Whether translucent windows are blended with what lies beneath them.
+class Blending
 {
 public:
-    virtual ~BlendingWatch() = default;
+    virtual ~Blending() = default;
+    virtual bool isOn() const = 0;
 };
 
-/// Calls `changed` from the event loop's thread whenever blendsWindows() may have changed. It may
-/// be called inside the delivery of an event, so that it should only schedule work.
-std::unique_ptr<BlendingWatch> watchBlending(std::function<void()> changed);
+/// Follows the blending until the result is destroyed; `changed` is called from the event loop
+/// after each change.
+std::unique_ptr<Blending> observeBlending(std::function<void()> changed);
 
 /// Makes the created, hidden window a floating panel: above others, on all desktops, in no task bar
 /// or window cycle, without focus. To be called before each time it is shown, because window

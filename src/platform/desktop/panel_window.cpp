@@ -61,10 +61,7 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool mo
     alphaEffect_ = effect.get();
     alphaEffect_->setEnabled(false);
     content_->setGraphicsEffect(effect.release());
-    blendingWatch_ = panel_system::watchBlending([this] {
-        QMetaObject::invokeMethod(
-            this, [this] { adaptToBlending(); }, Qt::QueuedConnection);
-    });
+    blending_ = panel_system::observeBlending([this] { adaptToBlending(); });
 }
 
 PanelWindow::~PanelWindow() = default;
@@ -109,7 +106,7 @@ void PanelWindow::showInFront()
 void PanelWindow::adaptToBlending()
 {
     winId(); // from here on there is a window handle
-    blended_ = panel_system::blendsWindows() && windowHandle()->format().hasAlpha();
+    blended_ = blending_->isOn() && windowHandle()->format().hasAlpha();
     content_->setProperty("squareCorners", !blended_);
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();

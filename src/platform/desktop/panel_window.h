@@ -49,7 +49,7 @@ private:
     Rect frame_;
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it
-    std::unique_ptr<panel_system::BlendingWatch> blendingWatch_;
+    std::unique_ptr<panel_system::Blending> blending_;
 };
 
 } // namespace kivolo

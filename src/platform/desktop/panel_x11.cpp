@@ -34,6 +34,7 @@ xcb_connection_t *connection()
 enum Atom {
     Window_type,
     Type_notification,
+    Type_dock,
     State,
     State_above,
     State_sticky,
@@ -45,7 +46,7 @@ enum Atom {
     Protocols,
     Delete_window,
     Ping,
-    Compositor,
+    Selection,
     Atom_count
 };
 
@@ -57,6 +58,7 @@ xcb_atom_t atom(Atom which)
         // Qt opens no second X screen, and the compositor's selection carries the screen's number.
         constexpr std::array<const char *, Atom_count> names = {"_NET_WM_WINDOW_TYPE",
                                                                 "_NET_WM_WINDOW_TYPE_NOTIFICATION",
+                                                                "_NET_WM_WINDOW_TYPE_DOCK",
                                                                 "_NET_WM_STATE",
                                                                 "_NET_WM_STATE_ABOVE",
                                                                 "_NET_WM_STATE_STICKY",
@@ -96,56 +98,85 @@ xcb_window_t rootWindow()
     return xcb_setup_roots_iterator(xcb_get_setup(connection())).data->root;
 }
 
-// A compositor owns a selection for as long as it blends windows.
-class SelectionWatch final : public BlendingWatch, public QAbstractNativeEventFilter
+// Follows the selection that a compositor owns for as long as it blends windows, so that it costs
+// one round trip to the server however many panels ask.
+class Compositor final : public QObject, public QAbstractNativeEventFilter
 {
+    Q_OBJECT
 public:
-    explicit SelectionWatch(std::function<void()> changed)
-        : changed_(std::move(changed))
+    Compositor()
     {
+        const ReplyPtr<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+            connection(), xcb_get_selection_owner(connection(), atom(Selection)), nullptr));
+        present_ = reply && reply->owner != XCB_WINDOW_NONE;
+
         const auto *xfixes = xcb_get_extension_data(connection(), &xcb_xfixes_id);
         if (!xfixes || !xfixes->present)
             return;
         event_ = uint8_t(xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
         xcb_xfixes_select_selection_input(
-            connection(), rootWindow(), atom(Compositor),
+            connection(), rootWindow(), atom(Selection),
             XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
         qApp->installNativeEventFilter(this);
     }
+
+    /// The one that follows the selection now; lives as long as somebody holds it.
+    static std::shared_ptr<Compositor> current()
+    {
+        static std::weak_ptr<Compositor> shared;
+        auto held = shared.lock();
+        if (!held && connection())
+            shared = held = std::make_shared<Compositor>();
+        return held;
+    }
+
+    bool isPresent() const { return present_; }
+
     bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
     {
         const auto *event = static_cast<const xcb_generic_event_t *>(message);
         if ((event->response_type & 0x7f) != event_)
             return false;
         const auto *notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t *>(event);
-        if (notify->selection == atom(Compositor))
-            changed_();
+        if (notify->selection == atom(Selection)) {
+            present_ = notify->owner != XCB_WINDOW_NONE;
+            Q_EMIT changed();
+        }
         return false;
     }
 
+Q_SIGNALS:
+    void changed();
+
 private:
-    std::function<void()> changed_;
+    bool present_ = false;
     uint8_t event_ = 0;
+};
+
+class CompositorBlending final : public Blending
+{
+public:
+    explicit CompositorBlending(std::function<void()> changed)
+        : compositor_(Compositor::current())
+    {
+        if (compositor_)
+            QObject::connect(compositor_.get(), &Compositor::changed, &context_, std::move(changed),
+                             Qt::QueuedConnection);
+    }
+    bool isOn() const override { return compositor_ && compositor_->isPresent(); }
+
+private:
+    std::shared_ptr<Compositor> compositor_;
+    QObject context_;
 };
 
 } // namespace
 
-bool blendsWindows()
+std::unique_ptr<Blending> observeBlending(std::function<void()> changed)
 {
-    if (!connection())
-        return false;
-    const ReplyPtr<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-        connection(), xcb_get_selection_owner(connection(), atom(Compositor)), nullptr));
-    return reply && reply->owner != XCB_WINDOW_NONE;
-}
-
-std::unique_ptr<BlendingWatch> watchBlending(std::function<void()> changed)
-{
-    if (!connection())
-        return nullptr;
-    return std::make_unique<SelectionWatch>(std::move(changed));
+    return std::make_unique<CompositorBlending>(std::move(changed));
 }
 
 void makeFloating(QWindow &window)
@@ -154,7 +185,10 @@ void makeFloating(QWindow &window)
         return;
     constexpr uint32_t allDesktops = 0xFFFFFFFF;
     constexpr uint32_t neverUsed = 0;
-    setProperty(window, Window_type, XCB_ATOM_ATOM, std::array{atom(Type_notification)});
+    // A window manager that knows no notifications would take them for ordinary windows and pull
+    // those that stand beyond the edge of the screen back onto it. It leaves docks alone.
+    setProperty(window, Window_type, XCB_ATOM_ATOM,
+                std::array{atom(Type_notification), atom(Type_dock)});
     setProperty(window, State, XCB_ATOM_ATOM,
                 std::array{atom(State_above), atom(State_sticky), atom(State_skip_taskbar),
                            atom(State_skip_pager)});
@@ -189,3 +223,5 @@ void setShadowMargins(QWindow &window, const QMargins &margins)
 }
 
 } // namespace kivolo::panel_system
+
+#include "panel_x11.moc"
