@@ -80,7 +80,10 @@ void SqliteLedger::write(Job job, Done done)
 
 void SqliteLedger::writeUntil(std::stop_token stop)
 {
-    for (std::deque<Pending> batch; !(batch = nextBatch(stop)).empty();) {
+    for (;;) {
+        std::deque<Pending> batch = nextBatch(stop);
+        if (batch.empty())
+            return;
         commit(batch);
         for (Pending &pending : batch)
             pending.done(pending.failure);

@@ -46,8 +46,8 @@ Session::~Session()
 
 asio::awaitable<void> Session::run(std::shared_ptr<Session> self)
 {
-    while (co_await self->serveOne()) {
-    }
+    for (bool more = true; more;)
+        more = co_await self->serveOne();
 }
 
 asio::awaitable<bool> Session::serveOne()
@@ -56,7 +56,8 @@ asio::awaitable<bool> Session::serveOne()
     parser.eager(true);
     parser.header_limit(hub_->limits().headerBytes);
     parser.body_limit(hub_->limits().bodyBytes);
-    if (!co_await receive(parser))
+    const bool received = co_await receive(parser);
+    if (!received)
         co_return false;
     const auto &message = parser.get();
     const Request request{view(message.method_string()), view(message.target()),
@@ -98,7 +99,8 @@ asio::awaitable<bool> Session::receive(Parser &parser)
         if (parser.is_header_done() && !welcomed) {
             welcomed = true;
             enter(Phase::Reading, hub_->limits().body);
-            if (!co_await welcomeBody(parser))
+            const bool ready = co_await welcomeBody(parser);
+            if (!ready)
                 co_return false;
         }
         const auto space = buffer_.prepare(welcomed ? bodyChunk : headerChunk);
@@ -149,9 +151,11 @@ asio::awaitable<std::optional<Response>> Session::answer(Request request)
 {
     enter(Phase::Answering, hub_->limits().body);
     for (;;) {
-        Reply later = [self = shared_from_this()](Response response) {
-            asio::post(self->socket_.get_executor(),
-                       [self, response = std::move(response)]() mutable {
+        // Gives up its hold on the session as it is called: the last one must go on this thread.
+        Reply later = [self = shared_from_this()](Response response) mutable {
+            const auto executor = self->socket_.get_executor();
+            asio::post(executor,
+                       [self = std::move(self), response = std::move(response)]() mutable {
                            self->deliver(std::move(response));
                        });
         };
@@ -221,18 +225,21 @@ asio::awaitable<bool> Session::send(Response response, bool withBody, bool keepA
     std::size_t written = socket_.write_some(parts, error);
     if (error && error != asio::error::would_block)
         co_return false;
-    for (const std::string_view part : {std::string_view(head_), body}) {
+    const std::array<std::string_view, 2> texts{head_, body};
+    for (const std::string_view part : texts) {
         const std::size_t skipped = std::min(written, part.size());
         written -= skipped;
         if (skipped == part.size())
             continue;
         const std::string_view rest = part.substr(skipped);
-        if (!co_await write(rest))
+        const bool sent = co_await write(rest);
+        if (!sent)
             co_return false;
     }
-    if (response.file && withBody)
-        co_return co_await writeFile(response);
-    co_return true;
+    if (!response.file || !withBody)
+        co_return true;
+    const bool sent = co_await writeFile(response);
+    co_return sent;
 }
 
 asio::awaitable<bool> Session::write(std::string_view bytes)
@@ -260,7 +267,8 @@ asio::awaitable<bool> Session::writeFile(const Response &response)
             co_return false;
         const auto size = static_cast<std::size_t>(count);
         const std::string_view bytes = std::string_view(chunk).substr(0, size);
-        if (!co_await write(bytes))
+        const bool sent = co_await write(bytes);
+        if (!sent)
             co_return false;
         left -= size;
     }

@@ -1,0 +1,238 @@
+#include "support.h"
+
+#include <boost/json/serialize.hpp>
+#include <gtest/gtest.h>
+
+namespace kivolo::server::test {
+
+namespace json = boost::json;
+
+namespace {
+
+std::string repeated(std::string_view text, int times)
+{
+    std::string out;
+    for (int i = 0; i < times; ++i)
+        out += text;
+    return out;
+}
+
+const std::string pngUrl = "data:image/png;base64,iVBORw0KGgoAAAA=";
+
+std::vector<std::string> handles(const Told &told)
+{
+    std::vector<std::string> names;
+    for (const json::value &member : told.body.at("members").as_array())
+        names.emplace_back(member.at("handle").as_string());
+    return names;
+}
+
+} // namespace
+
+TEST(Membership, OneCirclePerDeviceAndSeatsInOrderOfJoining)
+{
+    House house(Circles::Settings{.maxSeats = 3});
+    const std::string first = house.newCircle().text("code");
+    const std::string second = house.newCircle().text("code");
+    EXPECT_NE(first, second);
+    EXPECT_EQ(first.find_first_not_of("ABCDEFGHJKLMNPQRSTUVWXYZ23456789"), std::string::npos);
+    EXPECT_EQ(first.size(), 8u);
+
+    const Told ana = house.join(first, "a", "Ana");
+    house.join(first, "b", "Ben");
+    house.join(first, "c", "Cid");
+    const json::object dora{{"code", first}, {"handle", "Dora"}, {"device_id", "d"}};
+    EXPECT_EQ(house.post("/join", dora).status, 409u);
+
+    // Again, in lower case and under another name: the same seat.
+    std::string lower = first;
+    for (char &c : lower)
+        c = static_cast<char>(std::tolower(c));
+    const Told renamed = house.join(lower, "a", "Anna");
+    EXPECT_EQ(renamed.text("member_id"), ana.text("member_id"));
+    EXPECT_EQ(renamed.text("code"), first);
+    EXPECT_EQ(handles(renamed), (std::vector<std::string>{"Anna", "Ben", "Cid"}));
+
+    // Creating moves nobody; joining elsewhere does and frees the seat.
+    house.post("/circle/create", {{"device_id", "b"}});
+    EXPECT_EQ(house.call("GET", "/me?device_id=b").text("code"), first);
+    EXPECT_EQ(house.sendText(ana, "before").status, 200u);
+    const Told moved = house.join(second, "a", "Ana2");
+    EXPECT_NE(moved.text("member_id"), ana.text("member_id"));
+    EXPECT_EQ(house.post("/join", dora).status, 200u);
+    EXPECT_EQ(handles(house.call("GET", "/me?device_id=d")),
+              (std::vector<std::string>{"Ben", "Cid", "Dora"}));
+    EXPECT_EQ(house.sendText(ana, "too late").status, 403u);
+    EXPECT_EQ(house.poll(ana, 5).status, 403u);
+    EXPECT_EQ(house.poll(ana, 0).status, 403u);
+
+    // What was sent stays readable, with the name of then.
+    const Told history = house.call("GET", "/history?limit=9&circle_id=" + ana.text("circle_id"));
+    ASSERT_EQ(history.beams().size(), 1u);
+    EXPECT_EQ(history.beams()[0].at("from_handle").as_string(), "Anna");
+
+    // A join that fails moves nobody.
+    house.join(second, "e");
+    house.join(second, "f");
+    EXPECT_EQ(house.post("/join", {{"code", second}, {"handle", "B"}, {"device_id", "b"}}).status,
+              409u);
+    EXPECT_EQ(house.call("GET", "/me?device_id=b").text("code"), first);
+    EXPECT_FALSE(house.call("GET", "/me?device_id=nobody").body.at("joined").as_bool());
+}
+
+TEST(Beams, AreAcceptedWithinBoundsOnly)
+{
+    House house;
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    const Seconds now = house.time.now();
+    const std::string large = "data:image/png;base64,iVBORw0KGgoA" + repeated("A", (2 << 20) - 36);
+    struct Case
+    {
+        const char *name;
+        json::object change;
+        unsigned status;
+    };
+    const Case cases[] = {
+        {"a note", {}, 200},
+        {"10,000 characters of four bytes", {{"body", repeated("\U0001F49C", 10'000)}}, 200},
+        {"one more", {{"body", repeated("\U0001F49C", 10'001)}}, 413},
+        {"nothing", {{"body", ""}}, 400},
+        {"a NUL", {{"body", json::string("a\0b", 3)}}, 400},
+        {"no body", {{"body", nullptr}}, 400},
+        {"a number as body", {{"body", 7}}, 400},
+        {"unknown type", {{"type", "video"}}, 400},
+        {"a buzz", {{"effect", "shake"}}, 200},
+        {"another effect", {{"effect", "Shake"}}, 400},
+        {"a null effect", {{"effect", nullptr}}, 200},
+        {"a capsule for now", {{"open_at", now}}, 400},
+        {"in one second", {{"open_at", now + 1}}, 200},
+        {"in 400 days", {{"open_at", now + 400 * 86'400}}, 200},
+        {"one second later", {{"open_at", now + 400 * 86'400 + 1}}, 400},
+        {"with a fraction", {{"open_at", 1.8e9 + 0.5}}, 400},
+        {"far beyond", {{"open_at", INT64_MAX}}, 400},
+        {"long past", {{"open_at", INT64_MIN}}, 400},
+        {"beyond 64 bits", {{"open_at", UINT64_MAX}}, 400},
+        {"a capsule that shakes", {{"open_at", now + 9}, {"effect", "shake"}}, 200},
+        {"a doodle", {{"type", "doodle"}, {"body", pngUrl}}, 200},
+        {"the largest", {{"type", "doodle"}, {"body", large}}, 200},
+        {"larger", {{"type", "doodle"}, {"body", large + "AAAA"}}, 413},
+        {"a sealed doodle", {{"type", "doodle"}, {"body", pngUrl}, {"open_at", now + 9}}, 400},
+        {"no padding", {{"type", "doodle"}, {"body", pngUrl.substr(0, pngUrl.size() - 1)}}, 400},
+        {"a line break", {{"type", "doodle"}, {"body", pngUrl + "\nAAA"}}, 400},
+        {"left-over bits", {{"type", "doodle"}, {"body", pngUrl.substr(0, 37) + "B="}}, 400},
+        {"a JPEG", {{"type", "doodle"}, {"body", "data:image/png;base64,/9j/4AAQSkZJRgAB"}}, 400},
+        {"an SVG", {{"type", "doodle"}, {"body", "data:image/svg+xml;base64,PHN2Zy8+"}}, 400},
+        {"a stranger", {{"from_member", "x"}}, 403},
+        {"nowhere", {{"circle_id", "x"}}, 404},
+    };
+    std::size_t accepted = 0;
+    for (const Case &c : cases) {
+        const Told told = house.sendText(ana, "hello", c.change);
+        EXPECT_EQ(told.status, c.status) << c.name;
+        accepted += told.status == 200;
+        EXPECT_EQ(told.status != 200, told.body.as_object().contains("error")) << c.name;
+    }
+    const Told history = house.call("GET", "/history?limit=200&circle_id=" + ana.text("circle_id"));
+    EXPECT_EQ(history.beams().size(), accepted) << "what was refused has left something behind";
+}
+
+TEST(Polls, GiveTheOthersBeamsOldestFirstWithinBounds)
+{
+    House house(Circles::Settings{.pollBytes = 4'000});
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a", "Ana");
+    const Told ben = house.join(code, "b", "Ben");
+    EXPECT_TRUE(house.poll(ben, 0).beams().empty());
+    std::vector<std::string> sent;
+    const Seconds start = house.time.now();
+    // Ten beams of half a kilobyte in one second are more than a reply holds.
+    for (int i = 0; i < 30; ++i) {
+        sent.push_back(
+            house.sendText(ana, "\"" + repeated("\n", 40) + std::to_string(i)).text("id"));
+        house.sendText(ben, "mine");
+        if (i % 10 == 9)
+            house.time.advance(1);
+    }
+    std::vector<std::string> got;
+    Seconds since = start - 1;
+    for (int polls = 0; got.size() < sent.size() && polls < 40; ++polls) {
+        house.time.advance(1);
+        const Told reply = house.poll(ben, since);
+        EXPECT_LE(json::serialize(reply.body).size(), 4'100u);
+        for (const json::value &beam : reply.beams()) {
+            const std::string id(beam.at("id").as_string());
+            if (std::find(got.begin(), got.end(), id) == got.end())
+                got.push_back(id);
+        }
+        since = reply.body.at("server_time").as_int64() - 1;
+    }
+    EXPECT_EQ(got, sent);
+
+    const Told first = house.poll(ben, 0);
+    EXPECT_GT(first.beams().size(), 0u);
+    EXPECT_LT(first.beams().size(), sent.size());
+    EXPECT_EQ(first.beams().back().at("id").as_string(), sent.back());
+    EXPECT_TRUE(house.poll(ben, house.time.now()).beams().empty());
+    // A cursor from before the clock was set back starts over instead of waiting for its time.
+    EXPECT_GT(house.poll(ben, house.time.now() + 100).beams().size(), 0u);
+}
+
+TEST(History, GivesTheLatestOldestFirst)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a");
+    const Told ben = house.join(code, "b");
+    for (int i = 0; i < 230; ++i)
+        house.sendText(i % 2 ? ana : ben, std::to_string(i));
+    const std::string history = "/history?circle_id=" + ana.text("circle_id") + "&limit=";
+    EXPECT_EQ(house.call("GET", history + "200").beams().size(), 200u);
+    const Told three = house.call("GET", history + "3");
+    ASSERT_EQ(three.beams().size(), 3u);
+    EXPECT_EQ(three.beams()[0].at("body").as_string(), "227");
+    EXPECT_EQ(three.beams()[2].at("body").as_string(), "229");
+    EXPECT_EQ(house.call("GET", history + "0").status, 400u);
+    EXPECT_EQ(house.call("GET", history + "201").status, 400u);
+    EXPECT_EQ(house.poll(ana, 0).beams().size(), 115u);
+}
+
+TEST(Capsules, AreSealedForEveryoneUntilTheirTime)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a");
+    const Told ben = house.join(code, "b");
+    const Told note = house.sendText(ana, "no capsule");
+    const Seconds open = house.time.now() + 100;
+    const std::string id = house.sendText(ana, "secret", {{"open_at", open}}).text("id");
+    const std::string circle = ana.text("circle_id");
+    const auto capsule = [&] {
+        return house.call("GET", "/capsule?id=" + id + "&circle_id=" + circle);
+    };
+    const std::string history = "/history?limit=9&circle_id=" + circle;
+
+    for (const Told &told :
+         {house.poll(ben, 0), house.poll(ben, house.time.now() - 1), house.call("GET", history)}) {
+        const json::object &beam = told.beams().back().as_object();
+        EXPECT_EQ(beam.at("sealed").as_int64(), 1);
+        EXPECT_EQ(beam.at("body").as_string(), "");
+        EXPECT_EQ(beam.at("open_at").as_int64(), open);
+    }
+    EXPECT_EQ(capsule().status, 403u);
+    house.time.advance(69); // 31 seconds early
+    EXPECT_EQ(capsule().status, 403u);
+    house.time.advance(1);
+    EXPECT_EQ(capsule().againAt, open);
+    house.time.advance(29);
+    EXPECT_EQ(capsule().againAt, open);
+    house.time.advance(1);
+    EXPECT_EQ(capsule().text("body"), "secret");
+    EXPECT_FALSE(capsule().body.as_object().contains("sealed"));
+    EXPECT_EQ(house.call("GET", history).beams().back().at("body").as_string(), "secret");
+
+    const std::string noteId = note.text("id");
+    EXPECT_EQ(house.call("GET", "/capsule?id=" + noteId + "&circle_id=" + circle).status, 404u);
+    EXPECT_EQ(house.call("GET", "/capsule?id=" + id + "&circle_id=x").status, 404u);
+}
+
+} // namespace kivolo::server::test

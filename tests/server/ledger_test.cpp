@@ -1,0 +1,175 @@
+// Nothing that was accepted may be lost between two polls, however writes and reads interleave.
+
+#include "support.h"
+
+#include <condition_variable>
+#include <future>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace kivolo::server::test {
+
+namespace json = boost::json;
+
+namespace {
+
+/// Holds a commit back until it is let go.
+class Gate
+{
+public:
+    void shut() { set(false); }
+    void open() { set(true); }
+    void pass()
+    {
+        std::unique_lock lock(mutex_);
+        waiting_ = true;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return open_; });
+        waiting_ = false;
+    }
+    void awaitWaiting()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return waiting_; });
+    }
+
+private:
+    void set(bool open)
+    {
+        const std::lock_guard lock(mutex_);
+        open_ = open;
+        changed_.notify_all();
+    }
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool open_ = true;
+    bool waiting_ = false;
+};
+
+std::set<std::string> idsOf(const Told &poll)
+{
+    std::set<std::string> ids;
+    for (const json::value &beam : poll.beams())
+        ids.emplace(beam.at("id").as_string());
+    return ids;
+}
+
+Seconds nextSince(const Told &poll)
+{
+    return poll.body.at("server_time").as_int64() - 1;
+}
+
+} // namespace
+
+// The polls run either in the process that writes or, as those of a second server on the same
+// file, in one that knows nothing of the write but its lock.
+class DelayedCommit : public testing::TestWithParam<bool>
+{};
+
+TEST_P(DelayedCommit, IsNotMissedByAnyLaterPoll)
+{
+    Gate gate;
+    House writing({}, [&gate] { gate.pass(); });
+    const std::unique_ptr<Ledger> ledger =
+        openLedger("sqlite:" + (writing.folder / "ledger.sqlite").string(), writing.time.clock());
+    Circles circles(*ledger, writing.time.clock(), systemRandomness, {});
+    Circles &polled = GetParam() ? circles : writing.circles;
+
+    const std::string code = writing.newCircle().text("code");
+    const Told ana = writing.join(code, "a");
+    const Told ben = writing.join(code, "b");
+    const auto poll = [&](Seconds since) {
+        return polled.poll(ben.text("circle_id"), ben.text("member_id"), since);
+    };
+    Seconds since = poll(0).serverTime - 1;
+    writing.time.advance(5);
+    since = poll(since).serverTime - 1;
+    EXPECT_EQ(since, writing.time.now() - 1) << "nobody writes: the horizon is now";
+
+    gate.shut();
+    std::promise<std::string> accepted;
+    writing.circles.send({ana.text("circle_id"), ana.text("member_id"), "text", "slow", {}, {}},
+                         [&](Outcome<Beam> beam) { accepted.set_value(beam.take().id); });
+    gate.awaitWaiting();
+    for (int i = 0; i < 5; ++i) { // five polls, ten seconds each, while the disk does not answer
+        writing.time.advance(10);
+        const Poll empty = poll(since);
+        EXPECT_TRUE(empty.beams.empty());
+        since = std::max<Seconds>(0, empty.serverTime - 1);
+    }
+    gate.open();
+    const std::string id = accepted.get_future().get();
+    const Poll found = poll(since);
+    ASSERT_EQ(found.beams.size(), 1u);
+    EXPECT_EQ(found.beams[0].id, id);
+    EXPECT_TRUE(poll(found.serverTime - 1).beams.empty()) << "the horizon has moved on";
+}
+
+INSTANTIATE_TEST_SUITE_P(Ledger, DelayedCommit, testing::Bool());
+
+TEST(Ledger, MissesNothingWhileManySendAndAClockIsSetBack)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ben = house.join(code, "b");
+    std::vector<Told> senders;
+    for (const char *device : {"1", "2", "3", "4"})
+        senders.push_back(house.join(code, device));
+    constexpr int each = 100;
+    std::mutex mutex;
+    std::set<std::string> accepted;
+    std::atomic<int> left{each * static_cast<int>(senders.size())};
+    std::vector<std::jthread> threads;
+    for (const Told &sender : senders) {
+        threads.emplace_back([&, circle = sender.text("circle_id"),
+                              member = sender.text("member_id")] {
+            for (int i = 0; i < each; ++i) {
+                house.circles.send({circle, member, "text", "x", {}, {}}, [&](Outcome<Beam> beam) {
+                    const std::string id = beam.take().id;
+                    const std::lock_guard lock(mutex);
+                    accepted.insert(id);
+                    --left;
+                });
+                house.time.advance(i % 7 == 6 ? -1 : i % 3 == 2 ? 1 : 0);
+            }
+        });
+    }
+    std::set<std::string> seen;
+    Seconds since = 0;
+    for (bool last = false; !last;) {
+        last = left == 0;
+        const Told reply = house.poll(ben, since);
+        seen.merge(idsOf(reply));
+        since = std::max<Seconds>(0, nextSince(reply));
+    }
+    EXPECT_EQ(seen, accepted);
+    EXPECT_EQ(accepted.size(), 400u);
+}
+
+TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
+{
+    House house;
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    std::promise<std::exception_ptr> told;
+    house.ledger->write(
+        [](LedgerTransaction &ledger, Seconds now) {
+            ledger.addCircle({0, "id", "CODE", 5}, "", now);
+            throw LedgerUnavailable("disk full");
+        },
+        [&](std::exception_ptr failure) { told.set_value(failure); });
+    EXPECT_THROW(std::rethrow_exception(told.get_future().get()), LedgerUnavailable);
+    std::promise<std::exception_ptr> refused;
+    house.ledger->write(
+        [](LedgerTransaction &ledger, Seconds now) {
+            ledger.addCircle({0, "id", "CODE", 5}, "", now);
+            throw Refusal(Refusal::Reason::Conflict, "no");
+        },
+        [&](std::exception_ptr failure) { refused.set_value(failure); });
+    EXPECT_THROW(std::rethrow_exception(refused.get_future().get()), Refusal);
+    EXPECT_FALSE(house.ledger->view().circleById("id"));
+    EXPECT_EQ(house.sendText(ana, "after").status, 200u);
+}
+
+} // namespace kivolo::server::test

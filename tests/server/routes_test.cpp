@@ -1,0 +1,117 @@
+#include "support.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace kivolo::server::test {
+
+TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a b&c=+", "Ana");
+    EXPECT_TRUE(house.call("GET", "/me?device_id=a%20b&c=+").body.at("joined").as_bool());
+    const std::string deep(100'000, '[');
+    const std::string ids =
+        "circle_id=" + ana.text("circle_id") + "&member_id=" + ana.text("member_id");
+    struct Case
+    {
+        std::string method, target, body;
+        unsigned status;
+        std::string allow = {};
+        std::string contentType = "application/json";
+    };
+    const Case cases[] = {
+        {"GET", "/nowhere", "", 404},
+        {"POST", "/nowhere", "", 404},
+        {"GET", "/join", "", 405, "POST"},
+        {"POST", "/beams", "{}", 405, "GET, HEAD"},
+        {"BREW", "/me", "", 405, "GET, HEAD"},
+        {"POST", "/join", "{}", 415, "", "text/plain"},
+        {"POST", "/join", "{}", 415, "", ""},
+        {"POST", "/join", "{}", 400, "", "Application/JSON ; charset=utf-8"},
+        {"POST", "/join", "", 400},
+        {"POST", "/join", "[]", 400},
+        {"POST", "/join", "{\"code\":", 400},
+        {"POST", "/join", deep, 400},
+        {"POST", "/join", "{\"code\":\"\\ud800\"}", 400},
+        {"POST", "/join", "{\"code\":\"\xff\"}", 400},
+        {"POST", "/join", R"({"code":"x","handle":"H","device_id":"z"})", 404},
+        {"POST", "/join", R"({"code":"x","handle":" ","device_id":"z"})", 400},
+        {"POST", "/join", R"({"code":"x","handle":"a\nb","device_id":"z"})", 400},
+        {"POST", "/join", R"({"code":"x","handle":"H","device_id":""})", 400},
+        {"POST", "/join", R"({"code":"x","handle":7,"device_id":"z"})", 400},
+        {"POST", "/circle/create", R"({"owner_email":""})", 400},
+        {"POST", "/beam", R"({"open_at":99999999999999999999999})", 400},
+        {"GET", "/me", "", 400},
+        {"GET", "/me?device_id=", "", 400},
+        {"GET", "/me?device_id=%", "", 400},
+        {"GET", "/me?device_id=%zz", "", 400},
+        {"GET", "/me?device_id=a%00", "", 400},
+        {"GET", "/me?device_id=%ff", "", 400},
+        {"GET", "/beams", "", 400},
+        {"GET", "/beams?" + ids, "", 400},
+        {"GET", "/beams?" + ids + "&since=-1", "", 400},
+        {"GET", "/beams?" + ids + "&since=1e3", "", 400},
+        {"GET", "/beams?" + ids + "&since=99999999999999999999", "", 400},
+        {"GET", "/beams?" + ids + "&since=1&since=1", "", 400},
+        {"GET", "/beams?" + ids + "&since=9223372036854775807", "", 200},
+        {"GET", "/beams?circle_id=x&member_id=y&since=1", "", 404},
+        {"GET", "/beams?circle_id=x&member_id=y&since=0", "", 404},
+        {"GET", "/history?limit=1&circle_id=' OR 1=1 --", "", 404},
+        {"GET", "/capsule?id=x&circle_id=" + ana.text("circle_id"), "", 404},
+    };
+    for (const Case &c : cases) {
+        const Told told = house.call(c.method, c.target, c.body, c.contentType);
+        EXPECT_EQ(told.status, c.status)
+            << c.method << ' ' << c.target << ' ' << c.body.substr(0, 60);
+        EXPECT_EQ(told.allow, c.allow);
+        if (c.status != 200) {
+            EXPECT_GT(told.text("error").size(), 10u);
+        }
+    }
+    const Told me = house.call("GET", "/me?device_id=a%20b&c=+");
+    EXPECT_EQ(me.body.at("members").as_array().size(), 1u);
+}
+
+TEST(Site, GivesItsFilesAndNothingElse)
+{
+    TemporaryFolder folder;
+    std::filesystem::create_directories(folder / "root/sub");
+    const auto write = [&](const char *name, const char *text) {
+        std::ofstream(folder / name) << text;
+    };
+    write("outside.txt", "no");
+    write("root/version.json", "{}");
+    write("root/sub/index.html", "index");
+    write("root/.hidden", "no");
+    write("root/a b.png", "x");
+    std::filesystem::create_symlink(folder / "outside.txt", folder / "root/link.txt");
+    std::filesystem::create_directory_symlink(folder.path(), folder / "root/up");
+    const Site site(folder / "root");
+    const std::pair<const char *, const char *> cases[] = {
+        {"/version.json", "application/json"},
+        {"/sub/", "text/html; charset=utf-8"},
+        {"/a%20b.png", "image/png"},
+        {"/", nullptr},
+        {"/sub", nullptr},
+        {"/.hidden", nullptr},
+        {"/link.txt", nullptr},
+        {"/up/outside.txt", nullptr},
+        {"/../outside.txt", nullptr},
+        {"/%2e%2e/outside.txt", nullptr},
+        {"/sub/..%2f..%2foutside.txt", nullptr},
+        {"//version.json", nullptr},
+        {"/version.json%00.png", nullptr},
+        {"version.json", nullptr},
+    };
+    for (const auto &[path, type] : cases) {
+        const std::optional<http::Response> file = site.file(path);
+        ASSERT_EQ(file.has_value(), type != nullptr) << path;
+        if (type) {
+            EXPECT_EQ(file->contentType, type);
+        }
+    }
+}
+
+} // namespace kivolo::server::test

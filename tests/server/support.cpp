@@ -1,0 +1,142 @@
+#include "support.h"
+
+#include <arpa/inet.h>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <future>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+namespace kivolo::server::test {
+
+namespace json = boost::json;
+
+TemporaryFolder::TemporaryFolder()
+{
+    std::string name = (std::filesystem::temp_directory_path() / "kivolo-XXXXXX").string();
+    if (!mkdtemp(name.data()))
+        throw std::runtime_error("no temporary folder");
+    path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    std::error_code ignored; // what stays behind is in the temporary directory
+    std::filesystem::remove_all(path_, ignored);
+}
+
+Clock ManualClock::clock() const
+{
+    return
+        [this] { return std::chrono::system_clock::time_point(std::chrono::seconds(now_.load())); };
+}
+
+std::string Told::text(std::string_view key) const
+{
+    return std::string(body.at(key).as_string());
+}
+
+House::House(Circles::Settings settings, std::function<void()> beforeCommit)
+    : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
+                        std::move(beforeCommit)))
+    , circles(*ledger, time.clock(), systemRandomness, settings)
+    , routes(circles, site)
+{}
+
+Told House::call(std::string_view method, std::string_view target, std::string_view body,
+                 std::string_view contentType)
+{
+    auto later = std::make_shared<std::promise<http::Response>>();
+    std::future<http::Response> reply = later->get_future();
+    Answer answer = routes.handle({method, target, contentType, body},
+                                  [later](http::Response r) { later->set_value(std::move(r)); });
+    if (const auto *again = std::get_if<AgainAt>(&answer))
+        return {0, {}, wholeSeconds(again->time), {}};
+    const http::Response response = std::holds_alternative<Later>(answer)
+                                        ? reply.get()
+                                        : std::move(std::get<http::Response>(answer));
+    return {response.status, json::parse(response.body), {}, std::string(response.allow)};
+}
+
+Told House::post(std::string_view target, const json::object &body)
+{
+    return call("POST", target, json::serialize(body));
+}
+
+Told House::newCircle()
+{
+    return post("/circle/create", {{"device_id", "creator"}, {"owner_email", ""}});
+}
+
+Told House::join(const std::string &code, const std::string &device, const std::string &handle)
+{
+    Told told =
+        post("/join", {{"code", code}, {"handle", handle}, {"device_id", device}, {"emoji", "e"}});
+    EXPECT_EQ(told.status, 200u) << json::serialize(told.body);
+    return told;
+}
+
+Told House::sendText(const Told &membership, const std::string &text, json::object more)
+{
+    json::object body{{"circle_id", membership.text("circle_id")},
+                      {"from_member", membership.text("member_id")},
+                      {"type", "text"},
+                      {"body", text}};
+    for (auto &[key, value] : more)
+        body[key] = value;
+    return post("/beam", body);
+}
+
+Told House::poll(const Told &membership, Seconds since)
+{
+    return call("GET", "/beams?circle_id=" + membership.text("circle_id") + "&member_id=" +
+                           membership.text("member_id") + "&since=" + std::to_string(since));
+}
+
+std::string talk(std::uint16_t port, std::string_view bytes)
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    std::string received;
+    if (::connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
+        while (!bytes.empty()) {
+            const ssize_t count = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (count <= 0)
+                break; // a server that has seen enough
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+        }
+        char buffer[4096];
+        for (ssize_t count; (count = ::recv(socket, buffer, sizeof buffer, 0)) > 0;)
+            received.append(buffer, static_cast<std::size_t>(count));
+    }
+    ::close(socket);
+    return received;
+}
+
+std::string httpGet(std::string_view target)
+{
+    return "GET " + std::string(target) + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
+}
+
+std::string httpPost(std::string_view target, const json::object &body)
+{
+    const std::string text = json::serialize(body);
+    return "POST " + std::string(target) +
+           " HTTP/1.1\r\nHost: x\r\nConnection: close\r\nContent-Type: application/json\r\n"
+           "Content-Length: " +
+           std::to_string(text.size()) + "\r\n\r\n" + text;
+}
+
+std::string fieldOf(const std::string &reply, const std::string &key)
+{
+    const std::size_t at = reply.find("\"" + key + "\":\"");
+    if (at == std::string::npos)
+        return {};
+    const std::size_t start = at + key.size() + 4;
+    return reply.substr(start, reply.find('"', start) - start);
+}
+
+} // namespace kivolo::server::test

@@ -1,0 +1,80 @@
+// A whole server without sockets, on a clock of its own; and a plain client for those with.
+#pragma once
+
+#include "refusal.h"
+#include "routes.h"
+
+#include <atomic>
+#include <boost/json/value.hpp>
+#include <filesystem>
+
+namespace kivolo::server::test {
+
+class TemporaryFolder
+{
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    std::filesystem::path operator/(const char *name) const { return path_ / name; }
+    const std::filesystem::path &path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// Stands still until it is moved. May be read from any thread.
+class ManualClock
+{
+public:
+    Seconds now() const { return now_; }
+    void advance(Seconds seconds) { now_ += seconds; }
+    Clock clock() const;
+
+private:
+    std::atomic<Seconds> now_{1'800'000'000};
+};
+
+struct Told
+{
+    unsigned status = 0;
+    boost::json::value body;
+    std::optional<Seconds> againAt;
+
+    const boost::json::array &beams() const { return body.at("beams").as_array(); }
+    std::string text(std::string_view key) const;
+    std::string allow;
+};
+
+/// Everything behind the sockets, on a database in a temporary folder.
+struct House
+{
+    explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {});
+
+    Told call(std::string_view method, std::string_view target, std::string_view body = {},
+              std::string_view contentType = "application/json");
+    Told post(std::string_view target, const boost::json::object &body);
+
+    Told newCircle();
+    /// Joins and expects it to succeed.
+    Told join(const std::string &code, const std::string &device,
+              const std::string &handle = "Ana");
+    Told sendText(const Told &membership, const std::string &text, boost::json::object more = {});
+    Told poll(const Told &membership, Seconds since);
+
+    TemporaryFolder folder;
+    ManualClock time;
+    std::unique_ptr<Ledger> ledger;
+    Site site;
+    Circles circles;
+    Routes routes;
+};
+
+/// Sends bytes to a port of this machine and reads until the peer closes.
+std::string talk(std::uint16_t port, std::string_view bytes);
+std::string httpGet(std::string_view target);
+std::string httpPost(std::string_view target, const boost::json::object &body);
+
+/// The value of a text in a reply's JSON, without looking at the rest of it.
+std::string fieldOf(const std::string &reply, const std::string &key);
+
+} // namespace kivolo::server::test
