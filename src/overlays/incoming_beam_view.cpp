@@ -173,6 +173,7 @@ void IncomingBeamView::showText()
 void IncomingBeamView::layOutText()
 {
     const QRectF content = contentRect();
+    textLaidOutFor_ = size();
     text_.emplace(body_, weighted(metrics_.text, metrics_.textWeight),
                   TextBlock::Bounds{.width = content.width(),
                                     .height = height() - content.top(),
@@ -184,7 +185,8 @@ void IncomingBeamView::resizeEvent(QResizeEvent *)
     const QRectF header = headerRect();
     closeButton_->moveSymbolTo(
         {header.right() - closeButton_->side(), header.center().y() - closeButton_->side() / 2});
-    if (text_)
+    // The first event only tells the size that the card has been made in.
+    if (text_ && textLaidOutFor_ != size())
         layOutText();
 }
 

@@ -67,6 +67,7 @@ private:
     std::optional<Doodle> doodle_;
     QImage doodleFrame_; // the doodle on white, in the resolution it was last painted in
     std::optional<TextBlock> text_;
+    QSize textLaidOutFor_;
 };
 
 } // namespace kivolo

@@ -69,6 +69,8 @@ static QList<QTextLayout::FormatRange> emojiFormats(const QString &text, const Q
 }
 
 TextBlock::TextBlock(const QString &text, const QFont &font, const Bounds &bounds)
+    : font_(font)
+    , bounds_(bounds)
 {
     const QString shown = cutAtCharacter(text, bounds.length);
     qsizetype start = 0;
@@ -76,75 +78,108 @@ TextBlock::TextBlock(const QString &text, const QFont &font, const Bounds &bound
         qsizetype end = start;
         while (end < shown.size() && !isLineBreak(shown.at(end)))
             ++end;
-        append(shown.mid(start, end - start), font, bounds);
+        appendParagraph(shown.mid(start, end - start));
         const bool crLf =
             end + 1 < shown.size() && shown.at(end) == u'\r' && shown.at(end + 1) == u'\n';
         start = end + (crLf ? 2 : 1);
     }
-    laidOutLength_ = qMin(laidOutLength_, shown.size());
 }
 
 TextBlock::~TextBlock() = default;
 TextBlock::TextBlock(TextBlock &&) noexcept = default;
 TextBlock &TextBlock::operator=(TextBlock &&) noexcept = default;
 
-void TextBlock::append(const QString &text, const QFont &font, const Bounds &bounds)
+/// A layout shapes all of its text before it gives the first line, and an emoji takes it a
+/// twentieth of a millisecond. So a long paragraph is laid out in pieces, each of which begins with
+/// the line that the piece before could not complete, and those that would not show are never
+/// looked at.
+void TextBlock::appendParagraph(const QString &text)
 {
-    const QFontMetricsF metrics(font);
-    const qreal ascent = metrics.ascent();
-    const qreal lineHeight = metrics.height();
-    Paragraph paragraph;
-    paragraph.top = size_.height();
     if (text.isEmpty()) {
-        paragraph.height = lineHeight;
-    } else {
-        paragraph.rightToLeft = text.isRightToLeft();
-        paragraph.layout = std::make_unique<QTextLayout>(text, font);
-        paragraph.layout->setCacheEnabled(true);
-        paragraph.layout->setFormats(emojiFormats(text, font));
-        QTextOption option(Qt::AlignLeft | Qt::AlignAbsolute);
-        option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-        option.setTextDirection(paragraph.rightToLeft ? Qt::RightToLeft : Qt::LeftToRight);
-        paragraph.layout->setTextOption(option);
-        paragraph.layout->beginLayout();
-        while (paragraph.top + paragraph.height < bounds.height) {
-            QTextLine line = paragraph.layout->createLine();
-            if (!line.isValid())
-                break;
-            line.setLineWidth(bounds.width);
-            // An emoji or a letter of another font does not push the lines apart; a whole script
-            // that needs the room does.
-            const bool fits = line.height() <= lineHeight * 1.4;
-            const qreal above = fits ? line.ascent() - ascent : 0;
-            line.setPosition({0, paragraph.height - above});
-            paragraph.height += fits ? lineHeight : line.height();
-            size_.setWidth(qMax(size_.width(), qMin(line.naturalTextWidth(), bounds.width)));
-            laidOutLength_ += line.textLength();
-        }
-        paragraph.layout->endLayout();
+        size_.rheight() += QFontMetricsF(font_).height();
+        return;
     }
-    size_.setHeight(size_.height() + paragraph.height);
-    paragraphs_.push_back(std::move(paragraph));
+    constexpr qsizetype pieceLength = 256;
+    constexpr qsizetype lookAhead = 32; // enough to see whether a character goes on
+    const bool rightToLeft = text.isRightToLeft();
+    qsizetype start = 0;
+    qsizetype length = pieceLength;
+    while (start < text.size() && size_.height() < bounds_.height) {
+        const QString piece = cutAtCharacter(text.mid(start, length + lookAhead), length);
+        const bool last = start + piece.size() == text.size();
+        const qsizetype used = appendPiece(piece, rightToLeft, last);
+        start += used;
+        length = used > 0 ? pieceLength : 2 * length; // none: not even one line was filled
+    }
+}
+
+qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool last)
+{
+    const QFontMetricsF metrics(font_);
+    Piece piece{std::make_unique<QTextLayout>(text, font_), 0, size_.height(), 0, rightToLeft};
+    QTextLayout &layout = *piece.layout;
+    layout.setCacheEnabled(true);
+    layout.setFormats(emojiFormats(text, font_));
+    QTextOption option(Qt::AlignLeft | Qt::AlignAbsolute);
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    option.setTextDirection(rightToLeft ? Qt::RightToLeft : Qt::LeftToRight);
+    layout.setTextOption(option);
+
+    qreal lineHeight = 0;
+    bool atEnd = false;
+    layout.beginLayout();
+    while (!atEnd && piece.top + piece.height < bounds_.height) {
+        QTextLine line = layout.createLine();
+        atEnd = !line.isValid();
+        if (atEnd)
+            break;
+        line.setLineWidth(bounds_.width);
+        // An emoji or a letter of another font does not push the lines apart; a whole script that
+        // needs the room does.
+        const bool fits = line.height() <= metrics.height() * 1.4;
+        const qreal above = fits ? line.ascent() - metrics.ascent() : 0;
+        line.setPosition({0, piece.height - above});
+        lineHeight = fits ? metrics.height() : line.height();
+        piece.height += lineHeight;
+    }
+    layout.endLayout();
+
+    piece.lineCount = layout.lineCount();
+    if (atEnd && !last) {
+        --piece.lineCount;
+        piece.height -= lineHeight;
+    }
+    if (piece.lineCount == 0)
+        return 0;
+    for (int i = 0; i < piece.lineCount; ++i)
+        size_.setWidth(
+            qMax(size_.width(), qMin(layout.lineAt(i).naturalTextWidth(), bounds_.width)));
+    size_.rheight() += piece.height;
+    const QTextLine end = layout.lineAt(piece.lineCount - 1);
+    const qsizetype used = end.textStart() + end.textLength();
+    laidOutLength_ += used;
+    pieces_.push_back(std::move(piece));
+    return used;
 }
 
 void TextBlock::paint(QPainter &painter, const QPointF &topLeft, qreal width, const QColor &color,
                       const QRectF &visible) const
 {
     painter.setPen(color);
-    for (const Paragraph &paragraph : paragraphs_) {
-        const QPointF origin = topLeft + QPointF(0, paragraph.top);
-        if (!paragraph.layout || origin.y() + paragraph.height < visible.top())
+    for (const Piece &piece : pieces_) {
+        const QPointF origin = topLeft + QPointF(0, piece.top);
+        if (origin.y() + piece.height < visible.top())
             continue;
         if (origin.y() > visible.bottom())
             break;
-        for (int i = 0; i < paragraph.layout->lineCount(); ++i) {
-            const QTextLine line = paragraph.layout->lineAt(i);
+        for (int i = 0; i < piece.lineCount; ++i) {
+            const QTextLine line = piece.layout->lineAt(i);
             const qreal top = origin.y() + line.y();
             if (top + line.height() < visible.top())
                 continue;
             if (top > visible.bottom())
                 break;
-            const qreal indent = paragraph.rightToLeft ? width - line.naturalTextWidth() : 0;
+            const qreal indent = piece.rightToLeft ? width - line.naturalTextWidth() : 0;
             line.draw(&painter, origin + QPointF(indent, 0));
         }
     }

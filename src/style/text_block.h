@@ -45,16 +45,21 @@ public:
                const QRectF &visible) const;
 
 private:
-    struct Paragraph
+    struct Piece
     {
-        std::unique_ptr<QTextLayout> layout; // none: an empty line
+        std::unique_ptr<QTextLayout> layout;
+        int lineCount = 0; // of the layout's, from its first
         qreal top = 0;
         qreal height = 0;
         bool rightToLeft = false;
     };
-    void append(const QString &text, const QFont &font, const Bounds &bounds);
+    void appendParagraph(const QString &text);
+    /// Returns how much of `text` its lines hold. The last of them is left out unless `last`.
+    qsizetype appendPiece(const QString &text, bool rightToLeft, bool last);
 
-    std::vector<Paragraph> paragraphs_;
+    QFont font_;
+    Bounds bounds_;
+    std::vector<Piece> pieces_;
     QSizeF size_{0, 0};
     qsizetype laidOutLength_ = 0;
 };

@@ -5,6 +5,7 @@
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
+#include <QTextLayout>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -53,6 +54,24 @@ TEST(TextBlockTest, LinesAndTheirBreaks)
         EXPECT_NEAR(block.size().height(), lines * line, 0.01) << qPrintable(text);
         EXPECT_LE(block.size().width(), width) << qPrintable(text);
     }
+}
+
+TEST(TextBlockTest, PiecesOfALongParagraphMeetWithoutASeam)
+{
+    const QFont body = textFont(TextStyle::Body);
+    const QString text = QStringLiteral("a few words of several lengths, ").repeated(200);
+    const TextBlock block(text, body, {.width = width});
+    EXPECT_EQ(block.laidOutLength(), text.size());
+
+    QTextLayout whole(text, body);
+    whole.beginLayout();
+    int lines = 0;
+    for (QTextLine line = whole.createLine(); line.isValid(); line = whole.createLine()) {
+        line.setLineWidth(width);
+        ++lines;
+    }
+    whole.endLayout();
+    EXPECT_NEAR(block.size().height(), lines * QFontMetricsF(body).height(), 0.1);
 }
 
 TEST(TextBlockTest, EachParagraphHasItsOwnDirection)
