@@ -1,29 +1,13 @@
 #include "core/store.h"
 
 #include "api/kivolo_api.h"
+#include "core/device_identity.h"
 #include "core/reply.h"
-#include "platform/foundation/environment.h"
 #include "platform/foundation/task.h"
 
 #include <algorithm>
 
 namespace kivolo {
-
-namespace {
-
-QString deviceIdentity(UserDefaults &defaults)
-{
-    if (const auto overridden = environmentVariable("KIVOLO_DEVICE_ID"))
-        return *overridden;
-    const QString key = QStringLiteral("kivolo_device_id");
-    if (const auto stored = defaults.string(key))
-        return *stored;
-    const QString generated = randomUuid();
-    defaults.setString(key, generated);
-    return generated;
-}
-
-} // namespace
 
 Store::Store(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
     : queue_(queue)

@@ -1,0 +1,55 @@
+#include "api/origins.h"
+#include "app/kivolo_app.h"
+#include "platform/desktop/application.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <cstdio>
+
+namespace {
+
+int fail(const QString &reason)
+{
+    std::fprintf(stderr, "kivolo: %s\n", qUtf8Printable(reason));
+    return EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    using kivolo::SingleInstance;
+    kivolo::application::chooseWindowSystem();
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("kivolo"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Kivolo"));
+    QApplication::setApplicationVersion(QStringLiteral(KIVOLO_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("kivolo"));
+    // Beams arrive without a window, and a card that goes is not the program's end.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QCommandLineParser options;
+    options.setApplicationDescription(
+        QApplication::translate("main", "A desktop messenger for a closed circle."));
+    options.addHelpOption();
+    options.addVersionOption();
+    options.process(application);
+
+    try {
+        kivolo::requestUrl(kivolo::apiOrigin());
+        kivolo::requestUrl(kivolo::siteOrigin());
+    } catch (const kivolo::LocalizedError &error) {
+        return fail(error.localizedDescription());
+    }
+
+    kivolo::KivoloApp app;
+    switch (app.start()) {
+    case SingleInstance::Outcome::First:
+        return QApplication::exec();
+    case SingleInstance::Outcome::AlreadyRunning:
+        return EXIT_SUCCESS;
+    case SingleInstance::Outcome::Failed:
+        return fail(app.errorText());
+    }
+    return EXIT_FAILURE;
+}
