@@ -98,10 +98,10 @@ asio::awaitable<bool> Session::receive(Parser &parser)
             co_return true;
         if (parser.is_header_done() && !welcomed) {
             welcomed = true;
-            enter(Phase::Reading, hub_->limits().body);
             const bool ready = co_await welcomeBody(parser);
             if (!ready)
                 co_return false;
+            enter(Phase::Reading, hub_->limits().body);
         }
         const auto space = buffer_.prepare(welcomed ? bodyChunk : headerChunk);
         const auto [failure, count] = co_await socket_.async_read_some(space, awaited);
