@@ -1,5 +1,7 @@
 #include "platform/desktop/panel_presenter.h"
 
+#include <utility>
+
 namespace kivolo {
 
 namespace {
@@ -23,25 +25,34 @@ void PanelPresenter::present(const std::shared_ptr<Panel> &panel, MainQueue::Dur
 
 void PanelPresenter::withdraw(const Panel *panel)
 {
-    std::erase_if(waiting_,
-                  [panel](const Entry &entry) { return entry.panel.lock().get() == panel; });
+    const auto isIt = [panel](const Entry &entry) { return entry.panel.lock().get() == panel; };
+    std::erase_if(waiting_, isIt);
+    std::erase_if(shown_, isIt);
 }
 
 void PanelPresenter::presentNext()
 {
-    scheduled_ = false;
     while (!waiting_.empty()) {
-        const Entry entry = waiting_.front();
+        const Entry next = waiting_.front();
         waiting_.pop_front();
-        if (const auto panel = entry.panel.lock()) {
+        if (const auto panel = next.panel.lock()) {
             panel->orderFront();
-            panel->fade(1, entry.fadeIn);
+            shown_.push_back(next);
             break;
         }
     }
-    if (!waiting_.empty()) {
-        scheduled_ = true;
+    scheduled_ = !waiting_.empty();
+    if (scheduled_)
         queue_.after(nextTurn, &context_, [this] { presentNext(); });
+    else
+        fadeIn();
+}
+
+void PanelPresenter::fadeIn()
+{
+    for (const Entry &entry : std::exchange(shown_, {})) {
+        if (const auto panel = entry.panel.lock())
+            panel->fade(1, entry.fadeIn);
     }
 }
 

@@ -6,11 +6,14 @@
 #include <QObject>
 #include <deque>
 #include <memory>
+#include <vector>
 
 namespace kivolo {
 
 /// Orders panels in one after the other, each in a turn of the event loop of its own: making a
-/// window and painting it takes a few milliseconds, and twenty panels may be asked for at once.
+/// window and painting it takes a few milliseconds, and twenty panels may be asked for at once. The
+/// fades begin together once all of them are there: a step of a fade has the window system blend
+/// the desktop anew, which would delay the panels that are still to come.
 /// Main thread only.
 class PanelPresenter final
 {
@@ -18,11 +21,11 @@ public:
     /// `queue` must outlive the presenter.
     explicit PanelPresenter(MainQueue &queue);
 
-    /// Shows the panel from alpha 0 on, fading in over `fadeIn` counted from the moment it appears.
+    /// Shows the panel from alpha 0 on, then fades it in over `fadeIn`.
     /// Forgets a panel that has been released by then.
     void present(const std::shared_ptr<Panel> &panel, MainQueue::Duration fadeIn);
 
-    /// Takes back a present() that has not been carried out yet.
+    /// Takes back what is left to do of a present().
     void withdraw(const Panel *panel);
 
 private:
@@ -32,9 +35,11 @@ private:
         MainQueue::Duration fadeIn;
     };
     void presentNext();
+    void fadeIn();
 
     MainQueue &queue_;
     std::deque<Entry> waiting_;
+    std::vector<Entry> shown_;
     bool scheduled_ = false;
     QObject context_;
 };

@@ -2,7 +2,7 @@
 // implements it; on any other each function does nothing and windows are not blended.
 #pragma once
 
-#include <QMargins>
+#include <QRect>
 #include <functional>
 #include <memory>
 
@@ -27,8 +27,9 @@ std::unique_ptr<Blending> observeBlending(std::function<void()> changed);
 /// managers forget what a hidden window was.
 void makeFloating(QWindow &window);
 
-/// Tells the window system that the window's outer `margins`, in points, are shadow: not part of
-/// the window's frame, and transparent to the mouse.
-void setShadowMargins(QWindow &window, const QMargins &margins);
+/// Tells the window system that all of the window but `card`, in points from its corner, is shadow:
+/// not part of the window's frame, and transparent to the mouse. `windowSize` is the size it
+/// is meant to have, which a hidden window may not have taken yet.
+void setCard(QWindow &window, const QSize &windowSize, const QRect &card);
 
 } // namespace kivolo::panel_system

@@ -3,42 +3,40 @@
 #include "platform/desktop/coordinates.h"
 #include "platform/desktop/panel_shadow.h"
 
-#include <QGraphicsEffect>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QScreen>
 #include <QWindow>
+#include <utility>
 
 namespace kivolo {
 
-/// Paints the content with alpha from a picture of it that is kept while it does not change, so
-/// that a step of a fade costs one blit however rich the content is.
-class AlphaEffect final : public QGraphicsEffect
+/// Lies over the content and thins out what has been painted beneath it: the whole window fades
+/// without a second picture of it.
+class PanelVeil final : public QWidget
 {
     Q_OBJECT
 public:
-    using QGraphicsEffect::QGraphicsEffect;
+    explicit PanelVeil(QWidget *parent)
+        : QWidget(parent)
+    {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        hide();
+    }
 
-    double alpha() const { return alpha_; }
     void setAlpha(double alpha)
     {
         alpha_ = alpha;
-        // Without an effect nothing is kept.
-        setEnabled(alpha < 1);
+        setVisible(alpha < 1);
         update();
     }
 
 protected:
-    // Takes the picture even when nothing of it will show yet: a fade starts at alpha 0, and its
-    // next step should find the work done.
-    void draw(QPainter *painter) override
+    void paintEvent(QPaintEvent *) override
     {
-        QPoint offset;
-        const QPixmap picture = sourcePixmap(Qt::DeviceCoordinates, &offset, NoPad);
-        painter->save();
-        painter->setWorldTransform({});
-        painter->setOpacity(alpha_);
-        painter->drawPixmap(offset, picture);
-        painter->restore();
+        QPainter painter(this);
+        painter.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+        painter.fillRect(rect(), QColor::fromRgbF(0, 0, 0, float(alpha_)));
     }
 
 private:
@@ -57,10 +55,7 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool mo
     setAttribute(Qt::WA_QuitOnClose, false);
     setFocusPolicy(Qt::NoFocus);
     content_->setParent(this);
-    auto effect = std::make_unique<AlphaEffect>();
-    alphaEffect_ = effect.get();
-    alphaEffect_->setEnabled(false);
-    content_->setGraphicsEffect(effect.release());
+    veil_ = std::make_unique<PanelVeil>(this).release(); // owned by its parent
     blending_ = panel_system::observeBlending([this] { adaptToBlending(); });
 }
 
@@ -82,14 +77,18 @@ void PanelWindow::layOut()
 {
     const QRect card = toDesktop(frame_);
     setGeometry(card.marginsAdded(margins_));
+    veil_->resize(size());
     content_->setGeometry(QRect(QPoint(margins_.left(), margins_.top()), card.size()));
 }
 
 void PanelWindow::setAlpha(double alpha)
 {
+    // Nobody sees the steps of a fade beyond the screen's edge, and each costs a round trip.
+    const bool between = alpha > 0 && alpha < 1;
+    if (between && !screen()->virtualGeometry().intersects(toDesktop(frame_)))
+        return;
     // An opaque window cannot be half there.
-    alphaEffect_->setAlpha(blended_ ? alpha : 1);
-    update();
+    veil_->setAlpha(blended_ ? alpha : 1);
 }
 
 void PanelWindow::showInFront()
@@ -100,6 +99,7 @@ void PanelWindow::showInFront()
     }
     adaptToBlending();
     panel_system::makeFloating(*windowHandle());
+    tellCardAgain_ = true;
     show();
 }
 
@@ -110,17 +110,20 @@ void PanelWindow::adaptToBlending()
     content_->setProperty("squareCorners", !blended_);
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();
-    panel_system::setShadowMargins(*windowHandle(), margins_);
+    panel_system::setCard(*windowHandle(), size(), content_->geometry());
     if (owner_)
         setAlpha(owner_->alpha());
 }
 
 void PanelWindow::paintEvent(QPaintEvent *)
 {
+    // A window manager that puts windows into frames of its own learns of a shape only when that
+    // changes, so it has to be told once more when it has taken the window.
+    if (std::exchange(tellCardAgain_, false))
+        panel_system::setCard(*windowHandle(), size(), content_->geometry());
     if (!blended_)
         return;
     QPainter painter(this);
-    painter.setOpacity(alphaEffect_->alpha());
     paintShadow(painter, content_->geometry(), content_->property("cornerRadius").toDouble());
 }
 

@@ -6,11 +6,9 @@
 
 #include <QWidget>
 
-class QGraphicsEffect;
-
 namespace kivolo {
 
-class AlphaEffect;
+class PanelVeil;
 
 /// Carries the content in the middle of a translucent window that is larger by the shadow, or,
 /// where windows are not blended, in an opaque window of its own size.
@@ -43,9 +41,10 @@ private:
 
     Panel *owner_;
     QWidget *content_;
-    AlphaEffect *alphaEffect_;
+    PanelVeil *veil_;
     bool movable_;
     bool blended_ = false;
+    bool tellCardAgain_ = false;
     Rect frame_;
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it

@@ -200,26 +200,20 @@ void makeFloating(QWindow &window)
     setProperty(window, Protocols, XCB_ATOM_ATOM, std::array{atom(Delete_window), atom(Ping)});
 }
 
-void setShadowMargins(QWindow &window, const QMargins &margins)
+void setCard(QWindow &window, const QSize &windowSize, const QRect &card)
 {
     if (!connection())
         return;
-    const auto id = xcb_window_t(window.winId());
-    const QMargins device = (QMarginsF(margins) * window.devicePixelRatio()).toMargins();
-    const std::array extents = {uint32_t(device.left()), uint32_t(device.right()),
-                                uint32_t(device.top()), uint32_t(device.bottom())};
-    setProperty(window, Frame_extents, XCB_ATOM_CARDINAL, extents);
-    if (margins.isNull()) {
-        xcb_shape_mask(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT, id, 0, 0,
-                       XCB_PIXMAP_NONE);
-        return;
-    }
-    const QSize inner =
-        (QSizeF(window.size().shrunkBy(margins)) * window.devicePixelRatio()).toSize();
-    const xcb_rectangle_t card = {int16_t(device.left()), int16_t(device.top()),
-                                  uint16_t(inner.width()), uint16_t(inner.height())};
+    const double scale = window.devicePixelRatio();
+    const auto device = [scale](int points) { return uint32_t(qRound(points * scale)); };
+    const int right = windowSize.width() - card.left() - card.width();
+    const int bottom = windowSize.height() - card.top() - card.height();
+    setProperty(window, Frame_extents, XCB_ATOM_CARDINAL,
+                std::array{device(card.left()), device(right), device(card.top()), device(bottom)});
+    const xcb_rectangle_t shape = {int16_t(device(card.left())), int16_t(device(card.top())),
+                                   uint16_t(device(card.width())), uint16_t(device(card.height()))};
     xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
-                         XCB_CLIP_ORDERING_UNSORTED, id, 0, 0, 1, &card);
+                         XCB_CLIP_ORDERING_UNSORTED, xcb_window_t(window.winId()), 0, 0, 1, &shape);
 }
 
 } // namespace kivolo::panel_system

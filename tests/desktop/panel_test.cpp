@@ -1,0 +1,336 @@
+#include "platform/desktop/panel.h"
+
+#include "desktop/x_server.h"
+#include "platform/desktop/panel_presenter.h"
+#include "platform/desktop/screen.h"
+#include "support/manual_main_queue.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QProcess>
+#include <QScreen>
+#include <QTest>
+#include <gmock/gmock.h>
+
+namespace kivolo {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsSupersetOf;
+
+// Stands for a card: red to its corners, and a spot in its top-right corner that takes the mouse.
+class Card final : public QWidget
+{
+    Q_OBJECT
+    Q_PROPERTY(double cornerRadius MEMBER cornerRadius)
+    Q_PROPERTY(bool squareCorners MEMBER squareCorners)
+public:
+    double cornerRadius = 16;
+    bool squareCorners = false;
+    int paints = 0;
+    int clicks = 0;
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        ++paints;
+        QPainter(this).fillRect(rect(), Qt::red);
+    }
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        if (QRect(width() - 30, 0, 30, 30).contains(event->position().toPoint()))
+            ++clicks;
+        else
+            event->ignore();
+    }
+};
+
+struct Shown
+{
+    explicit Shown(MainQueue &queue, bool movable = true)
+        : panel(std::make_shared<Panel>(
+              Panel::Options{300, 150, movable}, [](Panel &) { return std::make_unique<Card>(); },
+              queue))
+    {}
+    Card &card() const { return *static_cast<Card *>(panel->content()); }
+    QWidget &window() const { return *panel->window(); }
+    void show(const Rect &frame) const
+    {
+        panel->setFrame(frame);
+        panel->orderFront();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(panel->window()));
+    }
+
+    std::shared_ptr<Panel> panel;
+};
+
+class FloatingPanel : public testing::Test
+{
+protected:
+    double scale() const { return qApp->devicePixelRatio(); }
+    QRect device(const QRect &points) const
+    {
+        return {(QPointF(points.topLeft()) * scale()).toPoint(), points.size() * int(scale())};
+    }
+    // Of a frame in the program's coordinates, with the shadow around it.
+    QRect withShadow(const Rect &frame) const
+    {
+        const int height = qApp->primaryScreen()->geometry().height();
+        return device(
+            QRect(int(frame.x) - 32, height - int(frame.maxY()) - 24, 300 + 64, 150 + 68));
+    }
+    bool standsAt(const Shown &shown, const Rect &frame) const
+    {
+        return QTest::qWaitFor([&] { return x.geometry(shown.window()) == withShadow(frame); });
+    }
+    void xdotool(const QString &arguments) const
+    {
+        ASSERT_EQ(QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' '))),
+                  0);
+        QTest::qWait(0);
+    }
+    QString pointer(const Rect &frame, QPoint inCard) const
+    {
+        const QPoint at = withShadow(frame).topLeft() + (inCard + QPoint(32, 24)) * scale();
+        return QStringLiteral("mousemove %1 %2").arg(at.x()).arg(at.y());
+    }
+
+    ManualMainQueue queue;
+    XServer x;
+    static constexpr Rect place{80, 120, 300, 150};
+};
+
+TEST_F(FloatingPanel, TellsTheWindowManagerWhatItIs)
+{
+    const Shown shown(queue);
+    // Twice, because a window manager forgets the state of a window that is hidden.
+    for (int round = 0; round < 2; ++round) {
+        shown.show(place);
+        const xcb_window_t id = idOf(shown.window());
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !x.values(id, "WM_STATE").empty(); }));
+        EXPECT_EQ(x.atoms(id, "_NET_WM_WINDOW_TYPE").front(), "_NET_WM_WINDOW_TYPE_NOTIFICATION");
+        EXPECT_THAT(x.atoms(id, "_NET_WM_STATE"),
+                    IsSupersetOf({"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_SKIP_TASKBAR",
+                                  "_NET_WM_STATE_SKIP_PAGER"}));
+        EXPECT_THAT(x.values(id, "_NET_WM_DESKTOP"), ElementsAre(0xFFFFFFFF));
+        EXPECT_THAT(x.values(id, "_NET_WM_USER_TIME"), ElementsAre(0U));
+        EXPECT_THAT(x.atoms(id, "WM_PROTOCOLS"), testing::Not(testing::Contains("WM_TAKE_FOCUS")));
+        const auto hints = x.values(id, "WM_HINTS");
+        ASSERT_GE(hints.size(), 2U);
+        EXPECT_EQ(hints[0] & 1, 1U) << "the input hint is not given";
+        EXPECT_EQ(hints[1], 0U) << "the input hint asks for the focus";
+        const auto s = std::uint32_t(scale());
+        EXPECT_THAT(x.values(id, "_GTK_FRAME_EXTENTS"),
+                    ElementsAre(32 * s, 32 * s, 24 * s, 44 * s));
+        shown.panel->orderOut();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return x.values(id, "_NET_WM_STATE").empty(); }));
+    }
+}
+
+TEST_F(FloatingPanel, StandsWhereItIsPutAlsoBeyondTheScreen)
+{
+    const Shown shown(queue);
+    const QSize screen = qApp->primaryScreen()->geometry().size();
+    const Rect inCorner{double(screen.width()) - 316, double(screen.height()) - 166, 300, 150};
+    const Rect below{inCorner.x, -2506, 300, 150};
+    const Rect above{inCorner.x, double(screen.height()) + 300, 300, 150};
+    bool first = true;
+    for (const Rect &frame : {below, inCorner, above, place, below}) {
+        if (std::exchange(first, false))
+            shown.show(frame);
+        else
+            shown.panel->setFrame(frame);
+        EXPECT_TRUE(standsAt(shown, frame))
+            << "wanted y " << frame.y << ", stands at " << x.geometry(shown.window()).y();
+        EXPECT_EQ(shown.panel->frame(), frame);
+    }
+}
+
+TEST_F(FloatingPanel, LeavesTheFocusWhereItIs)
+{
+    QWidget other;
+    other.setGeometry(400, 300, 200, 100);
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return x.activeWindow() == idOf(other); }));
+
+    const Shown shown(queue);
+    shown.show(place);
+    ASSERT_TRUE(standsAt(shown, place));
+    EXPECT_EQ(x.activeWindow(), idOf(other));
+
+    xdotool(pointer(place, {285, 10}) + QStringLiteral(" click 1"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown.card().clicks == 1; }));
+    EXPECT_EQ(x.activeWindow(), idOf(other));
+    EXPECT_TRUE(other.isActiveWindow());
+    EXPECT_FALSE(shown.window().isActiveWindow());
+}
+
+TEST_F(FloatingPanel, LetsTheMouseThroughItsShadow)
+{
+    Card beneath;
+    beneath.setWindowFlags(Qt::FramelessWindowHint);
+    const int height = qApp->primaryScreen()->geometry().height();
+    beneath.setGeometry(30, height - 330, 400, 300);
+    beneath.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&beneath));
+
+    const Shown shown(queue);
+    shown.show(place);
+    ASSERT_TRUE(standsAt(shown, place));
+    EXPECT_THAT(x.inputShape(shown.window()), ElementsAre(device(QRect(32, 24, 300, 150))));
+
+    int reached = 0;
+    struct Counter : QObject
+    {
+        int *count;
+        bool eventFilter(QObject *, QEvent *event) override
+        {
+            *count += event->type() == QEvent::MouseButtonPress;
+            return false;
+        }
+    } counter;
+    counter.count = &reached;
+    beneath.installEventFilter(&counter);
+    xdotool(pointer(place, {150, 160}) + QStringLiteral(" click 1"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return reached == 1; }));
+}
+
+TEST_F(FloatingPanel, IsDraggedByItsBackgroundWhereAsked)
+{
+    for (const bool movable : {true, false}) {
+        const Shown shown(queue, movable);
+        shown.show(place);
+        ASSERT_TRUE(standsAt(shown, place));
+        const auto drag = [&](QPoint from) {
+            const QPoint to = from + QPoint(40, -25);
+            xdotool(pointer(place, from) + QStringLiteral(" mousedown 1 ") + pointer(place, to));
+            const Rect moved{place.x + 40, place.y + 25, 300, 150};
+            const bool arrived = QTest::qWaitFor([&] { return shown.panel->frame() == moved; },
+                                                 movable ? 5000 : 100);
+            xdotool(QStringLiteral("mouseup 1"));
+            return arrived && standsAt(shown, moved);
+        };
+        EXPECT_EQ(drag({60, 100}), movable);
+        shown.panel->setFrame(place);
+        EXPECT_TRUE(standsAt(shown, place));
+        // What the content takes for itself does not drag.
+        xdotool(pointer(place, {285, 10}) + QStringLiteral(" mousedown 1 ") +
+                pointer(place, {200, 60}) + QStringLiteral(" mouseup 1"));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return shown.card().clicks == 1; }));
+        EXPECT_EQ(shown.panel->frame(), place);
+    }
+}
+
+TEST_F(FloatingPanel, FadesEvenlyAndThenRests)
+{
+    const Shown shown(queue);
+    shown.panel->setAlpha(0);
+    shown.show(place);
+    const auto opacity = [&] {
+        const QImage image = shown.window().grab().toImage();
+        return image.pixelColor(image.rect().center()).alphaF();
+    };
+    EXPECT_NEAR(opacity(), 0, 0.01);
+    EXPECT_GE(shown.card().paints, 1) << "a card that is not painted yet";
+
+    shown.panel->fade(1, 250ms);
+    queue.advance(128ms);
+    EXPECT_NEAR(opacity(), 0.512, 0.01);
+    queue.advance(144ms);
+    EXPECT_NEAR(opacity(), 1, 0.01);
+    EXPECT_EQ(queue.pending(), 0U);
+
+    shown.panel->fade(0, 200ms);
+    queue.advance(96ms);
+    shown.panel->fade(1, 200ms);
+    EXPECT_NEAR(shown.panel->alpha(), 0.52, 0.01);
+    queue.advance(208ms);
+    EXPECT_EQ(shown.panel->alpha(), 1);
+    EXPECT_EQ(queue.pending(), 0U);
+}
+
+TEST_F(FloatingPanel, MayBeReleasedByItsContent)
+{
+    Shown shown(queue);
+    shown.show(place);
+    const QPointer<QWidget> window(&shown.window());
+    const QPointer<QWidget> card(&shown.card());
+    shown.panel.reset();
+    ASSERT_TRUE(card) << "destroyed while it may still be handling its click";
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window; }));
+    EXPECT_FALSE(card);
+}
+
+TEST_F(FloatingPanel, AreShownOnePerTurnAndFadeTogether)
+{
+    PanelPresenter presenter(queue);
+    std::vector<Shown> all;
+    for (int i = 0; i < 4; ++i)
+        all.emplace_back(queue);
+    for (const Shown &shown : all)
+        presenter.present(shown.panel, 250ms);
+    EXPECT_FALSE(all[0].panel->window());
+    all[2].panel.reset();
+    presenter.withdraw(all[3].panel.get());
+
+    queue.advance(0ms);
+    EXPECT_TRUE(all[0].panel->isVisible());
+    EXPECT_FALSE(all[1].panel->window());
+    queue.advance(1ms);
+    EXPECT_TRUE(all[1].panel->isVisible());
+    queue.advance(300ms);
+    EXPECT_EQ(all[0].panel->alpha(), 1);
+    EXPECT_EQ(all[1].panel->alpha(), 1);
+    EXPECT_FALSE(all[3].panel->window());
+    EXPECT_EQ(queue.pending(), 0U);
+}
+
+TEST_F(FloatingPanel, VisibleFrameIsTheScreenWithoutPanels)
+{
+    const auto frame = SystemScreen().visibleFrame();
+    ASSERT_TRUE(frame);
+    const QRect available = qApp->primaryScreen()->availableGeometry();
+    EXPECT_EQ(frame->width, available.width());
+    EXPECT_EQ(frame->maxX(), available.x() + available.width());
+    EXPECT_EQ(frame->maxY(), qApp->primaryScreen()->geometry().height() - available.y());
+}
+
+using PanelWithoutCompositor = FloatingPanel;
+
+TEST_F(PanelWithoutCompositor, IsOpaqueAndSquareUntilOneAppears)
+{
+    if (x.hasCompositor())
+        GTEST_SKIP() << "this display has a compositor";
+    const Shown shown(queue);
+    shown.panel->setAlpha(0);
+    shown.show(place);
+    const int height = qApp->primaryScreen()->geometry().height();
+    const QRect bare(80, height - 270, 300, 150);
+    const auto looks = [&](bool blended) {
+        return QTest::qWaitFor([&] {
+            return shown.card().squareCorners == !blended &&
+                   x.geometry(shown.window()) == (blended ? withShadow(place) : bare);
+        });
+    };
+    EXPECT_TRUE(looks(false));
+    const QImage corner = shown.window().grab().toImage();
+    EXPECT_EQ(corner.pixelColor(0, 0), QColor(Qt::red));
+    EXPECT_EQ(corner.pixelColor(299, 149), QColor(Qt::red));
+    EXPECT_THAT(x.values(idOf(shown.window()), "_GTK_FRAME_EXTENTS"), ElementsAre(0U, 0U, 0U, 0U));
+
+    x.claimCompositor(true);
+    EXPECT_TRUE(looks(true));
+    x.claimCompositor(false);
+    EXPECT_TRUE(looks(false));
+    EXPECT_THAT(x.inputShape(shown.window()), ElementsAre(QRect(0, 0, 300, 150)));
+}
+
+} // namespace
+} // namespace kivolo
+
+#include "panel_test.moc"

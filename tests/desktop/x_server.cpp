@@ -1,0 +1,119 @@
+#include "desktop/x_server.h"
+
+#include <QWidget>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <xcb/shape.h>
+
+namespace kivolo {
+
+namespace {
+
+struct Free
+{
+    void operator()(void *reply) const { std::free(reply); }
+};
+template<typename Reply>
+std::unique_ptr<Reply, Free> own(Reply *reply)
+{
+    return std::unique_ptr<Reply, Free>(reply);
+}
+
+} // namespace
+
+xcb_window_t idOf(const QWidget &widget)
+{
+    return xcb_window_t(widget.winId());
+}
+
+XServer::XServer()
+    : connection_(xcb_connect(nullptr, nullptr))
+    , root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root)
+    , owner_(xcb_generate_id(connection_))
+{
+    xcb_create_window(connection_, 0, owner_, root_, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+}
+
+XServer::~XServer()
+{
+    xcb_disconnect(connection_);
+}
+
+xcb_atom_t XServer::atom(const char *name) const
+{
+    return own(xcb_intern_atom_reply(
+                   connection_,
+                   xcb_intern_atom(connection_, false, std::uint16_t(std::strlen(name)), name),
+                   nullptr))
+        ->atom;
+}
+
+std::vector<std::uint32_t> XServer::values(xcb_window_t window, const char *property) const
+{
+    const auto reply = own(xcb_get_property_reply(
+        connection_,
+        xcb_get_property(connection_, false, window, atom(property), XCB_ATOM_ANY, 0, 64),
+        nullptr));
+    if (!reply || reply->format != 32)
+        return {};
+    const auto *data = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));
+    return {data, data + reply->value_len};
+}
+
+std::vector<std::string> XServer::atoms(xcb_window_t window, const char *property) const
+{
+    std::vector<std::string> names;
+    for (const std::uint32_t value : values(window, property)) {
+        const auto reply = own(
+            xcb_get_atom_name_reply(connection_, xcb_get_atom_name(connection_, value), nullptr));
+        names.emplace_back(xcb_get_atom_name_name(reply.get()), reply->name_len);
+    }
+    return names;
+}
+
+QRect XServer::geometry(const QWidget &widget) const
+{
+    const xcb_window_t window = idOf(widget);
+    const auto size =
+        own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+    const auto place = own(xcb_translate_coordinates_reply(
+        connection_, xcb_translate_coordinates(connection_, window, root_, 0, 0), nullptr));
+    return {place->dst_x, place->dst_y, size->width, size->height};
+}
+
+std::vector<QRect> XServer::inputShape(const QWidget &widget) const
+{
+    const auto reply = own(xcb_shape_get_rectangles_reply(
+        connection_, xcb_shape_get_rectangles(connection_, idOf(widget), XCB_SHAPE_SK_INPUT),
+        nullptr));
+    std::vector<QRect> shape;
+    for (const xcb_rectangle_t &part :
+         std::span(xcb_shape_get_rectangles_rectangles(reply.get()), reply->rectangles_len))
+        shape.emplace_back(part.x, part.y, part.width, part.height);
+    return shape;
+}
+
+xcb_window_t XServer::activeWindow() const
+{
+    const auto active = values(root_, "_NET_ACTIVE_WINDOW");
+    return active.empty() ? xcb_window_t(XCB_WINDOW_NONE) : active.front();
+}
+
+void XServer::claimCompositor(bool claim)
+{
+    xcb_set_selection_owner(connection_, claim ? owner_ : xcb_window_t(XCB_WINDOW_NONE),
+                            atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+    xcb_flush(connection_);
+}
+
+bool XServer::hasCompositor() const
+{
+    return own(xcb_get_selection_owner_reply(
+                   connection_, xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0")),
+                   nullptr))
+               ->owner != XCB_WINDOW_NONE;
+}
+
+} // namespace kivolo

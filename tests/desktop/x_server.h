@@ -1,0 +1,47 @@
+// What the X server itself says, asked over a connection of the test's own.
+#pragma once
+
+#include <QPoint>
+#include <QRect>
+#include <memory>
+#include <string>
+#include <vector>
+#include <xcb/xcb.h>
+
+class QWidget;
+
+namespace kivolo {
+
+class XServer
+{
+public:
+    XServer();
+    ~XServer();
+    XServer(const XServer &) = delete;
+    XServer &operator=(const XServer &) = delete;
+
+    /// A property's 32-bit values, those of type ATOM as names.
+    std::vector<std::uint32_t> values(xcb_window_t window, const char *property) const;
+    std::vector<std::string> atoms(xcb_window_t window, const char *property) const;
+
+    /// Where the window stands on the screen, in device pixels.
+    QRect geometry(const QWidget &widget) const;
+    /// Where the window takes the mouse, in device pixels from its own corner.
+    std::vector<QRect> inputShape(const QWidget &widget) const;
+    xcb_window_t activeWindow() const;
+
+    /// Takes or gives up the selection by which a compositor makes itself known.
+    void claimCompositor(bool claim);
+    bool hasCompositor() const;
+
+private:
+    xcb_atom_t atom(const char *name) const;
+
+    xcb_connection_t *connection_;
+    xcb_window_t root_;
+    xcb_window_t owner_;
+};
+
+xcb_window_t idOf(const QWidget &widget);
+
+} // namespace kivolo
