@@ -1,0 +1,16 @@
+// What a person sees of the program, as the X server tells it.
+#pragma once
+
+#include <QList>
+#include <QRect>
+
+namespace kivolo {
+
+/// The work area of the screen, in pixels from its top left.
+QRect workArea();
+
+/// Where the visible cards of the programs of class "kivolo" stand, without their shadows, sorted
+/// from the top down and then from the left.
+QList<QRect> cardsOnScreen();
+
+} // namespace kivolo
