@@ -71,6 +71,7 @@ void Panel::orderFront()
         window_ =
             std::make_unique<PanelWindow>(*this, makeContent_(*this), options_.movableByBackground);
         makeContent_ = {};
+        window_->setAlpha(alpha_);
         window_->place(frame_);
     }
     window_->showInFront();

@@ -26,6 +26,8 @@ public:
 
     void setAlpha(double alpha)
     {
+        if (alpha == alpha_)
+            return;
         alpha_ = alpha;
         setVisible(alpha < 1);
         update();
@@ -71,6 +73,7 @@ void PanelWindow::place(const Rect &frame)
 {
     frame_ = frame;
     layOut();
+    thinOut();
 }
 
 void PanelWindow::layOut()
@@ -83,12 +86,27 @@ void PanelWindow::layOut()
 
 void PanelWindow::setAlpha(double alpha)
 {
-    // Nobody sees the steps of a fade beyond the screen's edge, and each costs a round trip.
-    const bool between = alpha > 0 && alpha < 1;
-    if (between && !screen()->virtualGeometry().intersects(toDesktop(frame_)))
+    alpha_ = alpha;
+    thinOut();
+    repeatCard();
+}
+
+// A window manager that puts windows into frames of its own learns of a shape only when that
+// changes, so it has to be told once more when it has taken the window. Not before a fade is over:
+// compositors answer a changed shape with repainting all of the window.
+void PanelWindow::repeatCard()
+{
+    if (alpha_ < 1 || !isVisible() || !std::exchange(tellCardAgain_, false))
         return;
-    // An opaque window cannot be half there.
-    veil_->setAlpha(blended_ ? alpha : 1);
+    panel_system::setCard(*windowHandle(), size(), content_->geometry());
+}
+
+void PanelWindow::thinOut()
+{
+    // An opaque window cannot be half there, and nobody sees the fade of one that stands beyond the
+    // screen's edge, while each of its steps would cost a round trip to the window system.
+    const bool seen = screen()->virtualGeometry().intersects(toDesktop(frame_));
+    veil_->setAlpha(blended_ && seen ? alpha_ : 1);
 }
 
 void PanelWindow::showInFront()
@@ -111,16 +129,12 @@ void PanelWindow::adaptToBlending()
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();
     panel_system::setCard(*windowHandle(), size(), content_->geometry());
-    if (owner_)
-        setAlpha(owner_->alpha());
+    thinOut();
 }
 
 void PanelWindow::paintEvent(QPaintEvent *)
 {
-    // A window manager that puts windows into frames of its own learns of a shape only when that
-    // changes, so it has to be told once more when it has taken the window.
-    if (std::exchange(tellCardAgain_, false))
-        panel_system::setCard(*windowHandle(), size(), content_->geometry());
+    repeatCard();
     if (!blended_)
         return;
     QPainter painter(this);

@@ -38,11 +38,14 @@ protected:
 private:
     void adaptToBlending();
     void layOut();
+    void thinOut();
+    void repeatCard();
 
     Panel *owner_;
     QWidget *content_;
     PanelVeil *veil_;
     bool movable_;
+    double alpha_ = 1;
     bool blended_ = false;
     bool tellCardAgain_ = false;
     Rect frame_;
