@@ -8,6 +8,9 @@ SqliteConnection::SqliteConnection(const std::string &path, int busyMilliseconds
     // The name goes into SOCI's connection string, which has no way to spell a quote.
     if (path.find('"') != std::string::npos)
         throw std::runtime_error("its path contains a quotation mark");
+    // Every connection has one thread at a time, so SQLite need not lock it at each call. Can only
+    // be set before the first connection of the process, and is only a saving.
+    sqlite_api::sqlite3_config(SQLITE_CONFIG_MULTITHREAD);
     guarded([&] {
         session_.open(soci::sqlite3, "db=\"" + path + "\"");
         session_ << "PRAGMA busy_timeout = " << busyMilliseconds;

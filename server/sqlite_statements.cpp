@@ -12,16 +12,17 @@ namespace {
 constexpr int schemaVersion = 1;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
-// untouched. The index carries the sender so that a poll passes the asker's own beams without
-// reading their rows.
+// untouched. The indexes carry what a poll needs, so that one that finds nothing reads no row, and
+// the asker's own beams cost it none either.
 constexpr const char *schema[] = {
     "CREATE TABLE circle ("
     " number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE, code TEXT NOT NULL UNIQUE,"
     " max_seats INTEGER NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL)",
     "CREATE TABLE member ("
-    " number INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL UNIQUE,"
+    " number INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL,"
     " circle INTEGER NOT NULL REFERENCES circle (number), device_id TEXT NOT NULL UNIQUE,"
     " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL)",
+    "CREATE UNIQUE INDEX member_by_id ON member (id, circle)",
     "CREATE INDEX member_of_circle ON member (circle)",
     "CREATE TABLE beam ("
     " number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,"
@@ -120,13 +121,13 @@ SqliteStatements::SqliteStatements(soci::session &s)
                 into(member_.number), into(member_.circle), into(member_.member.id),
                 into(member_.member.handle), into(member_.member.emoji), use(in_.number1)))
     // One row without a beam says: a member, and nothing new. No row says: not a member.
-    , sizesSince_((s.prepare << "SELECT b.created_at, b.bytes FROM member m"
-                                " CROSS JOIN circle c ON c.number = m.circle AND c.id = :circle"
+    , sizesSince_((s.prepare << "SELECT b.created_at, b.bytes FROM circle c"
+                                " CROSS JOIN member m ON m.id = :member AND m.circle = c.number"
                                 " LEFT JOIN beam b ON b.circle = c.number"
                                 " AND b.created_at > :since AND b.sender <> m.number"
-                                " WHERE m.id = :member ORDER BY b.created_at LIMIT :limit",
+                                " WHERE c.id = :circle ORDER BY b.created_at LIMIT :limit",
                    into(beam_.createdAt, beam_.createdAtState), into(beam_.bytes, beam_.bytesState),
-                   use(in_.text1), use(in_.number1), use(in_.text2), use(in_.limit)))
+                   use(in_.text2), use(in_.number1), use(in_.text1), use(in_.limit)))
     , beamsSince_((selectBeams(s, "JOIN circle c ON c.number = b.circle"
                                   " JOIN member m ON m.circle = c.number AND m.id = :member"
                                   " WHERE c.id = :circle AND b.created_at > :since"
