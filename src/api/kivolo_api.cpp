@@ -55,12 +55,6 @@ QString queryEncoded(const QString &text)
     return QString::fromLatin1(text.toUtf8().toPercentEncoding(allowed));
 }
 
-template<typename Reply>
-Reply decoded(const UrlReply &reply)
-{
-    return Reply::decode(reply.body);
-}
-
 } // namespace
 
 QString KivoloAPI::appVersion()
@@ -106,36 +100,43 @@ void KivoloAPI::check(const UrlReply &reply)
 
 namespace {
 
-/// Builds a request on the thread pool, sends it, and judges the reply on the pool again.
-template<typename Build, typename Judge>
-auto exchange(Build build, Judge judge)
+/// A reply up to this size is decoded within a millisecond, for which waking a thread of the pool
+/// is not worth it: an idle client polls all day.
+constexpr qsizetype smallReplyBytes = 64 * 1024;
+
+/// Builds and sends a request on the session's thread; judges the reply there, or on the thread
+/// pool when that would keep the session from other replies.
+template<typename Record>
+QFuture<Record> exchange(std::function<UrlRequest()> build, Record (*judge)(const UrlReply &))
 {
-    return QtConcurrent::run(std::move(build))
-        .then([](const UrlRequest &request) { return UrlSession::shared().data(request); })
-        .unwrap()
-        .then(QtFuture::Launch::Async, std::move(judge));
+    return UrlSession::shared()
+        .data(std::move(build))
+        .then([judge](const UrlReply &reply) {
+            return reply.body.size() <= smallReplyBytes ? QtFuture::makeReadyFuture(judge(reply))
+                                                        : QtConcurrent::run(judge, reply);
+        })
+        .unwrap();
 }
 
 } // namespace
 
 template<typename Reply>
+Reply KivoloAPI::judged(const UrlReply &reply)
+{
+    check(reply);
+    return Reply::decode(reply.body);
+}
+
+template<typename Reply>
 QFuture<Reply> KivoloAPI::get(const QString &path)
 {
-    return exchange([path] { return getRequest(path); },
-                    [](const UrlReply &reply) {
-                        check(reply);
-                        return decoded<Reply>(reply);
-                    });
+    return exchange([path] { return getRequest(path); }, &judged<Reply>);
 }
 
 template<typename Reply>
 QFuture<Reply> KivoloAPI::post(const QString &path, const Body &body)
 {
-    return exchange([path, body] { return postRequest(path, body); },
-                    [](const UrlReply &reply) {
-                        check(reply);
-                        return decoded<Reply>(reply);
-                    });
+    return exchange([path, body] { return postRequest(path, body); }, &judged<Reply>);
 }
 
 template QFuture<JoinResponse> KivoloAPI::post(const QString &, const Body &);
@@ -184,7 +185,8 @@ QFuture<VersionInfo> KivoloAPI::latestVersion()
         request.url = requestUrl(siteOrigin() + QStringLiteral("/version.json"));
         return request;
     };
-    return exchange(build, [](const UrlReply &reply) { return decoded<VersionInfo>(reply); });
+    return exchange<VersionInfo>(
+        build, [](const UrlReply &reply) { return VersionInfo::decode(reply.body); });
 }
 
 } // namespace kivolo

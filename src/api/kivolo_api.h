@@ -66,6 +66,9 @@ private:
     static UrlRequest getRequest(const QString &path);
     static UrlRequest postRequest(const QString &path, const Body &body);
     static void check(const UrlReply &reply);
+    /// The record of a reply that passes check().
+    template<typename Reply>
+    static Reply judged(const UrlReply &reply);
 
     template<typename Reply>
     static QFuture<Reply> get(const QString &path);

@@ -214,13 +214,19 @@ UrlSession &UrlSession::shared()
     return *session;
 }
 
-QFuture<UrlReply> UrlSession::data(const UrlRequest &request)
+QFuture<UrlReply> UrlSession::data(std::function<UrlRequest()> build)
 {
     const auto promise = std::make_shared<QPromise<UrlReply>>();
     promise->start();
-    QMetaObject::invokeMethod(
-        loader_, [loader = loader_, request, promise] { loader->start(request, promise); },
-        Qt::QueuedConnection);
+    const auto send = [loader = loader_, build = std::move(build), promise] {
+        try {
+            loader->start(build(), promise);
+        } catch (...) {
+            promise->setException(std::current_exception());
+            promise->finish();
+        }
+    };
+    QMetaObject::invokeMethod(loader_, send, Qt::QueuedConnection);
     return promise->future();
 }
 

@@ -9,6 +9,7 @@
 #include <QThread>
 #include <QUrl>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -58,9 +59,10 @@ public:
     /// The process's session: made at first use, gone before the application object is.
     static UrlSession &shared();
 
-    /// Sends the request, from any thread. The future finishes on the session's thread with the
-    /// whole reply, whatever its status, or with a TransportError.
-    QFuture<UrlReply> data(const UrlRequest &request);
+    /// Makes the request on the session's thread and sends it; to be called from any thread. The
+    /// future finishes on the session's thread with the whole reply, whatever its status, or with
+    /// a TransportError, or with what `build` threw.
+    QFuture<UrlReply> data(std::function<UrlRequest()> build);
 
 private:
     class Loader;
