@@ -12,6 +12,11 @@ target_compile_options(kivolo_options INTERFACE -Wall -Wextra -Wpedantic -Wshado
 if(KIVOLO_WARNINGS_AS_ERRORS)
   target_compile_options(kivolo_options INTERFACE -Werror)
 endif()
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  # What nothing refers to would still be read into memory with its neighbours.
+  target_compile_options(kivolo_options INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(kivolo_options INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+endif()
 if(KIVOLO_SANITIZE)
   set(sanitize -fsanitize=${KIVOLO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_compile_options(kivolo_options INTERFACE ${sanitize})

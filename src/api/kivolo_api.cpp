@@ -24,13 +24,6 @@ std::optional<QString> stringIn(const QByteArray &json, QLatin1StringView key)
     return value.isString() ? std::optional(value.toString()) : std::nullopt;
 }
 
-ApiError apiError(const QByteArray &body)
-{
-    return ApiError(stringIn(body, QLatin1StringView("error"))
-                        .value_or(QCoreApplication::translate(
-                            "KivoloAPI", "Something went wrong. Please try again.")));
-}
-
 QByteArray serialize(const KivoloAPI::Body &body)
 {
     QJsonObject object;
@@ -77,6 +70,13 @@ UrlRequest KivoloAPI::postRequest(const QString &path, const Body &body)
     request.headers.emplaceBack("Content-Type", "application/json");
     request.body = serialize(body);
     return request;
+}
+
+ApiError KivoloAPI::apiError(const QByteArray &body)
+{
+    return ApiError(stringIn(body, QLatin1StringView("error"))
+                        .value_or(QCoreApplication::translate(
+                            "KivoloAPI", "Something went wrong. Please try again.")));
 }
 
 void KivoloAPI::check(const UrlReply &reply)

@@ -12,10 +12,13 @@
 
 namespace kivolo {
 
-/// What the server answered instead of a success; domain "kivolo", code 1.
+/// What the server answered instead of a success.
 class ApiError : public LocalizedError
 {
 public:
+    static constexpr const char *domain = "kivolo";
+    static constexpr int code = 1;
+
     using LocalizedError::LocalizedError;
 };
 
@@ -27,7 +30,8 @@ public:
 };
 
 /// The request operations. Each may be called from any thread and returns at once; building,
-/// sending, checking and decoding happen in the background. A future ends with the decoded
+/// sending, checking and decoding happen in the background (a small reply that is there before its
+/// future has been handed out is decoded by the caller). A future ends with the decoded
 /// record or with one of: TransportError, UrlError, SerializationError, ApiError, DecodingError,
 /// all LocalizedErrors. No operation retries, caches or keeps anything.
 class KivoloAPI
@@ -66,6 +70,7 @@ private:
     static UrlRequest getRequest(const QString &path);
     static UrlRequest postRequest(const QString &path, const Body &body);
     static void check(const UrlReply &reply);
+    static ApiError apiError(const QByteArray &body);
     /// The record of a reply that passes check().
     template<typename Reply>
     static Reply judged(const UrlReply &reply);

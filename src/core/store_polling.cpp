@@ -45,7 +45,7 @@ QCoro::Task<> Store::poll(qint64 tick)
         co_return;
     // One second of overlap: the server's clock counts whole seconds, and what arrived later in
     // the last one would be missed. Repeated beams are dropped by their ids.
-    const qint64 since = std::max<qint64>(lastBeamTime_ - 1, 0);
+    const qint64 since = lastBeamTime_ > 0 ? lastBeamTime_ - 1 : 0;
     const auto request = KivoloAPI::beams(circleId, memberId, since);
     const auto arrived = co_await replyOrNothing(request);
     assertOnMainThread();

@@ -35,7 +35,8 @@ QList<qint64> versionComponents(const QString &version)
 QCoro::Task<> Store::checkUpdate()
 {
     const auto self = shared_from_this();
-    const auto latest = co_await replyOrNothing(KivoloAPI::latestVersion());
+    const auto request = KivoloAPI::latestVersion();
+    const auto latest = co_await replyOrNothing(request);
     assertOnMainThread();
     const QString running = bundle::shortVersionString().value_or(QStringLiteral("0"));
     if (latest && isNewer(latest->version, running))

@@ -53,11 +53,11 @@ struct Lines
 CapsuleCard::CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> model, QWidget *parent)
     : CardSurface({.radius = 16, .lineWidth = 1.5, .gradient = true}, parent)
     , model_(std::move(model))
-    , handle_(singleLine(beam.from_handle))
-    , title_(tr("%1's time capsule").arg(isolated(handle_)))
+    , handle_(beam.from_handle)
+    , title_(tr("%1's time capsule").arg(isolated(singleLine(handle_))))
 {
     setFixedSize(sizeHint());
-    setAccessibleName(tr("%1's time capsule").arg(handle_));
+    setAccessibleName(tr("%1's time capsule").arg(singleLine(handle_)));
     connect(model_.get(), &ObservableObject::objectWillChange, this, &CapsuleCard::scheduleRender);
     renderCountdown();
 }

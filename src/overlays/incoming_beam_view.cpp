@@ -118,11 +118,11 @@ IncomingBeamView::IncomingBeamView(const Beam &beam, bool shake, Action onClose,
     : CardSurface(metrics(shake).outline, parent)
     , metrics_(metrics(shake))
     , shake_(shake)
-    , handle_(singleLine(beam.from_handle))
+    , handle_(beam.from_handle)
     , body_(beam.body)
     , closeButton_(new SymbolButton(QStringLiteral("xmark.circle.fill"), 13, tr("Close"), this))
 {
-    setAccessibleName(handle_);
+    setAccessibleName(singleLine(handle_));
     connect(closeButton_, &QAbstractButton::clicked, this, [close = std::move(onClose)] {
         const Action action = close; // the card, and with it this function, may go meanwhile
         if (action)
@@ -228,7 +228,8 @@ void IncomingBeamView::paintHeader(QPainter &painter)
 
     const QFont nameFont = weighted(metrics_.name, metrics_.nameWeight);
     const QFontMetricsF nameMetrics(nameFont);
-    const QString name = nameMetrics.elidedText(isolated(handle_), Qt::ElideRight, right - left);
+    const QString name =
+        nameMetrics.elidedText(isolated(singleLine(handle_)), Qt::ElideRight, right - left);
     painter.setFont(nameFont);
     painter.setPen(Palette::of(palette()).primary);
     painter.drawText(QRectF(left, header.top(), right - left, header.height()),

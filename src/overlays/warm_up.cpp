@@ -1,7 +1,5 @@
 #include "overlays/warm_up.h"
 
-#include "overlays/capsule_card.h"
-#include "overlays/capsule_card_model.h"
 #include "overlays/incoming_beam_view.h"
 
 #include <QPixmap>
@@ -16,7 +14,6 @@ void warmUpCards()
     sample.from_handle = QStringLiteral("A");
     IncomingBeamView(sample, false, nullptr).grab();
     IncomingBeamView(sample, true, nullptr).grab();
-    CapsuleCard(sample, std::make_shared<CapsuleCardModel>(0)).grab();
 }
 
 } // namespace kivolo

@@ -3,7 +3,7 @@
 
 namespace kivolo {
 
-/// Paints a card of each kind where nobody sees it, which loads the fonts, the colour emoji and the
+/// Paints a popup and a buzz where nobody sees them, which loads the fonts, the colour emoji and the
 /// symbols: some tens of milliseconds in one piece. Called once, on the main thread, before the
 /// first beam can arrive.
 void warmUpCards();

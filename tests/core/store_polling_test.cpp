@@ -156,3 +156,24 @@ TEST_F(StoreFixture, NothingOutlivesAStoreThatIsGone)
     EXPECT_EQ(server.requests().size(), before);
     EXPECT_EQ(queue.pending(), 0);
 }
+
+TEST_F(StoreFixture, AServerClockOfAnyValueIsSurvived)
+{
+    const struct
+    {
+        qint64 serverTime;
+        const char *since;
+    } cases[] = {
+        {std::numeric_limits<qint64>::min(), "since=0"},
+        {-5, "since=0"},
+        {0, "since=0"},
+        {std::numeric_limits<qint64>::max(), "since=9223372036854775806"},
+    };
+    startJoined();
+    for (const auto &c : cases) {
+        server.answer("/beams", beamsReply({}, c.serverTime));
+        nextCycle();
+        nextCycle();
+        EXPECT_TRUE(server.requestsTo("/beams").last().target.endsWith(c.since)) << c.since;
+    }
+}

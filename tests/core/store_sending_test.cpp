@@ -103,9 +103,13 @@ TEST_F(SendingTest, OverlappingSendsAppendInTheOrderOfCompletion)
     send("one").then([&] { ++done; });
     send("two").then([&] { ++done; });
     ASSERT_TRUE(eventually([&] { return server.requestsTo("/beam").size() == 2; }));
-    server.release("/beam");
+    server.releaseNewest("/beam");
+    ASSERT_TRUE(eventually([&] { return done == 1; }));
+    EXPECT_EQ(store->feed->last().body, QStringLiteral("two"));
+    EXPECT_FALSE(store->sending) << "the first to finish sets it, whatever else is under way";
+    server.releaseNewest("/beam");
     ASSERT_TRUE(eventually([&] { return done == 2; }));
-    EXPECT_EQ(store->feed->size(), 2);
+    EXPECT_EQ(store->feed->last().body, QStringLiteral("one"));
     EXPECT_FALSE(store->sending);
 }
 

@@ -90,6 +90,11 @@ void ScriptedServer::release(const QByteArray &path)
     }
 }
 
+void ScriptedServer::releaseNewest(const QByteArray &path)
+{
+    respond(held_[path].takeLast(), path);
+}
+
 void ScriptedServer::releaseAll()
 {
     const QList<QByteArray> paths = held_.keys();

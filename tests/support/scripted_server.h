@@ -41,6 +41,8 @@ public:
     /// Holds back answers for `path` from now on, until release().
     void hold(const QByteArray &path);
     void release(const QByteArray &path);
+    /// Answers only the latest of the requests held for `path`.
+    void releaseNewest(const QByteArray &path);
     void releaseAll();
 
     const QList<Request> &requests() const { return requests_; }

@@ -15,7 +15,38 @@ namespace kivolo {
 
 namespace {
 
-using ReplyPromise = std::shared_ptr<QPromise<UrlReply>>;
+/// The promise of one reply. One that is given up, because its session has ended, is a failure: who
+/// waits for it would otherwise find neither a reply nor an error.
+class PendingReply
+{
+public:
+    PendingReply() { promise_.start(); }
+    ~PendingReply()
+    {
+        if (!promise_.future().isFinished())
+            fail(std::make_exception_ptr(TransportError(
+                QCoreApplication::translate("UrlSession", "The program is ending."))));
+    }
+    PendingReply(const PendingReply &) = delete;
+    PendingReply &operator=(const PendingReply &) = delete;
+
+    QFuture<UrlReply> future() const { return promise_.future(); }
+    void succeed(const UrlReply &reply)
+    {
+        promise_.addResult(reply);
+        promise_.finish();
+    }
+    void fail(const std::exception_ptr &error)
+    {
+        promise_.setException(error);
+        promise_.finish();
+    }
+
+private:
+    QPromise<UrlReply> promise_;
+};
+
+using ReplyPromise = std::shared_ptr<PendingReply>;
 
 /// The user's proxy settings, except that loopback is never reached through one.
 class ProxyFactory final : public QNetworkProxyFactory
@@ -104,7 +135,7 @@ public:
 private:
     void finish(QNetworkReply *reply, const UrlRequest &request, const ReplyPromise &promise,
                 int redirectsLeft, QByteArray &body);
-    void countFailure();
+    void countFailure(QNetworkReply::NetworkError error);
 
     QNetworkAccessManager &manager();
 
@@ -155,14 +186,14 @@ void UrlSession::Loader::finish(QNetworkReply *reply, const UrlRequest &request,
     active_.remove(reply);
     reply->deleteLater();
     const auto fail = [&](const QString &description) {
-        countFailure();
-        promise->setException(std::make_exception_ptr(TransportError(description)));
-        promise->finish();
+        promise->fail(std::make_exception_ptr(TransportError(description)));
     };
     if (body.size() > maxReplyBytes_)
         return fail(QCoreApplication::translate("UrlSession", "The server's reply is too large."));
-    if (!isAnswer(*reply))
+    if (!isAnswer(*reply)) {
+        countFailure(reply->error());
         return fail(failureText(*reply));
+    }
     failuresInARow_ = 0;
     const std::optional<QUrl> next = redirection(request, *reply);
     if (next && redirectsLeft > 0) {
@@ -171,16 +202,16 @@ void UrlSession::Loader::finish(QNetworkReply *reply, const UrlRequest &request,
         return start(redirected, promise, redirectsLeft - 1);
     }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    promise->addResult(
-        UrlReply{status.isValid() ? std::optional(status.toInt()) : std::nullopt, std::move(body)});
-    promise->finish();
+    promise->succeed(
+        {status.isValid() ? std::optional(status.toInt()) : std::nullopt, std::move(body)});
 }
 
-void UrlSession::Loader::countFailure()
+void UrlSession::Loader::countFailure(QNetworkReply::NetworkError error)
 {
     // After a suspend, a connection can be dead without either side having closed it, and every
     // request on it runs into its time-out. Flushing stops what is under way, so it waits for calm.
-    if (++failuresInARow_ >= 2 && active_.isEmpty())
+    const bool timedOut = error == QNetworkReply::OperationCanceledError;
+    if ((timedOut || ++failuresInARow_ >= 2) && active_.isEmpty())
         manager().clearConnectionCache();
 }
 
@@ -216,14 +247,12 @@ UrlSession &UrlSession::shared()
 
 QFuture<UrlReply> UrlSession::data(std::function<UrlRequest()> build)
 {
-    const auto promise = std::make_shared<QPromise<UrlReply>>();
-    promise->start();
+    const auto promise = std::make_shared<PendingReply>();
     const auto send = [loader = loader_, build = std::move(build), promise] {
         try {
             loader->start(build(), promise);
         } catch (...) {
-            promise->setException(std::current_exception());
-            promise->finish();
+            promise->fail(std::current_exception());
         }
     };
     QMetaObject::invokeMethod(loader_, send, Qt::QueuedConnection);

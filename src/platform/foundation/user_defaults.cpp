@@ -5,7 +5,10 @@ namespace kivolo {
 UserDefaults::UserDefaults()
     : settings_(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("kivolo"),
                 QStringLiteral("kivolo"))
-{}
+{
+    // A file for all users of the machine would give them all one device id.
+    settings_.setFallbacksEnabled(false);
+}
 
 UserDefaults::UserDefaults(const QString &file)
     : settings_(file, QSettings::IniFormat)
