@@ -18,6 +18,9 @@ constexpr int historyBeams = 200;
 // at one more than two such seconds: enough to see where the first one ends.
 constexpr std::int64_t beamsPerSecond = 1'000;
 constexpr int pollRows = 2 * beamsPerSecond + 1;
+// How far `created_at` may run ahead of the clock in a circle that sends more than that. It takes
+// up a burst of 10,000 beams; a circle that sends so much all the time is held to beamsPerSecond.
+constexpr Seconds secondsAhead = 10;
 
 } // namespace
 
@@ -124,16 +127,21 @@ Beam Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seco
 }
 
 // A poll never cuts through a second, so a second must fit into a reply. What is too much for this
-// one is stamped with the next, which no client has asked beyond.
+// one is stamped with the next, which no client has asked beyond. The search begins at the circle's
+// newest second, so that it ends after one look however many seconds are full already.
 Seconds Circles::secondWithRoom(LedgerTransaction &ledger, std::int64_t circle, std::int64_t bytes,
                                 Seconds now) const
 {
-    for (Seconds second = now;; ++second) {
-        const LedgerTransaction::Load load = ledger.loadOfSecond(circle, second);
-        const bool fits = load.beams < beamsPerSecond && load.bytes + bytes <= settings_.pollBytes;
-        if (fits || load.beams == 0)
-            return second;
-    }
+    const std::vector<BeamSize> newest = ledger.latestSizes(circle, 0, 1);
+    const Seconds second = newest.empty() ? now : std::max(now, newest.front().createdAt);
+    const LedgerTransaction::Load load = ledger.loadOfSecond(circle, second);
+    const bool fits = load.beams < beamsPerSecond && load.bytes + bytes <= settings_.pollBytes;
+    if (fits || load.beams == 0)
+        return second;
+    if (second - now >= secondsAhead)
+        throw Refusal(Reason::TooMany,
+                      "Too much was sent in a short time. Please try again in a moment.");
+    return second + 1;
 }
 
 void Circles::refuseStranger(const std::string &circleId)

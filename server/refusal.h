@@ -10,7 +10,7 @@ namespace kivolo::server {
 class Refusal : public std::runtime_error
 {
 public:
-    enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge };
+    enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge, TooMany };
 
     Refusal(Reason reason, const std::string &sentence)
         : std::runtime_error(sentence)

@@ -24,6 +24,8 @@ unsigned statusOf(Refusal::Reason reason)
         return 409;
     case Refusal::Reason::TooLarge:
         return 413;
+    case Refusal::Reason::TooMany:
+        return 429;
     case Refusal::Reason::Invalid:
         break;
     }

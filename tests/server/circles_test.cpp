@@ -177,6 +177,22 @@ TEST(Polls, GiveTheOthersBeamsOldestFirstWithinBounds)
     EXPECT_GT(house.poll(ben, house.time.now() + 100).beams().size(), 0u);
 }
 
+// One beam fills a second here, so the clock of the beams soon runs ahead of the wall's.
+TEST(Beams, RunAheadOfTheClockByTenSecondsAtMost)
+{
+    House house(Circles::Settings{.pollBytes = 1});
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    const Told others = house.join(house.newCircle().text("code"), "b");
+    const Seconds start = house.time.now();
+    for (Seconds i = 0; i <= 10; ++i)
+        EXPECT_EQ(house.sendText(ana, "x").body.at("created_at").as_int64(), start + i);
+    EXPECT_EQ(house.sendText(ana, "x").status, 429u);
+    EXPECT_EQ(house.sendText(others, "x").status, 200u);
+    house.time.advance(1);
+    EXPECT_EQ(house.sendText(ana, "x").body.at("created_at").as_int64(), start + 11);
+    EXPECT_EQ(house.sendText(ana, "x").status, 429u);
+}
+
 TEST(History, GivesTheLatestOldestFirst)
 {
     House house;
