@@ -88,9 +88,10 @@ public:
 class Ledger
 {
 public:
-    /// Runs inside a transaction. `now` is the second to stamp new rows with: never before a
-    /// horizon that was told to anyone. A job that throws leaves no trace. It can be run again
-    /// after its transaction failed, so it only assigns to what it captured.
+    /// Runs inside a transaction. `now` is the second to stamp new rows with: that of the clock, or
+    /// later where a horizon beyond the clock was told, by any process and before any restart. A
+    /// job that throws leaves no trace. It can be run again after its transaction failed, so it
+    /// only assigns to what it captured.
     using Job = std::function<void(LedgerTransaction &, Seconds now)>;
     /// Told once, on the writer's thread, when the job is on disk (nullptr) or has failed.
     using Done = std::function<void(std::exception_ptr)>;
@@ -99,9 +100,10 @@ public:
 
     virtual LedgerView &view() = 0;
 
-    /// A second h, not after now, such that every beam that view() does not see yet, whichever
-    /// process is writing it and however long its commit takes, is stamped h or later. To be
-    /// asked BEFORE the view whose beams it is told with.
+    /// A second h such that every beam that view() does not see yet, whichever process is writing
+    /// it and however long its commit takes, is stamped h or later. To be asked BEFORE the view
+    /// whose beams it is told with. Some seconds behind the clock; beyond it only after the clock
+    /// was set back. Reads nothing and writes nothing, but has the writer raise it now and then.
     virtual Seconds horizon() = 0;
 
     virtual void write(Job job, Done done) = 0;

@@ -13,8 +13,12 @@ constexpr std::size_t batchLimit = 128;
 // Beyond it the disk has fallen behind by seconds, and a sender is better told so.
 constexpr std::size_t queueLimit = 2048;
 
+// How far the horizon may stay behind the clock while nothing is sent: as far as a poll repeats
+// the beams of another process. Each step is a write, so all day long there should not be many.
+constexpr Seconds horizonStep = 5;
+
 // How long a statement waits for another process: a writer as long as a member would, a reader,
-// which waits only while a log is recovered, hardly at all, a probe never.
+// which waits only while a log is recovered, hardly at all.
 constexpr int writerPatience = 5'000;
 constexpr int readerPatience = 250;
 
@@ -27,11 +31,15 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, std::function<v
     , beforeCommit_(std::move(beforeCommit))
     , writeConnection_(path, writerPatience, prepareSchema)
     , readConnection_(path, readerPatience)
-    , probeConnection_(path, 0)
     , readStatements_(readConnection_.session())
     , writeStatements_(writeConnection_.session())
+    , horizon_(writeStatements_.horizon())
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
-{}
+{
+    const Seconds behind = horizon_.load() - wholeSeconds(clock_());
+    if (behind > horizonStep)
+        spdlog::warn("the clock was set back: beams carry one time for the next {} s", behind);
+}
 
 SqliteLedger::~SqliteLedger()
 {
@@ -39,30 +47,28 @@ SqliteLedger::~SqliteLedger()
     writer_.join();
 }
 
-// Holding the write lock, however shortly, proves that no transaction is under way in any
-// process: all that were stamped before are visible, and all that follow are stamped from now on.
-// The own writer proves the same each time it begins, so a busy disk does not hold the horizon
-// back. Where another process is writing just now, the last horizon still holds.
+// A poll only reads; the writer raises the horizon behind its back. That something was asked for is
+// noted in raiseAt_, so that a disk that fails is not asked at every poll.
 Seconds SqliteLedger::horizon()
 {
     const Seconds now = wholeSeconds(clock_());
-    if (now > horizon_.load()) {
-        try {
-            probeConnection_.session() << "BEGIN IMMEDIATE";
-            raiseHorizon(now);
-            probeConnection_.session() << "ROLLBACK";
-        } catch (const soci::soci_error &) {
-            // Not an error: somebody is writing.
-        }
+    if (now >= raiseAt_.load()) {
+        raiseAt_ = now + horizonStep;
+        raiseHorizon();
     }
     return horizon_.load();
 }
 
-void SqliteLedger::raiseHorizon(Seconds second)
+// Every transaction raises it, so one that does nothing else is enough.
+void SqliteLedger::raiseHorizon()
 {
-    Seconds known = horizon_.load();
-    while (known < second && !horizon_.compare_exchange_weak(known, second)) {
-    }
+    write([](LedgerTransaction &, Seconds) {},
+          [this](const std::exception_ptr &failure) {
+              if (failure)
+                  spdlog::warn("the horizon stays at {}", horizon_.load());
+              else
+                  raiseAt_ = horizon_.load() + horizonStep;
+          });
 }
 
 void SqliteLedger::write(Job job, Done done)
@@ -131,14 +137,16 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
 void SqliteLedger::runJobs(std::deque<Pending> &batch)
 {
     guarded([&] { writeConnection_.session() << "BEGIN IMMEDIATE"; });
-    // From here on nobody else writes. The horizon goes up before the first stamp is taken, and a
-    // clock that was set back meanwhile does not take a stamp below it.
-    raiseHorizon(wholeSeconds(clock_()));
+    // From here on nobody else writes, so nobody else can have told a later horizon than this row.
+    const Seconds told = writeStatements_.horizon();
+    const Seconds now = std::max(wholeSeconds(clock_()), told);
+    if (now > told)
+        writeStatements_.setHorizon(now);
     for (Pending &pending : batch) {
         pending.failure = nullptr;
         guarded([&] { writeConnection_.session() << "SAVEPOINT job"; });
         try {
-            pending.job(writeStatements_, std::max(wholeSeconds(clock_()), horizon_.load()));
+            pending.job(writeStatements_, now);
         } catch (const Refusal &) {
             pending.failure = std::current_exception();
             guarded([&] { writeConnection_.session() << "ROLLBACK TO job"; });
@@ -148,6 +156,9 @@ void SqliteLedger::runJobs(std::deque<Pending> &batch)
     if (beforeCommit_)
         beforeCommit_();
     guarded([&] { writeConnection_.session() << "COMMIT"; });
+    horizon_ = now;
+    // Until it is beyond this second, polls repeat the beams that were just stamped with it.
+    raiseAt_ = now + 1;
 }
 
 std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock,

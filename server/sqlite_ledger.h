@@ -18,6 +18,11 @@ namespace kivolo::server {
 ///
 /// Writes go through one thread, which puts all jobs that wait into one transaction, so that many
 /// senders share one wait for the disk. Reads never wait for it (write-ahead log).
+///
+/// The horizon is a row of the database. Every transaction stamps with that second or later and
+/// raises it to the second it stamped with; only what is on disk is told. So of any two
+/// transactions, in whatever processes and by whatever clocks, the later one's beams lie at or
+/// beyond each horizon that the earlier one let be told.
 class SqliteLedger final : public Ledger
 {
 public:
@@ -41,18 +46,18 @@ private:
     std::deque<Pending> nextBatch(std::stop_token stop);
     void commit(std::deque<Pending> &batch);
     void runJobs(std::deque<Pending> &batch);
-    void raiseHorizon(Seconds second);
+    void raiseHorizon();
 
     Clock clock_;
     std::function<void()> beforeCommit_;
 
     SqliteConnection writeConnection_;
     SqliteConnection readConnection_;
-    SqliteConnection probeConnection_;
     SqliteStatements readStatements_;
     SqliteStatements writeStatements_;
 
-    std::atomic<Seconds> horizon_{0};
+    std::atomic<Seconds> horizon_;
+    std::atomic<Seconds> raiseAt_{0}; ///< By the clock: when horizon() asks for a newer one.
 
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;

@@ -9,7 +9,7 @@ using soci::use;
 
 namespace {
 
-constexpr int schemaVersion = 1;
+constexpr int schemaVersion = 2;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The indexes carry what a poll needs, so that one that finds nothing reads no row, and
@@ -33,6 +33,12 @@ constexpr const char *schema[] = {
     "CREATE INDEX beam_of_circle ON beam (circle, created_at, number, sender)",
 };
 
+// Version 2: the horizon, see SqliteLedger. Of what a version 1 has told only its stamps are known.
+constexpr const char *horizonSchema[] = {
+    "CREATE TABLE horizon (second INTEGER NOT NULL)",
+    "INSERT INTO horizon SELECT coalesce(max(created_at), 0) FROM beam",
+};
+
 } // namespace
 
 void prepareSchema(soci::session &session)
@@ -46,6 +52,11 @@ void prepareSchema(soci::session &session)
         session << "SELECT count(*) FROM sqlite_master", into(tables);
         if (version == 0 && tables == 0) {
             for (const char *statement : schema)
+                session << statement;
+            version = 1;
+        }
+        if (version == 1) {
+            for (const char *statement : horizonSchema)
                 session << statement;
             session << "PRAGMA user_version = " << schemaVersion;
             version = schemaVersion;
@@ -169,6 +180,8 @@ SqliteStatements::SqliteStatements(soci::session &s)
                 use(beam_.bytes), use(beam_.openAt, beam_.openAtState), use(beam_.beam.type),
                 use(beam_.effect, beam_.effectState), use(beam_.beam.fromMember),
                 use(beam_.beam.fromHandle), use(beam_.beam.fromEmoji), use(beam_.beam.body)))
+    , horizon_((s.prepare << "SELECT second FROM horizon", into(in_.number1)))
+    , setHorizon_((s.prepare << "UPDATE horizon SET second = :second", use(in_.number1)))
 {}
 
 std::optional<Circle> SqliteStatements::oneCircle(soci::statement &statement)
@@ -330,6 +343,18 @@ void SqliteStatements::addBeam(const Beam &beam, const Member &sender, std::int6
     beam_.effect = beam.effect.value_or("");
     beam_.effectState = beam.effect ? soci::i_ok : soci::i_null;
     runOnce(addBeam_);
+}
+
+Seconds SqliteStatements::horizon()
+{
+    runOnce(horizon_);
+    return in_.number1;
+}
+
+void SqliteStatements::setHorizon(Seconds second)
+{
+    in_.number1 = second;
+    runOnce(setHorizon_);
 }
 
 } // namespace kivolo::server

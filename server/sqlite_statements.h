@@ -39,6 +39,10 @@ public:
     void removeMember(const Member &member) override;
     void addBeam(const Beam &beam, const Member &sender, std::int64_t bytes) override;
 
+    /// The latest second that any process may have told as its horizon.
+    Seconds horizon();
+    void setHorizon(Seconds second);
+
 private:
     // What the statements are bound to. SOCI reads and writes these places at each execution, so
     // they live as long as the statements and are declared before them.
@@ -94,6 +98,7 @@ private:
     soci::statement circleById_, circleByCode_, seatOfDevice_, seat_, members_;
     soci::statement sizesSince_, beamsSince_, latestSizes_, latest_, beamById_, loadOfSecond_;
     soci::statement addCircle_, addMember_, renameMember_, removeMember_, addBeam_;
+    soci::statement horizon_, setHorizon_;
 };
 
 } // namespace kivolo::server

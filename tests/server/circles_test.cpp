@@ -157,6 +157,7 @@ TEST(Polls, GiveTheOthersBeamsOldestFirstWithinBounds)
     Seconds since = start - 1;
     for (int polls = 0; got.size() < sent.size() && polls < 40; ++polls) {
         house.time.advance(1);
+        settle(*house.ledger);
         const Told reply = house.poll(ben, since);
         EXPECT_LE(json::serialize(reply.body).size(), 4'100u);
         for (const json::value &beam : reply.beams()) {

@@ -93,6 +93,17 @@ Told House::poll(const Told &membership, Seconds since)
                            membership.text("member_id") + "&since=" + std::to_string(since));
 }
 
+void settle(Ledger &ledger)
+{
+    std::promise<void> done;
+    ledger.write([](LedgerTransaction &, Seconds) {},
+                 [&done](const std::exception_ptr &failure) {
+                     EXPECT_FALSE(failure);
+                     done.set_value();
+                 });
+    done.get_future().wait();
+}
+
 std::string talk(std::uint16_t port, std::string_view bytes)
 {
     const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -69,6 +69,9 @@ struct House
     Routes routes;
 };
 
+/// Has the ledger's writer bring the horizon up to the clock, as it does by itself after a while.
+void settle(Ledger &ledger);
+
 /// Sends bytes to a port of this machine and reads until the peer closes.
 std::string talk(std::uint16_t port, std::string_view bytes);
 std::string httpGet(std::string_view target);
