@@ -32,11 +32,13 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
 {}
 
 template<typename Result>
-void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule, Done<Result> done)
+void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
+                     Done<Result> done)
 {
     auto result = std::make_shared<Result>();
     ledger_.write([rule = std::move(rule), result](LedgerTransaction &ledger,
                                                    Seconds now) { *result = rule(ledger, now); },
+                  bytes,
                   [done = std::move(done), result](std::exception_ptr failure) {
                       done(failure ? Outcome<Result>(failure)
                                    : Outcome<Result>(std::move(*result)));
@@ -48,7 +50,7 @@ void Circles::create(CreateRequest request, Done<Circle> done)
     check(request);
     change<Circle>([this, request = std::move(request)](
                        auto &ledger, Seconds now) { return createIn(ledger, request, now); },
-                   std::move(done));
+                   0, std::move(done));
 }
 
 void Circles::join(JoinRequest request, Done<Membership> done)
@@ -57,15 +59,16 @@ void Circles::join(JoinRequest request, Done<Membership> done)
     request.code = normalizedInviteCode(std::move(request.code));
     change<Membership>([this, request = std::move(request)](
                            auto &ledger, Seconds now) { return joinIn(ledger, request, now); },
-                       std::move(done));
+                       0, std::move(done));
 }
 
 void Circles::send(BeamRequest request, Done<Beam> done)
 {
     check(request, wholeSeconds(clock_()));
+    const std::size_t bytes = request.body.size();
     change<Beam>([this, request = std::move(request)](
                      auto &ledger, Seconds now) { return sendIn(ledger, request, now); },
-                 std::move(done));
+                 bytes, std::move(done));
 }
 
 Circle Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const

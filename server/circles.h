@@ -66,7 +66,8 @@ public:
 
 private:
     template<typename Result>
-    void change(std::function<Result(LedgerTransaction &, Seconds)> rule, Done<Result> done);
+    void change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
+                Done<Result> done);
 
     Circle createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
     Membership joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;

@@ -106,12 +106,22 @@ public:
     /// was set back. Reads nothing and writes nothing, but has the writer raise it now and then.
     virtual Seconds horizon() = 0;
 
-    virtual void write(Job job, Done done) = 0;
+    /// Puts the job behind those that wait. `bytes` is what it holds of a member's data: beyond a
+    /// bound of all that wait it is refused at once, with LedgerUnavailable and on this thread.
+    virtual void write(Job job, std::size_t bytes, Done done) = 0;
+};
+
+struct LedgerSettings
+{
+    /// How long a write waits for another process, as long as a member would.
+    std::chrono::milliseconds patience{5'000};
+    /// For tests: runs on the writer's thread.
+    std::function<void()> beforeCommit = {};
 };
 
 /// Opens `sqlite:PATH`, creating the file and its tables where needed. Throws std::runtime_error
-/// with one sentence for the operator. `beforeCommit`, for tests, runs on the writer's thread.
+/// with one sentence for the operator.
 std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock,
-                                   std::function<void()> beforeCommit = {});
+                                   LedgerSettings settings = {});
 
 } // namespace kivolo::server

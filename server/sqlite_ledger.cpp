@@ -10,26 +10,26 @@ namespace {
 // A transaction of this many beams takes some milliseconds; more would make the first wait for
 // the last.
 constexpr std::size_t batchLimit = 128;
-// Beyond it the disk has fallen behind by seconds, and a sender is better told so.
-constexpr std::size_t queueLimit = 2048;
+// Beyond either the disk has fallen behind by seconds, and a sender is better told so. 64 MiB are
+// 32 doodles of the largest kind.
+constexpr std::size_t queueLimit = 2'048;
+constexpr std::size_t queueBytes = 64 << 20;
 
 // How far the horizon may stay behind the clock while nothing is sent: as far as a poll repeats
 // the beams of another process. Each step is a write, so all day long there should not be many.
 constexpr Seconds horizonStep = 5;
 
-// How long a statement waits for another process: a writer as long as a member would, a reader,
-// which waits only while a log is recovered, hardly at all.
-constexpr int writerPatience = 5'000;
-constexpr int readerPatience = 250;
+// A reader waits for another process only while that recovers the log.
+constexpr std::chrono::milliseconds readerPatience{250};
 
 } // namespace
 
 // The writing connection is opened first, because it makes the tables that the others' statements
 // are prepared against.
-SqliteLedger::SqliteLedger(const std::string &path, Clock clock, std::function<void()> beforeCommit)
+SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings)
     : clock_(std::move(clock))
-    , beforeCommit_(std::move(beforeCommit))
-    , writeConnection_(path, writerPatience, prepareSchema)
+    , beforeCommit_(std::move(settings.beforeCommit))
+    , writeConnection_(path, settings.patience, prepareSchema)
     , readConnection_(path, readerPatience)
     , readStatements_(readConnection_.session())
     , writeStatements_(writeConnection_.session())
@@ -62,7 +62,7 @@ Seconds SqliteLedger::horizon()
 // Every transaction raises it, so one that does nothing else is enough.
 void SqliteLedger::raiseHorizon()
 {
-    write([](LedgerTransaction &, Seconds) {},
+    write([](LedgerTransaction &, Seconds) {}, 0,
           [this](const std::exception_ptr &failure) {
               if (failure)
                   spdlog::warn("the horizon stays at {}", horizon_.load());
@@ -71,12 +71,13 @@ void SqliteLedger::raiseHorizon()
           });
 }
 
-void SqliteLedger::write(Job job, Done done)
+void SqliteLedger::write(Job job, std::size_t bytes, Done done)
 {
     {
         const std::lock_guard lock(mutex_);
-        if (queue_.size() < queueLimit) {
-            queue_.push_back({std::move(job), std::move(done), nullptr});
+        if (queue_.size() < queueLimit && heldBytes_ + bytes <= queueBytes) {
+            queue_.push_back({std::move(job), bytes, std::move(done), nullptr});
+            heldBytes_ += bytes;
             wakeUp_.notify_one();
             return;
         }
@@ -91,8 +92,21 @@ void SqliteLedger::writeUntil(std::stop_token stop)
         if (batch.empty())
             return;
         commit(batch);
-        for (Pending &pending : batch)
+        tell(batch);
+    }
+}
+
+// What goes wrong in telling one, for want of memory, must not keep the others from being told.
+void SqliteLedger::tell(std::deque<Pending> &batch)
+{
+    for (Pending &pending : batch) {
+        try {
             pending.done(pending.failure);
+        } catch (const std::exception &error) {
+            spdlog::error("a write's outcome could not be told: {}", error.what());
+        }
+        const std::lock_guard lock(mutex_);
+        heldBytes_ -= pending.bytes;
     }
 }
 
@@ -127,7 +141,7 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
         }
         for (Pending &pending : batch) {
             std::deque<Pending> alone;
-            alone.push_back({pending.job, {}, nullptr});
+            alone.push_back({pending.job, 0, {}, nullptr});
             commit(alone);
             pending.failure = alone.front().failure;
         }
@@ -161,15 +175,14 @@ void SqliteLedger::runJobs(std::deque<Pending> &batch)
     raiseAt_ = now + 1;
 }
 
-std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock,
-                                   std::function<void()> beforeCommit)
+std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock, LedgerSettings settings)
 {
     constexpr std::string_view scheme = "sqlite:";
     if (!database.starts_with(scheme) || database.size() == scheme.size())
         throw std::runtime_error("the database has to be given as sqlite:PATH");
     const std::string path(database.substr(scheme.size()));
     try {
-        return std::make_unique<SqliteLedger>(path, std::move(clock), std::move(beforeCommit));
+        return std::make_unique<SqliteLedger>(path, std::move(clock), std::move(settings));
     } catch (const std::exception &error) {
         throw std::runtime_error("the database " + path + " cannot be used: " + error.what());
     }

@@ -26,18 +26,19 @@ namespace kivolo::server {
 class SqliteLedger final : public Ledger
 {
 public:
-    SqliteLedger(const std::string &path, Clock clock, std::function<void()> beforeCommit);
+    SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings);
     /// Finishes the jobs that wait, then closes the file.
     ~SqliteLedger() override;
 
     LedgerView &view() override { return readStatements_; }
     Seconds horizon() override;
-    void write(Job job, Done done) override;
+    void write(Job job, std::size_t bytes, Done done) override;
 
 private:
     struct Pending
     {
         Job job;
+        std::size_t bytes = 0;
         Done done;
         std::exception_ptr failure;
     };
@@ -45,6 +46,7 @@ private:
     void writeUntil(std::stop_token stop);
     std::deque<Pending> nextBatch(std::stop_token stop);
     void commit(std::deque<Pending> &batch);
+    void tell(std::deque<Pending> &batch);
     void runJobs(std::deque<Pending> &batch);
     void raiseHorizon();
 
@@ -62,6 +64,7 @@ private:
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;
     std::deque<Pending> queue_;
+    std::size_t heldBytes_ = 0; ///< Of the jobs in the queue and of those being written.
     std::jthread writer_;
 };
 

@@ -2,7 +2,7 @@
 
 namespace kivolo::server {
 
-SqliteConnection::SqliteConnection(const std::string &path, int busyMilliseconds,
+SqliteConnection::SqliteConnection(const std::string &path, std::chrono::milliseconds patience,
                                    void (*prepare)(soci::session &))
 {
     // The name goes into SOCI's connection string, which has no way to spell a quote.
@@ -13,7 +13,7 @@ SqliteConnection::SqliteConnection(const std::string &path, int busyMilliseconds
     sqlite_api::sqlite3_config(SQLITE_CONFIG_MULTITHREAD);
     guarded([&] {
         session_.open(soci::sqlite3, "db=\"" + path + "\"");
-        session_ << "PRAGMA busy_timeout = " << busyMilliseconds;
+        session_ << "PRAGMA busy_timeout = " << patience.count();
         std::string mode;
         session_ << "PRAGMA journal_mode = WAL", soci::into(mode);
         if (mode != "wal")

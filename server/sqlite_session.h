@@ -7,6 +7,7 @@
 #include <soci/soci.h>
 #include <soci/sqlite3/soci-sqlite3.h>
 
+#include <chrono>
 #include <string>
 
 namespace kivolo::server {
@@ -47,9 +48,9 @@ inline bool runOnce(soci::statement &statement)
 class SqliteConnection
 {
 public:
-    /// `busyMilliseconds` is how long a statement waits for another process's lock. `prepare` is
+    /// `patience` is how long a statement waits for another process's lock. `prepare` is
     /// called before the file is used. Throws std::runtime_error or LedgerUnavailable.
-    SqliteConnection(const std::string &path, int busyMilliseconds,
+    SqliteConnection(const std::string &path, std::chrono::milliseconds patience,
                      void (*prepare)(soci::session &) = nullptr);
     soci::session &session() { return session_; }
 

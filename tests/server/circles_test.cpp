@@ -211,6 +211,12 @@ TEST(History, GivesTheLatestOldestFirst)
     EXPECT_EQ(house.call("GET", history + "0").status, 400u);
     EXPECT_EQ(house.call("GET", history + "201").status, 400u);
     EXPECT_EQ(house.poll(ana, 0).beams().size(), 115u);
+    for (int i = 230; i < 330; ++i)
+        house.sendText(ben, std::to_string(i));
+    const Told first = house.poll(ana, 0);
+    ASSERT_EQ(first.beams().size(), 200u) << "of the 215 that Ben has sent";
+    EXPECT_EQ(first.beams().front().at("body").as_string(), "30");
+    EXPECT_EQ(first.beams().back().at("body").as_string(), "329");
 }
 
 TEST(Capsules, AreSealedForEveryoneUntilTheirTime)

@@ -2,6 +2,7 @@
 
 #include "support.h"
 
+#include <boost/json/serialize.hpp>
 #include <condition_variable>
 #include <future>
 #include <gtest/gtest.h>
@@ -201,6 +202,64 @@ TEST(Ledger, PollsMoveTheHorizonOn)
         told = house.poll(ben, told - 1).body.at("server_time").as_int64();
 }
 
+TEST(Ledger, RefusesWhatTheDiskCannotKeepUpWith)
+{
+    for (const std::size_t bytes : {std::size_t{0}, std::size_t{2} << 20}) {
+        Gate gate;
+        House house({}, [&gate] { gate.pass(); });
+        const Told ana = house.join(house.newCircle().text("code"), "a");
+        settle(*house.ledger);
+        gate.shut();
+        std::atomic<int> written = 0;
+        std::atomic<bool> full = false;
+        const auto write = [&] {
+            house.ledger->write(
+                [](LedgerTransaction &, Seconds) {}, bytes,
+                [&](const std::exception_ptr &failure) { failure ? full = true : ++written; });
+        };
+        write();
+        gate.awaitWaiting();
+        int accepted = 0;
+        for (; !full && accepted < 100'000; ++accepted)
+            write();
+        EXPECT_EQ(accepted, bytes == 0 ? 2'049 : 32) << "one of them was refused";
+        EXPECT_EQ(house.sendText(ana, std::string(10'000, 'x')).status, 503u);
+        gate.open();
+        while (written < accepted) // the queue is full: settle() would be refused as well
+            std::this_thread::yield();
+        EXPECT_EQ(house.sendText(ana, "x").status, 200u);
+    }
+}
+
+TEST(Ledger, ADatabaseLockedByAnotherIsTold)
+{
+    Gate gate;
+    House house({}, [&gate] { gate.pass(); });
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    settle(*house.ledger);
+    const auto other = openLedger("sqlite:" + (house.folder / "ledger.sqlite").string(),
+                                  house.time.clock(), {.patience = std::chrono::milliseconds(1)});
+    Circles circles(*other, house.time.clock(), systemRandomness, {});
+    Routes routes(circles, house.site);
+    const std::string beam = json::serialize(json::object{{"circle_id", ana.text("circle_id")},
+                                                          {"from_member", ana.text("member_id")},
+                                                          {"type", "text"},
+                                                          {"body", "x"}});
+    const auto send = [&] {
+        std::promise<unsigned> status;
+        routes.handle({"POST", "/beam", "application/json", beam},
+                      [&](const http::Response &reply) { status.set_value(reply.status); });
+        return status.get_future().get();
+    };
+    gate.shut();
+    house.ledger->write([](LedgerTransaction &, Seconds) {}, 0, [](const std::exception_ptr &) {});
+    gate.awaitWaiting();
+    EXPECT_EQ(send(), 503u);
+    gate.open();
+    settle(*house.ledger);
+    EXPECT_EQ(send(), 200u);
+}
+
 TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
 {
     House house;
@@ -211,7 +270,7 @@ TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
             ledger.addCircle({0, "id", "CODE", 5}, "", now);
             throw LedgerUnavailable("disk full");
         },
-        [&](std::exception_ptr failure) { told.set_value(failure); });
+        0, [&](std::exception_ptr failure) { told.set_value(failure); });
     EXPECT_THROW(std::rethrow_exception(told.get_future().get()), LedgerUnavailable);
     std::promise<std::exception_ptr> refused;
     house.ledger->write(
@@ -219,7 +278,7 @@ TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
             ledger.addCircle({0, "id", "CODE", 5}, "", now);
             throw Refusal(Refusal::Reason::Conflict, "no");
         },
-        [&](std::exception_ptr failure) { refused.set_value(failure); });
+        0, [&](std::exception_ptr failure) { refused.set_value(failure); });
     EXPECT_THROW(std::rethrow_exception(refused.get_future().get()), Refusal);
     EXPECT_FALSE(house.ledger->view().circleById("id"));
     EXPECT_EQ(house.sendText(ana, "after").status, 200u);

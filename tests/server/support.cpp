@@ -38,7 +38,7 @@ std::string Told::text(std::string_view key) const
 
 House::House(Circles::Settings settings, std::function<void()> beforeCommit)
     : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
-                        std::move(beforeCommit)))
+                        {.beforeCommit = std::move(beforeCommit)}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
     , routes(circles, site)
 {}
@@ -96,7 +96,7 @@ Told House::poll(const Told &membership, Seconds since)
 void settle(Ledger &ledger)
 {
     std::promise<void> done;
-    ledger.write([](LedgerTransaction &, Seconds) {},
+    ledger.write([](LedgerTransaction &, Seconds) {}, 0,
                  [&done](const std::exception_ptr &failure) {
                      EXPECT_FALSE(failure);
                      done.set_value();
