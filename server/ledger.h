@@ -41,9 +41,13 @@ public:
     virtual ~LedgerView() = default;
 
     virtual std::optional<Circle> circleById(const std::string &id) = 0;
+    /// By the invite code as it is kept: normalizedInviteCode() brings it there.
     virtual std::optional<Circle> circleByCode(const std::string &code) = 0;
+    /// The one seat that a device can have.
     virtual std::optional<Seat> seatOfDevice(const std::string &deviceId) = 0;
+    /// Nothing also where the member sits in another circle by now.
     virtual std::optional<Seat> seat(const std::string &circleId, const std::string &memberId) = 0;
+    /// In the order of joining. `circle` is `Circle::number`.
     virtual std::vector<Member> members(std::int64_t circle) = 0;
 
     /// The sizes of the others' beams that were created after `since`, oldest first, at most
@@ -61,6 +65,7 @@ public:
                                               int limit) = 0;
     /// The circle's latest beams, oldest first.
     virtual std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit) = 0;
+    /// A beam of that circle, with its body even while it is sealed.
     virtual std::optional<Beam> beam(const std::string &circleId, const std::string &id) = 0;
 };
 
@@ -76,9 +81,12 @@ public:
     /// What a circle's beams of one second amount to.
     virtual Load loadOfSecond(std::int64_t circle, Seconds second) = 0;
 
+    // The numbers of new rows are the ledger's to give; those of the arguments are not looked at.
     virtual void addCircle(const Circle &circle, const std::string &ownerEmail, Seconds now) = 0;
     virtual void addMember(const Member &member, const std::string &deviceId, Seconds now) = 0;
+    /// Gives the member of that number its handle and emoji.
     virtual void renameMember(const Member &member) = 0;
+    /// Frees the seat; the member's beams stay.
     virtual void removeMember(const Member &member) = 0;
     /// `bytes` is what the beam will take in a reply.
     virtual void addBeam(const Beam &beam, const Member &sender, std::int64_t bytes) = 0;
@@ -98,6 +106,7 @@ public:
 
     virtual ~Ledger() = default;
 
+    /// Lives as long as the ledger.
     virtual LedgerView &view() = 0;
 
     /// A second h such that every beam that view() does not see yet, whichever process is writing

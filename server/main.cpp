@@ -1,5 +1,6 @@
 #include "http/server.h"
 #include "options.h"
+#include "routes.h"
 
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
@@ -38,7 +39,7 @@ void serve(const Options &options)
     Routes routes(circles, site);
     http::Server server(
         context,
-        [&routes](const http::Request &request, Reply later) {
+        [&routes](const http::Request &request, http::Reply later) {
             return routes.handle(request, std::move(later));
         },
         http::Limits());

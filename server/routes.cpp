@@ -8,6 +8,9 @@
 
 namespace kivolo::server {
 
+using http::Answer;
+using http::errorResponse;
+using http::Reply;
 using http::Request;
 using http::Response;
 
@@ -80,13 +83,6 @@ bool isJson(std::string_view contentType)
 
 } // namespace
 
-Response errorResponse(unsigned status, std::string_view sentence)
-{
-    Response response = ok(wire::error(sentence));
-    response.status = status;
-    return response;
-}
-
 const Routes::Endpoint Routes::endpoints[] = {
     {"/beams", "GET", &Routes::poll},
     {"/me", "GET", &Routes::me},
@@ -142,19 +138,19 @@ Answer Routes::me(const Request &request, Reply &)
 Answer Routes::create(const Request &request, Reply &later)
 {
     circles_.create(wire::createRequest(request.body), telling<Circle>(later, wire::created));
-    return Later();
+    return http::Later();
 }
 
 Answer Routes::join(const Request &request, Reply &later)
 {
     circles_.join(wire::joinRequest(request.body), telling<Membership>(later, wire::joined));
-    return Later();
+    return http::Later();
 }
 
 Answer Routes::send(const Request &request, Reply &later)
 {
     circles_.send(wire::beamRequest(request.body), telling<Beam>(later, wire::accepted));
-    return Later();
+    return http::Later();
 }
 
 Answer Routes::poll(const Request &request, Reply &)
@@ -176,7 +172,7 @@ Answer Routes::capsule(const Request &request, Reply &)
     const std::string id = queryText(request.target, "id");
     std::variant<Beam, Circles::Time> capsule = circles_.capsule(circleId, id);
     if (const auto *opening = std::get_if<Circles::Time>(&capsule))
-        return AgainAt{*opening};
+        return http::AgainAt{*opening};
     return ok(wire::beam(std::get<Beam>(capsule)));
 }
 

@@ -7,31 +7,16 @@
 
 namespace kivolo::server {
 
-/// The reply comes later, through the Reply that was handed in.
-struct Later
-{};
-
-/// The same request is to be handed in again at that time.
-struct AgainAt
-{
-    std::chrono::system_clock::time_point time;
-};
-
-using Answer = std::variant<http::Response, Later, AgainAt>;
-
-/// Called once, on any thread.
-using Reply = std::function<void(http::Response)>;
-
 /// Needs no connection and throws nothing: every failure is a reply. Belongs to one thread.
 class Routes
 {
 public:
     Routes(Circles &circles, const Site &site);
 
-    Answer handle(const http::Request &request, Reply later);
+    http::Answer handle(const http::Request &request, http::Reply later);
 
 private:
-    using Handler = Answer (Routes::*)(const http::Request &, Reply &);
+    using Handler = http::Answer (Routes::*)(const http::Request &, http::Reply &);
     struct Endpoint
     {
         std::string_view path;
@@ -40,20 +25,17 @@ private:
     };
     static const Endpoint endpoints[];
 
-    Answer dispatch(const http::Request &request, Reply &later);
-    Answer me(const http::Request &request, Reply &later);
-    Answer create(const http::Request &request, Reply &later);
-    Answer join(const http::Request &request, Reply &later);
-    Answer send(const http::Request &request, Reply &later);
-    Answer poll(const http::Request &request, Reply &later);
-    Answer history(const http::Request &request, Reply &later);
-    Answer capsule(const http::Request &request, Reply &later);
+    http::Answer dispatch(const http::Request &request, http::Reply &later);
+    http::Answer me(const http::Request &request, http::Reply &later);
+    http::Answer create(const http::Request &request, http::Reply &later);
+    http::Answer join(const http::Request &request, http::Reply &later);
+    http::Answer send(const http::Request &request, http::Reply &later);
+    http::Answer poll(const http::Request &request, http::Reply &later);
+    http::Answer history(const http::Request &request, http::Reply &later);
+    http::Answer capsule(const http::Request &request, http::Reply &later);
 
     Circles &circles_;
     const Site &site_;
 };
-
-/// A reply that says in one sentence what went wrong.
-http::Response errorResponse(unsigned status, std::string_view sentence);
 
 } // namespace kivolo::server

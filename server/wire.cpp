@@ -185,13 +185,6 @@ BeamRequest beamRequest(std::string_view text)
             optionalText(object, "effect"),    optionalSeconds(object, "open_at")};
 }
 
-std::string error(std::string_view sentence)
-{
-    std::string out = "{";
-    putField(out, "error", sentence);
-    return out += '}';
-}
-
 std::string created(const Circle &circle)
 {
     std::string out = "{";

@@ -1,4 +1,4 @@
-// The JSON of every request and reply. Nothing else in the server knows a key.
+// The JSON of every request and reply but errors. Nothing else in the server knows a key.
 #pragma once
 
 #include "requests.h"
@@ -13,8 +13,7 @@ CreateRequest createRequest(std::string_view json);
 JoinRequest joinRequest(std::string_view json);
 BeamRequest beamRequest(std::string_view json);
 
-// Replies.
-std::string error(std::string_view sentence);
+// Replies; errors are told by http::errorResponse().
 std::string created(const Circle &circle);
 std::string joined(const Membership &membership);
 std::string status(const std::optional<Membership> &membership);

@@ -1,6 +1,7 @@
 // What the connections of a server share.
 #pragma once
 
+#include "budget.h"
 #include "server.h"
 
 #include <boost/asio/awaitable.hpp>
@@ -28,6 +29,8 @@ public:
     bool stopping() const { return stopping_; }
     const Handler &handler() const { return handler_; }
     const Limits &limits() const { return limits_; }
+    Budget &bodies() { return bodies_; }
+    Budget &replies() { return replies_; }
     /// The tick at which something that begins now is over.
     std::int64_t deadlineAfter(std::chrono::milliseconds duration) const;
     /// The Date header's value.
@@ -43,6 +46,8 @@ private:
     boost::asio::io_context &context_;
     Handler handler_;
     Limits limits_;
+    Budget bodies_;
+    Budget replies_;
     boost::asio::ip::tcp::acceptor acceptor_;
     boost::asio::steady_timer sweepTimer_;
     boost::asio::steady_timer acceptTimer_;

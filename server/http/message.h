@@ -1,11 +1,14 @@
-// A request and a reply, without the connection they travel on.
+// A request and what may come of it, without the connection they travel on.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
+#include <variant>
 
 namespace kivolo::server::http {
 
@@ -58,5 +61,26 @@ struct Response
     File file = {};
     std::uint64_t fileSize = 0;
 };
+
+/// A reply that says in one sentence, for the member, what went wrong.
+Response errorResponse(unsigned status, std::string_view sentence);
+
+/// The reply comes later, through the Reply that was handed in.
+struct Later
+{};
+
+/// The same request is to be handed in again at that time.
+struct AgainAt
+{
+    std::chrono::system_clock::time_point time;
+};
+
+using Answer = std::variant<Response, Later, AgainAt>;
+
+/// Called once, on any thread.
+using Reply = std::function<void(Response)>;
+
+/// Answers a request, on the thread of the connections. Throws nothing: a failure is a reply too.
+using Handler = std::function<Answer(const Request &, Reply)>;
 
 } // namespace kivolo::server::http

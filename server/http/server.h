@@ -1,7 +1,7 @@
 // HTTP/1.1 on a listening socket: connections, their limits and their deadlines.
 #pragma once
 
-#include "../routes.h"
+#include "message.h"
 
 #include <boost/asio/io_context.hpp>
 #include <chrono>
@@ -18,16 +18,23 @@ struct Limits
     std::chrono::milliseconds idle{75'000};   ///< Between requests; clients ask every 2 seconds.
     std::chrono::milliseconds header{10'000}; ///< From a request's first byte.
     std::chrono::milliseconds body{60'000};   ///< As long as a client waits for a whole request.
-    std::chrono::milliseconds write{30'000};  ///< For every quarter of a megabyte.
-    std::chrono::milliseconds grace{5'000};   ///< For requests under way when the server stops.
+    /// For an answer, so that one that got lost does not hold its connection. Capsules and a busy
+    /// disk take up to half of it.
+    std::chrono::milliseconds answer{60'000};
+    std::chrono::milliseconds write{30'000}; ///< For every quarter of a megabyte.
+    /// For a whole reply that is held in memory: 90 MiB at 2.5 Mbit/s.
+    std::chrono::milliseconds reply{300'000};
+    std::chrono::milliseconds grace{5'000}; ///< For requests under way when the server stops.
     std::uint32_t headerBytes = 16 << 10;
     /// A doodle of 2 MiB in JSON, even where every '/' of its Base64 is escaped.
     std::uint64_t bodyBytes = (4 << 20) + (64 << 10);
     std::size_t connections = 4'096;
+    /// Of all bodies that are being received or answered: 60 of the largest at a time.
+    std::size_t allBodiesBytes = 256 << 20;
+    /// Of all replies that are being written: the largest histories of two members, and the usual
+    /// ones of many.
+    std::size_t allRepliesBytes = 256 << 20;
 };
-
-/// Answers a request; see Routes::handle().
-using Handler = std::function<Answer(const Request &, Reply)>;
 
 class Hub;
 

@@ -8,6 +8,7 @@
 #include <boost/asio/write.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/rfc7230.hpp>
+#include <limits>
 #include <spdlog/spdlog.h>
 #include <sys/socket.h>
 
@@ -23,6 +24,8 @@ constexpr auto awaited = asio::as_tuple(asio::use_awaitable);
 constexpr std::size_t headerChunk = 4 << 10;
 constexpr std::size_t bodyChunk = 64 << 10;
 constexpr std::size_t writeChunk = 256 << 10;
+constexpr std::size_t fileChunk = 64 << 10;
+constexpr std::string_view busy = "Kivolo is very busy just now. Please try again later.";
 // As much as is read of a request that was refused, so that its sender gets to see the reply.
 constexpr std::size_t drainBytes = 8 << 20;
 
@@ -46,8 +49,10 @@ Session::~Session()
 
 asio::awaitable<void> Session::run(std::shared_ptr<Session> self)
 {
-    for (bool more = true; more;)
+    for (bool more = true; more;) {
         more = co_await self->serveOne();
+        self->bodyShare_ = Budget::Share();
+    }
 }
 
 asio::awaitable<bool> Session::serveOne()
@@ -98,6 +103,10 @@ asio::awaitable<bool> Session::receive(Parser &parser)
             co_return true;
         if (parser.is_header_done() && !welcomed) {
             welcomed = true;
+            if (!reserveBody(parser)) {
+                co_await turnAway(errorResponse(503, busy));
+                co_return false;
+            }
             const bool ready = co_await welcomeBody(parser);
             if (!ready)
                 co_return false;
@@ -126,6 +135,17 @@ asio::awaitable<bool> Session::welcomeBody(Parser &parser)
     co_return written;
 }
 
+// A body of unknown length may become as long as any.
+bool Session::reserveBody(Parser &parser)
+{
+    const std::uint64_t length = parser.content_length().value_or(hub_->limits().bodyBytes);
+    std::optional<Budget::Share> share = hub_->bodies().take(length);
+    if (!share)
+        return false;
+    bodyShare_ = std::move(*share);
+    return true;
+}
+
 asio::awaitable<void> Session::refuse(error_code error)
 {
     unsigned status = 400;
@@ -141,7 +161,11 @@ asio::awaitable<void> Session::refuse(error_code error)
         sentence = "The request took too long to arrive. Please try again.";
     }
     spdlog::debug("refused with {}: {}", status, error.message());
-    Response response = errorResponse(status, sentence);
+    co_await turnAway(errorResponse(status, sentence));
+}
+
+asio::awaitable<void> Session::turnAway(Response response)
+{
     const bool sent = co_await send(std::move(response), true, false);
     if (sent)
         co_await drain();
@@ -149,7 +173,7 @@ asio::awaitable<void> Session::refuse(error_code error)
 
 asio::awaitable<std::optional<Response>> Session::answer(Request request)
 {
-    enter(Phase::Answering, hub_->limits().body);
+    enter(Phase::Answering, hub_->limits().answer);
     for (;;) {
         // Gives up its hold on the session as it is called: the last one must go on this thread.
         Reply later = [self = shared_from_this()](Response response) mutable {
@@ -171,7 +195,7 @@ asio::awaitable<std::optional<Response>> Session::answer(Request request)
                 co_return errorResponse(503, "Kivolo is being restarted. Please try again.");
             continue;
         }
-        while (!delivered_) {
+        while (!delivered_ && !gone_) {
             wakeUp_.expires_at(std::chrono::steady_clock::time_point::max());
             co_await wakeUp_.async_wait(awaited);
         }
@@ -216,6 +240,13 @@ void Session::deliver(Response response)
 
 asio::awaitable<bool> Session::send(Response response, bool withBody, bool keepAlive)
 {
+    std::optional<Budget::Share> share = hub_->replies().take(response.body.size());
+    if (!share) {
+        spdlog::warn("too much is being sent already for a reply of {} bytes",
+                     response.body.size());
+        response = errorResponse(503, busy);
+    }
+    replyDeadline_ = hub_->deadlineAfter(hub_->limits().reply);
     enter(Phase::Writing, hub_->limits().write);
     composeHead(response, keepAlive);
     const std::string_view body = withBody ? std::string_view(response.body) : std::string_view();
@@ -238,6 +269,7 @@ asio::awaitable<bool> Session::send(Response response, bool withBody, bool keepA
     }
     if (!response.file || !withBody)
         co_return true;
+    replyDeadline_ = std::numeric_limits<std::int64_t>::max(); // holds next to no memory
     const bool sent = co_await writeFile(response);
     co_return sent;
 }
@@ -247,6 +279,8 @@ asio::awaitable<bool> Session::write(std::string_view bytes)
     while (!bytes.empty()) {
         const std::string_view chunk = bytes.substr(0, writeChunk);
         enter(phase_, hub_->limits().write);
+        if (phase_ == Phase::Writing)
+            deadline_ = std::min(deadline_, replyDeadline_);
         const auto buffer = asio::buffer(chunk);
         const auto [error, count] = co_await asio::async_write(socket_, buffer, awaited);
         if (error)
@@ -258,7 +292,7 @@ asio::awaitable<bool> Session::write(std::string_view bytes)
 
 asio::awaitable<bool> Session::writeFile(const Response &response)
 {
-    std::string chunk(writeChunk, '\0');
+    std::string chunk(fileChunk, '\0');
     for (std::uint64_t left = response.fileSize; left > 0;) {
         const std::size_t wanted = std::min<std::uint64_t>(left, chunk.size());
         const ssize_t count = ::read(response.file.descriptor(), chunk.data(), wanted);
@@ -320,10 +354,15 @@ void Session::enter(Phase phase, std::chrono::milliseconds limit)
 
 void Session::expire(std::int64_t tick)
 {
-    // What the server itself takes its time for is not the client's fault.
-    if (tick < deadline_ || phase_ == Phase::Answering)
+    if (tick < deadline_)
         return;
     expired_ = true;
+    if (phase_ == Phase::Answering) {
+        spdlog::error("a request was never answered");
+        gone_ = true;
+        wakeUp_.cancel();
+        return;
+    }
     error_code ignored; // a connection that is already gone
     socket_.cancel(ignored);
 }

@@ -9,6 +9,8 @@
 
 namespace kivolo::server::http {
 
+/// Belongs to the coroutine that run() makes; the hub only knows it, to end it. On the thread of
+/// the context, as everything here; a reply may come from any thread.
 class Session : public std::enable_shared_from_this<Session>
 {
 public:
@@ -32,7 +34,9 @@ private:
     boost::asio::awaitable<bool> serveOne();
     boost::asio::awaitable<bool> receive(Parser &parser);
     boost::asio::awaitable<bool> welcomeBody(Parser &parser);
+    bool reserveBody(Parser &parser);
     boost::asio::awaitable<void> refuse(boost::system::error_code error);
+    boost::asio::awaitable<void> turnAway(Response response);
     boost::asio::awaitable<std::optional<Response>> answer(Request request);
     boost::asio::awaitable<void> waitUntil(std::chrono::system_clock::time_point time);
     boost::asio::awaitable<bool> send(Response response, bool withBody, bool keepAlive);
@@ -50,8 +54,10 @@ private:
     boost::beast::flat_buffer buffer_;
     boost::asio::steady_timer wakeUp_;
     std::optional<Response> delivered_;
+    Budget::Share bodyShare_; ///< Of the request that is being received or answered.
     std::string head_;
     std::int64_t deadline_ = 0;
+    std::int64_t replyDeadline_ = 0; ///< Of the whole reply that is being written.
     Phase phase_ = Phase::Idle;
     bool expired_ = false;
     bool gone_ = false;

@@ -12,15 +12,20 @@ namespace kivolo::server::test {
 
 namespace {
 
+const std::string me = "GET /me?device_id=x HTTP/1.1\r\nHost: x\r\n\r\n";
+const std::string lastMe = httpGet("/me?device_id=x");
+
 struct RunningServer
 {
     explicit RunningServer(http::Limits limits = {})
         : server(
               context,
-              [this](const http::Request &request, Reply later) {
-                  Answer answer = house.routes.handle(request, std::move(later));
-                  if (std::holds_alternative<AgainAt>(answer))
-                      waits.set_value();
+              [this](const http::Request &request, http::Reply later) {
+                  http::Answer answer = house.routes.handle(request, std::move(later));
+                  if (std::holds_alternative<http::AgainAt>(answer)) {
+                      ++waits;
+                      waits.notify_all();
+                  }
                   return answer;
               },
               limits)
@@ -34,9 +39,19 @@ struct RunningServer
         boost::asio::post(context, [this] { server.stop(); });
         thread.join();
     }
+    std::string post(std::string_view target, const boost::json::object &body) const
+    {
+        return talk(port, httpPost(target, body));
+    }
+    /// For a server of one connection: comes back when that one is free.
+    void awaitFree() const
+    {
+        while (!talk(port, lastMe).starts_with("HTTP/1.1 200"))
+            std::this_thread::yield();
+    }
 
     House house;
-    std::promise<void> waits; ///< Kept when a request was told to come again.
+    std::atomic<int> waits = 0; ///< How often a request was told to come again.
     boost::asio::io_context context;
     http::Server server;
     std::uint16_t port = 0;
@@ -50,9 +65,6 @@ std::size_t countOf(std::string_view text, std::string_view part)
         ++count;
     return count;
 }
-
-const std::string me = "GET /me?device_id=x HTTP/1.1\r\nHost: x\r\n\r\n";
-const std::string lastMe = httpGet("/me?device_id=x");
 
 } // namespace
 
@@ -104,40 +116,125 @@ TEST(Http, HoldsBackWhatIsBeyondItsConnections)
     EXPECT_EQ(talk(running.port, lastMe).substr(0, 12), "HTTP/1.1 503");
 }
 
+namespace {
+
+/// A member of a circle of its own, at a server.
+struct Member
+{
+    explicit Member(const RunningServer &server)
+    {
+        const std::string code =
+            fieldOf(server.post("/circle/create", {{"device_id", "a"}}), "code");
+        const std::string joined =
+            server.post("/join", {{"code", code}, {"handle", "A"}, {"device_id", "a"}});
+        circle = fieldOf(joined, "circle_id");
+        beam = {{"circle_id", circle},
+                {"from_member", fieldOf(joined, "member_id")},
+                {"type", "text"},
+                {"body", "later"}};
+    }
+    std::string history() const { return httpGet("/history?limit=9&circle_id=" + circle); }
+    std::string capsule(const RunningServer &server, Seconds openAt)
+    {
+        beam["open_at"] = openAt;
+        const std::string id = fieldOf(server.post("/beam", beam), "id");
+        return httpGet("/capsule?id=" + id + "&circle_id=" + circle);
+    }
+
+    std::string circle;
+    boost::json::object beam;
+};
+
+const std::string largeDoodle =
+    "data:image/png;base64,iVBORw0KGgoA" + std::string((2 << 20) - 36, '/');
+
+} // namespace
+
 TEST(Http, DeliversLargeRepliesWholeAndStopsInTheMiddleOfAWait)
 {
     RunningServer running;
-    House &house = running.house;
-    const auto request = [&](std::string_view target, boost::json::object body) {
-        return talk(running.port, httpPost(target, body));
-    };
-    const std::string code = fieldOf(request("/circle/create", {{"device_id", "a"}}), "code");
-    const std::string ana = request("/join", {{"code", code}, {"handle", "A"}, {"device_id", "a"}});
-    const std::string circle = fieldOf(ana, "circle_id");
-    const std::string doodle =
-        "data:image/png;base64,iVBORw0KGgoA" + std::string((2 << 20) - 36, '/');
-    boost::json::object beam{{"circle_id", circle},
-                             {"from_member", fieldOf(ana, "member_id")},
-                             {"type", "doodle"},
-                             {"body", doodle}};
+    Member ana(running);
+    const std::string capsule = ana.capsule(running, running.house.time.now() + 20);
+    ana.beam.erase("open_at");
+    ana.beam["type"] = "doodle";
+    ana.beam["body"] = largeDoodle;
     for (int i = 0; i < 5; ++i)
-        ASSERT_EQ(request("/beam", beam).substr(0, 12), "HTTP/1.1 200");
-    const std::string history = talk(running.port, httpGet("/history?limit=9&circle_id=" + circle));
-    EXPECT_EQ(countOf(history, doodle), 5u);
+        ASSERT_TRUE(running.post("/beam", ana.beam).starts_with("HTTP/1.1 200"));
+    EXPECT_EQ(countOf(talk(running.port, ana.history()), largeDoodle), 5u);
 
-    beam["type"] = "text";
-    beam["open_at"] = house.time.now() + 20;
-    beam["body"] = "later";
-    const std::string id = fieldOf(request("/beam", beam), "id");
-    std::string waited;
-    std::jthread waiting([&] {
-        waited = talk(running.port, httpGet("/capsule?id=" + id + "&circle_id=" + circle));
-    });
-    // The manual clock is ahead of the wall clock that the wait goes by, so only the stop ends it.
-    running.waits.get_future().wait();
+    Connection waiting(running.port, capsule);
+    running.waits.wait(0);
     boost::asio::post(running.context, [&] { running.server.stop(); });
-    waiting.join();
+    const std::string waited = waiting.read();
     EXPECT_TRUE(waited.starts_with("HTTP/1.1 503")) << waited;
+}
+
+TEST(Http, ACapsuleAskedEarlyWaitsForItsTime)
+{
+    http::Limits limits;
+    limits.connections = 1;
+    RunningServer running(limits);
+    // Behind the wall clock, so that the server comes again every millisecond.
+    running.house.time.advance(-1'000'000'000);
+    Member ana(running);
+    const std::string request = ana.capsule(running, running.house.time.now() + 20);
+    {
+        const Connection hangsUp(running.port, request);
+        running.waits.wait(0);
+    }
+    running.awaitFree();
+    const int before = running.waits;
+    Connection patient(running.port, request);
+    running.waits.wait(before);
+    running.house.time.advance(20);
+    const std::string opened = patient.read();
+    EXPECT_TRUE(opened.starts_with("HTTP/1.1 200")) << opened;
+    EXPECT_EQ(fieldOf(opened, "body"), "later");
+}
+
+TEST(Http, RefusesWhatItsMemoryCannotHold)
+{
+    http::Limits limits;
+    limits.allBodiesBytes = limits.allRepliesBytes = 3 << 20;
+    RunningServer running(limits);
+    Member ana(running);
+    ana.beam["type"] = "doodle";
+    ana.beam["body"] = largeDoodle;
+    const auto status = [](const std::string &reply) { return reply.substr(0, 12); };
+    {
+        const std::string request = httpPost("/beam", ana.beam);
+        Connection half(running.port, std::string_view(request).substr(0, request.size() / 2));
+        // One after the other, so the half has been seen when a whole one is refused.
+        std::string whole;
+        while (!(whole = talk(running.port, request)).starts_with("HTTP/1.1 503"))
+            ASSERT_EQ(status(whole), "HTTP/1.1 200");
+        EXPECT_NE(whole.find("Kivolo is very busy"), std::string::npos);
+        EXPECT_EQ(status(talk(running.port, lastMe)), "HTTP/1.1 200");
+    }
+    while (status(running.post("/beam", ana.beam)) != "HTTP/1.1 200")
+        std::this_thread::yield(); // until the half is known to be gone
+    ASSERT_EQ(status(running.post("/beam", ana.beam)), "HTTP/1.1 200");
+    EXPECT_EQ(status(talk(running.port, ana.history())), "HTTP/1.1 503") << "two doodles";
+    const std::string one = httpGet("/history?limit=1&circle_id=" + ana.circle);
+    EXPECT_EQ(status(talk(running.port, one)), "HTTP/1.1 200");
+    EXPECT_EQ(status(talk(running.port, one)), "HTTP/1.1 200") << "a share was not given back";
+}
+
+TEST(Http, EndsAReplyThatNobodyReads)
+{
+    http::Limits limits;
+    limits.connections = 1;
+    limits.tick = std::chrono::milliseconds(5);
+    limits.reply = std::chrono::milliseconds(40);
+    RunningServer running(limits);
+    Member ana(running);
+    ana.beam["type"] = "doodle";
+    ana.beam["body"] = largeDoodle;
+    for (int i = 0; i < 9; ++i) // more than the buffers of two sockets hold
+        running.post("/beam", ana.beam);
+    Connection idle(running.port, ana.history());
+    running.awaitFree();
+    EXPECT_LT(idle.read().size(), 9 * largeDoodle.size());
 }
 
 } // namespace kivolo::server::test

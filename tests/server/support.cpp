@@ -48,11 +48,12 @@ Told House::call(std::string_view method, std::string_view target, std::string_v
 {
     auto later = std::make_shared<std::promise<http::Response>>();
     std::future<http::Response> reply = later->get_future();
-    Answer answer = routes.handle({method, target, contentType, body},
-                                  [later](http::Response r) { later->set_value(std::move(r)); });
-    if (const auto *again = std::get_if<AgainAt>(&answer))
+    http::Answer answer =
+        routes.handle({method, target, contentType, body},
+                      [later](http::Response r) { later->set_value(std::move(r)); });
+    if (const auto *again = std::get_if<http::AgainAt>(&answer))
         return {0, {}, wholeSeconds(again->time), {}};
-    const http::Response response = std::holds_alternative<Later>(answer)
+    const http::Response response = std::holds_alternative<http::Later>(answer)
                                         ? reply.get()
                                         : std::move(std::get<http::Response>(answer));
     return {response.status, json::parse(response.body), {}, std::string(response.allow)};
@@ -104,27 +105,40 @@ void settle(Ledger &ledger)
     done.get_future().wait();
 }
 
-std::string talk(std::uint16_t port, std::string_view bytes)
+Connection::Connection(std::uint16_t port, std::string_view bytes)
+    : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    std::string received;
-    if (::connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0) {
-        while (!bytes.empty()) {
-            const ssize_t count = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-            if (count <= 0)
-                break; // a server that has seen enough
-            bytes.remove_prefix(static_cast<std::size_t>(count));
-        }
-        char buffer[4096];
-        for (ssize_t count; (count = ::recv(socket, buffer, sizeof buffer, 0)) > 0;)
-            received.append(buffer, static_cast<std::size_t>(count));
+    if (::connect(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+        return;
+    while (!bytes.empty()) {
+        const ssize_t count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (count <= 0)
+            break; // a server that has seen enough
+        bytes.remove_prefix(static_cast<std::size_t>(count));
     }
-    ::close(socket);
+}
+
+Connection::~Connection()
+{
+    ::close(socket_);
+}
+
+std::string Connection::read()
+{
+    std::string received;
+    char buffer[4096];
+    for (ssize_t count; (count = ::recv(socket_, buffer, sizeof buffer, 0)) > 0;)
+        received.append(buffer, static_cast<std::size_t>(count));
     return received;
+}
+
+std::string talk(std::uint16_t port, std::string_view bytes)
+{
+    return Connection(port, bytes).read();
 }
 
 std::string httpGet(std::string_view target)

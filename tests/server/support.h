@@ -72,6 +72,20 @@ struct House
 /// Has the ledger's writer bring the horizon up to the clock, as it does by itself after a while.
 void settle(Ledger &ledger);
 
+/// A connection to a port of this machine.
+class Connection
+{
+public:
+    /// Connects and sends.
+    Connection(std::uint16_t port, std::string_view bytes);
+    ~Connection();
+    /// What comes until the peer closes.
+    std::string read();
+
+private:
+    int socket_;
+};
+
 /// Sends bytes to a port of this machine and reads until the peer closes.
 std::string talk(std::uint16_t port, std::string_view bytes);
 std::string httpGet(std::string_view target);
