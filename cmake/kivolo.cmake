@@ -1,6 +1,6 @@
 # What every target of the project shares, and one function per kind of target.
 
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent Gui Network Svg Widgets Test)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent DBus Gui Network Svg Widgets Test)
 find_package(QCoro6 0.8 REQUIRED COMPONENTS Core)
 find_package(GTest REQUIRED)
 find_package(Threads REQUIRED)
@@ -43,6 +43,12 @@ function(kivolo_library name)
   target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE kivolo_qt_options)
 endfunction()
 
+# What every test program needs to know, its own settings apart.
+set(KIVOLO_TEST_ENVIRONMENT "")
+if(KIVOLO_SANITIZE MATCHES address)
+  set(KIVOLO_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp")
+endif()
+
 # kivolo_test(NAME [DISPLAY] SOURCES file... LINKS target...): the test program of one folder.
 # DISPLAY: it opens real windows, so it links Widgets' main and runs one at a time.
 function(kivolo_test name)
@@ -57,7 +63,7 @@ function(kivolo_test name)
   endif()
   target_link_libraries(test_${name} PRIVATE ${ARG_LINKS} ${support} kivolo_qt_options)
   add_test(NAME ${name} COMMAND test_${name})
-  set_tests_properties(${name} PROPERTIES TIMEOUT 240)
+  set_tests_properties(${name} PROPERTIES TIMEOUT 240 ENVIRONMENT "${KIVOLO_TEST_ENVIRONMENT}")
   if(ARG_DISPLAY)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE LABELS display)
   endif()

@@ -1,6 +1,7 @@
 // The program: its one store, wired to the desktop.
 #pragma once
 
+#include "platform/desktop/appearance.h"
 #include "platform/desktop/single_instance.h"
 #include "platform/foundation/main_queue.h"
 #include "platform/foundation/user_defaults.h"
@@ -25,10 +26,14 @@ public:
     QString errorText() const { return instance_.errorText(); }
 
 private:
+    void followAppearance();
+
     SystemMainQueue queue_;
     UserDefaults defaults_;
     SingleInstance instance_;
     std::shared_ptr<Store> store_;
+    std::unique_ptr<Appearance> appearance_;
+    bool darkened_ = false; // the palette is ours, in place of the toolkit's light one
 };
 
 } // namespace kivolo

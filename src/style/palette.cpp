@@ -52,13 +52,19 @@ const Palette &Palette::standardDark()
     return palette;
 }
 
+static bool isDark(const QPalette &palette)
+{
+    return palette.color(QPalette::Window).lightnessF() <
+           palette.color(QPalette::WindowText).lightnessF();
+}
+
 /// A toolkit palette has no bar and no material. Both stand out from the window the way they do in
 /// the standard palettes: towards the field in the light, towards the button in the dark.
 static Palette derived(const QPalette &palette)
 {
     const QColor window = palette.color(QPalette::Window);
     const QColor text = palette.color(QPalette::WindowText);
-    const bool dark = window.lightnessF() < text.lightnessF();
+    const bool dark = isDark(palette);
     const QColor raised = palette.color(dark ? QPalette::Button : QPalette::Base);
     return {
         .dark = dark,
@@ -87,7 +93,7 @@ static Palette resolved(const QPalette &palette)
 {
     // The style's own palette means that nobody chose one.
     if (sameColors(palette, QApplication::style()->standardPalette()))
-        return Palette::standardLight();
+        return isDark(palette) ? Palette::standardDark() : Palette::standardLight();
     for (const Palette *standard : {&Palette::standardLight(), &Palette::standardDark()}) {
         if (sameColors(palette, standard->toQPalette()))
             return *standard;

@@ -23,8 +23,8 @@ struct Palette
     static const Palette &standardLight();
     static const Palette &standardDark();
 
-    /// The roles on a desktop with `palette`: its own colours where it gives some, standardLight()
-    /// where it does not. Cheap for a palette that was asked for last. Main thread only.
+    /// The roles on a desktop with `palette`: its own colours where it gives some, the standard
+    /// ones where it does not. Cheap for a palette that was asked for last. Main thread only.
     static Palette of(const QPalette &palette);
 
     /// `primary` at `opacity`, for pale fills.

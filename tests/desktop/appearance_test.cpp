@@ -1,0 +1,131 @@
+#include "platform/desktop/appearance.h"
+#include "support/fake_portal.h"
+
+#include <QElapsedTimer>
+#include <QLocalServer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThreadPool>
+#include <gtest/gtest.h>
+
+using namespace kivolo;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int patience = 20'000; // milliseconds, only ever used up by a failure
+
+template<typename Condition>
+bool eventually(Condition condition)
+{
+    return QTest::qWaitFor(std::move(condition), patience);
+}
+
+class AppearanceTest : public testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_FALSE(bus.address().isEmpty()); }
+
+    Appearance &begin()
+    {
+        appearance = std::make_unique<Appearance>([this] { return bus.connect(); });
+        QObject::connect(appearance.get(), &Appearance::changed, appearance.get(),
+                         [this] { ++changes; });
+        return *appearance;
+    }
+
+    PrivateBus bus;
+    std::unique_ptr<Appearance> appearance;
+    int changes = 0;
+};
+
+TEST_F(AppearanceTest, TellsWhatTheDesktopPrefers)
+{
+    struct Case
+    {
+        const char *name;
+        QVariant colorScheme; // none: the desktop does not know the setting
+        int version;
+        std::optional<bool> prefersDark;
+    };
+    const Case cases[] = {
+        {"dark", 1U, 2, true},
+        {"light", 2U, 2, false},
+        {"no preference", 0U, 2, {}},
+        {"of a later version", 3U, 2, {}},
+        {"unknown setting", {}, 2, {}},
+        {"a text", u"1"_s, 2, {}},
+        {"a signed number", 1, 2, {}},
+        {"a list", QStringList{u"1"_s}, 2, {}},
+        {"dark, before version 2", 1U, 1, true},
+        {"light, before version 2", 2U, 1, false},
+    };
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.name);
+        changes = 0;
+        FakePortal portal(bus.connect(), test.colorScheme, test.version);
+        const Appearance &desktop = begin();
+        EXPECT_FALSE(desktop.prefersDark().has_value()) << "nobody can have answered yet";
+        ASSERT_TRUE(eventually([&] { return portal.reads() > 0; }));
+        // The answer is ahead of this on the same connection.
+        portal.change(test.prefersDark == true ? 2U : 1U);
+        ASSERT_TRUE(eventually([&] {
+            return desktop.prefersDark() == !test.prefersDark.value_or(false);
+        })) << changes
+            << " changes, the last to " << desktop.prefersDark().value_or(false);
+        EXPECT_EQ(changes, test.prefersDark.has_value() ? 2 : 1);
+    }
+}
+
+TEST_F(AppearanceTest, FollowsChangesOfAPortalThatComesLate)
+{
+    const Appearance &desktop = begin();
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents(); // asks a portal that nobody can start
+    FakePortal portal(bus.connect(), 0U);
+
+    const std::pair<QVariant, std::optional<bool>> steps[] = {
+        {1U, true}, {2U, false}, {1U, true}, {0U, {}}, {1U, true}, {u"dark"_s, {}}};
+    int expected = 0;
+    for (const auto &[colorScheme, prefersDark] : steps) {
+        portal.change(colorScheme);
+        portal.change(colorScheme);
+        ASSERT_TRUE(eventually([&] { return desktop.prefersDark() == prefersDark; }));
+        EXPECT_EQ(changes, ++expected);
+    }
+}
+
+TEST_F(AppearanceTest, WaitsForNoBus)
+{
+    const QTemporaryDir folder;
+    QLocalServer deaf; // takes connections and never says a word
+    ASSERT_TRUE(deaf.listen(folder.filePath(u"bus"_s)));
+    const QString addresses[] = {u"unix:path="_s + deaf.fullServerName(),
+                                 u"unix:path="_s + folder.filePath(u"nothing"_s), u"nonsense"_s};
+    for (const QString &address : addresses) {
+        SCOPED_TRACE(qPrintable(address));
+        QElapsedTimer clock;
+        clock.start();
+        Appearance desktop([&] { return QDBusConnection::connectToBus(address, address); });
+        QCoreApplication::processEvents();
+        EXPECT_LT(clock.elapsed(), 5'000) << "libdbus gives up after 25 seconds";
+        EXPECT_FALSE(desktop.prefersDark().has_value());
+        deaf.close();
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents();
+        EXPECT_FALSE(desktop.prefersDark().has_value());
+    }
+}
+
+TEST_F(AppearanceTest, MayGoWhileTheBusIsBeingReached)
+{
+    FakePortal portal(bus.connect(), 1U);
+    begin();
+    appearance.reset();
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changes, 0);
+    EXPECT_EQ(portal.reads(), 0);
+}
+
+} // namespace
