@@ -1,11 +1,14 @@
 // Shows every card and every kind of row on one coloured background and saves a picture of it.
 //
 //   card_gallery [--dark] [--rows] PICTURE.png
+//   card_gallery [--dark] --panels PICTURE.png
 //
+// With --panels every card stands in a panel of its own, and the picture is the screen's.
 // QT_SCALE_FACTOR sets the resolution.
 #include "overlays/capsule_card.h"
 #include "overlays/capsule_card_model.h"
 #include "overlays/incoming_beam_view.h"
+#include "platform/desktop/panel.h"
 #include "style/brand.h"
 #include "style/palette.h"
 #include "views/beam_bubble.h"
@@ -14,6 +17,7 @@
 #include <QElapsedTimer>
 #include <QPainter>
 #include <QPainterPath>
+#include <QScreen>
 #include <QTextStream>
 #include <QThreadPool>
 #include <QTimer>
@@ -154,6 +158,42 @@ void addCards(QWidget *window)
     QThreadPool::globalInstance()->waitForDone();
 }
 
+using Panels = std::vector<std::shared_ptr<Panel>>;
+
+/// The cards as they stand on a desktop: with a shadow where it blends windows, square elsewhere.
+Panels showPanels(MainQueue &queue)
+{
+    const double height = QGuiApplication::primaryScreen()->geometry().height();
+    Panels panels;
+    const auto add = [&](const QRect &place, Panel::ContentFactory content) {
+        panels.push_back(std::make_shared<Panel>(
+            Panel::Options{.width = double(place.width()), .height = double(place.height())},
+            std::move(content), queue));
+        panels.back()->setFrameOrigin({double(place.x()), height - place.y() - place.height()});
+        panels.back()->orderFront();
+    };
+    const auto card = [&](const Beam &shown, bool shake, const QRect &place) {
+        add(place, [shown, shake](Panel &) {
+            return std::make_unique<IncomingBeamView>(shown, shake, [] {});
+        });
+    };
+    card(beam(QStringLiteral("look out of the window 🌈")), false, {36, 36, 300, 150});
+    card(doodle(), false, {372, 36, 300, 150});
+    card(beam(QStringLiteral("I’ll be ten minutes late, the tram is doing its thing again. Order "
+                             "me the soup if they still have it?")),
+         false, {708, 36, 300, 150});
+    card(beam(QStringLiteral("lunch is here, wake up!")), true, {36, 233, 420, 200});
+    add({492, 233, 290, 92}, [](Panel &) {
+        return std::make_unique<CapsuleCard>(beam({}), std::make_shared<CapsuleCardModel>(86381));
+    });
+    return panels;
+}
+
+bool savePicture(QWidget &window, const QString &path, bool ofScreen)
+{
+    return ofScreen ? window.screen()->grabWindow().save(path) : window.grab().save(path);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -165,17 +205,22 @@ int main(int argc, char **argv)
         (dark ? Palette::standardDark() : Palette::standardLight()).toQPalette());
 
     Background window;
+    SystemMainQueue queue;
+    Panels panels;
+    const bool inPanels = arguments.contains(QLatin1String("--panels"));
     if (arguments.contains(QLatin1String("--rows"))) {
         window.resize(592, 660);
         auto *rows = new Rows(&window);
         rows->setGeometry(36, 20, 520, 620);
+    } else if (inPanels) {
+        panels = showPanels(queue);
     } else {
         window.resize(1280, 560);
         addCards(&window);
     }
-    window.show();
-    QTimer::singleShot(500, &window, [&window, path = arguments.last()] {
-        const bool saved = window.grab().save(path);
+    window.setVisible(!inPanels);
+    QTimer::singleShot(1000, &window, [&window, inPanels, path = arguments.last()] {
+        const bool saved = savePicture(window, path, inPanels);
         QApplication::exit(saved ? 0 : 1);
     });
     return QApplication::exec();
