@@ -31,6 +31,15 @@ public:
 
     xcb_window_t root() const { return screen_->root; }
 
+    auto image(const QRect &area) const
+    {
+        return owned(xcb_get_image_reply(
+            connection_,
+            xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root(), int16_t(area.x()),
+                          int16_t(area.y()), uint16_t(area.width()), uint16_t(area.height()), ~0U),
+            nullptr));
+    }
+
     QByteArray property(xcb_window_t window, const char *name) const
     {
         const auto atom = owned(xcb_intern_atom_reply(
@@ -99,6 +108,14 @@ QList<QRect> cardsOnScreen()
         return std::tuple(a.top(), a.left()) < std::tuple(b.top(), b.left());
     });
     return frames;
+}
+
+QColor colorOnScreen(const QPoint &pixel)
+{
+    const Display display;
+    const auto reply = display.image(QRect(pixel, QSize(1, 1)));
+    return reply ? QColor::fromRgb(*reinterpret_cast<const QRgb *>(xcb_get_image_data(reply.get())))
+                 : QColor();
 }
 
 } // namespace kivolo

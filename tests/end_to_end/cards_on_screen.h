@@ -1,6 +1,7 @@
 // What a person sees of the program, as the X server tells it.
 #pragma once
 
+#include <QColor>
 #include <QList>
 #include <QRect>
 
@@ -12,5 +13,8 @@ QRect workArea();
 /// Where the visible cards of the programs of class "kivolo" stand, without their shadows, sorted
 /// from the top down and then from the left.
 QList<QRect> cardsOnScreen();
+
+/// What shows at `pixel`.
+QColor colorOnScreen(const QPoint &pixel);
 
 } // namespace kivolo

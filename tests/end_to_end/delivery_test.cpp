@@ -2,6 +2,7 @@
 // plain HTTP client.
 #include "end_to_end/cards_on_screen.h"
 #include "end_to_end/counting_proxy.h"
+#include "support/fake_portal.h"
 
 #include <QBuffer>
 #include <QDateTime>
@@ -67,7 +68,7 @@ protected:
         EXPECT_EQ(server.exitCode(), 0);
     }
 
-    void startClient()
+    void startClient(const QString &bus = {})
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"KIVOLO_API_URL"_s, QString::fromLatin1(proxy->origin()));
@@ -75,6 +76,8 @@ protected:
         environment.insert(u"KIVOLO_DEVICE_ID"_s, u"ana"_s);
         environment.insert(u"XDG_CONFIG_HOME"_s, folder.path());
         environment.insert(u"XDG_RUNTIME_DIR"_s, folder.path()); // no other Ana is in its way
+        if (!bus.isEmpty())
+            environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, bus);
         client.setProcessEnvironment(environment);
         client.setProcessChannelMode(QProcess::ForwardedChannels);
         client.start(QStringLiteral(KIVOLO_PROGRAM), {});
@@ -176,4 +179,26 @@ TEST_F(DeliveryTest, EachKindOfBeamArrivesStandsInItsPlaceAndGoes)
     })) << "the capsule has opened by itself";
     EXPECT_TRUE(eventually([] { return cardsOnScreen().isEmpty(); })) << "all have gone";
     EXPECT_EQ(client.state(), QProcess::Running);
+}
+
+TEST_F(DeliveryTest, CardsFollowTheDesktopIntoTheDarkAndBack)
+{
+    constexpr uint dark = 1;
+    constexpr uint light = 2;
+    const PrivateBus bus;
+    FakePortal portal(bus.connect(), dark);
+    startClient(bus.address());
+    send({{u"type"_s, u"text"_s},
+          {u"body"_s, u"a capsule that stays"_s},
+          {u"open_at"_s, QDateTime::currentSecsSinceEpoch() + 3600}});
+    // To the right of all words.
+    const QPoint onCard = capsuleSlot(0).topRight() + QPoint(-20, 20);
+    const auto lightness = [&] { return colorOnScreen(onCard).lightnessF(); };
+
+    ASSERT_TRUE(eventually([] { return cardsOnScreen().contains(capsuleSlot(0)); }));
+    EXPECT_TRUE(eventually([&] { return lightness() < 0.25F; })) << "the program has begun dark";
+    portal.change(light);
+    EXPECT_TRUE(eventually([&] { return lightness() > 0.9F; })) << "a card on screen brightens";
+    portal.change(dark);
+    EXPECT_TRUE(eventually([&] { return lightness() < 0.25F; })) << "and darkens";
 }
