@@ -51,6 +51,8 @@ PopupManager::~PopupManager() = default;
 
 void PopupManager::closeAll()
 {
+    untilClosed_ = std::make_unique<QObject>();
+    held_.clear();
     panels_.clear();
     buzzes_.clear();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -88,7 +90,7 @@ void PopupManager::showPopup(const Beam &beam)
     reflow(panel);
     panels_.push_back(panel);
     presenter_.present(panel, popupFadeIn);
-    surroundings_.queue.after(popupLife, this, [this, weak = std::weak_ptr(panel)] {
+    surroundings_.queue.after(popupLife, untilClosed_.get(), [this, weak = std::weak_ptr(panel)] {
         if (const auto open = weak.lock())
             dismiss(open);
     });
@@ -109,10 +111,10 @@ void PopupManager::dismiss(const std::shared_ptr<Panel> &panel)
 {
     presenter_.withdraw(panel.get());
     panel->fade(0, popupFadeOut);
-    surroundings_.queue.after(popupFadeOut, this, [this, panel] {
+    afterHolding(panel, popupFadeOut, [this](const std::shared_ptr<Panel> &faded) {
         assertOnMainThread();
-        panel->orderOut();
-        std::erase(panels_, panel);
+        faded->orderOut();
+        std::erase(panels_, faded);
         reflow();
     });
 }
@@ -130,7 +132,7 @@ void PopupManager::showBuzz(const Beam &beam)
     presenter_.present(panel, buzzFadeIn);
     surroundings_.activateApplication();
     hardShake(panel, place.origin());
-    surroundings_.queue.after(buzzLife, this, [this, weak = std::weak_ptr(panel)] {
+    surroundings_.queue.after(buzzLife, untilClosed_.get(), [this, weak = std::weak_ptr(panel)] {
         if (const auto open = weak.lock())
             endBuzz(open);
     });
@@ -140,8 +142,8 @@ void PopupManager::hardShake(const std::shared_ptr<Panel> &panel, Point base)
 {
     MainQueue::Duration due{0};
     for (const double offset : placement::shakeOffsets) {
-        surroundings_.queue.after(due, this, [panel, base, offset] {
-            panel->setFrameOrigin({base.x + offset, base.y});
+        afterHolding(panel, due, [base, offset](const std::shared_ptr<Panel> &shaken) {
+            shaken->setFrameOrigin({base.x + offset, base.y});
         });
         due += placement::shakeInterval;
     }
@@ -152,6 +154,19 @@ void PopupManager::endBuzz(const std::shared_ptr<Panel> &panel)
     presenter_.withdraw(panel.get());
     panel->orderOut();
     std::erase(buzzes_, panel);
+}
+
+// The queue keeps an action until it is due even if its context has gone, perhaps beyond the
+// application object, so that the panel must not be in the action itself.
+void PopupManager::afterHolding(const std::shared_ptr<Panel> &panel, MainQueue::Duration delay,
+                                std::function<void(const std::shared_ptr<Panel> &)> action)
+{
+    const auto place = held_.insert(held_.end(), panel);
+    surroundings_.queue.after(delay, untilClosed_.get(), [this, place, action = std::move(action)] {
+        const auto held = std::move(*place);
+        held_.erase(place);
+        action(held);
+    });
 }
 
 } // namespace kivolo

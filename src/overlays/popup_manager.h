@@ -7,6 +7,7 @@
 
 #include <QObject>
 #include <functional>
+#include <list>
 #include <memory>
 #include <vector>
 
@@ -44,6 +45,10 @@ public:
     /// buzz is not shown at all.
     void show(const Beam &beam, bool shake);
 
+    /// Takes all panels off the screen and destroys them, those on their way out included. The
+    /// last thing before the application object goes: no panel may outlive that.
+    void closeAll();
+
     /// The popups on screen, oldest first. The list is what keeps them alive.
     const std::vector<std::shared_ptr<Panel>> &panels() const { return panels_; }
     /// The buzzes on screen; they take no part in the column.
@@ -60,12 +65,15 @@ private:
     void dismiss(const std::shared_ptr<Panel> &panel);
     void hardShake(const std::shared_ptr<Panel> &panel, Point base);
     void endBuzz(const std::shared_ptr<Panel> &panel);
-    void closeAll();
+    void afterHolding(const std::shared_ptr<Panel> &panel, MainQueue::Duration delay,
+                      std::function<void(const std::shared_ptr<Panel> &)> action);
 
     Surroundings surroundings_;
     PanelPresenter presenter_;
     std::vector<std::shared_ptr<Panel>> panels_;
     std::vector<std::shared_ptr<Panel>> buzzes_;
+    std::list<std::shared_ptr<Panel>> held_; // one per action of afterHolding() still to come
+    std::unique_ptr<QObject> untilClosed_ = std::make_unique<QObject>();
 };
 
 } // namespace kivolo

@@ -194,5 +194,25 @@ TEST_F(Popups, NothingOutlivesTheManager)
     EXPECT_TRUE(panel.expired());
 }
 
+TEST_F(Popups, ClosingAllSparesNoneOnItsWayOut)
+{
+    show("fades");
+    const std::weak_ptr<Panel> fading = manager->panels().front();
+    const QPointer<QWidget> window = fading.lock()->window();
+    show("shakes", true);
+    show("stays");
+    const std::weak_ptr<Panel> shaking = manager->buzzes().front();
+    close("fades");
+    queue.advance(90ms);
+    close("shakes");
+    EXPECT_FALSE(shaking.expired()) << "nothing is under way";
+    manager->closeAll();
+    EXPECT_TRUE(fading.expired());
+    EXPECT_TRUE(shaking.expired());
+    EXPECT_FALSE(window);
+    EXPECT_EQ(queue.pending(), 0U);
+    queue.advance(20s);
+}
+
 } // namespace
 } // namespace kivolo
