@@ -10,6 +10,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
 #include <gmock/gmock.h>
@@ -290,14 +291,35 @@ TEST_F(FloatingPanel, AreShownOnePerTurnAndFadeTogether)
     EXPECT_EQ(queue.pending(), 0U);
 }
 
-TEST_F(FloatingPanel, VisibleFrameIsTheScreenWithoutPanels)
+// Of the main screen, in points from its own corner.
+bool visibleFrameIs(const Rect &expected)
 {
-    const auto frame = SystemScreen().visibleFrame();
-    ASSERT_TRUE(frame);
-    const QRect available = qApp->primaryScreen()->availableGeometry();
-    EXPECT_EQ(frame->width, available.width());
-    EXPECT_EQ(frame->maxX(), available.x() + available.width());
-    EXPECT_EQ(frame->maxY(), qApp->primaryScreen()->geometry().height() - available.y());
+    return QTest::qWaitFor([&] { return SystemScreen().visibleFrame() == expected; });
+}
+
+TEST_F(FloatingPanel, VisibleFrameIsTheScreenWithoutItsTopBar)
+{
+    const QSizeF screen = qApp->primaryScreen()->geometry().size();
+    EXPECT_TRUE(visibleFrameIs({0, 0, screen.width(), screen.height()}));
+    XServer bar;
+    bar.addTopBar(std::uint32_t(30 * scale()));
+    EXPECT_TRUE(visibleFrameIs({0, 0, screen.width(), screen.height() - 30}));
+
+    // The same screen as two monitors, the right one the main one.
+    const auto xrandr = [](const char *arguments) {
+        return QProcess::execute(QStringLiteral("xrandr"),
+                                 QString::fromLatin1(arguments).split(QLatin1Char(' '))) == 0;
+    };
+    const auto monitors = [](int count) {
+        return QTest::qWaitFor([=] { return QGuiApplication::screens().size() == count; });
+    };
+    const auto oneAgain = qScopeGuard([&] {
+        EXPECT_TRUE(xrandr("--delmonitor left") && xrandr("--delmonitor right") && monitors(1));
+    });
+    ASSERT_TRUE(xrandr("--setmonitor right 720/190x900/238+720+0 none") &&
+                xrandr("--setmonitor left 720/190x900/238+0+0 screen") && monitors(2));
+    EXPECT_EQ(qApp->primaryScreen()->geometry().left(), 720);
+    EXPECT_TRUE(visibleFrameIs({0, 0, screen.width() / 2, screen.height() - 30}));
 }
 
 using PanelWithoutCompositor = FloatingPanel;

@@ -1,6 +1,7 @@
 #include "desktop/x_server.h"
 
 #include <QWidget>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <span>
@@ -99,6 +100,24 @@ xcb_window_t XServer::activeWindow() const
 {
     const auto active = values(root_, "_NET_ACTIVE_WINDOW");
     return active.empty() ? xcb_window_t(XCB_WINDOW_NONE) : active.front();
+}
+
+void XServer::addTopBar(std::uint32_t height)
+{
+    const auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
+    const std::uint32_t width = screen->width_in_pixels;
+    const xcb_window_t bar = xcb_generate_id(connection_);
+    xcb_create_window(connection_, 0, bar, root_, 0, 0, std::uint16_t(width), std::uint16_t(height),
+                      0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    const std::array type{atom("_NET_WM_WINDOW_TYPE_DOCK")};
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, bar, atom("_NET_WM_WINDOW_TYPE"),
+                        XCB_ATOM_ATOM, 32, type.size(), type.data());
+    // Left, right, top, bottom, then where along its edge each of them begins and ends.
+    const std::array<std::uint32_t, 12> strut{0, 0, height, 0, 0, 0, 0, 0, 0, width - 1, 0, 0};
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, bar, atom("_NET_WM_STRUT_PARTIAL"),
+                        XCB_ATOM_CARDINAL, 32, strut.size(), strut.data());
+    xcb_map_window(connection_, bar);
+    xcb_flush(connection_);
 }
 
 void XServer::claimCompositor(bool claim)

@@ -30,6 +30,10 @@ public:
     std::vector<QRect> inputShape(const QWidget &widget) const;
     xcb_window_t activeWindow() const;
 
+    /// Puts a desktop panel along the top edge of the whole desktop that keeps `height` device
+    /// pixels for itself. Goes with this connection.
+    void addTopBar(std::uint32_t height);
+
     /// Takes or gives up the selection by which a compositor makes itself known.
     void claimCompositor(bool claim);
     bool hasCompositor() const;

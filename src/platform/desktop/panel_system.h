@@ -1,10 +1,12 @@
-// What a panel needs of the window system beyond what Qt offers. One source file per window system
-// implements it; on any other each function does nothing and windows are not blended.
+// What a panel and its screen need of the window system beyond what Qt offers. One source file per
+// window system implements it; on any other each function does nothing, windows are not blended and
+// no work area is known.
 #pragma once
 
 #include <QRect>
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QWindow;
 
@@ -31,5 +33,9 @@ void makeFloating(QWindow &window);
 /// not part of the window's frame, and transparent to the mouse. `windowSize` is the size it
 /// is meant to have, which a hidden window may not have taken yet.
 void setCard(QWindow &window, const QSize &windowSize, const QRect &card);
+
+/// The rectangle that panels and docks leave of the whole desktop, all screens together, in device
+/// pixels. Costs a round trip to the window system.
+std::optional<QRect> workArea();
 
 } // namespace kivolo::panel_system

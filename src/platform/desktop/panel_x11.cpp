@@ -47,6 +47,7 @@ enum Atom {
     Delete_window,
     Ping,
     Selection,
+    Work_area,
     Atom_count
 };
 
@@ -70,7 +71,8 @@ xcb_atom_t atom(Atom which)
                                                                 "WM_PROTOCOLS",
                                                                 "WM_DELETE_WINDOW",
                                                                 "_NET_WM_PING",
-                                                                "_NET_WM_CM_S0"};
+                                                                "_NET_WM_CM_S0",
+                                                                "_NET_WORKAREA"};
         std::array<xcb_intern_atom_cookie_t, Atom_count> cookies;
         for (std::size_t i = 0; i < names.size(); ++i)
             cookies[i] =
@@ -214,6 +216,23 @@ void setCard(QWindow &window, const QSize &windowSize, const QRect &card)
                                    uint16_t(device(card.width())), uint16_t(device(card.height()))};
     xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
                          XCB_CLIP_ORDERING_UNSORTED, xcb_window_t(window.winId()), 0, 0, 1, &shape);
+}
+
+std::optional<QRect> workArea()
+{
+    if (!connection())
+        return std::nullopt;
+    // One rectangle per virtual desktop. The first one will do: panels are on all of them.
+    constexpr uint32_t length = 4;
+    const ReplyPtr<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(connection(),
+                               xcb_get_property(connection(), false, rootWindow(), atom(Work_area),
+                                                XCB_ATOM_CARDINAL, 0, length),
+                               nullptr));
+    if (!reply || reply->format != 32 || reply->value_len < length)
+        return std::nullopt;
+    const auto *area = static_cast<const int32_t *>(xcb_get_property_value(reply.get()));
+    return QRect(area[0], area[1], area[2], area[3]);
 }
 
 } // namespace kivolo::panel_system
