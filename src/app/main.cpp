@@ -5,8 +5,19 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <cstdio>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace {
+
+/// The threads take turns, so heaps of their own would only keep memory from one another.
+void shareOneHeap()
+{
+#ifdef __GLIBC__
+    mallopt(M_ARENA_MAX, 1);
+#endif
+}
 
 int fail(const QString &reason)
 {
@@ -19,6 +30,7 @@ int fail(const QString &reason)
 int main(int argc, char **argv)
 {
     using kivolo::SingleInstance;
+    shareOneHeap();
     kivolo::application::chooseWindowSystem();
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("kivolo"));
