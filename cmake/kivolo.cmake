@@ -5,7 +5,6 @@ find_package(QCoro6 0.8 REQUIRED COMPONENTS Core)
 find_package(GTest REQUIRED)
 find_package(Threads REQUIRED)
 set(QT_NO_CREATE_VERSIONLESS_TARGETS TRUE)
-qcoro_enable_coroutines()
 
 add_library(kivolo_options INTERFACE)
 target_compile_options(kivolo_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)

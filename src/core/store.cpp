@@ -23,7 +23,7 @@ Store::~Store()
 
 std::shared_ptr<Store> Store::create(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
 {
-    const std::shared_ptr<Store> store(new Store(queue, defaults, std::move(overlays)));
+    std::shared_ptr<Store> store(new Store(queue, defaults, std::move(overlays)));
     KivoloAPI::onForceUpdate = [weak = std::weak_ptr(store)](const QString &url) {
         if (const auto alive = weak.lock())
             alive->forceUpdate = url;
