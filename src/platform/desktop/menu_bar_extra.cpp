@@ -9,135 +9,84 @@
 #include <QPalette>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <utility>
 
 namespace kivolo {
 
 using namespace std::chrono_literals;
 
 namespace {
+
 constexpr double panelWidth = 320;
 constexpr double panelHeight = 480;
-constexpr double gap = 4; // between icon and panel
-constexpr MainQueue::Duration searchInterval = 2s;
-// A click on the icon may take the focus away before it arrives; it is meant to close.
-constexpr MainQueue::Duration sameClick = 300ms;
+constexpr auto searchInterval = 5s;
+/// A click on the icon takes the focus first, which closes the panel, and is told only then.
+constexpr auto clickAfterClosing = 300ms;
+
+double within(double value, double low, double high)
+{
+    return std::max(low, std::min(value, high));
+}
+
 } // namespace
 
-class MenuBarPanel final : public QWidget
+Rect menuBarPanelFrame(double width, double height, const std::optional<Rect> &icon, Point click,
+                       const Rect &visibleFrame)
 {
-    Q_OBJECT
-public:
-    MenuBarPanel()
-        : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
-    {
-        setAttribute(Qt::WA_QuitOnClose, false);
-        setFixedSize(int(panelWidth), int(panelHeight));
-    }
-
-    void setContent(std::unique_ptr<QWidget> content)
-    {
-        auto *layout = std::make_unique<QVBoxLayout>(this).release(); // owned by its parent
-        layout->setContentsMargins({});
-        layout->addWidget(content.release());
-    }
-
-Q_SIGNALS:
-    void focusLost();
-    void paletteChanged();
-
-protected:
-    bool event(QEvent *event) override
-    {
-        if (event->type() == QEvent::WindowDeactivate && isVisible()) {
-            hide();
-            Q_EMIT focusLost();
-        }
-        return QWidget::event(event);
-    }
-    void changeEvent(QEvent *event) override
-    {
-        QWidget::changeEvent(event);
-        if (event->type() == QEvent::PaletteChange)
-            Q_EMIT paletteChanged();
-    }
-};
-
-Rect menuBarPanelFrame(const Rect &visibleFrame, const std::optional<Rect> &icon, Point pointer)
-{
-    const Rect from = icon.value_or(Rect{pointer.x, pointer.y, 0, 0});
-    const bool below = from.midY() > visibleFrame.midY();
-    double x = from.midX() - panelWidth / 2;
-    double y = below ? from.minY() - gap - panelHeight : from.maxY() + gap;
+    const double right = visibleFrame.maxX() - width;
+    const double top = visibleFrame.maxY() - height;
     if (!icon) {
-        x = pointer.x > visibleFrame.midX() ? visibleFrame.maxX() - panelWidth
-                                            : visibleFrame.minX();
-        y = below ? visibleFrame.maxY() - panelHeight : visibleFrame.minY();
+        return {click.x < visibleFrame.midX() ? visibleFrame.minX() : right,
+                click.y < visibleFrame.midY() ? visibleFrame.minY() : top, width, height};
     }
-    x = std::max(visibleFrame.minX(), std::min(x, visibleFrame.maxX() - panelWidth));
-    y = std::min(visibleFrame.maxY() - panelHeight, std::max(y, visibleFrame.minY()));
-    return {x, y, panelWidth, panelHeight};
+    const bool below = icon->midY() >= visibleFrame.midY();
+    return {within(icon->midX() - width / 2, visibleFrame.minX(), right),
+            within(below ? icon->minY() - height : icon->maxY(), visibleFrame.minY(), top), width,
+            height};
 }
 
-MenuBarExtra::MenuBarExtra(QString title, Icons icons, ContentFactory makeContent, MainQueue &queue,
-                           const Screen &screen)
-    : title_(std::move(title))
-    , icons_(std::move(icons))
-    , makeContent_(std::move(makeContent))
-    , queue_(queue)
+MenuBarExtra::MenuBarExtra(const QString &title, Icons icons, std::unique_ptr<QWidget> content,
+                           const Screen &screen, MainQueue &queue)
+    : icons_(std::move(icons))
     , screen_(screen)
-    , panel_(std::make_unique<MenuBarPanel>())
+    , queue_(queue)
+    , panel_(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
 {
-    connect(menu_.addAction(QStringLiteral("Open")), &QAction::triggered, this,
-            &MenuBarExtra::open);
-    connect(panel_.get(), &MenuBarPanel::focusLost, this, [this] { lostFocus_ = queue_.uptime(); });
-    connect(panel_.get(), &MenuBarPanel::paletteChanged, this, &MenuBarExtra::chooseIcon);
-    search_ = queue_.every(searchInterval, [this] { lookForTray(); });
-    // Not now, because looking may ask the message bus.
-    queue_.after(0ms, this, [this] { lookForTray(); });
-}
+    panel_.setWindowTitle(title);
+    panel_.setFixedSize(int(panelWidth), int(panelHeight));
+    auto *layout = new QVBoxLayout(&panel_);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(content.release());
+    panel_.installEventFilter(this);
 
-MenuBarExtra::~MenuBarExtra() = default;
-
-bool MenuBarExtra::isAvailable() const
-{
-    return icon_ && QSystemTrayIcon::isSystemTrayAvailable();
-}
-
-QWidget &MenuBarExtra::panel()
-{
-    return *panel_;
-}
-
-void MenuBarExtra::lookForTray()
-{
-    if (icon_ || !QSystemTrayIcon::isSystemTrayAvailable())
-        return;
-    search_.reset();
-    icon_ = std::make_unique<QSystemTrayIcon>();
-    icon_->setToolTip(title_);
-    icon_->setContextMenu(&menu_);
-    connect(icon_.get(), &QSystemTrayIcon::activated, this, &MenuBarExtra::clicked);
+    // First, for desktops on which a click can do nothing but open the menu.
+    menu_.addAction(tr("Open"), this, &MenuBarExtra::open);
+    tray_.setContextMenu(&menu_);
+    tray_.setToolTip(title.toHtmlEscaped());
+    connect(&tray_, &QSystemTrayIcon::activated, this, [this](auto reason) {
+        if (reason == QSystemTrayIcon::Trigger)
+            toggle();
+    });
     chooseIcon();
-    icon_->show();
+    qApp->installEventFilter(this);
+    search_ = queue_.every(searchInterval, [this] { findTray(); });
+    findTray();
+}
+
+void MenuBarExtra::findTray()
+{
+    if (!QSystemTrayIcon::isSystemTrayAvailable())
+        return;
+    tray_.show();
+    search_.reset();
     Q_EMIT availabilityChanged();
 }
 
-void MenuBarExtra::chooseIcon()
+void MenuBarExtra::toggle()
 {
-    const bool dark = QGuiApplication::palette().color(QPalette::Window).lightness() < 128;
-    if (icon_)
-        icon_->setIcon(dark ? icons_.onDark : icons_.onLight);
-}
-
-void MenuBarExtra::clicked(QSystemTrayIcon::ActivationReason reason)
-{
-    // The second half of a double click has a reason of its own, so that such a click opens.
-    if (reason != QSystemTrayIcon::Trigger)
-        return;
-    if (panel_->isVisible())
-        panel_->hide();
-    else if (!lostFocus_ || queue_.uptime() - *lostFocus_ > sameClick)
+    const bool justClosed = closedAt_ && queue_.uptime() - *closedAt_ < clickAfterClosing;
+    if (isOpen())
+        close();
+    else if (!justClosed)
         open();
 }
 
@@ -146,18 +95,38 @@ void MenuBarExtra::open()
     const auto visibleFrame = screen_.visibleFrame();
     if (!visibleFrame)
         return;
-    if (makeContent_)
-        panel_->setContent(std::exchange(makeContent_, {})());
-    std::optional<Rect> icon;
-    if (icon_ && !icon_->geometry().isEmpty())
-        icon = toProgram(icon_->geometry());
-    const Point pointer = toProgram(QRect(QCursor::pos(), QSize())).origin();
-    panel_->move(toDesktop(menuBarPanelFrame(*visibleFrame, icon, pointer)).topLeft());
-    panel_->show();
-    panel_->raise();
-    panel_->activateWindow();
+    const QRect geometry = tray_.geometry();
+    const auto icon = geometry.isValid() ? std::optional(toProgram(geometry)) : std::nullopt;
+    const Point click = toProgram(QRect(QCursor::pos(), QSize(1, 1))).origin();
+    panel_.setGeometry(
+        toDesktop(menuBarPanelFrame(panelWidth, panelHeight, icon, click, *visibleFrame)));
+    panel_.show();
+    panel_.raise();
+    panel_.activateWindow();
+}
+
+void MenuBarExtra::close()
+{
+    panel_.hide();
+}
+
+void MenuBarExtra::chooseIcon()
+{
+    const QPalette palette = QGuiApplication::palette();
+    const bool dark =
+        palette.windowText().color().lightness() > palette.window().color().lightness();
+    tray_.setIcon(dark ? icons_.onDark : icons_.onLight);
+}
+
+bool MenuBarExtra::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == &panel_ && event->type() == QEvent::WindowDeactivate && isOpen()) {
+        closedAt_ = queue_.uptime();
+        close();
+    } else if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange) {
+        chooseIcon();
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 } // namespace kivolo
-
-#include "menu_bar_extra.moc"
