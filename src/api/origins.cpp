@@ -56,7 +56,7 @@ QString siteOrigin()
 QUrl requestUrl(const QString &text)
 {
     const QByteArray bytes = text.toUtf8();
-    const QUrl url = isUrlText(bytes) ? QUrl::fromEncoded(bytes, QUrl::StrictMode) : QUrl();
+    QUrl url = isUrlText(bytes) ? QUrl::fromEncoded(bytes, QUrl::StrictMode) : QUrl();
     if (!url.isValid() || url.host().isEmpty())
         throw UrlError(
             QCoreApplication::translate("KivoloAPI", "The server's address is not valid."));

@@ -15,7 +15,7 @@ namespace {
 void shareOneHeap()
 {
 #ifdef __GLIBC__
-    mallopt(M_ARENA_MAX, 1);
+    mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): there is one thread yet
 #endif
 }
 

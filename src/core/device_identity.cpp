@@ -12,7 +12,7 @@ QString deviceIdentity(UserDefaults &defaults)
     const QString key = QStringLiteral("kivolo_device_id");
     if (const auto stored = defaults.string(key))
         return *stored;
-    const QString generated = randomUuid();
+    QString generated = randomUuid();
     defaults.setString(key, generated);
     return generated;
 }
