@@ -67,7 +67,6 @@ MenuBarExtra::MenuBarExtra(const QString &title, Icons icons, std::unique_ptr<QW
             toggle();
     });
     chooseIcon();
-    qApp->installEventFilter(this);
     search_ = queue_.every(searchInterval, [this] { findTray(); });
     findTray();
 }
@@ -123,7 +122,7 @@ bool MenuBarExtra::eventFilter(QObject *watched, QEvent *event)
     if (watched == &panel_ && event->type() == QEvent::WindowDeactivate && isOpen()) {
         closedAt_ = queue_.uptime();
         close();
-    } else if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange) {
+    } else if (watched == &panel_ && event->type() == QEvent::PaletteChange) {
         chooseIcon();
     }
     return QObject::eventFilter(watched, event);

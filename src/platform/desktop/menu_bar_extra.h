@@ -39,7 +39,10 @@ public:
                  const Screen &screen, MainQueue &queue);
 
     /// Whether the desktop shows the icon. A tray may come only after the program.
-    bool isAvailable() const { return tray_.isVisible(); }
+    bool isAvailable() const
+    {
+        return tray_.isVisible() && QSystemTrayIcon::isSystemTrayAvailable();
+    }
 
     void open();
     void close();
@@ -47,6 +50,7 @@ public:
     const QWidget &panel() const { return panel_; }
 
 Q_SIGNALS:
+    /// A tray has come after the extra was made. One that goes is told by isAvailable() alone.
     void availabilityChanged();
 
 protected:
