@@ -96,7 +96,7 @@ TextBlock &TextBlock::operator=(TextBlock &&) noexcept = default;
 void TextBlock::appendParagraph(const QString &text)
 {
     if (text.isEmpty()) {
-        size_.rheight() += QFontMetricsF(font_).height();
+        size_.rheight() += spacingAbove() + QFontMetricsF(font_).height();
         return;
     }
     constexpr qsizetype pieceLength = 256;
@@ -116,7 +116,8 @@ void TextBlock::appendParagraph(const QString &text)
 qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool last)
 {
     const QFontMetricsF metrics(font_);
-    Piece piece{std::make_unique<QTextLayout>(text, font_), 0, size_.height(), 0, rightToLeft};
+    Piece piece{std::make_unique<QTextLayout>(text, font_), 0, size_.height() + spacingAbove(), 0,
+                rightToLeft};
     QTextLayout &layout = *piece.layout;
     layout.setCacheEnabled(true);
     layout.setFormats(emojiFormats(text, font_));
@@ -138,8 +139,9 @@ qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool las
         // needs the room does.
         const bool fits = line.height() <= metrics.height() * 1.4;
         const qreal above = fits ? line.ascent() - metrics.ascent() : 0;
-        line.setPosition({0, piece.height - above});
-        lineHeight = fits ? metrics.height() : line.height();
+        const qreal gap = piece.height > 0 ? bounds_.lineSpacing : 0;
+        line.setPosition({0, piece.height + gap - above});
+        lineHeight = gap + (fits ? metrics.height() : line.height());
         piece.height += lineHeight;
     }
     layout.endLayout();
@@ -154,7 +156,7 @@ qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool las
     for (int i = 0; i < piece.lineCount; ++i)
         size_.setWidth(
             qMax(size_.width(), qMin(layout.lineAt(i).naturalTextWidth(), bounds_.width)));
-    size_.rheight() += piece.height;
+    size_.setHeight(piece.top + piece.height);
     const QTextLine end = layout.lineAt(piece.lineCount - 1);
     const qsizetype used = end.textStart() + end.textLength();
     laidOutLength_ += used;
@@ -163,7 +165,7 @@ qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool las
 }
 
 void TextBlock::paint(QPainter &painter, const QPointF &topLeft, qreal width, const QColor &color,
-                      const QRectF &visible) const
+                      const QRectF &visible, Alignment alignment) const
 {
     painter.setPen(color);
     for (const Piece &piece : pieces_) {
@@ -179,7 +181,10 @@ void TextBlock::paint(QPainter &painter, const QPointF &topLeft, qreal width, co
                 continue;
             if (top > visible.bottom())
                 break;
-            const qreal indent = piece.rightToLeft ? width - line.naturalTextWidth() : 0;
+            const qreal rest = width - line.naturalTextWidth();
+            const qreal indent = alignment == Alignment::Center ? rest / 2
+                                 : piece.rightToLeft            ? rest
+                                                                : 0;
             line.draw(&painter, origin + QPointF(indent, 0));
         }
     }

@@ -28,7 +28,10 @@ public:
         qreal height = std::numeric_limits<qreal>::infinity();
         /// UTF-16 code units; the rest of the text is left out.
         qsizetype length = std::numeric_limits<qsizetype>::max();
+        /// Points between one line and the next, beyond the font's own.
+        qreal lineSpacing = 0;
     };
+    enum class Alignment { Leading, Center };
 
     TextBlock(const QString &text, const QFont &font, const Bounds &bounds);
     ~TextBlock();
@@ -39,10 +42,10 @@ public:
     QSizeF size() const { return size_; }
     qsizetype laidOutLength() const { return laidOutLength_; }
 
-    /// Paints the lines that meet `visible` (in the painter's coordinates). Right-to-left lines end
-    /// at `topLeft.x() + width`.
+    /// Paints the lines that meet `visible` (in the painter's coordinates) into a column of
+    /// `width`. Leading lines that run from right to left end at its right edge.
     void paint(QPainter &painter, const QPointF &topLeft, qreal width, const QColor &color,
-               const QRectF &visible) const;
+               const QRectF &visible, Alignment alignment = Alignment::Leading) const;
 
 private:
     struct Piece
@@ -54,6 +57,7 @@ private:
         bool rightToLeft = false;
     };
     void appendParagraph(const QString &text);
+    qreal spacingAbove() const { return size_.height() > 0 ? bounds_.lineSpacing : 0; }
     /// Returns how much of `text` its lines hold. The last of them is left out unless `last`.
     qsizetype appendPiece(const QString &text, bool rightToLeft, bool last);
 
