@@ -32,6 +32,7 @@ const Palette &Palette::standardLight()
         .material = withOpacity(QColor(0xFB, 0xFA, 0xFE), 0.95),
         .field = Qt::white,
         .button = Qt::white,
+        .red = QColor(0xD0, 0x2C, 0x43),
     };
     return palette;
 }
@@ -48,6 +49,7 @@ const Palette &Palette::standardDark()
         .material = withOpacity(QColor(0x2A, 0x27, 0x34), 0.95),
         .field = QColor(0x17, 0x15, 0x1D),
         .button = QColor(0x3A, 0x37, 0x45),
+        .red = QColor(0xFF, 0x6B, 0x7A),
     };
     return palette;
 }
@@ -76,6 +78,7 @@ static Palette derived(const QPalette &palette)
         .material = withOpacity(mixed(window, raised, dark ? 0.4 : 0.6), 0.95),
         .field = palette.color(QPalette::Base),
         .button = palette.color(QPalette::Button),
+        .red = (dark ? Palette::standardDark() : Palette::standardLight()).red,
     };
 }
 

@@ -18,6 +18,7 @@ struct Palette
     QColor material;   ///< A floating card; lets a little of what is behind it through.
     QColor field;      ///< Behind text that can be edited.
     QColor button;
+    QColor red; ///< What went wrong.
 
     /// What the program shows on a desktop that gives no colours of its own.
     static const Palette &standardLight();

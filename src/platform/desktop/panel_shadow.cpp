@@ -11,9 +11,6 @@ namespace kivolo {
 
 namespace {
 
-constexpr double opacity = 0.25;
-constexpr double sigma = 15;
-constexpr double drop = 10; // the light comes from above
 // From here on inwards along an edge the corner no longer shows.
 constexpr double reach = 28;
 
@@ -48,7 +45,7 @@ void blur(std::vector<float> &values, int width, int height, double deviation)
 }
 
 // The blurred shape of a card as `mask`, in black.
-QImage shadowOf(const QImage &mask, double deviation)
+QImage shadowOf(const QImage &mask, double deviation, double opacity)
 {
     const int width = mask.width();
     const int height = mask.height();
@@ -75,7 +72,7 @@ double cornerSize(double cornerRadius)
 }
 
 // The shadow around such a card; everything larger is this picture with its edges drawn out.
-QPixmap makeTile(double cornerRadius, double scale)
+QPixmap makeTile(double cornerRadius, double scale, const Shadow &shadow)
 {
     const double side = 2 * cornerSize(cornerRadius) + 1;
     const QRectF card(shadowMargins.left(), shadowMargins.top(), side, side);
@@ -89,9 +86,9 @@ QPixmap makeTile(double cornerRadius, double scale)
         painter.scale(scale, scale);
         painter.setBrush(Qt::black);
         painter.setPen(Qt::NoPen);
-        painter.drawRoundedRect(card.translated(0, drop), cornerRadius, cornerRadius);
+        painter.drawRoundedRect(card.translated(0, shadow.drop), cornerRadius, cornerRadius);
     }
-    QImage tile = shadowOf(mask, sigma * scale);
+    QImage tile = shadowOf(mask, shadow.sigma * scale, shadow.opacity);
     {
         QPainter painter(&tile);
         painter.setRenderHint(QPainter::Antialiasing);
@@ -105,12 +102,17 @@ QPixmap makeTile(double cornerRadius, double scale)
     return QPixmap::fromImage(std::move(tile));
 }
 
-QPixmap tileFor(double cornerRadius, double scale)
+QPixmap tileFor(double cornerRadius, double scale, const Shadow &shadow)
 {
-    const QString key = QStringLiteral("kivolo/shadow/%1/%2").arg(cornerRadius).arg(scale);
+    const QString key = QStringLiteral("kivolo/shadow/%1/%2/%3/%4/%5")
+                            .arg(cornerRadius)
+                            .arg(scale)
+                            .arg(shadow.opacity)
+                            .arg(shadow.sigma)
+                            .arg(shadow.drop);
     QPixmap tile;
     if (!QPixmapCache::find(key, &tile)) {
-        tile = makeTile(cornerRadius, scale);
+        tile = makeTile(cornerRadius, scale, shadow);
         QPixmapCache::insert(key, tile);
     }
     return tile;
@@ -118,10 +120,10 @@ QPixmap tileFor(double cornerRadius, double scale)
 
 } // namespace
 
-void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius)
+void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius, const Shadow &shadow)
 {
     const double scale = painter.device()->devicePixelRatioF();
-    const QPixmap tile = tileFor(cornerRadius, scale);
+    const QPixmap tile = tileFor(cornerRadius, scale, shadow);
     const double corner = cornerSize(cornerRadius);
     const QRectF around = card.marginsAdded(shadowMargins);
 

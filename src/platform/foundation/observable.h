@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QObject>
+#include <functional>
 #include <utility>
 
 namespace kivolo {
@@ -18,6 +19,10 @@ Q_SIGNALS:
     /// that wants the new one looks again at the next turn of the event loop.
     void objectWillChange();
 };
+
+/// Calls `render` after changes of `object`: at the next turn of the event loop, when the new
+/// values can be read, and once however many there were. Ends with `observer`.
+void observe(const ObservableObject &object, QObject *observer, std::function<void()> render);
 
 /// A property that announces each assignment through its owner before it happens, also one
 /// that assigns an equal value.

@@ -1,0 +1,49 @@
+// What lies under a view: a shape, filled, with or without an outline.
+#pragma once
+
+#include "style/fill.h"
+
+#include <QPainterPath>
+#include <optional>
+
+class QPainter;
+
+namespace kivolo {
+
+/// A value that paints itself. Corners have continuous curvature.
+class Background
+{
+public:
+    static Background rectangle(Fill fill) { return {Rectangle, 0, fill}; }
+    static Background rounded(qreal radius, Fill fill) { return {Rounded, radius, fill}; }
+    /// With ends as round as the view is high; on a square view, a circle.
+    static Background capsule(Fill fill) { return {Capsule, 0, fill}; }
+
+    /// The same with a line of `width` along its inner edge.
+    Background outlined(Fill line, qreal width = 1) const;
+
+    QPainterPath shape(const QRectF &rect) const;
+    /// Of the corners it has on a view of `size`.
+    qreal cornerRadius(const QSizeF &size) const;
+    void paint(QPainter &painter, const QRectF &rect, const Palette &colors) const;
+
+private:
+    enum Form { Rectangle, Rounded, Capsule };
+    struct Outline
+    {
+        Fill fill;
+        qreal width;
+    };
+    Background(Form form, qreal radius, Fill fill)
+        : form_(form)
+        , radius_(radius)
+        , fill_(fill)
+    {}
+
+    Form form_;
+    qreal radius_;
+    Fill fill_;
+    std::optional<Outline> outline_;
+};
+
+} // namespace kivolo

@@ -1,0 +1,231 @@
+#include "style/button.h"
+
+#include "style/palette.h"
+#include "style/stack_layout.h"
+#include "style/text_style.h"
+
+#include <QKeyEvent>
+#include <QMenu>
+#include <QPainter>
+#include <QProxyStyle>
+#include <QStyleOptionMenuItem>
+
+namespace kivolo {
+
+namespace {
+
+constexpr int bezelPadding = 14;
+constexpr int bezelHeight = 28;
+constexpr qreal bezelRadius = 6;
+constexpr int largeBezelHeight = 32;
+constexpr qreal largeBezelRadius = 8;
+constexpr int overflowWidth = 22;
+constexpr int overflowPadding = 6;
+constexpr double hoverTint = 0.05;
+
+constexpr char destructive[] = "destructive";
+
+/// Paints the destructive items of a menu in red, and leaves everything else to the desktop's
+/// style.
+class MenuStyle final : public QProxyStyle
+{
+public:
+    void drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
+                     const QWidget *widget) const override
+    {
+        const auto *item = qstyleoption_cast<const QStyleOptionMenuItem *>(option);
+        const auto *menu = qobject_cast<const QMenu *>(widget);
+        const QAction *action = item && menu ? menu->actionAt(item->rect.center()) : nullptr;
+        if (!action || !action->property(destructive).toBool()) {
+            QProxyStyle::drawControl(element, option, painter, widget);
+            return;
+        }
+        QStyleOptionMenuItem red(*item);
+        for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText})
+            red.palette.setColor(role, Palette::of(item->palette).red);
+        QProxyStyle::drawControl(element, &red, painter, widget);
+    }
+};
+
+} // namespace
+
+Button::Button(QWidget *face, const QString &name, std::function<void()> action)
+    : layout_(new StackLayout(Qt::Vertical, 0, Qt::AlignCenter))
+{
+    setLayout(layout_);
+    face->setAttribute(Qt::WA_TransparentForMouseEvents); // it is part of the button
+    layout_->addWidget(face);
+    setAccessibleName(name);
+    setFocusPolicy(Qt::TabFocus);
+    setAttribute(Qt::WA_Hover);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    connect(this, &QAbstractButton::clicked, this, [run = std::move(action)] { run(); });
+}
+
+Button *Button::padded(int horizontal, int vertical)
+{
+    layout_->setContentsMargins(horizontal, vertical, horizontal, vertical);
+    return this;
+}
+
+Button *Button::on(const Background &background)
+{
+    background_ = background;
+    update();
+    return this;
+}
+
+Button *Button::filling()
+{
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    return this;
+}
+
+Button *Button::wide(int width)
+{
+    setFixedWidth(width);
+    return this;
+}
+
+Button *Button::high(int height)
+{
+    setFixedHeight(height);
+    return this;
+}
+
+Button *Button::tip(const QString &tip)
+{
+    setToolTip(tip.toHtmlEscaped());
+    return this;
+}
+
+qreal Button::cornerRadius() const
+{
+    return background_ ? background_->cornerRadius(size()) : 4;
+}
+
+QSize Button::sizeHint() const
+{
+    return layout_->totalSizeHint();
+}
+
+QSize Button::minimumSizeHint() const
+{
+    return layout_->totalMinimumSize();
+}
+
+bool Button::event(QEvent *event)
+{
+    // While it has the focus, Return is its own and not the window's default action.
+    if (event->type() == QEvent::ShortcutOverride) {
+        const int key = static_cast<QKeyEvent *>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            event->accept();
+    }
+    return QAbstractButton::event(event);
+}
+
+void Button::keyPressEvent(QKeyEvent *event)
+{
+    if ((event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) && !event->isAutoRepeat())
+        click();
+    else
+        QAbstractButton::keyPressEvent(event);
+}
+
+void Button::paintEvent(QPaintEvent *)
+{
+    if (!background_)
+        return;
+    QPainter painter(this);
+    painter.setOpacity(inkOpacity(*this));
+    const Palette colors = Palette::of(palette());
+    background_->paint(painter, rect(), colors);
+    if (isEnabled() && underMouse() && !isDown())
+        painter.fillPath(background_->shape(rect()), colors.tint(hoverTint));
+}
+
+Button *plainButton(QWidget *face, const QString &name, std::function<void()> action)
+{
+    return new Button(face, name, std::move(action));
+}
+
+Button *plainButton(Text *face, std::function<void()> action)
+{
+    const QString name = face->text();
+    return plainButton(face->oneLine(), name, std::move(action));
+}
+
+static Button *bezel(QWidget *face, const QString &name, std::function<void()> action,
+                     const Background &background, int height)
+{
+    return plainButton(face, name, std::move(action))
+        ->padded(bezelPadding, 0)
+        ->on(background)
+        ->high(height);
+}
+
+Button *borderedButton(Text *face, std::function<void()> action)
+{
+    const QString name = face->text();
+    return bezel(face->oneLine(), name, std::move(action),
+                 Background::rounded(bezelRadius, Fill::button()).outlined(Fill::quaternary()),
+                 bezelHeight);
+}
+
+Button *largeBorderedButton(Label *face, std::function<void()> action)
+{
+    return bezel(face, face->text(), std::move(action),
+                 Background::rounded(largeBezelRadius, Fill::button()).outlined(Fill::quaternary()),
+                 largeBezelHeight);
+}
+
+static Background prominent()
+{
+    return Background::rounded(largeBezelRadius, Fill::violet());
+}
+
+Button *prominentButton(Text *face, std::function<void()> action)
+{
+    const QString name = face->text();
+    return bezel(face->oneLine()->in(Fill::white()), name, std::move(action), prominent(),
+                 largeBezelHeight);
+}
+
+Button *prominentButton(Label *face, std::function<void()> action)
+{
+    return bezel(face->in(Fill::white()), face->text(), std::move(action), prominent(),
+                 largeBezelHeight);
+}
+
+Button *chip(const QString &text, const QString &symbol, std::function<void()> action)
+{
+    return plainButton(label(text, symbol, bold(textFont(TextStyle::Caption)))->in(Fill::violet()),
+                       text, std::move(action))
+        ->padded(10, 6)
+        ->on(Background::capsule(Fill::violet(0.12)));
+}
+
+Button *overflowMenu(QMenu *menu)
+{
+    Symbol *dots = symbol(QStringLiteral("ellipsis"), textFont(TextStyle::Body).pixelSize())
+                       ->in(Fill::white());
+    Button *button = plainButton(dots, Button::tr("Menu"), [menu] {
+        const auto *opener = static_cast<const QWidget *>(menu->parent());
+        const QPoint below = opener->mapToGlobal(QPoint(opener->width(), opener->height()));
+        menu->popup(below - QPoint(menu->sizeHint().width(), 0));
+    });
+    menu->setParent(button, menu->windowFlags());
+    return button->padded(0, overflowPadding)->wide(overflowWidth);
+}
+
+void addDestructiveAction(QMenu *menu, const QString &text, std::function<void()> action)
+{
+    QAction *item = menu->addAction(text, menu, std::move(action));
+    item->setProperty(destructive, true);
+    auto *style = new MenuStyle;
+    style->setParent(menu);
+    menu->setStyle(style);
+}
+
+} // namespace kivolo

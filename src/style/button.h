@@ -1,0 +1,67 @@
+// Buttons of every look, and the menu that one of them opens.
+#pragma once
+
+#include "style/background.h"
+#include "style/text.h"
+
+#include <QAbstractButton>
+#include <functional>
+#include <optional>
+
+class QMenu;
+
+namespace kivolo {
+
+class StackLayout;
+
+/// Can be pressed: with the mouse, with Space or Return while it has the focus, or by assistive
+/// technology, which knows it by its text. A click does not take the focus from where one types.
+class Button : public QAbstractButton
+{
+    Q_OBJECT
+public:
+    /// `face` is what is on it; the button takes it. `name` is its name in words.
+    Button(QWidget *face, const QString &name, std::function<void()> action);
+
+    Button *padded(int horizontal, int vertical);
+    Button *on(const Background &background);
+    Button *filling();
+    Button *wide(int width);
+    Button *high(int height);
+    /// A tool tip in plain text.
+    Button *tip(const QString &tip);
+
+    /// Of the corners that a ring around it should follow.
+    qreal cornerRadius() const;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    bool event(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    StackLayout *layout_;
+    std::optional<Background> background_;
+};
+
+/// Nothing but its face: no bezel.
+Button *plainButton(QWidget *face, const QString &name, std::function<void()> action);
+Button *plainButton(Text *face, std::function<void()> action);
+/// Outlined on the colour of buttons.
+Button *borderedButton(Text *face, std::function<void()> action);
+/// The same in the large size.
+Button *largeBorderedButton(Label *face, std::function<void()> action);
+/// The one that matters most: filled with violet, in the large size. The face becomes white.
+Button *prominentButton(Text *face, std::function<void()> action);
+Button *prominentButton(Label *face, std::function<void()> action);
+/// A pale violet capsule with a small label.
+Button *chip(const QString &text, const QString &symbol, std::function<void()> action);
+
+/// A plain button with three white dots that opens `menu`, which it takes.
+Button *overflowMenu(QMenu *menu);
+/// Marks the item of a menu that takes something away.
+void addDestructiveAction(QMenu *menu, const QString &text, std::function<void()> action);
+
+} // namespace kivolo

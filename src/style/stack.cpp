@@ -1,0 +1,114 @@
+#include "style/stack.h"
+
+#include "style/palette.h"
+#include "style/stack_layout.h"
+
+#include <QAbstractButton>
+#include <QPainter>
+
+namespace kivolo {
+
+Stack::Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
+             std::initializer_list<Child> children)
+    : layout_(new StackLayout(direction, spacing, across))
+{
+    setLayout(layout_);
+    for (const Child &child : children)
+        append(child);
+}
+
+void Stack::append(const Child &child)
+{
+    if (child.view)
+        layout_->addWidget(child.view);
+    else
+        layout_->addSpacer();
+}
+
+Stack *Stack::padded(int horizontal, int vertical)
+{
+    return padded({horizontal, vertical, horizontal, vertical});
+}
+
+Stack *Stack::padded(const QMargins &margins)
+{
+    layout_->setContentsMargins(margins);
+    return this;
+}
+
+Stack *Stack::on(const Background &background)
+{
+    background_ = background;
+    return this;
+}
+
+Stack *Stack::filling(Qt::Orientations directions)
+{
+    const auto policy = [directions](Qt::Orientation direction) {
+        return directions & direction ? QSizePolicy::Expanding : QSizePolicy::Preferred;
+    };
+    setSizePolicy(policy(Qt::Horizontal), policy(Qt::Vertical));
+    return this;
+}
+
+Stack *Stack::wide(int width)
+{
+    setFixedWidth(width);
+    return this;
+}
+
+Stack *Stack::high(int height)
+{
+    setFixedHeight(height);
+    return this;
+}
+
+void Stack::paintEvent(QPaintEvent *)
+{
+    if (!background_)
+        return;
+    QPainter painter(this);
+    painter.setOpacity(inkOpacity(*this));
+    background_->paint(painter, rect(), Palette::of(palette()));
+}
+
+Stack *vstack(int spacing, std::initializer_list<Stack::Child> children, Qt::Alignment across)
+{
+    return new Stack(Qt::Vertical, spacing, across, children);
+}
+
+Stack *hstack(int spacing, std::initializer_list<Stack::Child> children, Qt::Alignment across)
+{
+    return new Stack(Qt::Horizontal, spacing, across, children);
+}
+
+Stack::Child spacer()
+{
+    return {nullptr};
+}
+
+QWidget *divider()
+{
+    return hstack(0, {})
+        ->on(Background::rectangle(Fill::quaternary()))
+        ->filling(Qt::Horizontal)
+        ->high(1);
+}
+
+void setShown(QWidget *view, bool shown)
+{
+    if (view->isHidden() == shown)
+        view->setVisible(shown);
+}
+
+qreal inkOpacity(const QWidget &view)
+{
+    for (const QWidget *at = &view; at; at = at->isWindow() ? nullptr : at->parentWidget()) {
+        const auto *button = qobject_cast<const QAbstractButton *>(at);
+        if (button)
+            return !button->isEnabled() ? 0.45 : button->isDown() ? 0.7 : 1;
+    }
+    return 1;
+}
+
+} // namespace kivolo

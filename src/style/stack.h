@@ -1,0 +1,66 @@
+// Views that hold other views: rows, columns and layers.
+#pragma once
+
+#include "style/background.h"
+
+#include <QWidget>
+#include <initializer_list>
+#include <optional>
+
+namespace kivolo {
+
+class StackLayout;
+
+/// A row or a column of views, with what lies under it. Made with the functions below, so that a
+/// view's source reads like the tree that it is. Belongs to the stack or the view it is put into.
+class Stack : public QWidget
+{
+    Q_OBJECT
+public:
+    /// A view, which the stack takes, or room to grow into.
+    struct Child
+    {
+        Child(QWidget *child) // NOLINT(google-explicit-constructor): a list of views is the point
+            : view(child)
+        {}
+        QWidget *view; ///< nullptr: room to grow into
+    };
+
+    Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
+          std::initializer_list<Child> children);
+
+    void append(const Child &child);
+
+    Stack *padded(int all) { return padded(all, all); }
+    Stack *padded(int horizontal, int vertical);
+    Stack *padded(const QMargins &margins);
+    Stack *on(const Background &background);
+    /// As wide, as high, or both, as there is room.
+    Stack *filling(Qt::Orientations directions = Qt::Horizontal | Qt::Vertical);
+    Stack *wide(int width);
+    Stack *high(int height);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    StackLayout *layout_;
+    std::optional<Background> background_;
+};
+
+Stack *vstack(int spacing, std::initializer_list<Stack::Child> children,
+              Qt::Alignment across = Qt::AlignHCenter);
+Stack *hstack(int spacing, std::initializer_list<Stack::Child> children,
+              Qt::Alignment across = Qt::AlignVCenter);
+Stack::Child spacer();
+
+/// A hair line that shares the width of a row with what stands in it.
+QWidget *divider();
+
+/// Removes `view` from what is shown, or brings it back.
+void setShown(QWidget *view, bool shown);
+
+/// How strongly a view is painted: fainter while the button it belongs to is pressed or cannot be.
+qreal inkOpacity(const QWidget &view);
+
+} // namespace kivolo

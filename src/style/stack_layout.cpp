@@ -1,0 +1,205 @@
+#include "style/stack_layout.h"
+
+#include <QSpacerItem>
+#include <QStyle>
+#include <QWidget>
+#include <algorithm>
+
+namespace kivolo {
+
+StackLayout::StackLayout(Qt::Orientation direction, int spacing, Qt::Alignment across)
+    : direction_(direction)
+    , spacing_(spacing)
+    , across_(across)
+{
+    setContentsMargins(0, 0, 0, 0);
+}
+
+StackLayout::~StackLayout() = default;
+
+void StackLayout::addSpacer()
+{
+    const auto grows = QSizePolicy::Expanding;
+    const auto none = QSizePolicy::Minimum;
+    addItem(new QSpacerItem(0, 0, isVertical() ? none : grows, isVertical() ? grows : none));
+}
+
+void StackLayout::addItem(QLayoutItem *item)
+{
+    items_.emplace_back(item);
+    invalidate();
+}
+
+QLayoutItem *StackLayout::itemAt(int index) const
+{
+    return index >= 0 && index < count() ? items_[size_t(index)].get() : nullptr;
+}
+
+QLayoutItem *StackLayout::takeAt(int index)
+{
+    if (!itemAt(index))
+        return nullptr;
+    QLayoutItem *item = items_[size_t(index)].release();
+    items_.erase(items_.begin() + index);
+    invalidate();
+    return item;
+}
+
+QSize StackLayout::sized(int along, int across) const
+{
+    return isVertical() ? QSize(across, along) : QSize(along, across);
+}
+
+static bool isShown(const QLayoutItem &item)
+{
+    return !item.isEmpty() || const_cast<QLayoutItem &>(item).spacerItem();
+}
+
+static bool isSpacer(QLayoutItem &item)
+{
+    return item.spacerItem() != nullptr;
+}
+
+int StackLayout::widthOf(const QLayoutItem &item, int available) const
+{
+    const bool grows = item.expandingDirections() & Qt::Horizontal;
+    return grows
+               ? std::max(available, item.minimumSize().width())
+               : std::min(std::max(available, item.minimumSize().width()), item.sizeHint().width());
+}
+
+int StackLayout::heightOf(const QLayoutItem &item, int width) const
+{
+    return item.hasHeightForWidth() ? item.heightForWidth(width) : item.sizeHint().height();
+}
+
+std::vector<StackLayout::Part> StackLayout::parts(int width) const
+{
+    std::vector<Part> parts;
+    bool afterSpacer = true; // nor is there a gap before the first
+    for (const auto &item : items_) {
+        if (!isShown(*item))
+            continue;
+        const bool grows = item->expandingDirections() & direction_;
+        const int least = along(item->minimumSize());
+        int wanted = along(item->sizeHint());
+        if (isVertical())
+            wanted = heightOf(*item, widthOf(*item, width));
+        else if (grows)
+            wanted = least;
+        const bool spacer = isSpacer(*item);
+        parts.push_back({item.get(), std::min(least, wanted), wanted, grows});
+        parts.back().gap = afterSpacer ? 0 : spacing_;
+        afterSpacer = spacer;
+    }
+    return parts;
+}
+
+int StackLayout::share(std::vector<Part> &parts, int room) const
+{
+    int wanted = 0;
+    int least = 0;
+    int growing = 0;
+    for (Part &part : parts) {
+        part.length = part.grows ? part.least : part.wanted;
+        wanted += part.length;
+        least += part.least;
+        room -= part.gap;
+        growing += part.grows ? 1 : 0;
+    }
+    int rest = room - wanted;
+    if (rest < 0) { // in proportion to what each can do without
+        const int spare = std::max(1, wanted - least);
+        const int missing = std::min(-rest, spare);
+        for (Part &part : parts)
+            part.length -= (part.length - part.least) * missing / spare;
+        return 0;
+    }
+    for (Part &part : parts) {
+        if (!part.grows)
+            continue;
+        const int piece = rest / growing--;
+        part.length += piece;
+        rest -= piece;
+    }
+    return rest;
+}
+
+void StackLayout::setGeometry(const QRect &rect)
+{
+    QLayout::setGeometry(rect);
+    const QRect inner = contentsRect();
+    std::vector<Part> row = parts(inner.width());
+    int at = share(row, along(inner.size())) / 2;
+    for (const Part &part : row) {
+        at += part.gap;
+        const QSize room = sized(part.length, across(inner.size()));
+        const QLayoutItem &item = *part.item;
+        QSize size = room;
+        if (isVertical())
+            size.setWidth(widthOf(item, room.width()));
+        else if (!(item.expandingDirections() & Qt::Vertical))
+            size.setHeight(std::min(heightOf(item, room.width()), room.height()));
+        const QPoint place = isVertical() ? QPoint(0, at) : QPoint(at, 0);
+        const QRect cell(inner.topLeft() + place, room);
+        part.item->setGeometry(QStyle::alignedRect(Qt::LeftToRight, across_, size, cell));
+        at += part.length;
+    }
+}
+
+QSize StackLayout::total(QSize (QLayoutItem::*of)() const) const
+{
+    int length = 0;
+    int thickness = 0;
+    for (const Part &part : parts(QWIDGETSIZE_MAX)) {
+        const QSize size = (part.item->*of)();
+        length += along(size) + part.gap;
+        thickness = std::max(thickness, across(size));
+    }
+    const QMargins margins = contentsMargins();
+    return sized(length, thickness) +
+           QSize(margins.left() + margins.right(), margins.top() + margins.bottom());
+}
+
+QSize StackLayout::sizeHint() const
+{
+    return total(&QLayoutItem::sizeHint);
+}
+
+QSize StackLayout::minimumSize() const
+{
+    return total(&QLayoutItem::minimumSize);
+}
+
+bool StackLayout::hasHeightForWidth() const
+{
+    return std::any_of(items_.begin(), items_.end(), [](const auto &item) {
+        return isShown(*item) && item->hasHeightForWidth();
+    });
+}
+
+int StackLayout::heightForWidth(int width) const
+{
+    const QMargins margins = contentsMargins();
+    const int inner = width - margins.left() - margins.right();
+    std::vector<Part> row = parts(inner);
+    if (!isVertical())
+        share(row, inner);
+    int height = 0;
+    for (const Part &part : row)
+        height = isVertical() ? height + part.gap + part.wanted
+                              : std::max(height, heightOf(*part.item, part.length));
+    return height + margins.top() + margins.bottom();
+}
+
+Qt::Orientations StackLayout::expandingDirections() const
+{
+    Qt::Orientations directions;
+    for (const auto &item : items_) {
+        if (isShown(*item))
+            directions |= item->expandingDirections();
+    }
+    return directions;
+}
+
+} // namespace kivolo

@@ -1,0 +1,234 @@
+#include "style/text.h"
+
+#include "style/palette.h"
+#include "style/symbols.h"
+#include "style/text_style.h"
+
+#include <QEvent>
+#include <QFontMetricsF>
+#include <QPaintEvent>
+#include <QPainter>
+#include <cmath>
+
+namespace kivolo {
+
+namespace {
+
+// Longer than any text of the program and any error a server could mean.
+constexpr qsizetype mostText = 2000;
+constexpr int labelSpacing = 5;
+constexpr qreal largestScale = 1.05; // shrinking keeps a picture sharp, enlarging does not
+constexpr qreal anyWidth = 100'000;
+
+} // namespace
+
+Text::Text(const QString &text, const QFont &font)
+{
+    setTextFormat(Qt::PlainText);
+    setFont(font);
+    show(text);
+}
+
+Text *Text::in(Fill fill)
+{
+    if (fill_ != fill) {
+        fill_ = fill;
+        update();
+    }
+    return this;
+}
+
+Text *Text::centered()
+{
+    alignment_ = TextBlock::Alignment::Center;
+    return this;
+}
+
+Text *Text::oneLine()
+{
+    oneLine_ = true;
+    show(text());
+    return this;
+}
+
+Text *Text::lineSpacing(qreal points)
+{
+    lineSpacing_ = points;
+    block_.reset();
+    return this;
+}
+
+Text *Text::padded(int horizontal, int vertical)
+{
+    setContentsMargins(horizontal, vertical, horizontal, vertical);
+    return this;
+}
+
+void Text::show(const QString &text)
+{
+    const QString shown = cutAtCharacter(oneLine_ ? singleLine(text) : text, mostText);
+    if (shown == this->text() && block_)
+        return;
+    block_.reset();
+    setText(shown);
+    updateGeometry();
+    update();
+}
+
+const TextBlock &Text::block(qreal width) const
+{
+    width = std::max<qreal>(1, width);
+    if (!block_ || blockWidth_ != width) {
+        const QString shown =
+            oneLine_ ? QFontMetricsF(font()).elidedText(text(), Qt::ElideRight, width) : text();
+        block_.emplace(
+            shown, font(),
+            TextBlock::Bounds{.width = oneLine_ ? anyWidth : width, .lineSpacing = lineSpacing_});
+        blockWidth_ = width;
+    }
+    return *block_;
+}
+
+int Text::heightForWidth(int width) const
+{
+    const QMargins margins = contentsMargins();
+    return int(std::ceil(block(width - padding()).size().height())) + margins.top() +
+           margins.bottom();
+}
+
+QSize Text::sizeHint() const
+{
+    const QSizeF size = block(anyWidth).size();
+    const QMargins margins = contentsMargins();
+    return QSize(int(std::ceil(size.width())), int(std::ceil(size.height()))).grownBy(margins);
+}
+
+QSize Text::minimumSizeHint() const
+{
+    return {0, oneLine_ ? sizeHint().height() : 0};
+}
+
+void Text::paintEvent(QPaintEvent *event)
+{
+    QPainter painter(this);
+    painter.setOpacity(inkOpacity(*this));
+    const QRectF area = contentsRect();
+    block(area.width())
+        .paint(painter, area.topLeft(), area.width(), fill_.color(Palette::of(palette())),
+               event->rect(), alignment_);
+}
+
+void Text::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::FontChange)
+        block_.reset();
+    QLabel::changeEvent(event);
+}
+
+Symbol::Symbol(QString name, qreal fontSize)
+    : name_(std::move(name))
+    , side_(int(symbolSide(fontSize)))
+{}
+
+Symbol *Symbol::in(Fill fill)
+{
+    fill_ = fill;
+    update();
+    return this;
+}
+
+void Symbol::show(const QString &name)
+{
+    name_ = name;
+    update();
+}
+
+QSize Symbol::sizeHint() const
+{
+    return QSize(side_, side_).grownBy(contentsMargins());
+}
+
+void Symbol::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.setOpacity(inkOpacity(*this));
+    const QRectF area = contentsRect();
+    paintSymbol(painter, name_, area, fill_.brush(area, Palette::of(palette())));
+}
+
+Label::Label(const QString &text, const QString &symbol, const QFont &font)
+    : Stack(Qt::Horizontal, labelSpacing, Qt::AlignVCenter, {})
+    , symbol_(kivolo::symbol(symbol, font.pixelSize()))
+    , text_(kivolo::text(text, font)->oneLine())
+{
+    append(symbol_);
+    append(text_);
+}
+
+Label *Label::in(Fill fill)
+{
+    symbol_->in(fill);
+    text_->in(fill);
+    return this;
+}
+
+void Label::show(const QString &text, const QString &symbol)
+{
+    text_->show(text);
+    symbol_->show(symbol);
+}
+
+Illustration::Illustration(QString name, int height)
+    : name_(std::move(name))
+{
+    setFixedHeight(height);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void Illustration::setScale(qreal scale)
+{
+    scale_ = scale;
+    update();
+}
+
+void Illustration::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    if (scale_ == 1) {
+        paintIllustration(painter, name_, rect());
+        return;
+    }
+    const QSize pixels = size() * devicePixelRatioF() * largestScale;
+    if (moving_.size() != pixels) {
+        moving_ = QPixmap(pixels);
+        moving_.fill(Qt::transparent);
+        QPainter still(&moving_);
+        paintIllustration(still, name_, moving_.rect());
+    }
+    QRectF target(QPointF(), QSizeF(size()) * scale_);
+    target.moveCenter(QRectF(rect()).center());
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawPixmap(target, moving_, moving_.rect());
+}
+
+Text *text(const QString &text, const QFont &font)
+{
+    return new Text(text, font);
+}
+
+Symbol *symbol(const QString &name, qreal fontSize)
+{
+    return new Symbol(name, fontSize);
+}
+
+Label *label(const QString &text, const QString &symbol, const QFont &font)
+{
+    return new Label(text, symbol, font);
+}
+
+Illustration *illustration(const QString &name, int height)
+{
+    return new Illustration(name, height);
+}
+
+} // namespace kivolo

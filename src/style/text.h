@@ -1,0 +1,118 @@
+// Text, symbols and illustrations as views.
+#pragma once
+
+#include "style/fill.h"
+#include "style/stack.h"
+#include "style/text_block.h"
+
+#include <QLabel>
+#include <QPixmap>
+#include <optional>
+
+namespace kivolo {
+
+/// Plain text that wraps. It is never taken for markup, and no more of it is laid out than anybody
+/// reads, because it may come from someone else's machine.
+class Text : public QLabel
+{
+    Q_OBJECT
+public:
+    Text(const QString &text, const QFont &font);
+
+    Text *in(Fill fill);
+    /// Its lines stand centred one under the other.
+    Text *centered();
+    /// Never wraps: what there is no room for is cut off, with an ellipsis.
+    Text *oneLine();
+    Text *lineSpacing(qreal points);
+    Text *padded(int horizontal, int vertical);
+
+    /// Replaces the text.
+    void show(const QString &text);
+
+    bool hasHeightForWidth() const override { return !oneLine_; }
+    int heightForWidth(int width) const override;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    const TextBlock &block(qreal width) const;
+    int padding() const { return contentsMargins().left() + contentsMargins().right(); }
+
+    Fill fill_ = Fill::primary();
+    TextBlock::Alignment alignment_ = TextBlock::Alignment::Leading;
+    bool oneLine_ = false;
+    qreal lineSpacing_ = 0;
+    mutable std::optional<TextBlock> block_; // for blockWidth_, while nothing has changed
+    mutable qreal blockWidth_ = 0;
+};
+
+/// One of the program's symbols in a font's size.
+class Symbol : public QWidget
+{
+    Q_OBJECT
+public:
+    Symbol(QString name, qreal fontSize);
+
+    Symbol *in(Fill fill);
+    void show(const QString &name);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QString name_;
+    int side_;
+    Fill fill_ = Fill::primary();
+};
+
+/// A symbol with a text beside it.
+class Label : public Stack
+{
+    Q_OBJECT
+public:
+    Label(const QString &text, const QString &symbol, const QFont &font);
+
+    Label *in(Fill fill);
+    void show(const QString &text, const QString &symbol);
+    QString text() const { return text_->text(); }
+
+private:
+    Symbol *symbol_;
+    Text *text_;
+};
+
+/// One of the program's illustrations, `height` points high, as wide as there is room.
+class Illustration : public QWidget
+{
+    Q_OBJECT
+public:
+    Illustration(QString name, int height);
+
+    /// Paints it larger or smaller about its centre, in the same place; cheap enough for every
+    /// frame of an animation that stays close to 1.
+    void setScale(qreal scale);
+    QSize sizeHint() const override { return {0, height()}; }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    QString name_;
+    qreal scale_ = 1;
+    QPixmap moving_; // what a scaled painting is taken from
+};
+
+Text *text(const QString &text, const QFont &font);
+Symbol *symbol(const QString &name, qreal fontSize);
+Label *label(const QString &text, const QString &symbol, const QFont &font);
+Illustration *illustration(const QString &name, int height);
+
+} // namespace kivolo
