@@ -1,5 +1,6 @@
 #include "style/background.h"
 
+#include "style/palette.h"
 #include "style/shapes.h"
 
 #include <QPainter>
@@ -33,6 +34,8 @@ void Background::paint(QPainter &painter, const QRectF &rect, const Palette &col
 {
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillPath(shape(rect), fill_.brush(rect, colors));
+    if (form_ == Bar)
+        painter.fillRect(QRectF(rect.topLeft(), QSizeF(rect.width(), 1)), colors.quaternary);
     if (outline_)
         strokeInside(painter, rect, cornerRadius(rect.size()), outline_->width,
                      outline_->fill.brush(rect, colors));

@@ -16,6 +16,8 @@ class Background
 public:
     static Background rectangle(Fill fill) { return {Rectangle, 0, fill}; }
     static Background rounded(qreal radius, Fill fill) { return {Rounded, radius, fill}; }
+    /// A bar at the bottom of a window: set off from what is above it by a hair line.
+    static Background bar() { return {Bar, 0, Fill::bar()}; }
     /// With ends as round as the view is high; on a square view, a circle.
     static Background capsule(Fill fill) { return {Capsule, 0, fill}; }
 
@@ -28,7 +30,7 @@ public:
     void paint(QPainter &painter, const QRectF &rect, const Palette &colors) const;
 
 private:
-    enum Form { Rectangle, Rounded, Capsule };
+    enum Form { Rectangle, Rounded, Capsule, Bar };
     struct Outline
     {
         Fill fill;

@@ -13,16 +13,18 @@ Stack::Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
     : layout_(new StackLayout(direction, spacing, across))
 {
     setLayout(layout_);
-    for (const Child &child : children)
-        append(child);
+    holding(children);
 }
 
-void Stack::append(const Child &child)
+Stack *Stack::holding(std::initializer_list<Child> children)
 {
-    if (child.view)
-        layout_->addWidget(child.view);
-    else
-        layout_->addSpacer();
+    for (const Child &child : children) {
+        if (child.view)
+            layout_->addWidget(child.view);
+        else
+            layout_->addSpacer();
+    }
+    return this;
 }
 
 Stack *Stack::padded(int horizontal, int vertical)

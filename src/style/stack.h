@@ -29,7 +29,8 @@ public:
     Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
           std::initializer_list<Child> children);
 
-    void append(const Child &child);
+    /// Adds `children` after those it has.
+    Stack *holding(std::initializer_list<Child> children);
 
     Stack *padded(int all) { return padded(all, all); }
     Stack *padded(int horizontal, int vertical);

@@ -161,8 +161,7 @@ Label::Label(const QString &text, const QString &symbol, const QFont &font)
     , symbol_(kivolo::symbol(symbol, font.pixelSize()))
     , text_(kivolo::text(text, font)->oneLine())
 {
-    append(symbol_);
-    append(text_);
+    holding({symbol_, text_});
 }
 
 Label *Label::in(Fill fill)

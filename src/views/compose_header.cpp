@@ -1,0 +1,138 @@
+#include "views/compose_header.h"
+
+#include "core/store.h"
+#include "platform/desktop/application.h"
+#include "platform/desktop/pasteboard.h"
+#include "platform/foundation/main_queue.h"
+#include "style/avatar.h"
+#include "style/button.h"
+#include "style/text_style.h"
+
+#include <QMenu>
+#include <QPainter>
+#include <vector>
+
+namespace kivolo {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto confirmation = 1500ms;
+constexpr qsizetype mostCode = 24; // the server's are shorter
+
+} // namespace
+
+/// The first members' avatars, each partly over the one before it.
+class ComposeHeader::Avatars : public QWidget
+{
+public:
+    Avatars() { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
+
+    void show(const QList<Member> &members)
+    {
+        avatars_.clear();
+        for (const Member &member : members.first(qMin(members.size(), most)))
+            avatars_.emplace_back(member.handle, diameter);
+        updateGeometry();
+        update();
+    }
+
+    QSize sizeHint() const override
+    {
+        const int count = int(avatars_.size());
+        return {count ? count * diameter + (count - 1) * spacing : 0, diameter};
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        QPointF at;
+        for (const Avatar &avatar : avatars_) {
+            avatar.paint(painter, at);
+            at.rx() += diameter + spacing;
+        }
+    }
+
+private:
+    static constexpr qsizetype most = 4;
+    static constexpr int diameter = 34;
+    static constexpr int spacing = -10;
+    std::vector<Avatar> avatars_;
+};
+
+ComposeHeader::ComposeHeader(std::shared_ptr<Store> store, MainQueue &queue)
+    : Stack(Qt::Horizontal, 12, Qt::AlignVCenter, {})
+    , store_(std::move(store))
+    , queue_(queue)
+{
+    const QString copyTip = tr("Copy your invite code");
+    auto *menu = new QMenu;
+    menu->addAction(tr("Copy invite code"), this, &ComposeHeader::copyCode);
+    menu->addSeparator();
+    addDestructiveAction(menu, tr("Leave circle"), [session = store_] { session->leave(); });
+    menu->addAction(tr("Quit Kivolo"), &application::terminate);
+
+    // clang-format off
+    holding({
+        avatars_ = new Avatars,
+        vstack(2, {
+            title_ = text({}, textFont(TextStyle::Headline))->in(Fill::white())->oneLine(),
+            status_ = text({}, textFont(TextStyle::Caption))->in(Fill::white(0.9))->oneLine(),
+        }, Qt::AlignLeft),
+        spacer(),
+        plainButton(
+            codeLabel_ = label({}, {}, bold(textFont(TextStyle::Caption)))->in(Fill::white()),
+            copyTip, [this] { copyCode(); })
+            ->padded(11, 6)
+            ->on(Background::capsule(Fill::white(0.22)))
+            ->tip(copyTip),
+        overflowMenu(menu),
+    })->padded(14, 12)
+      ->on(Background::rectangle(Fill::gradient()))
+      ->filling(Qt::Horizontal);
+    // clang-format on
+
+    observe(*store_, this, [this] { render(); });
+    render();
+}
+
+QString ComposeHeader::titleText(const Store &store)
+{
+    QList<Member> others;
+    for (const Member &member : *store.members) {
+        if (member.id != *store.memberId)
+            others.append(member);
+    }
+    if (others.isEmpty())
+        return tr("Your circle");
+    if (others.size() == 1)
+        return tr("You & %1").arg(singleLine(others.first().handle));
+    return tr("You & %n others", nullptr, int(others.size()));
+}
+
+void ComposeHeader::render()
+{
+    avatars_->show(*store_->members);
+    title_->show(titleText(*store_));
+    status_->show(tr("Connected · %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
+    if (copied_)
+        codeLabel_->show(tr("Copied!"), QStringLiteral("checkmark"));
+    else
+        codeLabel_->show(cutAtCharacter(singleLine(*store_->code), mostCode),
+                         QStringLiteral("person.badge.plus"));
+}
+
+void ComposeHeader::copyCode()
+{
+    pasteboard::setString(*store_->code);
+    copied_ = true;
+    render();
+    queue_.after(confirmation, this, [this] {
+        copied_ = false;
+        render();
+    });
+}
+
+} // namespace kivolo

@@ -1,0 +1,41 @@
+// The band above the feed: who is in the circle, and its invite code.
+#pragma once
+
+#include "style/stack.h"
+
+#include <memory>
+
+namespace kivolo {
+
+class Button;
+class Label;
+class MainQueue;
+class Store;
+class Text;
+
+/// Shows the members' avatars, a title, the number of seats, the invite code, and a menu.
+class ComposeHeader : public Stack
+{
+    Q_OBJECT
+public:
+    ComposeHeader(std::shared_ptr<Store> store, MainQueue &queue);
+
+    /// "Your circle", "You & Mia" or "You & 3 others".
+    static QString titleText(const Store &store);
+
+private:
+    void render();
+    void copyCode();
+
+    std::shared_ptr<Store> store_;
+    MainQueue &queue_;
+    bool copied_ = false;
+
+    class Avatars;
+    Avatars *avatars_;
+    Text *title_;
+    Text *status_;
+    Label *codeLabel_;
+};
+
+} // namespace kivolo

@@ -1,0 +1,55 @@
+// The features that are explained before their first use, and the card that does it.
+#pragma once
+
+#include <QString>
+#include <QWidget>
+#include <functional>
+#include <optional>
+
+namespace kivolo {
+
+class Button;
+class Stack;
+
+enum class FeatureGuide { buzz, capsule, doodle };
+
+/// "buzz", "capsule" or "doodle": what the guide is called in the settings.
+QString rawValue(FeatureGuide guide);
+/// The guide that is called exactly `rawValue`, if any.
+std::optional<FeatureGuide> featureGuide(const QString &rawValue);
+
+/// What a guide's card shows.
+struct FeatureGuideContent
+{
+    QString symbol;
+    QString title;
+    QString description;
+    QString primary; ///< On the button that opens the feature.
+
+    static FeatureGuideContent of(FeatureGuide guide);
+};
+
+/// Lies over a whole view, dims it, and shows a card in its middle. Only reports what is chosen.
+/// While it is shown the focus stays in it, and Escape chooses to close.
+class FeatureGuideCard : public QWidget
+{
+    Q_OBJECT
+public:
+    using Action = std::function<void()>;
+    FeatureGuideCard(FeatureGuide guide, Action onPrimary, Action onClose, QWidget *parent);
+
+protected:
+    bool event(QEvent *event) override;
+    bool focusNextPrevChild(bool next) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    Action onClose_;
+    Button *primary_;
+    Button *later_;
+    Stack *card_;
+};
+
+} // namespace kivolo
