@@ -1,30 +1,61 @@
 #include "app/kivolo_app.h"
 
+#include "app/icons.h"
+#include "app/main_window.h"
+#include "app/panel_frame.h"
 #include "core/device_identity.h"
 #include "core/store.h"
 #include "overlays/capsule_manager.h"
 #include "overlays/popup_manager.h"
 #include "overlays/warm_up.h"
+#include "platform/desktop/application.h"
+#include "platform/desktop/menu_bar_extra.h"
+#include "style/motion.h"
 #include "style/palette.h"
 
 #include <QApplication>
 
 namespace kivolo {
 
+using namespace std::chrono_literals;
+
 KivoloApp::KivoloApp()
     : instance_(deviceIdentity(defaults_))
 {}
 
-SingleInstance::Outcome KivoloApp::start()
+KivoloApp::~KivoloApp() = default;
+
+SingleInstance::Outcome KivoloApp::start(Launch launch)
 {
-    const SingleInstance::Outcome outcome = instance_.claim();
+    const bool hidden = launch == Launch::Hidden;
+    const SingleInstance::Outcome outcome =
+        instance_.claim(hidden ? SingleInstance::Ask::Nothing : SingleInstance::Ask::ToRaise);
     if (outcome != SingleInstance::Outcome::First)
         return outcome;
+
     appearance_ = std::make_unique<Appearance>();
-    QObject::connect(appearance_.get(), &Appearance::changed, appearance_.get(),
-                     [this] { followAppearance(); });
-    // Now, while nothing is on its way, instead of in front of the first beam.
-    warmUpCards();
+    QObject *following = appearance_.get();
+    QObject::connect(appearance_.get(), &Appearance::changed, following,
+                     [this] { followColors(); });
+    QObject::connect(appearance_.get(), &Appearance::motionChanged, following,
+                     [this] { followMotion(); });
+    followColors();
+
+    startSession();
+    window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
+    QObject::connect(&instance_, &SingleInstance::raiseRequested, window_.get(),
+                     [this] { application::raise(*window_); });
+    if (hidden) {
+        queue_.after(0ms, window_.get(), [this] { settle(); });
+    } else {
+        QObject::connect(window_.get(), &MainWindow::painted, window_.get(), [this] { settle(); });
+        window_->show();
+    }
+    return outcome;
+}
+
+void KivoloApp::startSession()
+{
     store_ = Store::create(
         queue_, defaults_,
         {.show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
@@ -32,18 +63,42 @@ SingleInstance::Outcome KivoloApp::start()
              [](const Beam &beam, std::function<void(const Beam &)> onOpen) {
                  CapsuleManager::shared().add(beam, std::move(onOpen));
              }});
-    return outcome;
 }
 
-// Where the toolkit has a theme for the desktop, its palette is dark already, and its colours are
-// the desktop's own. Elsewhere it never learns of the dark.
-void KivoloApp::followAppearance()
+std::unique_ptr<QWidget> KivoloApp::makeContent()
 {
-    const bool dark = appearance_->prefersDark().value_or(false);
-    if (dark == darkened_ || (dark && Palette::of(QApplication::palette()).dark))
+    return std::make_unique<QWidget>();
+}
+
+// What the first sight of the window need not wait for.
+void KivoloApp::settle()
+{
+    if (extra_)
         return;
-    darkened_ = dark;
-    QApplication::setPalette(dark ? Palette::standardDark().toQPalette() : QPalette());
+    QApplication::setWindowIcon(applicationIcon());
+    extra_ = std::make_unique<MenuBarExtra>(
+        QStringLiteral("kivolo"), trayHeart(),
+        [this] { return std::make_unique<PanelFrame>(makeContent()); }, screen_, queue_);
+    // The first beam can arrive only with the second poll.
+    queue_.after(500ms, window_.get(), warmUpCards);
+}
+
+// Where the toolkit has a theme for the desktop, its palette follows the desktop, and its colours
+// are the desktop's own. Elsewhere it never learns of the dark.
+void KivoloApp::followColors()
+{
+    QApplication::setPalette(QPalette()); // what the toolkit would show
+    const Palette toolkits = Palette::of(QApplication::palette());
+    const bool dark = appearance_->prefersDark().value_or(toolkits.dark);
+    const Palette &standard = dark ? Palette::standardDark() : Palette::standardLight();
+    const bool desktopsOwn = dark == toolkits.dark && toolkits.window != standard.window;
+    if (!desktopsOwn)
+        QApplication::setPalette(standard.toQPalette());
+}
+
+void KivoloApp::followMotion()
+{
+    motion::setReduced(appearance_->reducesMotion());
 }
 
 } // namespace kivolo

@@ -1,39 +1,54 @@
-// The program: its one store, wired to the desktop.
+// The program: its one store, and the two scenes that show it.
 #pragma once
 
 #include "platform/desktop/appearance.h"
+#include "platform/desktop/screen.h"
 #include "platform/desktop/single_instance.h"
 #include "platform/foundation/main_queue.h"
 #include "platform/foundation/user_defaults.h"
 
+#include <QWidget>
 #include <memory>
 
 namespace kivolo {
 
+class MainWindow;
+class MenuBarExtra;
 class Store;
 
 /// Owns what lives as long as the process. Made after the application object, on its thread.
 class KivoloApp
 {
 public:
-    KivoloApp();
+    /// Whether the window is shown at the start.
+    enum class Launch { WithWindow, Hidden };
 
-    /// Claims this installation for this process and starts the session. When another process has
-    /// it already, that one is asked to show itself, and nothing is started here.
-    SingleInstance::Outcome start();
+    KivoloApp();
+    ~KivoloApp();
+
+    /// Claims this installation for this process, starts the session and shows the window. When
+    /// another process has the installation already, that one is asked to show its window, unless
+    /// this start is hidden, and nothing is started here.
+    SingleInstance::Outcome start(Launch launch);
 
     /// Why start() ended in Outcome::Failed.
     QString errorText() const { return instance_.errorText(); }
 
 private:
-    void followAppearance();
+    void startSession();
+    void settle();
+    void followColors();
+    void followMotion();
+    std::unique_ptr<QWidget> makeContent();
 
     SystemMainQueue queue_;
+    SystemScreen screen_;
     UserDefaults defaults_;
     SingleInstance instance_;
-    std::shared_ptr<Store> store_;
     std::unique_ptr<Appearance> appearance_;
-    bool darkened_ = false; // the palette is ours, in place of the toolkit's light one
+    std::shared_ptr<Store> store_;
+    std::unique_ptr<MainWindow> window_;
+    std::unique_ptr<MenuBarExtra> extra_;
 };
 
 } // namespace kivolo

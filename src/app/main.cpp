@@ -37,6 +37,7 @@ int main(int argc, char **argv)
     QApplication::setApplicationDisplayName(QStringLiteral("Kivolo"));
     QApplication::setApplicationVersion(QStringLiteral(KIVOLO_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("kivolo"));
+    kivolo::application::terminateOnSignals();
     // Beams arrive without a window, and a card that goes is not the program's end.
     QApplication::setQuitOnLastWindowClosed(false);
 
@@ -45,6 +46,10 @@ int main(int argc, char **argv)
         QApplication::translate("main", "A desktop messenger for a closed circle."));
     options.addHelpOption();
     options.addVersionOption();
+    const QCommandLineOption hidden(
+        QStringLiteral("hidden"),
+        QApplication::translate("main", "Start without the window, for autostart."));
+    options.addOption(hidden);
     options.process(application);
 
     try {
@@ -54,8 +59,10 @@ int main(int argc, char **argv)
         return fail(error.localizedDescription());
     }
 
-    kivolo::KivoloApp app;
-    switch (app.start()) {
+    using kivolo::KivoloApp;
+    KivoloApp app;
+    switch (app.start(options.isSet(hidden) ? KivoloApp::Launch::Hidden
+                                            : KivoloApp::Launch::WithWindow)) {
     case SingleInstance::Outcome::First:
         return QApplication::exec();
     case SingleInstance::Outcome::AlreadyRunning:

@@ -1,71 +1,238 @@
 #include "platform/desktop/menu_bar_extra.h"
 
+#include "desktop/x_server.h"
 #include "platform/desktop/screen.h"
 #include "support/manual_main_queue.h"
 
-#include <QLabel>
+#include <QApplication>
+#include <QLineEdit>
+#include <QProcess>
+#include <QScopeGuard>
+#include <QScreen>
 #include <QTest>
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace kivolo;
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const Rect desktop{0, 40, 1440, 830}; // a bar of 40 at the bottom and one of 30 at the top
+template<typename Condition>
+bool eventually(Condition condition)
+{
+    return QTest::qWaitFor(std::move(condition), 20'000);
+}
 
-class FixedScreen final : public Screen
+QIcon plain(Qt::GlobalColor color)
+{
+    QPixmap pixmap(64, 64);
+    pixmap.fill(color);
+    return pixmap;
+}
+
+class Presses final : public QObject
 {
 public:
-    std::optional<Rect> visibleFrame() const override { return desktop; }
+    explicit Presses(QObject &of) { of.installEventFilter(this); }
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::MouseButtonPress;
+        return false;
+    }
 };
 
-} // namespace
+/// A tray as many desktops have one, at the top right.
+class Trayer
+{
+public:
+    Trayer()
+    {
+        process_.start(
+            u"trayer"_s,
+            u"--edge top --align right --widthtype request --height 24"_s.split(QLatin1Char(' ')));
+    }
+    ~Trayer()
+    {
+        process_.kill();
+        process_.waitForFinished();
+    }
+
+private:
+    QProcess process_;
+};
+
+class MenuBarExtraTest : public testing::Test
+{
+protected:
+    MenuBarExtraTest()
+    {
+        // Two clicks in a row are to be two clicks.
+        QApplication::setDoubleClickInterval(0);
+    }
+    ~MenuBarExtraTest() override { QApplication::setDoubleClickInterval(doubleClickInterval_); }
+
+    static QWidget *icon()
+    {
+        const auto windows = QApplication::topLevelWidgets();
+        const auto found = std::find_if(windows.begin(), windows.end(), [](const QWidget *widget) {
+            return qstrcmp(widget->metaObject()->className(), "QSystemTrayIconSys") == 0;
+        });
+        return found == windows.end() ? nullptr : *found;
+    }
+    bool iconLooks(Qt::GlobalColor color) const
+    {
+        return eventually([&] {
+            if (!icon())
+                return false;
+            const QPoint middle = x.geometry(*icon()).center();
+            const QImage seen =
+                qApp->primaryScreen()->grabWindow(0, middle.x(), middle.y(), 1, 1).toImage();
+            return seen.pixelColor(0, 0) == QColor(color);
+        });
+    }
+    static void clickAt(QPoint at, int button)
+    {
+        ASSERT_EQ(QProcess::execute(
+                      u"xdotool"_s,
+                      u"mousemove %1 %2 click %3"_s.arg(at.x()).arg(at.y()).arg(button).split(
+                          QLatin1Char(' '))),
+                  0);
+    }
+    void clickIcon(int button = 1) const { clickAt(x.geometry(*icon()).center(), button); }
+    bool isOpen(bool open) const
+    {
+        return eventually(
+            [&] { return extra.isOpen() == open && (!open || extra.panel()->isActiveWindow()); });
+    }
+
+    ManualMainQueue queue;
+    const SystemScreen screen;
+    const XServer x;
+    int made = 0;
+    QLineEdit *field = nullptr;
+    MenuBarExtra extra{u"title"_s,
+                       {plain(Qt::red), plain(Qt::blue)},
+                       [this] {
+                           ++made;
+                           auto content = std::make_unique<QWidget>();
+                           field = std::make_unique<QLineEdit>(content.get()).release();
+                           return content;
+                       },
+                       screen,
+                       queue};
+
+private:
+    const int doubleClickInterval_ = QApplication::doubleClickInterval();
+};
 
 TEST(MenuBarPanelFrame, OpensBesideItsIconOrInTheNearestCorner)
 {
+    const Rect desktop{0, 40, 1440, 830}; // a bar of 40 at the bottom and one of 30 at the top
+    const Rect small{0, 0, 300, 400};
+    const std::optional<Rect> unknown;
     const struct
     {
         const char *what;
+        Rect visible;
         std::optional<Rect> icon;
         Point click;
-        Point origin;
+        Rect frame;
     } cases[] = {
-        {"top bar", Rect{700, 875, 20, 20}, {}, {550, 390}},
-        {"top bar, far right", Rect{1415, 875, 20, 20}, {}, {1120, 390}},
-        {"top bar, far left", Rect{5, 875, 20, 20}, {}, {0, 390}},
-        {"bottom bar", Rect{700, 10, 20, 20}, {}, {550, 40}},
-        {"no place, clicked top right", std::nullopt, {1400, 890}, {1120, 390}},
-        {"no place, clicked bottom left", std::nullopt, {10, 5}, {0, 40}},
+        {"top bar", desktop, Rect{700, 875, 20, 20}, {}, {550, 390, 320, 480}},
+        {"top bar, far right", desktop, Rect{1415, 875, 20, 20}, {}, {1120, 390, 320, 480}},
+        {"top bar, far left", desktop, Rect{5, 875, 20, 20}, {}, {0, 390, 320, 480}},
+        {"bottom bar", desktop, Rect{700, 10, 20, 20}, {}, {550, 40, 320, 480}},
+        {"no bar", desktop, Rect{700, 820, 20, 20}, {}, {550, 336, 320, 480}},
+        {"clicked top right", desktop, unknown, {1400, 890}, {1120, 390, 320, 480}},
+        {"clicked bottom left", desktop, unknown, {10, 5}, {0, 40, 320, 480}},
+        {"screen too small", small, unknown, {10, 5}, {0, 0, 300, 400}},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(menuBarPanelFrame(320, 480, c.icon, c.click, desktop),
-                  (Rect{c.origin.x, c.origin.y, 320, 480}))
-            << c.what;
+    for (const auto &c : cases)
+        EXPECT_EQ(menuBarPanelFrame(c.icon, c.click, c.visible), c.frame) << c.what;
+}
+
+TEST_F(MenuBarExtraTest, TheTrayMayComeLateGoAndComeBack)
+{
+    int changes = 0;
+    QObject::connect(&extra, &MenuBarExtra::availabilityChanged, &extra, [&] { ++changes; });
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_TRUE(eventually([&] { return !extra.isAvailable(); }));
+        const Trayer trayer;
+        EXPECT_TRUE(eventually([&] { return extra.isAvailable(); }));
+        EXPECT_TRUE(iconLooks(Qt::red)) << "round " << round;
+        EXPECT_EQ(changes, 2 * round + 1);
+        QApplication::setPalette(QPalette(Qt::black));
+        EXPECT_TRUE(iconLooks(Qt::blue));
+        QApplication::setPalette(QPalette());
+        EXPECT_TRUE(iconLooks(Qt::red));
     }
 }
 
-TEST(MenuBarExtra, ThePanelClosesWhenItLosesTheFocus)
+TEST_F(MenuBarExtraTest, AClickOpensThePanelBesideTheIconAndTheNextCloses)
 {
-    ManualMainQueue queue;
-    const FixedScreen screen;
+    const Trayer trayer;
+    ASSERT_TRUE(iconLooks(Qt::red));
+    EXPECT_EQ(made, 0);
+    clickIcon();
+    EXPECT_TRUE(isOpen(true));
+    const QSize whole = qApp->primaryScreen()->size();
+    const int below = x.geometry(*icon()).bottom() + 1;
+    EXPECT_TRUE(eventually([&] {
+        const QRect at = x.geometry(*extra.panel());
+        return at.size() == QSize(320, 480) && at.right() == whole.width() - 1 &&
+               at.top() >= below && at.top() <= below + 4;
+    })) << "stands at "
+        << x.geometry(*extra.panel()).x() << ", " << x.geometry(*extra.panel()).y();
+    clickIcon();
+    EXPECT_TRUE(isOpen(false));
+
+    clickIcon(3);
+    const QMenu &menu = extra.menu();
+    ASSERT_TRUE(eventually([&] { return menu.isVisible(); }));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(const_cast<QMenu *>(&menu)));
+    const QAction *first = menu.actions().front();
+    EXPECT_EQ(first->text(), u"Open"_s);
+    clickAt(menu.mapToGlobal(menu.actionGeometry(const_cast<QAction *>(first)).center()), 1);
+    EXPECT_TRUE(isOpen(true));
+    EXPECT_EQ(made, 1) << "the same content";
+}
+
+TEST_F(MenuBarExtraTest, ThePanelStaysForAMenuOfItsOwnAndClosesForAllElse)
+{
+    const Trayer trayer;
+    ASSERT_TRUE(iconLooks(Qt::red));
+    extra.open();
+    ASSERT_TRUE(isOpen(true));
+    field->setFocus();
+
+    const std::unique_ptr<QMenu> menu(field->createStandardContextMenu());
+    menu->popup(field->mapToGlobal(QPoint(20, 20)));
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(menu.get()));
+    QTest::keyClick(menu.get(), Qt::Key_Escape);
+    ASSERT_TRUE(eventually([&] { return !menu->isVisible(); }));
+    EXPECT_TRUE(isOpen(true));
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_TRUE(isOpen(false));
+
+    extra.open();
+    EXPECT_TRUE(isOpen(true));
     QWidget other;
     other.show();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
-
-    MenuBarExtra extra(QStringLiteral("kivolo"), {}, std::make_unique<QLabel>(), screen, queue);
-    extra.open();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return extra.panel().isActiveWindow(); }));
-    EXPECT_EQ(extra.panel().size(), QSize(320, 480));
     other.activateWindow();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !extra.isOpen(); }));
+    EXPECT_TRUE(isOpen(false)) << "open without the focus";
+    // Where the click takes the focus away first, it has closed the panel already.
+    const Presses presses(*icon());
+    clickIcon();
+    EXPECT_TRUE(eventually([&] { return presses.count == 1; }));
+    EXPECT_FALSE(extra.isOpen());
+    queue.advance(1s);
+    clickIcon();
+    EXPECT_TRUE(isOpen(true));
 }
 
-TEST(MenuBarExtra, LooksForATrayOnlyWhileThereIsNone)
-{
-    ManualMainQueue queue;
-    const FixedScreen screen;
-    const MenuBarExtra extra(QStringLiteral("kivolo"), {}, std::make_unique<QLabel>(), screen,
-                             queue);
-    EXPECT_EQ(extra.isAvailable(), QSystemTrayIcon::isSystemTrayAvailable());
-    EXPECT_EQ(queue.pending(), extra.isAvailable() ? 0 : 1);
-}
+} // namespace

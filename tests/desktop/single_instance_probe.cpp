@@ -13,7 +13,7 @@ int main(int argc, char **argv)
         std::fflush(stdout);
     };
     QObject::connect(&instance, &kivolo::SingleInstance::raiseRequested, [&] { say("raised"); });
-    switch (instance.claim()) {
+    switch (instance.claim(kivolo::SingleInstance::Ask::ToRaise)) {
     case kivolo::SingleInstance::Outcome::First:
         say("first");
         return QCoreApplication::exec();

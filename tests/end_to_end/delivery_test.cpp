@@ -80,7 +80,7 @@ protected:
             environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, bus);
         client.setProcessEnvironment(environment);
         client.setProcessChannelMode(QProcess::ForwardedChannels);
-        client.start(QStringLiteral(KIVOLO_PROGRAM), {});
+        client.start(QStringLiteral(KIVOLO_PROGRAM), {u"--hidden"_s});
         // The second poll shows that the first has been taken in: from now on beams are news.
         ASSERT_TRUE(eventually([&] { return proxy->requests("GET /beams") >= 2; }));
     }

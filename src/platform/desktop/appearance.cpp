@@ -15,7 +15,7 @@ const QString portal = u"org.freedesktop.portal.Desktop"_s;
 const QString object = u"/org/freedesktop/portal/desktop"_s;
 const QString interface = u"org.freedesktop.portal.Settings"_s;
 const QString appearance = u"org.freedesktop.appearance"_s;
-const QString colorSchemeKey = u"color-scheme"_s;
+const QString interfaceSettings = u"org.gnome.desktop.interface"_s;
 const QString read = u"ReadOne"_s;
 const QString readBeforeVersion2 = u"Read"_s; // puts the value into one variant more
 
@@ -49,37 +49,52 @@ void Appearance::listen()
     qRegisterMetaType<QDBusVariant>();
     // From whoever sends it: to be told the portal's address by the bus would mean to wait, and
     // everybody on this bus is the same user. The bus passes on these settings only.
-    bus.connect({}, object, interface, u"SettingChanged"_s, {appearance}, u"ssv"_s, this,
-                SLOT(settingChanged(QString, QString, QDBusVariant)));
-    ask(read);
+    for (const QString &group : {appearance, interfaceSettings}) {
+        bus.connect({}, object, interface, u"SettingChanged"_s, {group}, u"ssv"_s, this,
+                    SLOT(settingChanged(QString, QString, QDBusVariant)));
+    }
+    for (const Setting &setting : settings())
+        ask(setting, read);
 }
 
-void Appearance::ask(const QString &method)
+const std::array<Appearance::Setting, 3> &Appearance::settings()
+{
+    static const std::array<Setting, 3> all{{
+        {appearance, u"color-scheme"_s, &Appearance::takeColorScheme},
+        // Newer portals know the first of these two, desktops that once had GNOME's settings the
+        // second.
+        {appearance, u"reduced-motion"_s, &Appearance::takeReducedMotion},
+        {interfaceSettings, u"enable-animations"_s, &Appearance::takeAnimations},
+    }};
+    return all;
+}
+
+void Appearance::ask(const Setting &setting, const QString &method)
 {
     QDBusMessage question = QDBusMessage::createMethodCall(portal, object, interface, method);
-    question.setArguments({appearance, colorSchemeKey});
+    question.setArguments({setting.group, setting.key});
     auto *call = new QDBusPendingCallWatcher(connection_.result().asyncCall(question), this);
-    connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, method] {
+    connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, &setting, method] {
         call->deleteLater();
         if (!call->isError())
-            take(call->reply().arguments().value(0));
+            (this->*setting.take)(unwrapped(call->reply().arguments().value(0)));
         else if (call->error().type() == QDBusError::UnknownMethod && method == read)
-            ask(readBeforeVersion2);
+            ask(setting, readBeforeVersion2);
     });
 }
 
-void Appearance::settingChanged(const QString &settings, const QString &key,
-                                const QDBusVariant &value)
+void Appearance::settingChanged(const QString &group, const QString &key, const QDBusVariant &value)
 {
-    if (settings == appearance && key == colorSchemeKey)
-        take(value.variant());
+    for (const Setting &setting : settings()) {
+        if (setting.group == group && setting.key == key)
+            (this->*setting.take)(unwrapped(value.variant()));
+    }
 }
 
-void Appearance::take(const QVariant &colorScheme)
+// A value of a type of its own is not converted: a text "1" means nothing here.
+void Appearance::takeColorScheme(const QVariant &value)
 {
-    const QVariant value = unwrapped(colorScheme);
     std::optional<bool> prefersDark;
-    // A type of its own is not converted: a text "1" means nothing here.
     if (value.metaType() == QMetaType::fromType<uint>()) {
         if (value.toUInt() == dark || value.toUInt() == light)
             prefersDark = value.toUInt() == dark;
@@ -88,6 +103,26 @@ void Appearance::take(const QVariant &colorScheme)
         return;
     prefersDark_ = prefersDark;
     Q_EMIT changed();
+}
+
+void Appearance::takeReducedMotion(const QVariant &value)
+{
+    constexpr uint reduce = 1;
+    setMotion(reducedMotion_,
+              value.metaType() == QMetaType::fromType<uint>() && value.toUInt() == reduce);
+}
+
+void Appearance::takeAnimations(const QVariant &value)
+{
+    setMotion(animationsOff_, value.metaType() == QMetaType::fromType<bool>() && !value.toBool());
+}
+
+void Appearance::setMotion(bool &aspect, bool reduced)
+{
+    const bool before = reducesMotion();
+    aspect = reduced;
+    if (reducesMotion() != before)
+        Q_EMIT motionChanged();
 }
 
 } // namespace kivolo

@@ -1,10 +1,11 @@
-// Whether the desktop is set to light or to dark.
+// What the desktop is set to: light or dark, with or without motion.
 #pragma once
 
 #include <QDBusConnection>
 #include <QDBusVariant>
 #include <QFutureWatcher>
 #include <QObject>
+#include <array>
 #include <functional>
 #include <optional>
 
@@ -28,21 +29,39 @@ public:
     /// Absent while the desktop has not said anything, or has no preference.
     std::optional<bool> prefersDark() const { return prefersDark_; }
 
+    /// Whether the user has asked for less motion, or for no animations at all.
+    bool reducesMotion() const { return reducedMotion_ || animationsOff_; }
+
 Q_SIGNALS:
     /// prefersDark() has another value.
     void changed();
+    /// reducesMotion() has another value.
+    void motionChanged();
 
 private Q_SLOTS:
     // By name, because a bus connects to nothing else.
-    void settingChanged(const QString &settings, const QString &key, const QDBusVariant &value);
+    void settingChanged(const QString &group, const QString &key, const QDBusVariant &value);
 
 private:
     void listen();
-    void ask(const QString &method);
-    void take(const QVariant &colorScheme);
+    struct Setting
+    {
+        QString group;
+        QString key;
+        void (Appearance::*take)(const QVariant &value);
+    };
+    static const std::array<Setting, 3> &settings();
+
+    void ask(const Setting &setting, const QString &method);
+    void takeColorScheme(const QVariant &value);
+    void takeReducedMotion(const QVariant &value);
+    void takeAnimations(const QVariant &value);
+    void setMotion(bool &aspect, bool reduced);
 
     QFutureWatcher<QDBusConnection> connection_;
     std::optional<bool> prefersDark_;
+    bool reducedMotion_ = false;
+    bool animationsOff_ = false;
 };
 
 } // namespace kivolo

@@ -1,9 +1,16 @@
 #include "platform/desktop/application.h"
 
+#include "platform/desktop/panel_system.h"
+
 #include <QApplication>
 #include <QDesktopServices>
+#include <QSocketNotifier>
 #include <QUrl>
 #include <QWidget>
+#include <csignal>
+#include <memory>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace kivolo::application {
 
@@ -26,9 +33,46 @@ void activate()
     }
 }
 
+void raise(QWidget &window)
+{
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+    panel_system::bringToUser(*window.windowHandle());
+}
+
 void terminate()
 {
     QCoreApplication::quit();
+}
+
+// A signal handler may do next to nothing, so it only wakes the event loop.
+static int signalled = -1;
+
+static void tellEventLoop(int)
+{
+    constexpr uint64_t one = 1;
+    [[maybe_unused]] const auto written = ::write(signalled, &one, sizeof one);
+}
+
+void terminateOnSignals()
+{
+    signalled = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (signalled < 0)
+        return; // the signals then end the program at once
+    auto notifier = std::make_unique<QSocketNotifier>(signalled, QSocketNotifier::Read, qApp);
+    QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
+                     [n = notifier.get()] {
+                         n->setEnabled(false);
+                         terminate();
+                     });
+    notifier.release(); // owned by its parent
+    struct sigaction action = {};
+    action.sa_handler = tellEventLoop;
+    action.sa_flags = int(SA_RESTART | SA_RESETHAND);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+        ::sigaction(signal, &action, nullptr);
 }
 
 bool openLink(const QUrl &url)

@@ -2,6 +2,7 @@
 #pragma once
 
 class QUrl;
+class QWidget;
 
 namespace kivolo::application {
 
@@ -14,8 +15,18 @@ void chooseWindowSystem();
 /// it shows none.
 void activate();
 
+/// Shows `window` on the virtual desktop that the user looks at, not minimised, in front of all
+/// others and with the focus. For the user's own demand only: it takes the focus from whatever
+/// has it.
+void raise(QWidget &window);
+
 /// Ends the program.
 void terminate();
+
+/// Ends the program in good order, as terminate() does, when a session or a terminal tells it to
+/// end (SIGTERM, SIGINT, SIGHUP). The second such signal ends it at once. To be called once, after
+/// the application object has been made.
+void terminateOnSignals();
 
 /// Opens a web address in the user's browser. Refused, with false, for anything but http and
 /// https: addresses come from elsewhere, and others start programs.

@@ -3,12 +3,14 @@
 #include "platform/desktop/coordinates.h"
 #include "platform/desktop/screen.h"
 
+#include <QApplication>
 #include <QCursor>
-#include <QEvent>
-#include <QGuiApplication>
+#include <QKeyEvent>
 #include <QPalette>
 #include <QVBoxLayout>
+#include <QWindow>
 #include <algorithm>
+#include <utility>
 
 namespace kivolo {
 
@@ -18,7 +20,7 @@ namespace {
 
 constexpr double panelWidth = 320;
 constexpr double panelHeight = 480;
-constexpr auto searchInterval = 5s;
+constexpr double gap = 4; // between icon and panel
 /// A click on the icon takes the focus first, which closes the panel, and is told only then.
 constexpr auto clickAfterClosing = 300ms;
 
@@ -29,9 +31,10 @@ double within(double value, double low, double high)
 
 } // namespace
 
-Rect menuBarPanelFrame(double width, double height, const std::optional<Rect> &icon, Point click,
-                       const Rect &visibleFrame)
+Rect menuBarPanelFrame(const std::optional<Rect> &icon, Point click, const Rect &visibleFrame)
 {
+    const double width = std::min(panelWidth, visibleFrame.width);
+    const double height = std::min(panelHeight, visibleFrame.height);
     const double right = visibleFrame.maxX() - width;
     const double top = visibleFrame.maxY() - height;
     if (!icon) {
@@ -39,44 +42,42 @@ Rect menuBarPanelFrame(double width, double height, const std::optional<Rect> &i
                 click.y < visibleFrame.midY() ? visibleFrame.minY() : top, width, height};
     }
     const bool below = icon->midY() >= visibleFrame.midY();
+    const double y = below ? icon->minY() - gap - height : icon->maxY() + gap;
     return {within(icon->midX() - width / 2, visibleFrame.minX(), right),
-            within(below ? icon->minY() - height : icon->maxY(), visibleFrame.minY(), top), width,
-            height};
+            within(y, visibleFrame.minY(), top), width, height};
 }
 
-MenuBarExtra::MenuBarExtra(const QString &title, Icons icons, std::unique_ptr<QWidget> content,
+MenuBarExtra::MenuBarExtra(QString title, Icons icons, ContentFactory makeContent,
                            const Screen &screen, MainQueue &queue)
-    : icons_(std::move(icons))
+    : title_(std::move(title))
+    , icons_(std::move(icons))
+    , makeContent_(std::move(makeContent))
     , screen_(screen)
     , queue_(queue)
-    , panel_(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)
 {
-    panel_.setWindowTitle(title);
-    panel_.setFixedSize(int(panelWidth), int(panelHeight));
-    auto *layout = new QVBoxLayout(&panel_);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(content.release());
-    panel_.installEventFilter(this);
-
-    // First, for desktops on which a click can do nothing but open the menu.
     menu_.addAction(tr("Open"), this, &MenuBarExtra::open);
-    tray_.setContextMenu(&menu_);
-    tray_.setToolTip(title.toHtmlEscaped());
-    connect(&tray_, &QSystemTrayIcon::activated, this, [this](auto reason) {
-        if (reason == QSystemTrayIcon::Trigger)
-            toggle();
-    });
-    chooseIcon();
-    search_ = queue_.every(searchInterval, [this] { findTray(); });
-    findTray();
+    // The menu hears of another palette without ever being shown.
+    menu_.installEventFilter(this);
+    connect(&presence_, &TrayPresence::changed, this, &MenuBarExtra::followTray);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &MenuBarExtra::followFocus);
 }
 
-void MenuBarExtra::findTray()
+MenuBarExtra::~MenuBarExtra() = default;
+
+void MenuBarExtra::followTray()
 {
-    if (!QSystemTrayIcon::isSystemTrayAvailable())
-        return;
-    tray_.show();
-    search_.reset();
+    // From the first one on, the toolkit follows the tray by itself.
+    if (!tray_) {
+        tray_ = std::make_unique<QSystemTrayIcon>();
+        tray_->setContextMenu(&menu_);
+        tray_->setToolTip(title_.toHtmlEscaped());
+        connect(tray_.get(), &QSystemTrayIcon::activated, this, [this](auto reason) {
+            if (reason == QSystemTrayIcon::Trigger)
+                toggle();
+        });
+        chooseIcon();
+        tray_->show();
+    }
     Q_EMIT availabilityChanged();
 }
 
@@ -89,24 +90,58 @@ void MenuBarExtra::toggle()
         open();
 }
 
+void MenuBarExtra::makePanel()
+{
+    panel_ = std::make_unique<QWidget>(nullptr, Qt::Tool | Qt::FramelessWindowHint |
+                                                    Qt::WindowStaysOnTopHint);
+    panel_->setAttribute(Qt::WA_TranslucentBackground);
+    panel_->setWindowTitle(title_);
+    QWidget *content = makeContent_().release(); // owned by its parent
+    content->setParent(panel_.get());
+    auto layout = std::make_unique<QVBoxLayout>(panel_.get());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout.release()->addWidget(content);
+    panel_->installEventFilter(this);
+    const auto adapt = [this, content] {
+        content->setProperty("squareCorners", !compositor_->isThere());
+    };
+    compositor_ = panel_system::observeCompositor(adapt);
+    adapt();
+}
+
 void MenuBarExtra::open()
 {
     const auto visibleFrame = screen_.visibleFrame();
     if (!visibleFrame)
         return;
-    const QRect geometry = tray_.geometry();
-    const auto icon = geometry.isValid() ? std::optional(toProgram(geometry)) : std::nullopt;
+    if (!panel_)
+        makePanel();
+    std::optional<Rect> icon;
+    if (tray_ && !tray_->geometry().isEmpty())
+        icon = toProgram(tray_->geometry());
     const Point click = toProgram(QRect(QCursor::pos(), QSize(1, 1))).origin();
-    panel_.setGeometry(
-        toDesktop(menuBarPanelFrame(panelWidth, panelHeight, icon, click, *visibleFrame)));
-    panel_.show();
-    panel_.raise();
-    panel_.activateWindow();
+    const QRect frame = toDesktop(menuBarPanelFrame(icon, click, *visibleFrame));
+    panel_->setFixedSize(frame.size());
+    panel_->move(frame.topLeft());
+    panel_->show();
+    panel_->raise();
+    panel_->activateWindow();
+    panel_system::bringToUser(*panel_->windowHandle());
 }
 
 void MenuBarExtra::close()
 {
-    panel_.hide();
+    if (panel_)
+        panel_->hide();
+}
+
+void MenuBarExtra::followFocus(QWindow *focused)
+{
+    // A menu that opens from within the panel takes the keyboard, too.
+    if (!isOpen() || focused == panel_->windowHandle() || QApplication::activePopupWidget())
+        return;
+    closedAt_ = queue_.uptime();
+    close();
 }
 
 void MenuBarExtra::chooseIcon()
@@ -114,16 +149,19 @@ void MenuBarExtra::chooseIcon()
     const QPalette palette = QGuiApplication::palette();
     const bool dark =
         palette.windowText().color().lightness() > palette.window().color().lightness();
-    tray_.setIcon(dark ? icons_.onDark : icons_.onLight);
+    if (tray_)
+        tray_->setIcon(dark ? icons_.onDark : icons_.onLight);
 }
 
 bool MenuBarExtra::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == &panel_ && event->type() == QEvent::WindowDeactivate && isOpen()) {
-        closedAt_ = queue_.uptime();
-        close();
-    } else if (watched == &panel_ && event->type() == QEvent::PaletteChange) {
+    if (watched == &menu_ && event->type() == QEvent::PaletteChange)
         chooseIcon();
+    // Arrives here only when nothing in the panel has taken it.
+    if (watched == panel_.get() && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent *>(event)->matches(QKeySequence::Cancel)) {
+        close();
+        return true;
     }
     return QObject::eventFilter(watched, event);
 }

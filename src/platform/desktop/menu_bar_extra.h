@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/desktop/geometry.h"
+#include "platform/desktop/tray_presence.h"
 #include "platform/foundation/main_queue.h"
 
 #include <QIcon>
@@ -9,6 +10,7 @@
 #include <QObject>
 #include <QSystemTrayIcon>
 #include <QWidget>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -16,13 +18,15 @@ namespace kivolo {
 
 class Screen;
 
-/// Where a panel of the given size opens: beside the icon, below it in the upper half of the
+/// Where the panel of 320 × 480 points opens: beside the icon, below it in the upper half of the
 /// screen and above it in the lower; without an icon's place, in the corner nearest to `click`.
-/// Always within `visibleFrame`, unless that is the smaller one.
-Rect menuBarPanelFrame(double width, double height, const std::optional<Rect> &icon, Point click,
-                       const Rect &visibleFrame);
+/// Always within `visibleFrame`, and as large as that where it is the smaller one.
+Rect menuBarPanelFrame(const std::optional<Rect> &icon, Point click, const Rect &visibleFrame);
 
-/// A tray icon that opens a window-style panel of 320 × 480 points. Main thread only.
+/// A tray icon that opens a window-style panel of 320 × 480 points. The panel closes with the next
+/// click on the icon, with Escape, and as soon as it loses the focus to anything but a menu. The
+/// icon's menu has one entry, "Open", for desktops on which a click can do nothing but open the
+/// menu. Main thread only.
 class MenuBarExtra final : public QObject
 {
     Q_OBJECT
@@ -33,42 +37,52 @@ public:
         QIcon onLight;
         QIcon onDark;
     };
+    /// Makes what fills the panel. Its property `squareCorners` (bool), if it has one, is true
+    /// while the desktop cannot blend windows, so that the content must be opaque to its corners.
+    using ContentFactory = std::function<std::unique_ptr<QWidget>()>;
 
-    /// `content` fills the panel. `screen` and `queue` must outlive the extra.
-    MenuBarExtra(const QString &title, Icons icons, std::unique_ptr<QWidget> content,
-                 const Screen &screen, MainQueue &queue);
+    /// `makeContent` is called when the panel is first opened. `screen` and `queue` must outlive
+    /// the extra.
+    MenuBarExtra(QString title, Icons icons, ContentFactory makeContent, const Screen &screen,
+                 MainQueue &queue);
+    ~MenuBarExtra() override;
 
-    /// Whether the desktop shows the icon. A tray may come only after the program.
-    bool isAvailable() const
-    {
-        return tray_.isVisible() && QSystemTrayIcon::isSystemTrayAvailable();
-    }
+    /// Whether the desktop has a tray that shows the icon.
+    bool isAvailable() const { return presence_.isThere(); }
 
     void open();
     void close();
-    bool isOpen() const { return panel_.isVisible(); }
-    const QWidget &panel() const { return panel_; }
+    bool isOpen() const { return panel_ && panel_->isVisible(); }
+
+    /// For tests that look at the window system; the panel is null before it is first opened.
+    const QWidget *panel() const { return panel_.get(); }
+    const QMenu &menu() const { return menu_; }
 
 Q_SIGNALS:
-    /// A tray has come after the extra was made. One that goes is told by isAvailable() alone.
+    /// isAvailable() has another value.
     void availabilityChanged();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
-    void findTray();
+    void followTray();
+    void followFocus(QWindow *focused);
+    void makePanel();
     void toggle();
     void chooseIcon();
 
+    const QString title_;
     const Icons icons_;
+    ContentFactory makeContent_;
     const Screen &screen_;
     MainQueue &queue_;
-    QSystemTrayIcon tray_;
+    TrayPresence presence_;
     QMenu menu_;
-    QWidget panel_;
-    std::optional<MainQueue::Duration> closedAt_;   // by losing the focus
-    std::unique_ptr<MainQueue::Repetition> search_; // while there is no tray
+    std::unique_ptr<QSystemTrayIcon> tray_; // from the first tray on
+    std::unique_ptr<QWidget> panel_;        // from the first opening on
+    std::unique_ptr<panel_system::Presence> compositor_;
+    std::optional<MainQueue::Duration> closedAt_; // by losing the focus
 };
 
 } // namespace kivolo

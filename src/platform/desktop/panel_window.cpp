@@ -58,7 +58,7 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool mo
     setFocusPolicy(Qt::NoFocus);
     content_->setParent(this);
     veil_ = std::make_unique<PanelVeil>(this).release(); // owned by its parent
-    blending_ = panel_system::observeBlending([this] { adaptToBlending(); });
+    compositor_ = panel_system::observeCompositor([this] { adaptToCompositor(); });
 }
 
 PanelWindow::~PanelWindow() = default;
@@ -115,16 +115,16 @@ void PanelWindow::showInFront()
         raise();
         return;
     }
-    adaptToBlending();
+    adaptToCompositor();
     panel_system::makeFloating(*windowHandle());
     tellCardAgain_ = true;
     show();
 }
 
-void PanelWindow::adaptToBlending()
+void PanelWindow::adaptToCompositor()
 {
     winId(); // from here on there is a window handle
-    blended_ = blending_->isOn() && windowHandle()->format().hasAlpha();
+    blended_ = compositor_->isThere() && windowHandle()->format().hasAlpha();
     content_->setProperty("squareCorners", !blended_);
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();

@@ -36,7 +36,7 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
 
 private:
-    void adaptToBlending();
+    void adaptToCompositor();
     void layOut();
     void thinOut();
     void repeatCard();
@@ -51,7 +51,7 @@ private:
     Rect frame_;
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it
-    std::unique_ptr<panel_system::Blending> blending_;
+    std::unique_ptr<panel_system::Presence> compositor_;
 };
 
 } // namespace kivolo

@@ -1,4 +1,4 @@
-// Panels under X11, by the Extended Window Manager Hints.
+// Windows under X11, by the Extended Window Manager Hints.
 #include "platform/desktop/panel_system.h"
 
 #include <QAbstractNativeEventFilter>
@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QWindow>
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <span>
@@ -46,8 +47,11 @@ enum Atom {
     Protocols,
     Delete_window,
     Ping,
-    Selection,
+    Compositor,
+    Tray,
     Work_area,
+    Active_window,
+    Current_desktop,
     Atom_count
 };
 
@@ -56,7 +60,7 @@ enum Atom {
 xcb_atom_t atom(Atom which)
 {
     static const std::array<xcb_atom_t, Atom_count> atoms = [] {
-        // Qt opens no second X screen, and the compositor's selection carries the screen's number.
+        // Qt opens no second X screen, and the selections carry the screen's number.
         constexpr std::array<const char *, Atom_count> names = {"_NET_WM_WINDOW_TYPE",
                                                                 "_NET_WM_WINDOW_TYPE_NOTIFICATION",
                                                                 "_NET_WM_WINDOW_TYPE_DOCK",
@@ -72,7 +76,10 @@ xcb_atom_t atom(Atom which)
                                                                 "WM_DELETE_WINDOW",
                                                                 "_NET_WM_PING",
                                                                 "_NET_WM_CM_S0",
-                                                                "_NET_WORKAREA"};
+                                                                "_NET_SYSTEM_TRAY_S0",
+                                                                "_NET_WORKAREA",
+                                                                "_NET_ACTIVE_WINDOW",
+                                                                "_NET_CURRENT_DESKTOP"};
         std::array<xcb_intern_atom_cookie_t, Atom_count> cookies;
         for (std::size_t i = 0; i < names.size(); ++i)
             cookies[i] =
@@ -95,29 +102,62 @@ void setProperty(QWindow &window, Atom property, xcb_atom_t type, std::span<cons
                         atom(property), type, 32, uint32_t(values.size()), values.data());
 }
 
+constexpr uint32_t allDesktops = 0xFFFFFFFF;
+
 xcb_window_t rootWindow()
 {
     return xcb_setup_roots_iterator(xcb_get_setup(connection())).data->root;
 }
 
-// Follows the selection that a compositor owns for as long as it blends windows, so that it costs
-// one round trip to the server however many panels ask.
-class Compositor final : public QObject, public QAbstractNativeEventFilter
+// The numbers that a property begins with; none when it has fewer.
+template<std::size_t count>
+std::optional<std::array<uint32_t, count>> numbers(xcb_window_t window, Atom property)
+{
+    const ReplyPtr<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection(),
+        xcb_get_property(connection(), false, window, atom(property), XCB_ATOM_CARDINAL, 0, count),
+        nullptr));
+    if (!reply || reply->format != 32 || reply->value_len < count)
+        return std::nullopt;
+    std::array<uint32_t, count> values;
+    std::copy_n(static_cast<const uint32_t *>(xcb_get_property_value(reply.get())), count,
+                values.begin());
+    return values;
+}
+
+// Window managers listen on the root window for what they are to do with another one.
+void askWindowManager(QWindow &window, Atom message, std::array<uint32_t, 5> data)
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = xcb_window_t(window.winId());
+    event.type = atom(message);
+    std::copy(data.begin(), data.end(), event.data.data32);
+    xcb_send_event(connection(), false, rootWindow(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char *>(&event));
+}
+
+// Follows the selection that a desktop's program owns for as long as it serves, so that it costs
+// one round trip to the server however many windows ask.
+class SelectionOwner final : public QObject, public QAbstractNativeEventFilter
 {
     Q_OBJECT
 public:
-    Compositor()
+    explicit SelectionOwner(Atom selection)
+        : selection_(atom(selection))
     {
         const ReplyPtr<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
-            connection(), xcb_get_selection_owner(connection(), atom(Selection)), nullptr));
-        present_ = reply && reply->owner != XCB_WINDOW_NONE;
+            connection(), xcb_get_selection_owner(connection(), selection_), nullptr));
+        isThere_ = reply && reply->owner != XCB_WINDOW_NONE;
 
         const auto *xfixes = xcb_get_extension_data(connection(), &xcb_xfixes_id);
         if (!xfixes || !xfixes->present)
             return;
         event_ = uint8_t(xfixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
         xcb_xfixes_select_selection_input(
-            connection(), rootWindow(), atom(Selection),
+            connection(), rootWindow(), selection_,
             XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                 XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
@@ -125,16 +165,16 @@ public:
     }
 
     /// The one that follows the selection now; lives as long as somebody holds it.
-    static std::shared_ptr<Compositor> current()
+    static std::shared_ptr<SelectionOwner> of(Atom selection)
     {
-        static std::weak_ptr<Compositor> shared;
-        auto held = shared.lock();
+        static std::array<std::weak_ptr<SelectionOwner>, Atom_count> shared;
+        auto held = shared[selection].lock();
         if (!held && connection())
-            shared = held = std::make_shared<Compositor>();
+            shared[selection] = held = std::make_shared<SelectionOwner>(selection);
         return held;
     }
 
-    bool isPresent() const { return present_; }
+    bool isThere() const { return isThere_; }
 
     bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
     {
@@ -142,8 +182,8 @@ public:
         if ((event->response_type & 0x7f) != event_)
             return false;
         const auto *notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t *>(event);
-        if (notify->selection == atom(Selection)) {
-            present_ = notify->owner != XCB_WINDOW_NONE;
+        if (notify->selection == selection_) {
+            isThere_ = notify->owner != XCB_WINDOW_NONE;
             Q_EMIT changed();
         }
         return false;
@@ -153,39 +193,44 @@ Q_SIGNALS:
     void changed();
 
 private:
-    bool present_ = false;
+    xcb_atom_t selection_;
+    bool isThere_ = false;
     uint8_t event_ = 0;
 };
 
-class CompositorBlending final : public Blending
+class OwnerPresence final : public Presence
 {
 public:
-    explicit CompositorBlending(std::function<void()> changed)
-        : compositor_(Compositor::current())
+    OwnerPresence(Atom selection, std::function<void()> changed)
+        : owner_(SelectionOwner::of(selection))
     {
-        if (compositor_)
-            QObject::connect(compositor_.get(), &Compositor::changed, &context_, std::move(changed),
+        if (owner_)
+            QObject::connect(owner_.get(), &SelectionOwner::changed, &context_, std::move(changed),
                              Qt::QueuedConnection);
     }
-    bool isOn() const override { return compositor_ && compositor_->isPresent(); }
+    bool isThere() const override { return owner_ && owner_->isThere(); }
 
 private:
-    std::shared_ptr<Compositor> compositor_;
+    std::shared_ptr<SelectionOwner> owner_;
     QObject context_;
 };
 
 } // namespace
 
-std::unique_ptr<Blending> observeBlending(std::function<void()> changed)
+std::unique_ptr<Presence> observeCompositor(std::function<void()> changed)
 {
-    return std::make_unique<CompositorBlending>(std::move(changed));
+    return std::make_unique<OwnerPresence>(Compositor, std::move(changed));
+}
+
+std::unique_ptr<Presence> observeTray(std::function<void()> changed)
+{
+    return std::make_unique<OwnerPresence>(Tray, std::move(changed));
 }
 
 void makeFloating(QWindow &window)
 {
     if (!connection())
         return;
-    constexpr uint32_t allDesktops = 0xFFFFFFFF;
     constexpr uint32_t neverUsed = 0;
     // A window manager that knows no notifications would take them for ordinary windows and pull
     // those that stand beyond the edge of the screen back onto it. It leaves docks alone.
@@ -223,16 +268,26 @@ std::optional<QRect> workArea()
     if (!connection())
         return std::nullopt;
     // One rectangle per virtual desktop. The first one will do: panels are on all of them.
-    constexpr uint32_t length = 4;
-    const ReplyPtr<xcb_get_property_reply_t> reply(
-        xcb_get_property_reply(connection(),
-                               xcb_get_property(connection(), false, rootWindow(), atom(Work_area),
-                                                XCB_ATOM_CARDINAL, 0, length),
-                               nullptr));
-    if (!reply || reply->format != 32 || reply->value_len < length)
+    const auto area = numbers<4>(rootWindow(), Work_area);
+    if (!area)
         return std::nullopt;
-    const auto *area = static_cast<const int32_t *>(xcb_get_property_value(reply.get()));
-    return QRect(area[0], area[1], area[2], area[3]);
+    const auto signedNumber = [&](std::size_t i) { return int((*area)[i]); };
+    return QRect(signedNumber(0), signedNumber(1), signedNumber(2), signedNumber(3));
+}
+
+void bringToUser(QWindow &window)
+{
+    if (!connection())
+        return;
+    // Where a program asks for itself, a window manager compares when the user last touched which
+    // window, and may refuse.
+    constexpr uint32_t onTheUsersBehalf = 2;
+    const auto stands = numbers<1>(xcb_window_t(window.winId()), Desktop);
+    const auto seen = numbers<1>(rootWindow(), Current_desktop);
+    if (seen && !(stands && stands->front() == allDesktops))
+        askWindowManager(window, Desktop, {seen->front(), onTheUsersBehalf});
+    askWindowManager(window, Active_window, {onTheUsersBehalf, XCB_CURRENT_TIME});
+    xcb_flush(connection());
 }
 
 } // namespace kivolo::panel_system

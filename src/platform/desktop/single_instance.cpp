@@ -37,11 +37,11 @@ SingleInstance::SingleInstance(const QString &deviceId, QObject *parent)
     connect(&server_, &QLocalServer::newConnection, this, &SingleInstance::answer);
 }
 
-SingleInstance::Outcome SingleInstance::claim()
+SingleInstance::Outcome SingleInstance::claim(Ask ask)
 {
     if (!lock_.tryLock(0)) {
         if (lock_.error() == QLockFile::LockFailedError)
-            return askFirst();
+            return ask == Ask::ToRaise ? askFirst() : Outcome::AlreadyRunning;
         return fail(tr("The lock file %1.lock cannot be written.").arg(socketPath_));
     }
     // Whoever holds the lock owns the socket's name; one that exists is a crash's leftover.

@@ -16,14 +16,17 @@ class SingleInstance final : public QObject
 public:
     enum class Outcome {
         First,          ///< This program is the only one, and listens for later ones.
-        AlreadyRunning, ///< The first one has been asked to raise its window, and has heard it.
+        AlreadyRunning, ///< Another one is; it has heard what it was asked.
         Failed          ///< Neither could be established; errorText() says why.
     };
 
     explicit SingleInstance(const QString &deviceId, QObject *parent = nullptr);
 
+    /// What a program that already runs is asked.
+    enum class Ask { ToRaise, Nothing };
+
     /// To be called once. Waits at most 2 seconds for an answer of the first program.
-    Outcome claim();
+    Outcome claim(Ask ask);
     QString errorText() const { return errorText_; }
 
 Q_SIGNALS:

@@ -1,0 +1,43 @@
+// Which screen the member sees.
+#pragma once
+
+#include "style/stack.h"
+
+#include <memory>
+
+namespace kivolo {
+
+class MainQueue;
+class Store;
+class UserDefaults;
+
+/// The whole content of the window, and of the panel: both show the same store and the same
+/// settings, and so always the same screen.
+class MenuRootView : public Stack
+{
+    Q_OBJECT
+public:
+    /// `defaults` and `queue` must outlive the view.
+    MenuRootView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue,
+                 QWidget *parent = nullptr);
+
+private:
+    enum class Route { BlockingUpdate, Loading, Welcome, CreateOrJoin, Waiting, Composer };
+    Route route() const;
+    void render();
+    void renderBanner();
+    QWidget *content(Route route);
+
+    std::shared_ptr<Store> store_;
+    UserDefaults &defaults_;
+    MainQueue &queue_;
+
+    Stack *banner_;
+    Stack *content_;
+    QWidget *shownBanner_ = nullptr;
+    QWidget *shownContent_ = nullptr;
+    QString shownVersion_; // on the banner
+    std::optional<Route> shownRoute_;
+};
+
+} // namespace kivolo

@@ -1,0 +1,68 @@
+#include "app/panel_frame.h"
+
+#include "style/palette.h"
+#include "style/shapes.h"
+
+#include <QPainter>
+
+namespace kivolo {
+
+static constexpr qreal cornerRadius = 12;
+
+/// Lies over the content, which would paint into the corners otherwise.
+class PanelFrame::Edge final : public QWidget
+{
+public:
+    explicit Edge(PanelFrame &frame)
+        : QWidget(&frame)
+        , frame_(frame)
+    {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const qreal radius = frame_.hasSquareCorners() ? 0 : cornerRadius;
+        if (radius > 0) {
+            QPainterPath corners;
+            corners.addRect(rect());
+            corners.addPath(continuousRoundedRect(rect(), radius));
+            painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+            painter.fillPath(corners, Qt::black);
+            painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        }
+        strokeInside(painter, rect(), radius, 1, Palette::of(palette()).quaternary);
+    }
+
+private:
+    const PanelFrame &frame_;
+};
+
+PanelFrame::PanelFrame(std::unique_ptr<QWidget> content)
+    : content_(content.release())
+{
+    content_->setParent(this); // which owns it
+    edge_ = std::make_unique<Edge>(*this).release();
+}
+
+void PanelFrame::setSquareCorners(bool square)
+{
+    squareCorners_ = square;
+    update();
+}
+
+void PanelFrame::paintEvent(QPaintEvent *)
+{
+    QPainter(this).fillRect(rect(), Palette::of(palette()).window);
+}
+
+void PanelFrame::resizeEvent(QResizeEvent *)
+{
+    content_->setGeometry(rect());
+    edge_->setGeometry(rect());
+}
+
+} // namespace kivolo
