@@ -1,5 +1,8 @@
 #include "platform/foundation/user_defaults.h"
 
+#include <QFile>
+#include <QRegularExpression>
+
 namespace kivolo {
 
 UserDefaults::UserDefaults()
@@ -8,17 +11,38 @@ UserDefaults::UserDefaults()
 {
     // A file for all users of the machine would give them all one device id.
     settings_.setFallbacksEnabled(false);
+    salvage();
 }
 
 UserDefaults::UserDefaults(const QString &file)
     : settings_(file, QSettings::IniFormat)
-{}
+{
+    salvage();
+}
+
+// One broken line, a section's name or a value without its closing quote, makes what follows it
+// unreadable, and the next write would drop it.
+void UserDefaults::salvage()
+{
+    constexpr qint64 longerThanAnyIntactFile = 64 * 1024;
+    QFile file(settings_.fileName());
+    if (!file.open(QIODevice::ReadOnly))
+        return;
+    static const QRegularExpression entry(QStringLiteral("(kivolo_\\w+)=([\\w-]+)\\r?$"),
+                                          QRegularExpression::MultilineOption);
+    const QString text = QString::fromUtf8(file.read(longerThanAnyIntactFile));
+    for (auto found = entry.globalMatch(text); found.hasNext();) {
+        const QRegularExpressionMatch match = found.next();
+        if (!settings_.contains(match.captured(1)))
+            settings_.setValue(match.captured(1), match.captured(2));
+    }
+}
 
 std::optional<QString> UserDefaults::string(const QString &key) const
 {
-    if (!settings_.contains(key))
-        return std::nullopt;
-    return settings_.value(key).toString();
+    const QVariant value = settings_.value(key);
+    return value.metaType() == QMetaType::fromType<QString>() ? std::optional(value.toString())
+                                                              : std::nullopt;
 }
 
 void UserDefaults::setString(const QString &key, const QString &value)

@@ -10,7 +10,8 @@ namespace kivolo {
 
 /// The user's key-value store, one settings file in the user's configuration folder. Main thread
 /// only. A value that cannot be written to disk still holds for the rest of the run: a write
-/// that fails is not an error for its caller.
+/// that fails is not an error for its caller. Of a damaged file every value counts that stands in
+/// it whole.
 class UserDefaults : public QObject
 {
     Q_OBJECT
@@ -33,6 +34,7 @@ Q_SIGNALS:
     void changed(const QString &key);
 
 private:
+    void salvage();
     void set(const QString &key, const QVariant &value);
 
     QSettings settings_;
