@@ -1,9 +1,11 @@
 #include "api/origins.h"
 #include "app/kivolo_app.h"
+#include "app/translations.h"
 #include "platform/desktop/application.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QLocale>
 #include <cstdio>
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -37,6 +39,7 @@ int main(int argc, char **argv)
     QApplication::setApplicationDisplayName(QStringLiteral("Kivolo"));
     QApplication::setApplicationVersion(QStringLiteral(KIVOLO_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("kivolo"));
+    kivolo::installTranslations(QLocale());
     kivolo::application::terminateOnSignals();
     // Beams arrive without a window, and a card that goes is not the program's end.
     QApplication::setQuitOnLastWindowClosed(false);
