@@ -95,6 +95,47 @@ TEST_F(AppearanceTest, FollowsChangesOfAPortalThatComesLate)
     }
 }
 
+TEST_F(AppearanceTest, KnowsThatTheUserWantsLessMotion)
+{
+    const QString appearanceGroup = u"org.freedesktop.appearance"_s;
+    const QString interfaceGroup = u"org.gnome.desktop.interface"_s;
+    FakePortal portal(bus.connect(), 1U);
+    portal.set(interfaceGroup, u"enable-animations"_s, false);
+    const Appearance &desktop = begin();
+    EXPECT_FALSE(desktop.reducesMotion());
+    int told = 0;
+    QObject::connect(&desktop, &Appearance::motionChanged, [&] { ++told; });
+    ASSERT_TRUE(eventually([&] { return desktop.reducesMotion(); })) << "from the beginning";
+
+    struct Step
+    {
+        QString group, key;
+        QVariant value;
+        bool reduces;
+    };
+    const Step steps[] = {
+        {interfaceGroup, u"enable-animations"_s, true, false},
+        {appearanceGroup, u"reduced-motion"_s, 1U, true},
+        {interfaceGroup, u"enable-animations"_s, false, true},
+        {appearanceGroup, u"reduced-motion"_s, 0U, true},
+        {interfaceGroup, u"enable-animations"_s, u"false"_s, false},
+        {appearanceGroup, u"reduced-motion"_s, u"1"_s, false},
+    };
+    bool before = true;
+    int expected = 1;
+    for (const Step &step : steps) {
+        SCOPED_TRACE(qPrintable(step.key + u' ' + step.value.toString()));
+        portal.set(step.group, step.key, step.value);
+        // What is told after it has been taken in after it.
+        const uint marker = desktop.prefersDark() == true ? 2U : 1U;
+        portal.change(marker);
+        ASSERT_TRUE(eventually([&] { return desktop.prefersDark() == (marker == 1U); }));
+        EXPECT_EQ(desktop.reducesMotion(), step.reduces);
+        expected += std::exchange(before, step.reduces) != step.reduces;
+        EXPECT_EQ(told, expected);
+    }
+}
+
 TEST_F(AppearanceTest, WaitsForNoBus)
 {
     const QTemporaryDir folder;

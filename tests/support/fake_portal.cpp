@@ -8,6 +8,13 @@ namespace kivolo {
 using namespace Qt::StringLiterals;
 
 static const QString path = u"/org/freedesktop/portal/desktop"_s;
+static const QString appearance = u"org.freedesktop.appearance"_s;
+static const QString colorSchemeKey = u"color-scheme"_s;
+
+static QString pathOf(const QString &group, const QString &key)
+{
+    return group + QLatin1Char('/') + key;
+}
 
 PrivateBus::PrivateBus()
 {
@@ -31,9 +38,9 @@ QDBusConnection PrivateBus::connect() const
 
 FakePortal::FakePortal(QDBusConnection bus, const QVariant &colorScheme, int version)
     : bus_(std::move(bus))
-    , colorScheme_(colorScheme)
     , version_(version)
 {
+    values_[pathOf(appearance, colorSchemeKey)] = colorScheme;
     bus_.registerObject(path, this, QDBusConnection::ExportAllSlots);
     bus_.registerService(u"org.freedesktop.portal.Desktop"_s);
 }
@@ -45,10 +52,15 @@ FakePortal::~FakePortal()
 
 void FakePortal::change(const QVariant &colorScheme)
 {
-    colorScheme_ = colorScheme;
-    tell(u"org.gnome.desktop.interface"_s, u"color-scheme"_s, u"not the one"_s);
-    tell(u"org.freedesktop.appearance"_s, u"contrast"_s, 7U);
-    tell(u"org.freedesktop.appearance"_s, u"color-scheme"_s, colorScheme);
+    tell(u"org.gnome.desktop.interface"_s, colorSchemeKey, u"not the one"_s);
+    tell(appearance, u"contrast"_s, 7U);
+    set(appearance, colorSchemeKey, colorScheme);
+}
+
+void FakePortal::set(const QString &group, const QString &key, const QVariant &value)
+{
+    values_[pathOf(group, key)] = value;
+    tell(group, key, value);
 }
 
 void FakePortal::tell(const QString &settings, const QString &key, const QVariant &value)
@@ -78,10 +90,9 @@ QDBusVariant FakePortal::Read(const QString &settings, const QString &key, const
 
 QVariant FakePortal::answer(const QString &settings, const QString &key, const QDBusMessage &call)
 {
-    ++reads_;
-    const bool known = settings == "org.freedesktop.appearance"_L1 && key == "color-scheme"_L1;
-    if (known && colorScheme_.isValid())
-        return colorScheme_;
+    reads_ += key == colorSchemeKey;
+    if (const QVariant value = values_.value(pathOf(settings, key)); value.isValid())
+        return value;
     call.setDelayedReply(true);
     bus_.send(call.createErrorReply(u"org.freedesktop.portal.Error.NotFound"_s, u"no setting"_s));
     return 0;

@@ -3,6 +3,7 @@
 
 #include <QDBusConnection>
 #include <QDBusVariant>
+#include <QMap>
 #include <QObject>
 #include <QProcess>
 
@@ -36,6 +37,9 @@ public:
 
     /// Changes the colour scheme, and tells everybody.
     void change(const QVariant &colorScheme);
+    /// Changes any setting, likewise.
+    void set(const QString &group, const QString &key, const QVariant &value);
+    /// Questions for the colour scheme.
     int reads() const { return reads_; }
 
 public Q_SLOTS:
@@ -47,7 +51,7 @@ private:
     QVariant answer(const QString &settings, const QString &key, const QDBusMessage &call);
 
     QDBusConnection bus_;
-    QVariant colorScheme_;
+    QMap<QString, QVariant> values_; // by group/key
     int version_;
     int reads_ = 0;
 };
