@@ -25,7 +25,7 @@ QColor Fill::color(const Palette &colors) const
     case Bar:
         return colors.bar;
     case Material:
-        return colors.material;
+        return QColor(colors.material.rgb());
     case Field:
         return colors.field;
     case Button:

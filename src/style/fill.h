@@ -17,6 +17,7 @@ public:
     static Fill quaternary() { return {Quaternary, 1}; }
     static Fill window() { return {Window, 1}; }
     static Fill bar() { return {Bar, 1}; }
+    /// What floats within a window. Opaque: what is behind it could not be blurred.
     static Fill material() { return {Material, 1}; }
     static Fill field() { return {Field, 1}; }
     static Fill button() { return {Button, 1}; }
