@@ -41,6 +41,7 @@ Stack *Stack::padded(const QMargins &margins)
 Stack *Stack::on(const Background &background)
 {
     background_ = background;
+    update();
     return this;
 }
 

@@ -60,12 +60,16 @@ static bool isSpacer(QLayoutItem &item)
     return item.spacerItem() != nullptr;
 }
 
+static bool grows(const QLayoutItem &item, Qt::Orientation direction)
+{
+    return item.expandingDirections() & direction;
+}
+
 int StackLayout::widthOf(const QLayoutItem &item, int available) const
 {
-    const bool grows = item.expandingDirections() & Qt::Horizontal;
-    return grows
-               ? std::max(available, item.minimumSize().width())
-               : std::min(std::max(available, item.minimumSize().width()), item.sizeHint().width());
+    const int wanted =
+        grows(item, Qt::Horizontal) ? item.maximumSize().width() : item.sizeHint().width();
+    return std::min(std::max(available, item.minimumSize().width()), wanted);
 }
 
 int StackLayout::heightOf(const QLayoutItem &item, int width) const
@@ -80,39 +84,51 @@ std::vector<StackLayout::Part> StackLayout::parts(int width) const
     for (const auto &item : items_) {
         if (!isShown(*item))
             continue;
-        const bool grows = item->expandingDirections() & direction_;
+        const bool canGrow = grows(*item, direction_);
         const int least = along(item->minimumSize());
         int wanted = along(item->sizeHint());
         if (isVertical())
             wanted = heightOf(*item, widthOf(*item, width));
-        else if (grows)
+        else if (canGrow)
             wanted = least;
         const bool spacer = isSpacer(*item);
-        parts.push_back({item.get(), std::min(least, wanted), wanted, grows});
+        parts.push_back({item.get(), std::min(least, wanted), wanted, canGrow});
         parts.back().gap = afterSpacer ? 0 : spacing_;
         afterSpacer = spacer;
     }
     return parts;
 }
 
+// The longest give way first, all of them down to one length.
+void StackLayout::shrink(std::vector<Part> &parts, int room)
+{
+    const auto lengthUnder = [](const Part &part, int limit) {
+        return std::max(part.least, std::min(part.length, limit));
+    };
+    int limit = 0;
+    for (int step = 1 << 24; step; step /= 2) {
+        int total = 0;
+        for (const Part &part : parts)
+            total += lengthUnder(part, limit + step);
+        limit += total <= room ? step : 0;
+    }
+    for (Part &part : parts)
+        part.length = lengthUnder(part, limit);
+}
+
 int StackLayout::share(std::vector<Part> &parts, int room) const
 {
     int wanted = 0;
-    int least = 0;
     int growing = 0;
     for (Part &part : parts) {
         part.length = part.grows ? part.least : part.wanted;
         wanted += part.length;
-        least += part.least;
         room -= part.gap;
         growing += part.grows ? 1 : 0;
     }
     int rest = room - wanted;
-    if (rest < 0) { // in proportion to what each can do without
-        const int spare = std::max(1, wanted - least);
-        const int missing = std::min(-rest, spare);
-        for (Part &part : parts)
-            part.length -= (part.length - part.least) * missing / spare;
+    if (rest < 0) {
+        shrink(parts, room);
         return 0;
     }
     for (Part &part : parts) {
@@ -138,7 +154,7 @@ void StackLayout::setGeometry(const QRect &rect)
         QSize size = room;
         if (isVertical())
             size.setWidth(widthOf(item, room.width()));
-        else if (!(item.expandingDirections() & Qt::Vertical))
+        else if (!grows(item, Qt::Vertical))
             size.setHeight(std::min(heightOf(item, room.width()), room.height()));
         const QPoint place = isVertical() ? QPoint(0, at) : QPoint(at, 0);
         const QRect cell(inner.topLeft() + place, room);

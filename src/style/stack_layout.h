@@ -9,8 +9,9 @@ namespace kivolo {
 
 /// Lays its items out one after another. Each has the size it would like best; what is left over
 /// is shared by those that can grow, or, if none can, lies on both sides of the whole. Where there
-/// is too little, those that can do with less give way. Across its direction an item keeps its own
-/// size too, unless it can grow. Spacing may be negative: items then overlap, the later on top.
+/// is too little, the longest of those that can do with less give way. Across its direction an item
+/// keeps its own size too, unless it can grow. Spacing may be negative: items then overlap, the
+/// later on top.
 class StackLayout final : public QLayout
 {
     Q_OBJECT
@@ -54,6 +55,7 @@ private:
     std::vector<Part> parts(int width) const;
     /// Shares `room` between the parts and returns what is left.
     int share(std::vector<Part> &parts, int room) const;
+    static void shrink(std::vector<Part> &parts, int room);
     QSize total(QSize (QLayoutItem::*of)() const) const;
 
     Qt::Orientation direction_;

@@ -179,9 +179,9 @@ void Label::show(const QString &text, const QString &symbol)
 
 Illustration::Illustration(QString name, int height)
     : name_(std::move(name))
+    , height_(height)
 {
-    setFixedHeight(height);
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
 }
 
 void Illustration::setScale(qreal scale)

@@ -89,7 +89,8 @@ private:
     Text *text_;
 };
 
-/// One of the program's illustrations, `height` points high, as wide as there is room.
+/// One of the program's illustrations, `height` points high, as wide as there is room. Where there
+/// is too little it is shown smaller.
 class Illustration : public QWidget
 {
     Q_OBJECT
@@ -99,13 +100,15 @@ public:
     /// Paints it larger or smaller about its centre, in the same place; cheap enough for every
     /// frame of an animation that stays close to 1.
     void setScale(qreal scale);
-    QSize sizeHint() const override { return {0, height()}; }
+    QSize sizeHint() const override { return {0, height_}; }
+    QSize minimumSizeHint() const override { return {0, 0}; }
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
     QString name_;
+    int height_;
     qreal scale_ = 1;
     QPixmap moving_; // what a scaled painting is taken from
 };
