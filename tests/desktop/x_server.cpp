@@ -1,6 +1,7 @@
 #include "desktop/x_server.h"
 
 #include <QWidget>
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -74,13 +75,46 @@ std::vector<std::string> XServer::atoms(xcb_window_t window, const char *propert
     return names;
 }
 
-QRect XServer::geometry(const QWidget &widget) const
+std::string XServer::text(xcb_window_t window, const char *property) const
 {
-    const xcb_window_t window = idOf(widget);
+    const auto reply = own(xcb_get_property_reply(
+        connection_,
+        xcb_get_property(connection_, false, window, atom(property), XCB_ATOM_ANY, 0, 64),
+        nullptr));
+    if (!reply || reply->format != 8)
+        return {};
+    return {static_cast<const char *>(xcb_get_property_value(reply.get())), reply->value_len};
+}
+
+bool XServer::isViewable(xcb_window_t window) const
+{
+    const auto reply = own(xcb_get_window_attributes_reply(
+        connection_, xcb_get_window_attributes(connection_, window), nullptr));
+    return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
+void XServer::ask(xcb_window_t window, const char *what, std::array<std::uint32_t, 5> data) const
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom(what);
+    std::copy(data.begin(), data.end(), event.data.data32);
+    xcb_send_event(connection_, false, root_,
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char *>(&event));
+    xcb_flush(connection_);
+}
+
+QRect XServer::geometry(xcb_window_t window) const
+{
     const auto size =
         own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
     const auto place = own(xcb_translate_coordinates_reply(
         connection_, xcb_translate_coordinates(connection_, window, root_, 0, 0), nullptr));
+    if (!size || !place)
+        return {}; // it has gone
     return {place->dst_x, place->dst_y, size->width, size->height};
 }
 

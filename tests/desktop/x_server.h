@@ -3,6 +3,7 @@
 
 #include <QPoint>
 #include <QRect>
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,8 @@
 class QWidget;
 
 namespace kivolo {
+
+xcb_window_t idOf(const QWidget &widget);
 
 class XServer
 {
@@ -23,9 +26,18 @@ public:
     /// A property's 32-bit values, those of type ATOM as names.
     std::vector<std::uint32_t> values(xcb_window_t window, const char *property) const;
     std::vector<std::string> atoms(xcb_window_t window, const char *property) const;
+    std::string text(xcb_window_t window, const char *property) const;
+
+    xcb_window_t root() const { return root_; }
+    /// The windows that the window manager takes care of.
+    std::vector<xcb_window_t> windows() const { return values(root_, "_NET_CLIENT_LIST"); }
+    bool isViewable(xcb_window_t window) const;
+    /// Asks the window manager to do something with a window, as a task bar does.
+    void ask(xcb_window_t window, const char *what, std::array<std::uint32_t, 5> data) const;
 
     /// Where the window stands on the screen, in device pixels.
-    QRect geometry(const QWidget &widget) const;
+    QRect geometry(const QWidget &widget) const { return geometry(idOf(widget)); }
+    QRect geometry(xcb_window_t window) const;
     /// Where the window takes the mouse, in device pixels from its own corner.
     std::vector<QRect> inputShape(const QWidget &widget) const;
     xcb_window_t activeWindow() const;
@@ -45,7 +57,5 @@ private:
     xcb_window_t root_;
     xcb_window_t owner_;
 };
-
-xcb_window_t idOf(const QWidget &widget);
 
 } // namespace kivolo

@@ -1,0 +1,116 @@
+// The two scenes' windows, on a screen of any size.
+#include "app/main_window.h"
+#include "app/panel_frame.h"
+#include "desktop/x_server.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QScreen>
+#include <QTest>
+#include <QWindow>
+#include <gtest/gtest.h>
+
+using namespace kivolo;
+
+namespace {
+
+template<typename Condition>
+bool eventually(Condition condition)
+{
+    return QTest::qWaitFor(std::move(condition), 20'000);
+}
+
+class MainWindowTest : public testing::Test
+{
+protected:
+    bool isShown() { return QTest::qWaitForWindowExposed(&window); }
+
+    const XServer x;
+    int made = 0;
+    MainWindow window{[this] {
+        ++made;
+        return std::make_unique<QWidget>();
+    }};
+};
+
+TEST_F(MainWindowTest, HasItsSizeOrAsMuchAsTheScreenLeaves)
+{
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    EXPECT_EQ(made, 0);
+    window.show();
+    ASSERT_TRUE(isShown());
+    EXPECT_EQ(made, 1);
+    EXPECT_TRUE(eventually([&] { return area.contains(window.frameGeometry()); }))
+        << window.frameGeometry().width() << " x " << window.frameGeometry().height();
+    constexpr QSize thickestFrame(80, 80);
+    const QSize ideal(520, 720);
+    const bool roomy = (ideal + thickestFrame).boundedTo(area.size()) == ideal + thickestFrame;
+    EXPECT_EQ(window.size() == ideal, roomy);
+    window.resize(10, 10);
+    const QSize frame = window.frameGeometry().size() - window.size();
+    EXPECT_TRUE(eventually([&] {
+        return window.size() == QSize(420, 560).boundedTo(area.size() - frame) &&
+               x.geometry(window).size() == window.size() * window.devicePixelRatio();
+    })) << window.width()
+        << " x " << window.height();
+    window.resize(2000, 3000);
+    EXPECT_EQ(window.maximumSize(), QSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX));
+}
+
+TEST_F(MainWindowTest, ClosingHidesItAndItComesBackAsItWas)
+{
+    int painted = 0;
+    QObject::connect(&window, &MainWindow::painted, &window, [&] { ++painted; });
+    window.show();
+    ASSERT_TRUE(isShown());
+    window.move(30, 40);
+    window.resize(450, 600);
+    // Qt's idea of it and the X server's agree once the window manager has had its say.
+    const auto frame = [&] { return QRect(window.pos(), window.size()); };
+    const auto isSettled = [&] {
+        const QRect points = window.geometry();
+        const double scale = window.devicePixelRatio();
+        return x.geometry(window) == QRect(points.topLeft() * scale, points.size() * scale);
+    };
+    QRect before;
+    ASSERT_TRUE(eventually([&] {
+        return std::exchange(before, frame()) == frame() && isSettled();
+    })) << x.geometry(window).x()
+        << ", " << x.geometry(window).y() << " not " << window.geometry().x() << ", "
+        << window.geometry().y();
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_TRUE(window.close());
+        EXPECT_FALSE(window.isVisible());
+        window.show();
+        ASSERT_TRUE(isShown());
+        EXPECT_TRUE(eventually([&] { return frame() == before && isSettled(); }))
+            << "round " << round << ": at " << frame().x() << ", " << frame().y();
+    }
+    EXPECT_EQ(made, 1);
+    EXPECT_EQ(painted, 1);
+}
+
+TEST(PanelFrameTest, HasRoundCornersOnlyWhereWindowsAreBlended)
+{
+    auto content = std::make_unique<QWidget>();
+    content->setAutoFillBackground(true);
+    content->setPalette(Qt::red);
+    PanelFrame frame(std::move(content));
+    frame.setAttribute(Qt::WA_TranslucentBackground);
+    frame.resize(320, 480);
+    const auto alphaAt = [&](int px, int py) {
+        QImage image(frame.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        frame.render(&image);
+        return qAlpha(image.pixel(px, py));
+    };
+    for (const bool square : {true, false}) {
+        frame.setProperty("squareCorners", square);
+        for (const QPoint corner : {QPoint(0, 0), QPoint(319, 0), QPoint(0, 479), QPoint(319, 479)})
+            EXPECT_EQ(alphaAt(corner.x(), corner.y()), square ? 255 : 0);
+        EXPECT_EQ(alphaAt(160, 0), 255);
+        EXPECT_EQ(alphaAt(0, 240), 255);
+    }
+}
+
+} // namespace
