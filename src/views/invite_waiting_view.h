@@ -1,0 +1,41 @@
+// Shown to a member who is alone in the circle.
+#pragma once
+
+#include "style/stack.h"
+
+#include <memory>
+
+namespace kivolo {
+
+class Button;
+class Label;
+class MainQueue;
+class Store;
+class Text;
+
+/// Presents the invite code. While it is shown it asks for the members every 3 seconds, until there
+/// is a second one.
+class InviteWaitingView : public Stack
+{
+    Q_OBJECT
+public:
+    /// `queue` must outlive the event loop.
+    InviteWaitingView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *parent = nullptr);
+
+private:
+    Stack *headerBand();
+    Button *codeBox();
+    void render();
+    void copyCode();
+
+    std::shared_ptr<Store> store_;
+    MainQueue &queue_;
+    bool copied_ = false;
+
+    Button *codeButton_;
+    Text *code_;
+    Label *hint_;
+    Text *waiting_;
+};
+
+} // namespace kivolo
