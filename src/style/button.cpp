@@ -4,6 +4,7 @@
 #include "style/stack_layout.h"
 #include "style/text_style.h"
 
+#include <QAccessibleWidget>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
@@ -47,6 +48,61 @@ public:
     }
 };
 
+/// The toolkit would leave out the menu that a button opens.
+class AccessibleButton final : public QAccessibleWidget
+{
+public:
+    explicit AccessibleButton(Button *button)
+        : QAccessibleWidget(button)
+    {}
+
+    QAccessible::Role role() const override
+    {
+        return menu() ? QAccessible::ButtonMenu : QAccessible::Button;
+    }
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.hasPopup = menu() != nullptr;
+        return state;
+    }
+    int childCount() const override { return QAccessibleWidget::childCount() + (menu() ? 1 : 0); }
+    QAccessibleInterface *child(int index) const override
+    {
+        return index == QAccessibleWidget::childCount()
+                   ? QAccessible::queryAccessibleInterface(menu())
+                   : QAccessibleWidget::child(index);
+    }
+    int indexOfChild(const QAccessibleInterface *child) const override
+    {
+        return menu() && child->object() == menu() ? QAccessibleWidget::childCount()
+                                                   : QAccessibleWidget::indexOfChild(child);
+    }
+    QStringList actionNames() const override
+    {
+        return QStringList{pressAction()} + QAccessibleWidget::actionNames();
+    }
+    void doAction(const QString &name) override
+    {
+        if (name == pressAction())
+            static_cast<Button *>(widget())->click();
+        else
+            QAccessibleWidget::doAction(name);
+    }
+
+private:
+    QMenu *menu() const
+    {
+        return widget()->findChild<QMenu *>(QString(), Qt::FindDirectChildrenOnly);
+    }
+};
+
+QAccessibleInterface *accessibleButton(const QString &, QObject *object)
+{
+    auto *button = qobject_cast<Button *>(object);
+    return button ? new AccessibleButton(button) : nullptr;
+}
+
 } // namespace
 
 Button::Button(QWidget *face, const QString &name, std::function<void()> action)
@@ -55,6 +111,7 @@ Button::Button(QWidget *face, const QString &name, std::function<void()> action)
     setLayout(layout_);
     face->setAttribute(Qt::WA_TransparentForMouseEvents); // it is part of the button
     layout_->addWidget(face);
+    QAccessible::installFactory(accessibleButton); // again and again is no more than once
     setAccessibleName(name);
     setFocusPolicy(Qt::TabFocus);
     setAttribute(Qt::WA_Hover);
@@ -216,6 +273,8 @@ Button *overflowMenu(QMenu *menu)
         menu->popup(below - QPoint(menu->sizeHint().width(), 0));
     });
     menu->setParent(button, menu->windowFlags());
+    // By itself it stays when assistive technology has chosen the item.
+    QObject::connect(menu, &QMenu::triggered, menu, &QMenu::close);
     return button->padded(0, overflowPadding)->wide(overflowWidth);
 }
 
