@@ -5,311 +5,475 @@
     <name>KivoloAPI</name>
     <message>
         <source>The text holds a broken character and cannot be sent.</source>
-        <translation type="unfinished"></translation>
+        <translation>Der Text enthält ein kaputtes Zeichen und kann nicht gesendet werden.</translation>
     </message>
     <message>
         <source>Something went wrong. Please try again.</source>
-        <translation type="unfinished"></translation>
+        <translation>Etwas ist schiefgegangen. Bitte versuch es noch einmal.</translation>
     </message>
     <message>
-        <source>The server&apos;s address is not valid.</source>
-        <translation type="unfinished"></translation>
+        <source>The server's address is not valid.</source>
+        <translation>Die Adresse des Servers ist ungültig.</translation>
     </message>
     <message>
-        <source>The server&apos;s address must begin with https.</source>
-        <translation type="unfinished"></translation>
+        <source>The server's address must begin with https.</source>
+        <translation>Die Adresse des Servers muss mit https beginnen.</translation>
     </message>
     <message>
-        <source>The server&apos;s reply could not be read.</source>
-        <translation type="unfinished"></translation>
+        <source>The server's reply could not be read.</source>
+        <translation>Die Antwort des Servers ist unlesbar.</translation>
     </message>
 </context>
 <context>
     <name>Store</name>
     <message>
         <source>Enter your name first.</source>
-        <translation type="unfinished"></translation>
+        <translation>Gib zuerst deinen Namen ein.</translation>
     </message>
     <message>
         <source>Enter your name and a code.</source>
-        <translation type="unfinished"></translation>
+        <translation>Gib deinen Namen und einen Code ein.</translation>
     </message>
 </context>
 <context>
     <name>UrlSession</name>
     <message>
         <source>The program is ending.</source>
-        <translation type="unfinished"></translation>
+        <translation>Das Programm wird beendet.</translation>
     </message>
     <message>
         <source>The request timed out.</source>
-        <translation type="unfinished"></translation>
+        <translation>Die Anfrage hat zu lange gedauert.</translation>
     </message>
     <message>
-        <source>The server&apos;s reply is too large.</source>
-        <translation type="unfinished"></translation>
+        <source>The server's reply is too large.</source>
+        <translation>Die Antwort des Servers ist zu groß.</translation>
     </message>
 </context>
 <context>
     <name>kivolo::ActivityIndicator</name>
     <message>
         <source>Busy</source>
-        <translation type="unfinished"></translation>
+        <translation>Beschäftigt</translation>
     </message>
 </context>
 <context>
     <name>kivolo::Button</name>
     <message>
         <source>Menu</source>
-        <translation type="unfinished"></translation>
+        <translation>Menü</translation>
     </message>
 </context>
 <context>
     <name>kivolo::CapsuleCard</name>
     <message>
-        <source>%1&apos;s time capsule</source>
-        <translation type="unfinished"></translation>
+        <source>%1's time capsule</source>
+        <translation>Zeitkapsel von %1</translation>
     </message>
     <message>
         <source>Opens in %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Öffnet in %1</translation>
     </message>
 </context>
 <context>
     <name>kivolo::ComposeHeader</name>
     <message>
         <source>Copy your invite code</source>
-        <translation type="unfinished"></translation>
+        <translation>Einladungscode kopieren</translation>
     </message>
     <message>
         <source>Copy invite code</source>
-        <translation type="unfinished"></translation>
+        <translation>Einladungscode kopieren</translation>
     </message>
     <message>
         <source>Leave circle</source>
-        <translation type="unfinished"></translation>
+        <translation>Kreis verlassen</translation>
     </message>
     <message>
         <source>Quit Kivolo</source>
-        <translation type="unfinished"></translation>
+        <translation>Kivolo beenden</translation>
     </message>
     <message>
         <source>Your circle</source>
-        <translation type="unfinished"></translation>
+        <translation>Dein Kreis</translation>
     </message>
     <message>
         <source>You &amp; %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Du &amp; %1</translation>
     </message>
     <message numerus="yes">
         <source>You &amp; %n others</source>
-        <translation type="unfinished">
-            <numerusform></numerusform>
-            <numerusform></numerusform>
+        <translation>
+            <numerusform>Du &amp; %n andere</numerusform>
+            <numerusform>Du &amp; %n andere</numerusform>
         </translation>
     </message>
     <message>
         <source>Connected · %1/%2</source>
-        <translation type="unfinished"></translation>
+        <translation>Verbunden · %1/%2</translation>
     </message>
     <message>
         <source>Copied!</source>
-        <translation type="unfinished"></translation>
+        <translation>Kopiert!</translation>
     </message>
 </context>
 <context>
     <name>kivolo::ComposeView</name>
     <message>
         <source>Say hi to your people</source>
-        <translation type="unfinished"></translation>
+        <translation>Sag deinen Leuten hallo</translation>
     </message>
     <message>
         <source>Your first note or doodle shows up here — and pops live on their screen.</source>
-        <translation type="unfinished"></translation>
+        <translation>Deine erste Notiz oder Kritzelei steht dann hier – und erscheint sofort auf ihrem Bildschirm.</translation>
     </message>
 </context>
 <context>
     <name>kivolo::Composer</name>
     <message>
         <source>Text</source>
-        <translation type="unfinished"></translation>
+        <translation>Text</translation>
     </message>
     <message>
         <source>Clear</source>
-        <translation type="unfinished"></translation>
+        <translation>Leeren</translation>
     </message>
     <message>
         <source>Send doodle</source>
-        <translation type="unfinished"></translation>
+        <translation>Kritzelei senden</translation>
     </message>
     <message>
         <source>Buzz</source>
-        <translation type="unfinished"></translation>
+        <translation>Anstupser</translation>
     </message>
     <message>
         <source>Capsule</source>
-        <translation type="unfinished"></translation>
+        <translation>Kapsel</translation>
     </message>
     <message>
         <source>Doodle</source>
-        <translation type="unfinished"></translation>
+        <translation>Kritzelei</translation>
     </message>
     <message>
         <source>Time capsule — when should it open?</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeitkapsel – wann soll sie aufgehen?</translation>
     </message>
     <message>
         <source>Cancel</source>
-        <translation type="unfinished"></translation>
+        <translation>Abbrechen</translation>
     </message>
     <message>
         <source>1 hour</source>
-        <translation type="unfinished"></translation>
+        <translation>1 Stunde</translation>
     </message>
     <message>
         <source>24 hours</source>
-        <translation type="unfinished"></translation>
+        <translation>24 Stunden</translation>
     </message>
     <message>
         <source>1 week</source>
-        <translation type="unfinished"></translation>
+        <translation>1 Woche</translation>
     </message>
     <message>
         <source>Sending…</source>
-        <translation type="unfinished"></translation>
+        <translation>Wird gesendet …</translation>
     </message>
     <message>
         <source>Message to seal in the capsule…</source>
-        <translation type="unfinished"></translation>
+        <translation>Nachricht für die Kapsel …</translation>
     </message>
     <message>
         <source>Send a little hi…</source>
-        <translation type="unfinished"></translation>
+        <translation>Schick ein kleines Hallo …</translation>
     </message>
     <message>
         <source>Send time capsule</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeitkapsel senden</translation>
     </message>
     <message>
         <source>Send</source>
-        <translation type="unfinished"></translation>
+        <translation>Senden</translation>
     </message>
     <message>
         <source>Buzzed you!</source>
-        <translation type="unfinished"></translation>
+        <translation>Angestupst!</translation>
     </message>
 </context>
 <context>
     <name>kivolo::DrawingNSView</name>
     <message>
         <source>Doodle</source>
-        <translation type="unfinished"></translation>
+        <translation>Kritzelei</translation>
     </message>
 </context>
 <context>
     <name>kivolo::FeatureGuideCard</name>
     <message>
         <source>Buzz</source>
-        <translation type="unfinished"></translation>
+        <translation>Anstupser</translation>
     </message>
     <message>
         <source>Need them to see your message right now? A Buzz drops a big shaking card in the center of their screen and pulls Kivolo to the front — perfect when a teammate has been ignoring your Slack for an hour.</source>
-        <translation type="unfinished"></translation>
+        <translation>Sollen sie deine Nachricht sofort sehen? Ein Anstupser legt eine große, wackelnde Karte mitten auf ihren Bildschirm und holt Kivolo nach vorn – genau richtig, wenn jemand aus dem Team dein Slack seit einer Stunde übersieht.</translation>
     </message>
     <message>
         <source>Send a Buzz</source>
-        <translation type="unfinished"></translation>
+        <translation>Anstupsen</translation>
     </message>
     <message>
         <source>Time capsule</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeitkapsel</translation>
     </message>
     <message>
-        <source>Write something and choose when it opens — in an hour, a day, a week. It lands on their Mac as a live countdown. Off tomorrow? Leave a task that opens in 24h so a coworker won&apos;t forget.</source>
-        <translation type="unfinished"></translation>
+        <source>Write something and choose when it opens — in an hour, a day, a week. It lands on their Mac as a live countdown. Off tomorrow? Leave a task that opens in 24h so a coworker won't forget.</source>
+        <translation>Schreib etwas und wähle, wann es aufgeht – in einer Stunde, einem Tag, einer Woche. Auf ihrem Mac läuft so lange ein Countdown. Morgen frei? Hinterlass eine Aufgabe, die in 24 Stunden aufgeht, damit sie niemand vergisst.</translation>
     </message>
     <message>
         <source>Make a capsule</source>
-        <translation type="unfinished"></translation>
+        <translation>Kapsel anlegen</translation>
     </message>
     <message>
         <source>Doodle</source>
-        <translation type="unfinished"></translation>
+        <translation>Kritzelei</translation>
     </message>
     <message>
         <source>Sketch something by hand and send it — it pops up on their screen like a sticky note.</source>
-        <translation type="unfinished"></translation>
+        <translation>Zeichne etwas von Hand und schick es los – es erscheint auf ihrem Bildschirm wie ein Klebezettel.</translation>
     </message>
     <message>
         <source>Start a doodle</source>
-        <translation type="unfinished"></translation>
+        <translation>Loskritzeln</translation>
     </message>
     <message>
         <source>Maybe later</source>
-        <translation type="unfinished"></translation>
+        <translation>Vielleicht später</translation>
+    </message>
+</context>
+<context>
+    <name>kivolo::FeedView</name>
+    <message>
+        <source>Feed</source>
+        <translation>Verlauf</translation>
+    </message>
+</context>
+<context>
+    <name>kivolo::ForceUpdateView</name>
+    <message>
+        <source>Update now</source>
+        <translation>Jetzt laden</translation>
+    </message>
+    <message>
+        <source>Update required</source>
+        <translation>Aktualisierung nötig</translation>
+    </message>
+    <message>
+        <source>Update to the latest Kivolo
+to keep going.</source>
+        <translation>Lade das neueste Kivolo,
+um weiterzumachen.</translation>
     </message>
 </context>
 <context>
     <name>kivolo::IncomingBeamView</name>
     <message>
         <source>Close</source>
-        <translation type="unfinished"></translation>
+        <translation>Schließen</translation>
     </message>
     <message>
         <source>Doodle</source>
-        <translation type="unfinished"></translation>
+        <translation>Kritzelei</translation>
     </message>
     <message>
         <source>Buzz</source>
-        <translation type="unfinished"></translation>
+        <translation>Anstupser</translation>
+    </message>
+</context>
+<context>
+    <name>kivolo::InviteWaitingView</name>
+    <message>
+        <source>Invite your person</source>
+        <translation>Lade deinen Menschen ein</translation>
+    </message>
+    <message>
+        <source>Kivolo is better together. Share this code with the one
+you want to be with — the moment they join, you’re connected.</source>
+        <translation>Kivolo ist gemeinsam schöner. Gib diesen Code dem Menschen,
+bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
+    </message>
+    <message>
+        <source>Make sure they download Kivolo first:
+%1</source>
+        <translation>Kivolo muss dort zuerst geladen sein:
+%1</translation>
+    </message>
+    <message>
+        <source>Leave / use another code</source>
+        <translation>Verlassen / anderen Code verwenden</translation>
+    </message>
+    <message>
+        <source>Quit Kivolo</source>
+        <translation>Kivolo beenden</translation>
+    </message>
+    <message>
+        <source>YOUR INVITE CODE</source>
+        <translation>DEIN EINLADUNGSCODE</translation>
+    </message>
+    <message>
+        <source>Copied!</source>
+        <translation>Kopiert!</translation>
+    </message>
+    <message>
+        <source>Tap to copy</source>
+        <translation>Zum Kopieren antippen</translation>
+    </message>
+    <message>
+        <source>Invite code %1</source>
+        <translation>Einladungscode %1</translation>
+    </message>
+    <message>
+        <source>Waiting for them to join…  %1/%2</source>
+        <translation>Warten auf den Beitritt …  %1/%2</translation>
     </message>
 </context>
 <context>
     <name>kivolo::MenuBarExtra</name>
     <message>
         <source>Open</source>
-        <translation type="unfinished"></translation>
+        <translation>Öffnen</translation>
+    </message>
+</context>
+<context>
+    <name>kivolo::OnboardingView</name>
+    <message>
+        <source>Be with your people, right from your desk</source>
+        <translation>Sei bei deinen Leuten, direkt vom Schreibtisch aus</translation>
+    </message>
+    <message>
+        <source>your name</source>
+        <translation>dein Name</translation>
+    </message>
+    <message>
+        <source>invite code</source>
+        <translation>Einladungscode</translation>
+    </message>
+    <message>
+        <source>Join</source>
+        <translation>Beitreten</translation>
+    </message>
+    <message>
+        <source>or</source>
+        <translation>oder</translation>
+    </message>
+    <message>
+        <source>Start a circle</source>
+        <translation>Einen Kreis gründen</translation>
     </message>
 </context>
 <context>
     <name>kivolo::SingleInstance</name>
     <message>
         <source>The lock file %1.lock cannot be written.</source>
-        <translation type="unfinished"></translation>
+        <translation>Die Sperrdatei %1.lock lässt sich nicht schreiben.</translation>
     </message>
     <message>
         <source>The program is already running but does not answer: %1</source>
-        <translation type="unfinished"></translation>
+        <translation>Das Programm läuft bereits, antwortet aber nicht: %1</translation>
+    </message>
+</context>
+<context>
+    <name>kivolo::UpdateBanner</name>
+    <message>
+        <source>Version %1 is out</source>
+        <translation>Version %1 ist da</translation>
+    </message>
+    <message>
+        <source>Update</source>
+        <translation>Laden</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+</context>
+<context>
+    <name>kivolo::WelcomeCarousel</name>
+    <message>
+        <source>Be with your people</source>
+        <translation>Sei bei deinen Leuten</translation>
+    </message>
+    <message>
+        <source>Leave a note or doodle for the people who matter — your partner, family, a friend, or a coworker. It pops up live on their Mac screen. No phone, no group chat.</source>
+        <translation>Hinterlass eine Notiz oder Kritzelei für die Menschen, die dir wichtig sind – Partner, Familie, Freundin oder Kollege. Sie erscheint sofort auf ihrem Mac-Bildschirm. Kein Telefon, kein Gruppenchat.</translation>
+    </message>
+    <message>
+        <source>A note or a doodle</source>
+        <translation>Eine Notiz oder Kritzelei</translation>
+    </message>
+    <message>
+        <source>Scribble something or type a line from your menu bar. Hit send — and you never left your work.</source>
+        <translation>Kritzle etwas oder tippe eine Zeile, direkt aus der Menüleiste. Senden – und du warst nie weg von deiner Arbeit.</translation>
+    </message>
+    <message>
+        <source>Live on their screen</source>
+        <translation>Live auf ihrem Bildschirm</translation>
+    </message>
+    <message>
+        <source>Your note appears right where they’re working, then gently fades. They can send one back from their desk, instantly.</source>
+        <translation>Deine Notiz erscheint genau dort, wo sie arbeiten, und verblasst dann sanft. Vom Schreibtisch aus können sie sofort eine zurückschicken.</translation>
+    </message>
+    <message>
+        <source>Your circle, up to 5</source>
+        <translation>Dein Kreis, bis zu 5</translation>
+    </message>
+    <message>
+        <source>Share your code with your partner, family, friends or teammates. Everyone you invite is in — no extra setup.</source>
+        <translation>Teile deinen Code mit Partner, Familie, Freunden oder dem Team. Wer eingeladen ist, ist dabei – ganz ohne Einrichtung.</translation>
+    </message>
+    <message>
+        <source>Back</source>
+        <translation>Zurück</translation>
+    </message>
+    <message>
+        <source>Page %1 of %2</source>
+        <translation>Seite %1 von %2</translation>
+    </message>
+    <message>
+        <source>Connect now</source>
+        <translation>Jetzt verbinden</translation>
+    </message>
+    <message>
+        <source>Next</source>
+        <translation>Weiter</translation>
     </message>
 </context>
 <context>
     <name>main</name>
     <message>
         <source>A desktop messenger for a closed circle.</source>
-        <translation type="unfinished"></translation>
+        <translation>Ein Desktop-Messenger für einen geschlossenen Kreis.</translation>
     </message>
     <message>
         <source>Start without the window, for autostart.</source>
-        <translation type="unfinished"></translation>
+        <translation>Ohne Fenster starten, für den Autostart.</translation>
     </message>
 </context>
 <context>
     <name>timeAgo</name>
     <message>
         <source>now</source>
-        <translation type="unfinished"></translation>
+        <translation>jetzt</translation>
     </message>
     <message>
         <source>%1m ago</source>
-        <translation type="unfinished"></translation>
+        <translation>vor %1 Min.</translation>
     </message>
     <message>
         <source>%1h ago</source>
-        <translation type="unfinished"></translation>
+        <translation>vor %1 Std.</translation>
     </message>
     <message>
         <source>%1d ago</source>
-        <translation type="unfinished"></translation>
+        <translation>vor %1 T.</translation>
     </message>
 </context>
 </TS>

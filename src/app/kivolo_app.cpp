@@ -2,6 +2,7 @@
 
 #include "app/icons.h"
 #include "app/main_window.h"
+#include "app/menu_root_view.h"
 #include "app/panel_frame.h"
 #include "core/device_identity.h"
 #include "core/store.h"
@@ -67,7 +68,7 @@ void KivoloApp::startSession()
 
 std::unique_ptr<QWidget> KivoloApp::makeContent()
 {
-    return std::make_unique<QWidget>();
+    return std::make_unique<MenuRootView>(store_, defaults_, queue_);
 }
 
 // What the first sight of the window need not wait for.

@@ -13,7 +13,7 @@ namespace kivolo {
 
 namespace {
 
-constexpr double backdropOpacity = 0.35;
+constexpr float backdropOpacity = 0.35F;
 constexpr double cardRadius = 18;
 constexpr Shadow cardShadow{.opacity = 0.33, .sigma = 10, .drop = 0};
 

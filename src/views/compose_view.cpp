@@ -1,0 +1,112 @@
+#include "views/compose_view.h"
+
+#include "core/store.h"
+#include "platform/foundation/user_defaults.h"
+#include "style/stack.h"
+#include "style/text.h"
+#include "style/text_style.h"
+#include "views/compose_header.h"
+#include "views/composer.h"
+#include "views/feed_view.h"
+#include "views/session_tasks.h"
+#include "views/view_task.h"
+
+namespace kivolo {
+
+static QString guideKey(FeatureGuide guide)
+{
+    return QStringLiteral("kivolo_guide_") + rawValue(guide);
+}
+
+static Stack *emptyState()
+{
+    // clang-format off
+    return vstack(0, {
+        vstack(8, {
+            illustration(QStringLiteral("empty"), 110),
+            text(ComposeView::tr("Say hi to your people"), textFont(TextStyle::Headline)),
+            text(ComposeView::tr("Your first note or doodle shows up here — and pops live on their "
+                                 "screen."),
+                 textFont(TextStyle::Callout))
+                ->in(Fill::secondary())
+                ->centered()
+                ->padded(30, 0),
+        })->filling(Qt::Horizontal),
+        spacer(),
+    })->padded({14, 14 + 44, 14, 14})
+      ->filling()
+      ->on(Background::rectangle(Fill::window()));
+    // clang-format on
+}
+
+ComposeView::ComposeView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue,
+                         QWidget *parent)
+    : QWidget(parent)
+    , store_(std::move(store))
+    , defaults_(defaults)
+{
+    composer_ = new Composer(store_, queue, [this](FeatureGuide guide) { tapFeature(guide); });
+    // clang-format off
+    column_ = vstack(0, {
+        new ComposeHeader(store_, queue),
+        feed_ = new FeedView(store_, queue),
+        emptyState_ = emptyState(),
+        composer_,
+    });
+    // clang-format on
+    column_->setParent(this);
+    setFocusProxy(composer_);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+
+    new ViewTask(this, [session = store_](std::stop_token stop) {
+        return refreshStatusAndHistory(session, std::move(stop));
+    });
+    observe(*store_, this, [this] { render(); });
+    render();
+}
+
+void ComposeView::render()
+{
+    const bool empty = store_->feed->isEmpty();
+    setShown(feed_, !empty);
+    setShown(emptyState_, empty);
+}
+
+void ComposeView::resizeEvent(QResizeEvent *)
+{
+    column_->setGeometry(rect());
+    if (guideCard_)
+        guideCard_->setGeometry(rect());
+}
+
+void ComposeView::tapFeature(FeatureGuide guide)
+{
+    if (defaults_.boolean(guideKey(guide)))
+        composer_->perform(guide);
+    else
+        setActiveGuide(guide);
+}
+
+void ComposeView::setActiveGuide(std::optional<FeatureGuide> guide)
+{
+    if (guideCard_) {
+        guideCard_->hide();
+        guideCard_->deleteLater(); // one of its own buttons may be what brought us here
+        guideCard_ = nullptr;
+        composer_->setFocus();
+    }
+    if (!guide)
+        return;
+    const auto primary = [this, guide = *guide] {
+        defaults_.setBoolean(guideKey(guide), true);
+        setActiveGuide({});
+        composer_->perform(guide);
+    };
+    guideCard_ = new FeatureGuideCard(
+        *guide, primary, [this] { setActiveGuide({}); }, this);
+    guideCard_->setGeometry(rect());
+    guideCard_->show();
+    guideCard_->setFocus();
+}
+
+} // namespace kivolo
