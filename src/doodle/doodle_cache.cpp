@@ -15,12 +15,19 @@ DoodleCache::~DoodleCache() = default;
 DoodleLookup DoodleCache::find(const QString &id, const QString &body)
 {
     if (const QImage *image = pictures_.object(id))
-        return {DoodleLookup::Picture, *image};
+        return {DoodleLookup::Picture, *image, image->size()};
     if (noPictures_.contains(id))
-        return {DoodleLookup::NoPicture, {}};
+        return {DoodleLookup::NoPicture, {}, {}};
     if (!pending_.contains(id))
         decode(id, body);
-    return {};
+    return {DoodleLookup::Pending, {}, sizes_.value(id)};
+}
+
+DoodleLookup::State DoodleCache::known(const QString &id) const
+{
+    if (noPictures_.contains(id))
+        return DoodleLookup::NoPicture;
+    return sizes_.contains(id) ? DoodleLookup::Picture : DoodleLookup::Pending;
 }
 
 void DoodleCache::decode(const QString &id, const QString &body)
@@ -30,11 +37,13 @@ void DoodleCache::decode(const QString &id, const QString &body)
     auto *watcher = new QFutureWatcher<std::optional<Doodle>>(this);
     connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, id] {
         pending_.remove(id);
-        if (const std::optional<Doodle> doodle = watcher->result())
+        if (const std::optional<Doodle> doodle = watcher->result()) {
+            sizes_.insert(id, doodle->image.size());
             pictures_.insert(id, new QImage(doodle->image),
                              qMin(doodle->image.sizeInBytes(), pictures_.maxCost()));
-        else
+        } else {
             noPictures_.insert(id);
+        }
         watcher->deleteLater();
         Q_EMIT decoded(id);
     });

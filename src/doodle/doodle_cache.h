@@ -4,6 +4,7 @@
 #include "doodle/doodle_url.h"
 
 #include <QCache>
+#include <QHash>
 #include <QObject>
 #include <QSet>
 
@@ -15,6 +16,9 @@ struct DoodleLookup
     enum State { Pending, Picture, NoPicture };
     State state = Pending;
     QImage image; ///< For a Picture: no larger than the bounds of the cache, proportions kept.
+    /// The image's, in pixels. Known from the first time on, also while a picture that was dropped
+    /// is decoded again.
+    QSize size{};
 };
 
 /// Decodes each body once on the thread pool and keeps the pictures used last. Main thread only.
@@ -28,6 +32,8 @@ public:
 
     /// What is known about the doodle of beam `id`. The first question has `body` decoded.
     DoodleLookup find(const QString &id, const QString &body);
+    /// What earlier questions have found out about `id`; asks nothing itself.
+    DoodleLookup::State known(const QString &id) const;
 
 Q_SIGNALS:
     /// find() has an answer for `id` now.
@@ -38,6 +44,7 @@ private:
 
     QSize bounds_;
     QCache<QString, QImage> pictures_;
+    QHash<QString, QSize> sizes_;
     QSet<QString> noPictures_;
     QSet<QString> pending_;
 };

@@ -68,62 +68,107 @@ static QList<QTextLayout::FormatRange> emojiFormats(const QString &text, const Q
     return ranges;
 }
 
-TextBlock::TextBlock(const QString &text, const QFont &font, const Bounds &bounds)
+/// What shaping a character takes, a letter being one. The toolkit decodes the picture of an emoji
+/// each time, which takes it a hundred times as long; the factor is less because what matters is
+/// that neither sort of piece takes long.
+static qsizetype shapingEffort(QChar c)
+{
+    constexpr qsizetype emoji = 8;
+    const bool high = c >= QChar(0xD83C) && c <= QChar(0xD83E); // of U+1F000 to U+1FBFF
+    return high || (c >= QChar(0x2300) && c <= QChar(0x2BFF)) ? emoji : 1;
+}
+
+TextBlock::TextBlock(const QString &text, const QFont &font, const Bounds &bounds,
+                     QDeadlineTimer deadline)
     : font_(font)
     , bounds_(bounds)
+    , text_(cutAtCharacter(text, bounds.length))
 {
-    const QString shown = cutAtCharacter(text, bounds.length);
-    qsizetype start = 0;
-    while (start <= shown.size() && size_.height() < bounds.height) {
-        qsizetype end = start;
-        while (end < shown.size() && !isLineBreak(shown.at(end)))
-            ++end;
-        appendParagraph(shown.mid(start, end - start));
-        const bool crLf =
-            end + 1 < shown.size() && shown.at(end) == u'\r' && shown.at(end + 1) == u'\n';
-        start = end + (crLf ? 2 : 1);
-    }
+    beginParagraph(0);
+    layOutMore(deadline);
 }
 
 TextBlock::~TextBlock() = default;
 TextBlock::TextBlock(TextBlock &&) noexcept = default;
 TextBlock &TextBlock::operator=(TextBlock &&) noexcept = default;
 
-/// A layout shapes all of its text before it gives the first line, and an emoji takes it a
-/// twentieth of a millisecond. So a long paragraph is laid out in pieces, each of which begins with
-/// the line that the piece before could not complete, and those that would not show are never
-/// looked at.
-void TextBlock::appendParagraph(const QString &text)
+void TextBlock::layOutMore(QDeadlineTimer deadline)
 {
-    if (text.isEmpty()) {
-        size_.rheight() += spacingAbove() + QFontMetricsF(font_).height();
-        return;
-    }
-    constexpr qsizetype pieceLength = 256;
-    constexpr qsizetype lookAhead = 32; // enough to see whether a character goes on
-    const bool rightToLeft = text.isRightToLeft();
-    qsizetype start = 0;
-    qsizetype length = pieceLength;
-    while (start < text.size() && size_.height() < bounds_.height) {
-        const QString piece = cutAtCharacter(text.mid(start, length + lookAhead), length);
-        const bool last = start + piece.size() == text.size();
-        const qsizetype used = appendPiece(piece, rightToLeft, last);
-        start += used;
-        length = used > 0 ? pieceLength : 2 * length; // none: not even one line was filled
+    while (!isComplete()) {
+        appendNext();
+        if (deadline.hasExpired())
+            return;
     }
 }
 
-qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool last)
+qreal TextBlock::expectedHeight() const
+{
+    if (isComplete() || next_ == 0)
+        return size_.height();
+    return qMin(size_.height() * qreal(text_.size()) / qreal(next_), bounds_.height);
+}
+
+/// The least effort for a piece, and what fills a line of emoji, which are wider than their font is
+/// high.
+static qsizetype leastEffort(qreal width, const QFont &font)
+{
+    return qMax(qsizetype(256), qsizetype(8 * width / qMax(1, font.pixelSize())));
+}
+
+void TextBlock::beginParagraph(qsizetype start)
+{
+    next_ = start;
+    paragraphEnd_ = start;
+    while (paragraphEnd_ < text_.size() && !isLineBreak(text_.at(paragraphEnd_)))
+        ++paragraphEnd_;
+    rightToLeft_ = start < paragraphEnd_ &&
+                   QStringView(text_).mid(start, paragraphEnd_ - start).isRightToLeft();
+    pieceEffort_ = leastEffort(bounds_.width, font_);
+}
+
+/// A layout shapes all of its text before it gives the first line. So a long paragraph is laid out
+/// in pieces, each of which begins with the line that the piece before could not complete, and
+/// those that would not show are never looked at.
+void TextBlock::appendNext()
+{
+    if (next_ == paragraphEnd_) {
+        size_.rheight() += spacingAbove() + QFontMetricsF(font_).height();
+    } else {
+        const QString piece = nextPiece();
+        const qsizetype used = appendPiece(piece, next_ + piece.size() == paragraphEnd_);
+        next_ += used;
+        // None used: not even one line was filled.
+        pieceEffort_ = used > 0 ? leastEffort(bounds_.width, font_) : 2 * pieceEffort_;
+        if (next_ < paragraphEnd_)
+            return;
+    }
+    const bool crLf = paragraphEnd_ + 1 < text_.size() && text_.at(paragraphEnd_) == u'\r' &&
+                      text_.at(paragraphEnd_ + 1) == u'\n';
+    beginParagraph(paragraphEnd_ + (crLf ? 2 : 1));
+}
+
+QString TextBlock::nextPiece() const
+{
+    constexpr qsizetype lookAhead = 32; // enough to see whether a character goes on
+    qsizetype end = next_;
+    for (qsizetype effort = 0; end < paragraphEnd_ && effort < pieceEffort_; ++end)
+        effort += shapingEffort(text_.at(end));
+    const qsizetype length = end - next_;
+    return cutAtCharacter(text_.mid(next_, qMin(length + lookAhead, paragraphEnd_ - next_)),
+                          length);
+}
+
+qsizetype TextBlock::appendPiece(const QString &text, bool last)
 {
     const QFontMetricsF metrics(font_);
     Piece piece{std::make_unique<QTextLayout>(text, font_), 0, size_.height() + spacingAbove(), 0,
-                rightToLeft};
+                rightToLeft_};
     QTextLayout &layout = *piece.layout;
     layout.setCacheEnabled(true);
     layout.setFormats(emojiFormats(text, font_));
     QTextOption option(Qt::AlignLeft | Qt::AlignAbsolute);
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    option.setTextDirection(rightToLeft ? Qt::RightToLeft : Qt::LeftToRight);
+    option.setTextDirection(rightToLeft_ ? Qt::RightToLeft : Qt::LeftToRight);
     layout.setTextOption(option);
 
     qreal lineHeight = 0;
@@ -147,7 +192,10 @@ qsizetype TextBlock::appendPiece(const QString &text, bool rightToLeft, bool las
     layout.endLayout();
 
     piece.lineCount = layout.lineCount();
-    if (atEnd && !last) {
+    // Emoji can be joined to one endless character, which nothing breaks: it stays cut as it is.
+    const bool overfull =
+        piece.lineCount == 1 && layout.lineAt(0).naturalTextWidth() >= bounds_.width;
+    if (atEnd && !last && !overfull) {
         --piece.lineCount;
         piece.height -= lineHeight;
     }

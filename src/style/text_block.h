@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QColor>
+#include <QDeadlineTimer>
 #include <QFont>
 #include <QRectF>
 #include <QSizeF>
@@ -33,13 +34,23 @@ public:
     };
     enum class Alignment { Leading, Center };
 
-    TextBlock(const QString &text, const QFont &font, const Bounds &bounds);
+    /// Lays the text out, or as much of it as can be done by `deadline`.
+    TextBlock(const QString &text, const QFont &font, const Bounds &bounds,
+              QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever));
     ~TextBlock();
     TextBlock(TextBlock &&) noexcept;
     TextBlock &operator=(TextBlock &&) noexcept;
 
+    /// Whether all that the bounds allow has been laid out.
+    bool isComplete() const { return next_ > text_.size() || size_.height() >= bounds_.height; }
+    /// Goes on where `deadline` stopped it before: with one piece, which takes some milliseconds at
+    /// most, and with more of them if there is time.
+    void layOutMore(QDeadlineTimer deadline);
+
     /// As wide as the longest line, as high as all lines.
     QSizeF size() const { return size_; }
+    /// The height of the complete block, judged by what is laid out of it.
+    qreal expectedHeight() const;
     qsizetype laidOutLength() const { return laidOutLength_; }
 
     /// Paints the lines that meet `visible` (in the painter's coordinates) into a column of
@@ -56,13 +67,20 @@ private:
         qreal height = 0;
         bool rightToLeft = false;
     };
-    void appendParagraph(const QString &text);
+    void beginParagraph(qsizetype start);
+    void appendNext();
+    QString nextPiece() const;
     qreal spacingAbove() const { return size_.height() > 0 ? bounds_.lineSpacing : 0; }
     /// Returns how much of `text` its lines hold. The last of them is left out unless `last`.
-    qsizetype appendPiece(const QString &text, bool rightToLeft, bool last);
+    qsizetype appendPiece(const QString &text, bool last);
 
     QFont font_;
     Bounds bounds_;
+    QString text_;
+    qsizetype next_ = 0; // where laying out goes on; beyond the text when all of it is done
+    qsizetype paragraphEnd_ = 0;
+    bool rightToLeft_ = false;  // the paragraph
+    qsizetype pieceEffort_ = 0; // for the next piece, see nextPiece()
     std::vector<Piece> pieces_;
     QSizeF size_{0, 0};
     qsizetype laidOutLength_ = 0;

@@ -22,7 +22,6 @@ constexpr qreal emojiSize = 16;
 constexpr qreal ageSpacing = 3;
 constexpr qreal ageSize = 9;
 constexpr qreal agePadding = 4;
-constexpr qreal bubbleRadius = 17;
 constexpr QSizeF textPadding(13, 9);
 constexpr QSizeF badgePadding(14, 10);
 constexpr qreal badgeSpacing = 8;
@@ -31,10 +30,6 @@ constexpr qreal badgeSymbolSize = 16;
 constexpr double subtitleOpacity = 0.85;
 constexpr QSizeF pictureBounds(190, 140);
 constexpr qreal pictureRadius = 16;
-
-// A note may have 10,000 characters, of two code units at most but for the rarest. Beyond that
-// nobody reads on, and laying it out would stop the feed.
-constexpr qsizetype mostText = 20'000;
 
 QString translated(const char *text)
 {
@@ -65,78 +60,114 @@ BubbleContent BubbleContent::of(const Beam &beam, DoodleLookup::State doodle)
     const QString hourglass = QStringLiteral("hourglass");
     if (beam.isSealed())
         return {Badge, hourglass, translated("Time capsule"), translated("opening soon")};
+    const QString body = cutAtCharacter(beam.body, mostText);
     if (beam.open_at && !beam.isDoodle())
-        return {Badge, hourglass, beam.body, translated("time capsule opened")};
+        return {Badge, hourglass, body, translated("time capsule opened")};
     if (beam.isDoodle() && doodle != DoodleLookup::NoPicture)
         return {Picture, {}, {}, {}};
     if (beam.isBuzz())
-        return {Badge, QStringLiteral("dot.radiowaves.left.and.right"), translated("Buzz"),
-                beam.body};
-    return {Text, {}, beam.body, {}};
+        return {Badge, QStringLiteral("dot.radiowaves.left.and.right"), translated("Buzz"), body};
+    return {Text, {}, body, {}};
 }
 
-BeamBubble::BeamBubble(const Beam &beam, bool mine, const DoodleLookup &doodle, qreal width)
+BeamBubble::BeamBubble(const Beam &beam, bool mine, const DoodleLookup &doodle, qreal width,
+                       QDeadlineTimer deadline)
     : mine_(mine)
     , width_(width)
-    , fromHandle_(singleLine(beam.from_handle))
     , fromEmoji_(cutAtCharacter(singleLine(beam.from_emoji), 32))
     , createdAt_(beam.created_at)
     , content_(BubbleContent::of(beam, doodle.state))
     , picture_(doodle.image)
+    , pictureSize_(doodle.size)
 {
-    content_.title = cutAtCharacter(content_.title, mostText);
-    content_.subtitle = cutAtCharacter(content_.subtitle, mostText);
+    const bool badge = content_.kind == BubbleContent::Badge;
+    const TextBlock::Bounds column{.width = textWidth(mine, badge, width)};
+    if (content_.kind != BubbleContent::Picture)
+        title_.emplace(content_.title, badge ? titleFont() : textFont(TextStyle::Body), column,
+                       deadline);
+    if (badge)
+        subtitle_.emplace(content_.subtitle, textFont(TextStyle::Caption2), column, deadline);
+    measure();
+}
+
+bool BeamBubble::isComplete() const
+{
+    return (!title_ || title_->isComplete()) && (!subtitle_ || subtitle_->isComplete());
+}
+
+void BeamBubble::layOutMore(QDeadlineTimer deadline)
+{
+    for (std::optional<TextBlock> *block : {&title_, &subtitle_}) {
+        if (!*block || (*block)->isComplete())
+            continue;
+        (*block)->layOutMore(deadline);
+        if (deadline.hasExpired())
+            break;
+    }
+    measure();
+}
+
+void BeamBubble::measure()
+{
     switch (content_.kind) {
     case BubbleContent::Text:
-        layOutText();
+        size_ = padded({title_->size().width(), title_->expectedHeight()}, textPadding);
         break;
     case BubbleContent::Badge:
-        layOutBadge();
+        measureBadge();
         break;
     case BubbleContent::Picture:
-        layOutPicture();
+        measurePicture();
         break;
     }
 }
 
-qreal BeamBubble::widestContent() const
+static qreal widestContent(bool mine, qreal width)
 {
-    const qreal emoji = mine_ ? 0 : emojiSide + rowSpacing;
-    return qMax(1.0, width_ - emoji - rowSpacing - farEdge);
+    const qreal emoji = mine ? 0 : emojiSide + rowSpacing;
+    return qMax(1.0, width - emoji - rowSpacing - farEdge);
 }
 
-void BeamBubble::layOutText()
+qreal BeamBubble::textWidth(bool mine, bool badge, qreal width)
 {
-    title_.emplace(content_.title, textFont(TextStyle::Body),
-                   TextBlock::Bounds{.width = widestContent() - 2 * textPadding.width()});
-    size_ = padded(title_->size(), textPadding);
+    const qreal symbol = badge ? symbolSide(badgeSymbolSize) + badgeSpacing : 0;
+    const qreal padding = 2 * (badge ? badgePadding : textPadding).width();
+    return widestContent(mine, width) - padding - symbol;
 }
 
-void BeamBubble::layOutBadge()
+void BeamBubble::measureBadge()
 {
-    const qreal symbol = symbolSide(badgeSymbolSize) + badgeSpacing;
-    const qreal column = widestContent() - 2 * badgePadding.width() - symbol;
-    title_.emplace(content_.title, titleFont(), TextBlock::Bounds{.width = column});
-    subtitle_.emplace(content_.subtitle, textFont(TextStyle::Caption2),
-                      TextBlock::Bounds{.width = column});
+    const qreal symbol = symbolSide(badgeSymbolSize);
     const QSizeF lines(qMax(title_->size().width(), subtitle_->size().width()),
-                       title_->size().height() + badgeLineSpacing + subtitle_->size().height());
-    size_ = padded({symbol + lines.width(), qMax(lines.height(), symbolSide(badgeSymbolSize))},
-                   badgePadding);
+                       title_->expectedHeight() + badgeLineSpacing + subtitle_->expectedHeight());
+    size_ =
+        padded({symbol + badgeSpacing + lines.width(), qMax(lines.height(), symbol)}, badgePadding);
 }
 
-void BeamBubble::layOutPicture()
+void BeamBubble::measurePicture()
 {
-    const QSizeF bounds = pictureBounds.boundedTo({widestContent(), pictureBounds.height()});
-    size_ =
-        picture_.isNull() ? bounds : QSizeF(picture_.size()).scaled(bounds, Qt::KeepAspectRatio);
+    const QSizeF bounds =
+        pictureBounds.boundedTo({widestContent(mine_, width_), pictureBounds.height()});
+    const QSize picture = picture_.isNull() ? pictureSize_ : picture_.size();
+    size_ = picture.isEmpty() ? bounds : QSizeF(picture).scaled(bounds, Qt::KeepAspectRatio);
     size_ = QSizeF(std::round(size_.width()), std::round(size_.height())).expandedTo({1, 1});
+}
+
+static qreal ageHeight()
+{
+    return std::ceil(QFontMetricsF(ageFont()).height());
 }
 
 qreal BeamBubble::height() const
 {
-    return qMax(size_.height() + ageSpacing + std::ceil(QFontMetricsF(ageFont()).height()),
-                mine_ ? 0 : emojiSide);
+    return qMax(size_.height() + ageSpacing + ageHeight(), mine_ ? 0 : emojiSide);
+}
+
+QRectF BeamBubble::bubble(const QPointF &topLeft) const
+{
+    const qreal left = mine_ ? width_ - size_.width() : emojiSide + rowSpacing;
+    const qreal top = height() - ageHeight() - ageSpacing - size_.height();
+    return {topLeft + QPointF(left, top), size_};
 }
 
 void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &visible,
@@ -154,17 +185,15 @@ void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &
         painter.drawText(circle, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip,
                          fromEmoji_);
     }
-    const QFont ageText = ageFont();
-    const qreal ageHeight = std::ceil(QFontMetricsF(ageText).height());
-    const qreal left = mine_ ? row.right() - size_.width() : row.left() + emojiSide + rowSpacing;
-    const QRectF box(QPointF(left, row.bottom() - ageHeight - ageSpacing - size_.height()), size_);
+    const QRectF box = bubble(topLeft);
     painter.save();
     paintContent(painter, box, visible, colors);
     painter.restore();
 
-    const QRectF age(mine_ ? row.left() : left, row.bottom() - ageHeight,
-                     mine_ ? width_ : row.right() - left, ageHeight);
-    painter.setFont(ageText);
+    const qreal ageLeft = mine_ ? row.left() : box.left();
+    const qreal ageTop = box.bottom() + ageSpacing;
+    const QRectF age(ageLeft, ageTop, row.right() - ageLeft, row.bottom() - ageTop);
+    painter.setFont(ageFont());
     painter.setPen(colors.secondary);
     painter.drawText(age.adjusted(agePadding, 0, -agePadding, 0),
                      (mine_ ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter,
@@ -178,7 +207,7 @@ void BeamBubble::paintContent(QPainter &painter, const QRectF &box, const QRectF
         paintPicture(painter, box, colors);
         return;
     }
-    painter.fillPath(continuousRoundedRect(box, bubbleRadius),
+    painter.fillPath(continuousRoundedRect(box, cornerRadius),
                      mine_ ? Brand::gradient(box) : QBrush(colors.tint(0.08)));
     const QColor color = mine_ ? QColor(Qt::white) : colors.primary;
     if (content_.kind == BubbleContent::Badge) {
@@ -219,13 +248,14 @@ void BeamBubble::paintPicture(QPainter &painter, const QRectF &box, const Palett
     strokeInside(painter, box, pictureRadius, 1, colors.quaternary);
 }
 
-QString BeamBubble::summary(qint64 now) const
+QString BeamBubble::summary(const Beam &beam, bool mine, DoodleLookup::State doodle, qint64 now)
 {
-    QString text = content_.kind == BubbleContent::Picture ? translated("Doodle") : content_.title;
-    if (!content_.subtitle.isEmpty())
-        text += QStringLiteral(", ") + content_.subtitle;
-    const QString sender = mine_ ? translated("You") : fromHandle_;
-    return QStringLiteral("%1: %2, %3").arg(sender, text, timeAgo(createdAt_, now));
+    const BubbleContent content = BubbleContent::of(beam, doodle);
+    QString text = content.kind == BubbleContent::Picture ? translated("Doodle") : content.title;
+    if (!content.subtitle.isEmpty())
+        text += QStringLiteral(", ") + content.subtitle;
+    const QString sender = mine ? translated("You") : singleLine(beam.from_handle);
+    return QStringLiteral("%1: %2, %3").arg(sender, text, timeAgo(beam.created_at, now));
 }
 
 } // namespace kivolo

@@ -163,9 +163,9 @@ TEST(BeamBubbleTest, SaysWhatItShows)
 {
     Beam buzz = beam(QStringLiteral("text"), QStringLiteral("<i>up!</i> %1"));
     buzz.effect = QStringLiteral("shake");
-    EXPECT_EQ(BeamBubble(buzz, false, {}, width).summary(now),
+    EXPECT_EQ(BeamBubble::summary(buzz, false, {}, now),
               QStringLiteral("Mia: Buzz, <i>up!</i> %1, 5m ago"));
-    EXPECT_EQ(BeamBubble(beam(QStringLiteral("doodle"), {}), true, {}, width).summary(now),
+    EXPECT_EQ(BeamBubble::summary(beam(QStringLiteral("doodle"), {}), true, {}, now),
               QStringLiteral("You: Doodle, 5m ago"));
 }
 
