@@ -1,5 +1,6 @@
 #include "style/button.h"
 
+#include "style/focus_ring.h"
 #include "style/palette.h"
 #include "style/stack_layout.h"
 #include "style/text_style.h"
@@ -188,6 +189,12 @@ void Button::keyPressEvent(QKeyEvent *event)
         click();
     else
         QAbstractButton::keyPressEvent(event);
+}
+
+void Button::focusInEvent(QFocusEvent *event)
+{
+    showsFocus_ = isShownFocus(event->reason());
+    QAbstractButton::focusInEvent(event);
 }
 
 void Button::paintEvent(QPaintEvent *)

@@ -33,17 +33,21 @@ public:
 
     /// Of the corners that a ring around it should follow.
     qreal cornerRadius() const;
+    /// Whether keys have given it the focus.
+    bool showsFocus() const { return showsFocus_; }
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
     bool event(QEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
 private:
     StackLayout *layout_;
     std::optional<Background> background_;
+    bool showsFocus_ = false;
 };
 
 /// Nothing but its face: no bezel.

@@ -1,10 +1,11 @@
 #include "style/field.h"
 
+#include "style/focus_ring.h"
 #include "style/palette.h"
 #include "style/text_style.h"
 
 #include <QApplication>
-#include <QEvent>
+#include <QFocusEvent>
 #include <QFontMetrics>
 #include <QPainter>
 #include <QScopedValueRollback>
@@ -39,6 +40,12 @@ QSize Field::sizeHint() const
 QSize Field::minimumSizeHint() const
 {
     return {padding_.left() + padding_.right(), sizeHint().height()};
+}
+
+void Field::focusInEvent(QFocusEvent *event)
+{
+    showsFocus_ = isShownFocus(event->reason());
+    QLineEdit::focusInEvent(event);
 }
 
 void Field::paintEvent(QPaintEvent *event)

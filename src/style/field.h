@@ -17,10 +17,13 @@ public:
     Field(const QString &name, const Background &background, const QMargins &padding);
 
     qreal cornerRadius() const;
+    /// Whether keys have given it the focus.
+    bool showsFocus() const { return showsFocus_; }
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
+    void focusInEvent(QFocusEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void changeEvent(QEvent *event) override;
 
@@ -30,6 +33,7 @@ private:
     Background background_;
     QMargins padding_;
     bool takingColors_ = false;
+    bool showsFocus_ = false;
 };
 
 /// In the desktop's look of a field with a rounded border.

@@ -22,9 +22,16 @@ FocusRing::FocusRing(QWidget *root)
             [this](QWidget *, QWidget *now) { follow(now); });
 }
 
-static bool hasRing(QWidget *widget)
+bool isShownFocus(Qt::FocusReason reason)
 {
-    return qobject_cast<Button *>(widget) || qobject_cast<Field *>(widget);
+    return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason;
+}
+
+static bool hasRing(const QWidget *widget)
+{
+    const auto *button = qobject_cast<const Button *>(widget);
+    const auto *field = qobject_cast<const Field *>(widget);
+    return (button && button->showsFocus()) || (field && field->showsFocus());
 }
 
 void FocusRing::follow(QWidget *focused)
@@ -44,8 +51,6 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event)
     case QEvent::Resize:
     case QEvent::Show:
     case QEvent::Hide:
-    case QEvent::MouseButtonPress:
-    case QEvent::KeyPress:
         // What it surrounds may still be on its way.
         QMetaObject::invokeMethod(this, &FocusRing::place, Qt::QueuedConnection);
         break;

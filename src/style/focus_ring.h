@@ -6,8 +6,12 @@
 
 namespace kivolo {
 
-/// A ring around the button or field that has the focus, while keys move it. There is one in a
-/// window, above everything else in it, because a view can't paint beyond its own edges.
+/// Whether a focus that arrives for `reason` is to be shown: keys have moved it. A window that becomes
+/// active gives the focus to something by itself, and nobody asked for a ring.
+bool isShownFocus(Qt::FocusReason reason);
+
+/// A ring around the button or field to which keys have moved the focus. There is one in a window,
+/// above everything else in it, because a view can't paint beyond its own edges.
 class FocusRing : public QWidget
 {
     Q_OBJECT

@@ -1,6 +1,7 @@
 #include "style/symbol_button.h"
 
 #include "style/brand.h"
+#include "style/focus_ring.h"
 #include "style/palette.h"
 #include "style/shapes.h"
 #include "style/symbols.h"
@@ -46,9 +47,7 @@ void SymbolButton::paintEvent(QPaintEvent *)
 
 void SymbolButton::focusInEvent(QFocusEvent *event)
 {
-    // A window that becomes active focuses its first control by itself; nobody asked for a ring.
-    focusFromKeys_ =
-        event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason;
+    focusFromKeys_ = isShownFocus(event->reason());
     QAbstractButton::focusInEvent(event);
 }
 

@@ -11,6 +11,8 @@
 #include "views/session_tasks.h"
 #include "views/view_task.h"
 
+#include <QAbstractButton>
+
 namespace kivolo {
 
 static QString guideKey(FeatureGuide guide)
@@ -97,6 +99,8 @@ void ComposeView::setActiveGuide(std::optional<FeatureGuide> guide)
     }
     if (!guide)
         return;
+    // Only keys give the focus to a button.
+    const bool byKeys = qobject_cast<QAbstractButton *>(focusWidget());
     const auto primary = [this, guide = *guide] {
         defaults_.setBoolean(guideKey(guide), true);
         setActiveGuide({});
@@ -106,7 +110,7 @@ void ComposeView::setActiveGuide(std::optional<FeatureGuide> guide)
         *guide, primary, [this] { setActiveGuide({}); }, this);
     guideCard_->setGeometry(rect());
     guideCard_->show();
-    guideCard_->setFocus();
+    guideCard_->setFocus(byKeys ? Qt::TabFocusReason : Qt::OtherFocusReason);
 }
 
 } // namespace kivolo

@@ -76,6 +76,8 @@ Composer::Composer(std::shared_ptr<Store> store, MainQueue &queue,
       ->filling(Qt::Horizontal);
     // clang-format on
     setFocusProxy(field_);
+    field_->setMaxLength(mostText);
+    connect(field_, &Field::returnPressed, this, &Composer::mainSend);
     observe(*store_, this, [this] { render(); });
     render();
 }
