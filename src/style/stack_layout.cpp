@@ -65,6 +65,11 @@ static bool grows(const QLayoutItem &item, Qt::Orientation direction)
     return item.expandingDirections() & direction;
 }
 
+static bool isText(QLayoutItem &item)
+{
+    return item.hasHeightForWidth() && item.widget() && !item.widget()->layout();
+}
+
 int StackLayout::widthOf(const QLayoutItem &item, int available) const
 {
     const int wanted =
@@ -85,12 +90,15 @@ std::vector<StackLayout::Part> StackLayout::parts(int width) const
         if (!isShown(*item))
             continue;
         const bool canGrow = grows(*item, direction_);
-        const int least = along(item->minimumSize());
+        int least = along(item->minimumSize());
         int wanted = along(item->sizeHint());
-        if (isVertical())
+        if (isVertical()) {
             wanted = heightOf(*item, widthOf(*item, width));
-        else if (canGrow)
+            if (isText(*item))
+                least = wanted; // half a line is none
+        } else if (canGrow) {
             wanted = least;
+        }
         const bool spacer = isSpacer(*item);
         parts.push_back({item.get(), std::min(least, wanted), wanted, canGrow});
         parts.back().gap = afterSpacer ? 0 : spacing_;
