@@ -1,0 +1,373 @@
+#include "core/store.h"
+#include "platform/foundation/user_defaults.h"
+#include "style/button.h"
+#include "style/field.h"
+#include "style/motion.h"
+#include "style/text.h"
+#include "support/manual_main_queue.h"
+#include "support/scripted_server.h"
+#include "views/download_address.h"
+#include "views/force_update_view.h"
+#include "views/invite_waiting_view.h"
+#include "views/onboarding_view.h"
+#include "views/update_banner.h"
+#include "views/welcome_carousel.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QInputMethodEvent>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+#include <gtest/gtest.h>
+
+namespace kivolo {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The names of the controls that are shown, in the order in which Tab reaches them.
+QStringList tabOrder(QWidget &view)
+{
+    QStringList names;
+    QWidget *first = view.window();
+    for (QWidget *at = first->nextInFocusChain(); at != first; at = at->nextInFocusChain()) {
+        if (view.isAncestorOf(at) && at->isVisible() && (at->focusPolicy() & Qt::TabFocus))
+            names.append(at->accessibleName());
+    }
+    return names;
+}
+
+Button *button(QWidget &view, const QString &name)
+{
+    for (Button *each : view.findChildren<Button *>()) {
+        if (each->accessibleName() == name)
+            return each;
+    }
+    ADD_FAILURE() << "no button " << qPrintable(name);
+    return nullptr;
+}
+
+/// Every text that is shown, from top to bottom, line breaks as bars.
+QString texts(QWidget &view)
+{
+    QStringList shown;
+    for (const Text *each : view.findChildren<Text *>()) {
+        if (each->isVisible())
+            shown.append(QString(each->text()).replace(u'\n', u'|'));
+    }
+    return shown.join(u'/');
+}
+
+void show(QWidget &view, const QSize &size = {420, 560})
+{
+    view.resize(size);
+    view.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&view));
+    view.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&view));
+}
+
+class StillTest : public testing::Test
+{
+protected:
+    void SetUp() override { motion::setReduced(true); }
+    void TearDown() override { motion::setReduced(false); }
+};
+
+using WelcomeTest = StillTest;
+
+TEST_F(WelcomeTest, TurnsItsPagesByKeysAndClicks)
+{
+    int done = 0;
+    WelcomeCarousel view([&] { ++done; });
+    show(view);
+    EXPECT_EQ(tabOrder(view).join(u','),
+              QStringLiteral("Page 1 of 4,Page 2 of 4,Page 3 of 4,Page 4 of 4,Next"));
+    const auto press = [&](Qt::Key key) { QTest::keyClick(QApplication::focusWidget(), key); };
+    const auto title = [&] { return texts(view).section(u'/', 0, 0); };
+    const auto slide = [&](const char *expected) { EXPECT_EQ(title(), QLatin1String(expected)); };
+    press(Qt::Key_Left);
+    slide("Be with your people");
+    press(Qt::Key_Return);
+    slide("A note or a doodle");
+    press(Qt::Key_Right);
+    press(Qt::Key_Right);
+    press(Qt::Key_Right); // nothing lies beyond the last
+    slide("Your circle, up to 5");
+    EXPECT_EQ(done, 0);
+    button(view, QStringLiteral("Connect now"))->clearFocus();
+    QTest::keyClick(&view, Qt::Key_Enter); // the default action needs no focus
+    EXPECT_EQ(done, 1);
+
+    button(view, QStringLiteral("Page 1 of 4"))->click();
+    slide("Be with your people");
+    EXPECT_FALSE(button(view, QStringLiteral("Back"))->isVisible());
+    button(view, QStringLiteral("Page 3 of 4"))->click();
+    slide("Live on their screen");
+    QTest::mouseClick(button(view, QStringLiteral("Back")), Qt::LeftButton);
+    slide("A note or a doodle");
+    Button *page = button(view, QStringLiteral("Page 4 of 4"));
+    page->setFocus();
+    press(Qt::Key_Return); // its own, not the default action's
+    slide("Your circle, up to 5");
+    EXPECT_EQ(done, 1);
+}
+
+TEST(WelcomeFadeTest, LeavesOnlyTheLastSlideChosen)
+{
+    WelcomeCarousel view([] {});
+    show(view);
+    button(view, QStringLiteral("Page 3 of 4"))->click();
+    button(view, QStringLiteral("Page 4 of 4"))->click();
+    EXPECT_TRUE(eventually([&] { return view.findChildren<Illustration *>().size() == 1; }));
+    EXPECT_EQ(texts(view).section(u'/', 0, 0), QStringLiteral("Your circle, up to 5"));
+}
+
+/// A session over a scripted server, and fields to type into.
+class SessionTest : public StillTest
+{
+protected:
+    void SetUp() override
+    {
+        StillTest::SetUp();
+        server.serveThisProcess();
+        server.answer("/me", R"({"joined":false})");
+        store = Store::create(queue, defaults, {});
+        ASSERT_TRUE(eventually([&] { return *store->screen == Store::Screen::onboarding; }));
+    }
+
+    void TearDown() override
+    {
+        const std::weak_ptr<Store> made = store;
+        store->leave();
+        store.reset();
+        server.releaseAll();
+        EXPECT_TRUE(eventually([&] {
+            queue.advance(0ms);
+            return made.expired();
+        }));
+        StillTest::TearDown();
+    }
+
+    static Field *field(QWidget &view, const char *name)
+    {
+        for (Field *each : view.findChildren<Field *>()) {
+            if (each->accessibleName() == QLatin1String(name))
+                return each;
+        }
+        return nullptr;
+    }
+
+    QTemporaryDir folder;
+    ScriptedServer server;
+    ManualMainQueue queue;
+    UserDefaults defaults{folder.filePath(QStringLiteral("kivolo.conf"))};
+    std::shared_ptr<Store> store;
+};
+
+TEST_F(SessionTest, CodeIsInCapitalsHoweverItArrives)
+{
+    OnboardingView view(store);
+    show(view);
+    Field *code = field(view, "invite code");
+    QTest::keyClicks(code, QStringLiteral("abx"));
+    code->setCursorPosition(1);
+    QTest::keyClicks(code, QStringLiteral("ßi"));
+    EXPECT_EQ(*store->code, QStringLiteral("ASSIBX"));
+    EXPECT_EQ(code->text(), *store->code);
+    EXPECT_EQ(code->cursorPosition(), 4);
+    code->undo();
+    EXPECT_EQ(code->text(), QStringLiteral("ABX"));
+
+    QInputMethodEvent composing(QStringLiteral("k"), {});
+    QCoreApplication::sendEvent(code, &composing);
+    store->handle = QStringLiteral("Mia"); // renders, and leaves what is being composed alone
+    QCoreApplication::processEvents();
+    EXPECT_EQ(code->text(), QStringLiteral("ABX"));
+    QInputMethodEvent committed;
+    committed.setCommitString(QStringLiteral("k"));
+    QCoreApplication::sendEvent(code, &committed);
+    EXPECT_EQ(*store->code, QStringLiteral("AKBX"));
+
+    code->selectAll();
+    QGuiApplication::clipboard()->setText(QStringLiteral("straße").repeated(100'000));
+    code->paste();
+    EXPECT_TRUE(store->code->startsWith(QLatin1String("STRASSE")));
+    EXPECT_LE(store->code->size(), 256);
+    store->code = QStringLiteral("ab12");
+    EXPECT_TRUE(eventually([&] { return *store->code == QLatin1String("AB12"); }));
+    EXPECT_EQ(code->text(), QStringLiteral("AB12"));
+}
+
+TEST_F(SessionTest, TwoWindowsShowTheSameWithoutDisturbingTyping)
+{
+    OnboardingView other(store);
+    show(other);
+    OnboardingView view(store);
+    show(view);
+    Field *name = field(view, "your name");
+    EXPECT_TRUE(name->hasFocus());
+    QTest::keyClicks(name, QStringLiteral("Aa"));
+    name->setCursorPosition(1);
+    QTest::keyClick(name, Qt::Key_N);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(field(other, "your name")->text(), QStringLiteral("Ana"));
+    QTest::keyClick(name, Qt::Key_N);
+    EXPECT_EQ(*store->handle, QStringLiteral("Anna"));
+    EXPECT_EQ(name->cursorPosition(), 3);
+
+    QTest::keyClick(name, Qt::Key_Return);
+    EXPECT_TRUE(field(view, "invite code")->hasFocus());
+    EXPECT_TRUE(server.requestsTo("/join").isEmpty());
+    QTest::keyClick(field(view, "invite code"), Qt::Key_Return);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(texts(other).endsWith(QStringLiteral("/Enter your name and a code.")));
+    QTest::keyClicks(field(view, "invite code"), QStringLiteral("nope"));
+    server.answer("/join", R"({"error":"<b>Unknown</b>\ncode"})", 404);
+    button(view, QStringLiteral("Join"))->click();
+    EXPECT_TRUE(eventually([&] { return store->errorText->has_value(); }));
+    EXPECT_TRUE(server.requestsTo("/join").last().body.contains("NOPE"));
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(texts(view).endsWith(QStringLiteral("/<b>Unknown</b> code")));
+    EXPECT_EQ(tabOrder(view).join(u','),
+              QStringLiteral("your name,invite code,Join,Start a circle"));
+}
+
+TEST_F(SessionTest, WaitingRefreshesWhileShownAndAlone)
+{
+    store->members = {Member{QStringLiteral("me"), QStringLiteral("Ana"), {}, {}}};
+    const auto status = [](const char *more) {
+        return QByteArray(R"({"joined":true,"max_seats":5,"members":[{"id":"me","handle":"Ana",)"
+                          R"("emoji":"x"})") +
+               more + "]}";
+    };
+    const auto asked = [&] { return server.requestsTo("/me").size(); };
+    const auto before = asked();
+    const auto settled = [&](qsizetype requests) {
+        return eventually([&] { return asked() == before + requests && queue.pending() == 1; });
+    };
+    server.answer("/me", {}, 500);
+    server.answer("/me", status(""));
+    server.answer("/me", status(R"(,{"id":"m2","handle":"Mia","emoji":"x"})"));
+    InviteWaitingView view(store, queue);
+    show(view);
+    ASSERT_TRUE(settled(1)); // failed, in silence
+    EXPECT_TRUE(texts(view).contains(QStringLiteral("/Waiting for them to join…  1/5/")));
+    queue.advance(3s);
+    ASSERT_TRUE(settled(2));
+    view.hide();
+    queue.advance(30s);
+    EXPECT_EQ(queue.pending(), 0);
+    EXPECT_EQ(asked(), before + 2);
+    view.show();
+    ASSERT_TRUE(settled(3));
+    EXPECT_EQ(store->members->size(), 2);
+    queue.advance(30s);
+    EXPECT_EQ(queue.pending(), 0);
+    EXPECT_EQ(asked(), before + 3);
+}
+
+TEST_F(SessionTest, CopiedIsSaidFor1500MsAfterTheFirstCopy)
+{
+    store->code = QStringLiteral("AB12CD34");
+    InviteWaitingView view(store, queue);
+    view.resize(320, 480);
+    EXPECT_EQ(button(view, QStringLiteral("Menu"))->accessibleName(), QStringLiteral("Menu"));
+    Button *box = button(view, QStringLiteral("Invite code AB12CD34"));
+    box->click();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("AB12CD34"));
+    queue.advance(1000ms);
+    box->click();
+    queue.advance(499ms);
+    EXPECT_EQ(box->accessibleDescription(), QStringLiteral("Copied!"));
+    queue.advance(1ms);
+    EXPECT_EQ(box->accessibleDescription(), QStringLiteral("Tap to copy"));
+}
+
+/// The lowest edge of what `view` shows.
+int lowestEdge(QWidget &view)
+{
+    int lowest = 0;
+    for (const QWidget *each : view.findChildren<QWidget *>()) {
+        if (each->isVisible())
+            lowest = qMax(lowest, each->mapTo(&view, QPoint(0, each->height())).y());
+    }
+    return lowest;
+}
+
+TEST_F(SessionTest, WaitingFitsThePanelUnderABanner)
+{
+    store->code = QStringLiteral("AB12CD34");
+    const VersionInfo version{QStringLiteral("1.4.0"), {}, QStringLiteral("notes")};
+    auto *banner = new UpdateBanner(version, [] {});
+    auto *view = new InviteWaitingView(store, queue);
+    const std::unique_ptr<QWidget> panel(vstack(0, {banner, view}));
+    show(*panel, {320, 480});
+    EXPECT_LE(lowestEdge(*panel), 480);
+    for (const Text *text : view->findChildren<Text *>())
+        EXPECT_GE(text->height(), text->heightForWidth(text->width())) << qPrintable(text->text());
+    EXPECT_EQ(button(*view, QStringLiteral("Invite code AB12CD34"))->width(), 320 - 2 * 50);
+}
+
+TEST(DownloadAddressTest, AlwaysLeadsToAWebSite)
+{
+    qputenv("KIVOLO_SITE_URL", "https://site.example");
+    const char *const root = "https://site.example/";
+    const struct
+    {
+        const char *given;
+        const char *resolved;
+    } cases[] = {
+        {"https://dl.example/a%20b?c=d#e", "https://dl.example/a%20b?c=d#e"},
+        {"HTTP://dl.example", "http://dl.example"},
+        {"", root},
+        {"not a url", root},
+        {"https://", root},
+        {"https://a b.example/", root},
+        {"/Kivolo.dmg", root},
+        {"file:///etc/passwd", root},
+        {"javascript:alert(1)", root},
+        {"steam://run/1", root},
+    };
+    for (const auto &[given, resolved] : cases)
+        EXPECT_EQ(downloadAddress(QString::fromLatin1(given)).toEncoded(), resolved) << given;
+    qunsetenv("KIVOLO_SITE_URL");
+}
+
+TEST(UpdatePromptsTest, ShowWhatTheyAreGivenInOneLineEach)
+{
+    const struct
+    {
+        QString version;
+        std::optional<QString> notes;
+        QString shown;
+    } cases[] = {
+        {QStringLiteral("1.4.0"), {}, QStringLiteral("Version 1.4.0 is out/Update")},
+        {QStringLiteral("1.4.0"), QString(), QStringLiteral("Version 1.4.0 is out/Update")},
+        {QStringLiteral("2"), QStringLiteral("<i>a</i>\nb"),
+         QStringLiteral("Version 2 is out/<i>a</i> b/Update")},
+    };
+    for (const auto &[version, notes, shown] : cases) {
+        UpdateBanner banner({version, {}, notes}, [] {});
+        show(banner, {320, banner.sizeHint().height()});
+        EXPECT_EQ(texts(banner), shown);
+    }
+    int dismissed = 0;
+    const QString hostile = QString(QStringLiteral("a\u0301\n")).repeated(500'000);
+    UpdateBanner banner({hostile, {}, hostile}, [&] { ++dismissed; });
+    EXPECT_LE(banner.sizeHint().height(), 48);
+    show(banner, {320, banner.sizeHint().height()});
+    EXPECT_EQ(tabOrder(banner).join(u','), QStringLiteral("Update,Close"));
+    Button *update = button(banner, QStringLiteral("Update"));
+    EXPECT_EQ(update->width(), update->sizeHint().width());
+    QTest::mouseClick(button(banner, QStringLiteral("Close")), Qt::LeftButton);
+    EXPECT_EQ(dismissed, 1);
+
+    ForceUpdateView blocking({});
+    show(blocking);
+    EXPECT_EQ(tabOrder(blocking).join(u','), QStringLiteral("Update now"));
+}
+
+} // namespace
+} // namespace kivolo
