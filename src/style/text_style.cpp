@@ -4,6 +4,7 @@
 #include <QFontInfo>
 #include <QGuiApplication>
 #include <QTextBoundaryFinder>
+#include <algorithm>
 #include <initializer_list>
 #include <optional>
 
@@ -136,8 +137,31 @@ QString singleLine(const QString &name)
     return line;
 }
 
+static bool turnsAround(QChar c)
+{
+    switch (c.direction()) {
+    case QChar::DirR:
+    case QChar::DirAL:
+    case QChar::DirAN:
+    case QChar::DirLRE:
+    case QChar::DirLRO:
+    case QChar::DirRLE:
+    case QChar::DirRLO:
+    case QChar::DirPDF:
+    case QChar::DirLRI:
+    case QChar::DirRLI:
+    case QChar::DirFSI:
+    case QChar::DirPDI:
+        return true;
+    default:
+        return c.isSurrogate(); // scripts of both directions lie up there
+    }
+}
+
 QString isolated(const QString &text)
 {
+    if (std::none_of(text.begin(), text.end(), turnsAround))
+        return text;
     constexpr QChar firstStrongIsolate(0x2068);
     constexpr QChar popIsolate(0x2069);
     return firstStrongIsolate + text + popIsolate;

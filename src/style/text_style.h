@@ -39,7 +39,7 @@ QFont emojiFont(QFont font);
 QString singleLine(const QString &name);
 
 /// `text` such that characters with a direction of their own, overrides included, turn nothing
-/// around that stands beside it.
+/// around that stands beside it. Without such characters it stays as it is.
 QString isolated(const QString &text);
 
 /// `text`, at most `maxLength` UTF-16 code units of it, cut between two characters as a reader

@@ -108,7 +108,7 @@ QString ComposeHeader::titleText(const Store &store)
     if (others.isEmpty())
         return tr("Your circle");
     if (others.size() == 1)
-        return tr("You & %1").arg(singleLine(others.first().handle));
+        return tr("You & %1").arg(isolated(singleLine(others.first().handle)));
     return tr("You & %n others", nullptr, int(others.size()));
 }
 

@@ -25,7 +25,7 @@ UpdateBanner::UpdateBanner(const VersionInfo &info, std::function<void()> onDism
         symbol(QStringLiteral("arrow.down.circle.fill"), textFont(TextStyle::Body).pixelSize())
             ->in(Fill::white()),
         vstack(0, {
-            text(tr("Version %1 is out").arg(info.version), bold(textFont(TextStyle::Caption)))
+            text(tr("Version %1 is out").arg(isolated(singleLine(info.version))), bold(textFont(TextStyle::Caption)))
                 ->in(Fill::white())
                 ->oneLine(),
             notes,
