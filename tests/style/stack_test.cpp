@@ -1,0 +1,105 @@
+#include "style/button.h"
+#include "style/stack.h"
+#include "style/text.h"
+#include "style/text_style.h"
+
+#include <QLayout>
+#include <QTest>
+#include <gtest/gtest.h>
+
+using namespace kivolo;
+
+namespace {
+
+/// Wants 40 points, can do with `least`, and can grow or not.
+class Block : public QWidget
+{
+public:
+    explicit Block(int least = 40, bool grows = false)
+        : least_(least)
+    {
+        const auto policy = grows ? QSizePolicy::Expanding : QSizePolicy::Preferred;
+        setSizePolicy(policy, policy);
+    }
+    QSize sizeHint() const override { return {40, 40}; }
+    QSize minimumSizeHint() const override { return {least_, least_}; }
+
+private:
+    int least_;
+};
+
+/// Where each view begins and how long it is, along the direction.
+using Extents = QList<std::pair<int, int>>;
+
+Extents laidOut(Stack *stack, const QSize &size)
+{
+    const std::unique_ptr<QWidget> owner(stack);
+    const bool vertical = size.height() > size.width();
+    stack->resize(size);
+    stack->ensurePolished();
+    stack->layout()->activate();
+    Extents extents;
+    for (const QObject *child : stack->children()) {
+        if (const auto *view = qobject_cast<const QWidget *>(child); view && !view->isHidden())
+            extents.append(vertical ? std::pair(view->y(), view->height())
+                                    : std::pair(view->x(), view->width()));
+    }
+    return extents;
+}
+
+TEST(StackTest, SharesRoomTheWayAViewTreeSays)
+{
+    auto *hidden = new Block;
+    hidden->hide();
+    const QSize row(200, 50);
+    struct
+    {
+        const char *name;
+        Stack *stack;
+        QSize size;
+        Extents expected;
+    } const cases[] = {
+        {"kept together", hstack(10, {new Block, new Block}), row, {{55, 40}, {105, 40}}},
+        {"pushed apart", hstack(10, {new Block, spacer(), new Block}), row, {{0, 40}, {160, 40}}},
+        {"grown",
+         hstack(10, {new Block, new Block(0, true), new Block(0, true)}),
+         row,
+         {{0, 40}, {50, 70}, {130, 70}}},
+        {"padded", hstack(0, {new Block(0, true)})->padded(14, 12), row, {{14, 172}}},
+        {"overlapping", hstack(-10, {new Block, new Block}), {70, 50}, {{0, 40}, {30, 40}}},
+        {"without what is hidden", hstack(10, {hidden, new Block, spacer()}), row, {{0, 40}}},
+        {"short of room", hstack(10, {new Block(0), new Block}), {60, 50}, {{0, 10}, {20, 40}}},
+        {"upright", vstack(10, {new Block, new Block}), {50, 200}, {{55, 40}, {105, 40}}},
+    };
+    for (const auto &each : cases)
+        EXPECT_EQ(laidOut(each.stack, each.size), each.expected) << each.name;
+}
+
+TEST(StackTest, WrapsTextInTheWidthItReallyGets)
+{
+    const QString words = QStringLiteral("a few words that need more than one line of this card");
+    Text *wrapped = text(words, textFont(TextStyle::Callout));
+    Stack *card = vstack(0, {wrapped})->padded(20)->wide(150);
+    const std::unique_ptr<Stack> window(vstack(0, {card}));
+    window->resize(500, 500);
+    window->layout()->activate();
+    card->layout()->activate();
+    EXPECT_EQ(wrapped->width(), 110);
+    EXPECT_EQ(wrapped->height(), wrapped->heightForWidth(110));
+    EXPECT_GT(wrapped->height(), 2 * wrapped->sizeHint().height());
+}
+
+TEST(ButtonTest, IsPressedByKeysAndLeavesTheFocusToTheField)
+{
+    int presses = 0;
+    const std::unique_ptr<Button> button(
+        plainButton(text(QStringLiteral("Go"), textFont(TextStyle::Body)), [&] { ++presses; }));
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
+        QTest::keyClick(button.get(), key);
+    EXPECT_EQ(presses, 3);
+    EXPECT_EQ(button->focusPolicy(), Qt::TabFocus);
+    button->tip(QStringLiteral("<b>x"));
+    EXPECT_EQ(button->toolTip(), QStringLiteral("&lt;b&gt;x"));
+}
+
+} // namespace
