@@ -1,0 +1,25 @@
+# Installs the client under an empty folder and starts what its desktop entries name.
+set(prefix ${BUILD}/installed)
+file(REMOVE_RECURSE ${prefix})
+execute_process(
+  COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${prefix} --component client
+  OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+
+set(ENV{PATH} ${prefix}/bin)
+set(ENV{QT_QPA_PLATFORM} offscreen)
+foreach(entry applications/kivolo.desktop kivolo/kivolo-autostart.desktop)
+  file(STRINGS ${prefix}/share/${entry} lines)
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^Exec=(.*)$")
+      separate_arguments(command UNIX_COMMAND ${CMAKE_MATCH_1})
+      execute_process(COMMAND ${command} --version OUTPUT_VARIABLE told COMMAND_ERROR_IS_FATAL ANY)
+      if(NOT told STREQUAL "kivolo ${VERSION}\n")
+        message(FATAL_ERROR "${entry} starts something that says: ${told}")
+      endif()
+    elseif(line MATCHES "^Icon=(.*)$")
+      if(NOT EXISTS ${prefix}/share/icons/hicolor/scalable/apps/${CMAKE_MATCH_1}.svg)
+        message(FATAL_ERROR "${entry} has no icon")
+      endif()
+    endif()
+  endforeach()
+endforeach()
