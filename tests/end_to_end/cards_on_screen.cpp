@@ -110,6 +110,24 @@ QList<QRect> cardsOnScreen()
     return frames;
 }
 
+QRect popupSlot(int i)
+{
+    const QRect area = workArea();
+    return {area.x() + area.width() - 316, area.y() + 16 + 162 * i, 300, 150};
+}
+
+QRect capsuleSlot(int i)
+{
+    const QRect area = workArea();
+    return {area.x() + area.width() - 306, area.y() + area.height() - 108 - 102 * i, 290, 92};
+}
+
+QRect buzzPlace()
+{
+    const QRect area = workArea();
+    return {area.x() + area.width() / 2 - 210, area.y() + area.height() / 2 - 100, 420, 200};
+}
+
 QColor colorOnScreen(const QPoint &pixel)
 {
     const Display display;

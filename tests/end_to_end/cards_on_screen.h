@@ -14,6 +14,12 @@ QRect workArea();
 /// from the top down and then from the left.
 QList<QRect> cardsOnScreen();
 
+/// Where the cards of a program belong: the i-th of the column of popups, from the top; the i-th of
+/// the stack of capsules, from the bottom; a buzz once it has come to rest.
+QRect popupSlot(int i);
+QRect capsuleSlot(int i);
+QRect buzzPlace();
+
 /// What shows at `pixel`.
 QColor colorOnScreen(const QPoint &pixel);
 

@@ -2,6 +2,7 @@
 // plain HTTP client.
 #include "end_to_end/cards_on_screen.h"
 #include "end_to_end/counting_proxy.h"
+#include "end_to_end/processes.h"
 #include "support/fake_portal.h"
 
 #include <QBuffer>
@@ -11,9 +12,7 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QProcess>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QUrl>
 #include <gtest/gtest.h>
 #include <memory>
@@ -23,29 +22,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int patience = 30'000; // milliseconds, only ever used up by a failure
-
-template<typename Condition>
-bool eventually(Condition condition)
-{
-    return QTest::qWaitFor(std::move(condition), patience);
-}
-
 class DeliveryTest : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        server.start(QStringLiteral(KIVOLO_SERVER_PROGRAM),
-                     {u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s,
-                      u"sqlite:"_s + folder.filePath(u"circle.sqlite"_s)});
-        QByteArray line;
-        ASSERT_TRUE(eventually([&] {
-            line += server.readAllStandardOutput();
-            return line.endsWith('\n');
-        })) << server.readAllStandardError().constData();
-        ASSERT_TRUE(line.startsWith("listening on http://127.0.0.1:"));
-        origin = QUrl::fromEncoded(line.mid(sizeof "listening on " - 1).trimmed());
+        origin = server.start(folder.path());
+        ASSERT_TRUE(origin.isValid());
         proxy = std::make_unique<CountingProxy>(quint16(origin.port()));
 
         const QString code =
@@ -60,27 +43,17 @@ protected:
 
     void TearDown() override
     {
-        for (QProcess *process : {&client, &server}) {
-            process->terminate();
-            EXPECT_TRUE(process->waitForFinished(10'000)) << "it ignores its termination";
-        }
-        EXPECT_EQ(server.exitStatus(), QProcess::NormalExit);
-        EXPECT_EQ(server.exitCode(), 0);
+        EXPECT_TRUE(!client || client->stop());
+        EXPECT_TRUE(server.stop());
     }
 
     void startClient(const QString &bus = {})
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"KIVOLO_API_URL"_s, QString::fromLatin1(proxy->origin()));
-        environment.insert(u"KIVOLO_SITE_URL"_s, QString::fromLatin1(proxy->origin()));
-        environment.insert(u"KIVOLO_DEVICE_ID"_s, u"ana"_s);
-        environment.insert(u"XDG_CONFIG_HOME"_s, folder.path());
-        environment.insert(u"XDG_RUNTIME_DIR"_s, folder.path()); // no other Ana is in its way
+        client = std::make_unique<ClientProcess>(u"ana"_s, folder.path(),
+                                                 QString::fromLatin1(proxy->origin()));
         if (!bus.isEmpty())
-            environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, bus);
-        client.setProcessEnvironment(environment);
-        client.setProcessChannelMode(QProcess::ForwardedChannels);
-        client.start(QStringLiteral(KIVOLO_PROGRAM), {u"--hidden"_s});
+            client->setEnvironment(u"DBUS_SESSION_BUS_ADDRESS"_s, bus);
+        client->start({u"--hidden"_s});
         // The second poll shows that the first has been taken in: from now on beams are news.
         ASSERT_TRUE(eventually([&] { return proxy->requests("GET /beams") >= 2; }));
     }
@@ -113,31 +86,13 @@ protected:
 
     QTemporaryDir folder;
     QNetworkAccessManager network;
-    QProcess server;
-    QProcess client;
+    ServerProcess server;
+    std::unique_ptr<ClientProcess> client;
     QUrl origin;
     std::unique_ptr<CountingProxy> proxy;
     QString circle;
     QString mia;
 };
-
-QRect popupSlot(int i)
-{
-    const QRect area = workArea();
-    return {area.x() + area.width() - 316, area.y() + 16 + 162 * i, 300, 150};
-}
-
-QRect capsuleSlot(int i)
-{
-    const QRect area = workArea();
-    return {area.x() + area.width() - 306, area.y() + area.height() - 108 - 102 * i, 290, 92};
-}
-
-QRect buzzPlace()
-{
-    const QRect area = workArea();
-    return {area.x() + area.width() / 2 - 210, area.y() + area.height() / 2 - 100, 420, 200};
-}
 
 QString doodle()
 {
@@ -178,7 +133,7 @@ TEST_F(DeliveryTest, EachKindOfBeamArrivesStandsInItsPlaceAndGoes)
         return !cards.contains(capsuleSlot(0)) && cards.contains(popupSlot(0));
     })) << "the capsule has opened by itself";
     EXPECT_TRUE(eventually([] { return cardsOnScreen().isEmpty(); })) << "all have gone";
-    EXPECT_EQ(client.state(), QProcess::Running);
+    EXPECT_TRUE(client->isRunning());
 }
 
 TEST_F(DeliveryTest, CardsFollowTheDesktopIntoTheDarkAndBack)

@@ -177,28 +177,25 @@ QStringList UserInterface::rows() const
     return found;
 }
 
-QRect UserInterface::windowOf(const QString &name) const
+bool UserInterface::shows(const QString &name, const QString &description) const
 {
-    QRect window;
-    QRect found;
-    visit([&](const Element &element) {
-        if (element.depth == 0)
-            window = element.accessible.extents();
-        if (element.name != name)
-            return false;
-        found = window;
-        return true;
+    return visit([&](const Element &element) {
+        return element.name == name &&
+               (description.isEmpty() || element.accessible.description().startsWith(description));
     });
-    return found;
 }
 
 QString UserInterface::tree() const
 {
     QString drawn;
     visit([&](const Element &element) {
+        if (element.role == "filler"_L1 && element.name.isEmpty())
+            return false; // it only holds others
         drawn += QString(2 * element.depth, u' ') + element.role + u" \""_s + element.name + u'"';
         if (fields().contains(element.role))
             drawn += u" = \""_s + element.accessible.text() + u'"';
+        if (const QString description = element.accessible.description(); !description.isEmpty())
+            drawn += u", \""_s + description + u'"';
         drawn += u'\n';
         return false;
     });

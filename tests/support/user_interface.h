@@ -40,8 +40,8 @@ public:
     QStringList texts() const;
     /// The rows of the list that shows, from the top down.
     QStringList rows() const;
-    /// Where the window of its own stands in which `name` shows; empty when none does.
-    QRect windowOf(const QString &name) const;
+    /// Whether something with this name shows, whose description begins with `description`.
+    bool shows(const QString &name, const QString &description = {}) const;
     /// All that shows as an indented tree of roles and names.
     QString tree() const;
 
