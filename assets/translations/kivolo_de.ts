@@ -2,6 +2,33 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="de_DE" sourcelanguage="en">
 <context>
+    <name>BeamBubble</name>
+    <message>
+        <source>Time capsule</source>
+        <translation>Zeitkapsel</translation>
+    </message>
+    <message>
+        <source>opening soon</source>
+        <translation>öffnet bald</translation>
+    </message>
+    <message>
+        <source>time capsule opened</source>
+        <translation>Zeitkapsel geöffnet</translation>
+    </message>
+    <message>
+        <source>Buzz</source>
+        <translation>Anstupser</translation>
+    </message>
+    <message>
+        <source>Doodle</source>
+        <translation>Kritzelei</translation>
+    </message>
+    <message>
+        <source>You</source>
+        <translation>Du</translation>
+    </message>
+</context>
+<context>
     <name>KivoloAPI</name>
     <message>
         <source>The text holds a broken character and cannot be sent.</source>

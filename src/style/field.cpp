@@ -48,6 +48,12 @@ void Field::focusInEvent(QFocusEvent *event)
     QLineEdit::focusInEvent(event);
 }
 
+void Field::keyPressEvent(QKeyEvent *event)
+{
+    showsFocus_ = false;
+    QLineEdit::keyPressEvent(event);
+}
+
 void Field::paintEvent(QPaintEvent *event)
 {
     {

@@ -17,13 +17,15 @@ public:
     Field(const QString &name, const Background &background, const QMargins &padding);
 
     qreal cornerRadius() const;
-    /// Whether keys have given it the focus.
+    /// Whether keys have given it the focus, and nothing has been typed since: then the cursor
+    /// tells.
     bool showsFocus() const { return showsFocus_; }
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
     void focusInEvent(QFocusEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void changeEvent(QEvent *event) override;
 

@@ -51,6 +51,7 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event)
     case QEvent::Resize:
     case QEvent::Show:
     case QEvent::Hide:
+    case QEvent::KeyPress:
         // What it surrounds may still be on its way.
         QMetaObject::invokeMethod(this, &FocusRing::place, Qt::QueuedConnection);
         break;
@@ -62,9 +63,7 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event)
 
 void FocusRing::place()
 {
-    // The toolkit notes for each window whether it was keys that moved the focus.
-    const bool shown =
-        focused_ && focused_->isVisible() && window()->testAttribute(Qt::WA_KeyboardFocusChange);
+    const bool shown = hasRing(focused_) && focused_->isVisible();
     setVisible(shown);
     if (!shown)
         return;

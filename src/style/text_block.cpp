@@ -3,6 +3,8 @@
 #include "style/text_style.h"
 
 #include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QImage>
 #include <QPainter>
 #include <QRawFont>
 #include <QTextLayout>
@@ -76,6 +78,16 @@ static qsizetype shapingEffort(QChar c)
     constexpr qsizetype emoji = 8;
     const bool high = c >= QChar(0xD83C) && c <= QChar(0xD83E); // of U+1F000 to U+1FBFF
     return high || (c >= QChar(0x2300) && c <= QChar(0x2BFF)) ? emoji : 1;
+}
+
+/// The first time that an emoji is painted, its picture is scaled, which takes as long again as
+/// shaping it. Done piece by piece, that does not add up to a long time when a page is shown.
+static void scaleEmoji(const QTextLayout &layout)
+{
+    QImage nowhere(1, 1, QImage::Format_ARGB32_Premultiplied);
+    nowhere.setDevicePixelRatio(qGuiApp->devicePixelRatio());
+    QPainter painter(&nowhere);
+    layout.draw(&painter, {});
 }
 
 TextBlock::TextBlock(const QString &text, const QFont &font, const Bounds &bounds,
@@ -190,6 +202,8 @@ qsizetype TextBlock::appendPiece(const QString &text, bool last)
         piece.height += lineHeight;
     }
     layout.endLayout();
+    if (!layout.formats().isEmpty())
+        scaleEmoji(layout);
 
     piece.lineCount = layout.lineCount();
     // Emoji can be joined to one endless character, which nothing breaks: it stays cut as it is.
