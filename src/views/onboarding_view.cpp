@@ -85,13 +85,14 @@ void OnboardingView::render()
     showText(code_, *store_->code);
     setShown(error_, store_->errorText->has_value());
     error_->show(singleLine(store_->errorText->value_or(QString())));
+    setFocusProxy(name_->text().isEmpty() ? name_ : code_);
 }
 
 void OnboardingView::showEvent(QShowEvent *event)
 {
     Stack::showEvent(event);
     if (!event->spontaneous())
-        (name_->text().isEmpty() ? name_ : code_)->setFocus();
+        setFocus();
 }
 
 } // namespace kivolo
