@@ -149,8 +149,12 @@ void UserInterface::input(const QStringList &actions) const
     const QStringList toTheFront{u"search"_s,   u"--onlyvisible"_s,          u"--all"_s,
                                  u"--pid"_s,    QString::number(processId_), u"--name"_s,
                                  u"^Kivolo$"_s, u"windowactivate"_s,         u"--sync"_s};
-    if (QProcess::execute(u"xdotool"_s, toTheFront + actions) != 0)
-        throw std::runtime_error("xdotool failed: " + actions.join(u' ').toStdString());
+    QProcess xdotool;
+    xdotool.setProcessChannelMode(QProcess::ForwardedChannels);
+    xdotool.start(u"xdotool"_s, toTheFront + actions);
+    // It waits for ever for a window that does not come to the front.
+    if (!xdotool.waitForFinished(int(patience_.count())) || xdotool.exitCode() != 0)
+        throw std::runtime_error("mouse and keys failed: " + actions.join(u' ').toStdString());
 }
 
 QStringList UserInterface::texts() const
