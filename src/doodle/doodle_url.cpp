@@ -93,12 +93,17 @@ std::optional<Doodle> decodeDoodle(const QString &body, const QSize &bounds)
     const QSize size = reader.size();
     if (!isAllowed(size))
         return std::nullopt;
-    if (size.width() > bounds.width() || size.height() > bounds.height())
-        reader.setScaledSize(size.scaled(bounds, Qt::KeepAspectRatio).expandedTo({1, 1}));
-    QImage image = reader.read();
+    const bool tooLarge = size.width() > bounds.width() || size.height() > bounds.height();
+    const QSize shown =
+        tooLarge ? size.scaled(bounds, Qt::KeepAspectRatio).expandedTo({1, 1}) : size;
+    // A reader would squeeze the blended colours of a scaled picture back into a table of colours.
+    if (reader.imageFormat() >= QImage::Format_RGB32)
+        reader.setScaledSize(shown);
+    const QImage image = reader.read();
     if (image.isNull())
         return std::nullopt;
-    return Doodle{image.convertToFormat(QImage::Format_ARGB32_Premultiplied), size};
+    const QImage blended = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    return Doodle{blended.scaled(shown, Qt::IgnoreAspectRatio, Qt::SmoothTransformation), size};
 }
 
 QFuture<std::optional<Doodle>> decodeDoodleLater(const QString &body, const QSize &bounds)

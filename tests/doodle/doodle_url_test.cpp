@@ -147,6 +147,22 @@ TEST(DoodleUrlTest, ScalesDownToItsBounds)
     EXPECT_EQ(doodle->image.size(), QSize(1200, 300));
 }
 
+TEST(DoodleUrlTest, ScalesWhatHasATableOfColoursWithoutStrayColours)
+{
+    QImage striped(bounds * 2, QImage::Format_Indexed8);
+    striped.setColorTable({qRgb(255, 255, 255), qRgb(125, 92, 252)});
+    striped.fill(0);
+    for (int y = 0; y < striped.height(); ++y)
+        memset(striped.scanLine(y), 1, size_t(striped.width() / 3));
+    const std::optional<Doodle> doodle = decodeDoodle(encodeDoodle(striped).value(), bounds);
+    ASSERT_TRUE(doodle);
+    ASSERT_EQ(doodle->image.size(), bounds);
+    for (int y = 0; y < bounds.height(); ++y) {
+        ASSERT_EQ(doodle->image.pixel(bounds.width() / 3 - 3, y), qRgb(125, 92, 252)) << y;
+        ASSERT_EQ(doodle->image.pixel(bounds.width() / 3 + 3, y), qRgb(255, 255, 255)) << y;
+    }
+}
+
 TEST(DoodleCacheTest, DecodesOnceAndForgetsTheOldest)
 {
     const QString body = encodeDoodle(drawing()).value();
