@@ -1,0 +1,246 @@
+// Saves pictures of every screen and card, side by side on sheets, in light and dark.
+//
+//   picture_sheets [--language CODE] [--suffix TEXT] FOLDER [SHEET...]
+//
+// Without names all sheets. QT_SCALE_FACTOR sets the resolution.
+#include "app/translations.h"
+#include "overlays/capsule_card.h"
+#include "overlays/capsule_card_model.h"
+#include "overlays/incoming_beam_view.h"
+#include "pictures/doodles.h"
+#include "pictures/staged_window.h"
+#include "platform/desktop/panel_shadow.h"
+#include "style/motion.h"
+#include "style/palette.h"
+#include "style/shapes.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QMenu>
+#include <QPainter>
+#include <QPainterPath>
+#include <QTextStream>
+#include <QThreadPool>
+#include <map>
+
+using namespace kivolo;
+
+namespace {
+
+constexpr int margin = 36;
+constexpr double windowRadius = 10;
+
+QString said(const char *english, const char *german)
+{
+    return QString::fromUtf8(QLocale().language() == QLocale::German ? german : english);
+}
+
+/// A picture of something, and how round its corners are.
+struct Shot
+{
+    QPixmap picture;
+    double radius;
+};
+
+Shot windowShot(const QString &state, const QSize &size)
+{
+    const StagedWindow window(state, size);
+    return {window.view().grab(), windowRadius};
+}
+
+/// The window with the menu that a button of it has opened.
+Shot menuShot(const QString &state, const QSize &size)
+{
+    const StagedWindow window(state, size);
+    auto *menu = window.view().findChild<QMenu *>();
+    menu->ensurePolished();
+    menu->adjustSize();
+    const auto *opener = menu->parentWidget();
+    const QPoint below = opener->mapTo(&window.view(), QPoint(opener->width(), opener->height()));
+    QPixmap picture = window.view().grab();
+    QPainter painter(&picture);
+    painter.drawPixmap(below - QPoint(menu->sizeHint().width(), 0), menu->grab());
+    return {picture, windowRadius};
+}
+
+Beam beam(const QString &body)
+{
+    Beam result;
+    result.type = QStringLiteral("text");
+    result.body = body;
+    result.from_handle = QStringLiteral("Mia");
+    return result;
+}
+
+Shot cardShot(const Beam &shown, bool shake)
+{
+    IncomingBeamView view(shown, shake, [] {});
+    view.setAttribute(Qt::WA_DontShowOnScreen);
+    view.resize(view.sizeHint());
+    view.show();
+    while (!view.isContentReady()) {
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents();
+    }
+    return {view.grab(), shake ? 22.0 : 16.0};
+}
+
+Shot capsuleShot(qint64 remaining)
+{
+    CapsuleCard card(beam({}), std::make_shared<CapsuleCardModel>(remaining));
+    card.resize(card.sizeHint());
+    return {card.grab(), 16};
+}
+
+using Row = std::vector<Shot>;
+
+QImage sheet(const std::vector<Row> &rows, bool dark)
+{
+    const auto size = [](const Shot &shot) { return shot.picture.deviceIndependentSize(); };
+    QSizeF room(0, margin);
+    for (const Row &row : rows) {
+        QSizeF extent(margin, 0);
+        for (const Shot &shot : row)
+            extent = {extent.width() + size(shot).width() + margin,
+                      std::max(extent.height(), size(shot).height())};
+        room = {std::max(room.width(), extent.width()), room.height() + extent.height() + margin};
+    }
+    const qreal scale = rows.front().front().picture.devicePixelRatio();
+    QImage image((room * scale).toSize(), QImage::Format_RGB32);
+    image.setDevicePixelRatio(scale);
+    image.fill(dark ? QColor(0x3C, 0x41, 0x54) : QColor(0xC8, 0xCA, 0xD8));
+
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QPointF at(margin, margin);
+    for (const Row &row : rows) {
+        qreal height = 0;
+        for (const Shot &shot : row) {
+            const QRectF frame(at, size(shot));
+            paintShadow(painter, frame, shot.radius);
+            // As a brush, because a clip has no smooth edges.
+            QBrush brush(shot.picture);
+            brush.setTransform(QTransform::fromTranslate(at.x(), at.y()));
+            painter.fillPath(continuousRoundedRect(frame, shot.radius), brush);
+            at.rx() += frame.width() + margin;
+            height = std::max(height, frame.height());
+        }
+        at = {margin, at.y() + height + margin};
+    }
+    return image;
+}
+
+Row windows(const QSize &size, std::initializer_list<const char *> states)
+{
+    Row row;
+    for (const char *state : states)
+        row.push_back(windowShot(QLatin1String(state), size));
+    return row;
+}
+
+std::vector<Row> cards()
+{
+    Beam doodle = beam(doodleBody(catDoodle()));
+    doodle.type = QStringLiteral("doodle");
+    return {
+        {cardShot(beam(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈")), false),
+         cardShot(doodle, false),
+         cardShot(beam(said("I’ll be ten minutes late, the tram is doing its thing again. Order me "
+                            "the soup if they still have it?",
+                            "Ich komme zehn Minuten später, die Straßenbahn mal wieder. Bestellst "
+                            "du mir die Suppe, falls es sie noch gibt?")),
+                  false)},
+        {cardShot(beam(said("lunch is here, wake up!", "Essen ist da, aufwachen!")), true),
+         capsuleShot(86'381), capsuleShot(7)},
+    };
+}
+
+const QSize ideal(520, 720);
+const QSize least(420, 560);
+const QSize panel(320, 480);
+
+using Sheet = std::function<std::vector<Row>()>;
+
+std::map<QString, Sheet> sheets()
+{
+    const auto of = [](const QSize &size, std::initializer_list<const char *> states) {
+        return [size, all = std::vector(states)] {
+            Row row;
+            for (const char *state : all)
+                row.push_back(windowShot(QLatin1String(state), size));
+            return std::vector<Row>{row};
+        };
+    };
+    return {
+        {QStringLiteral("cards"), cards},
+        {QStringLiteral("compose"), of(ideal, {"feed", "empty"})},
+        {QStringLiteral("compose-modes"), of(ideal, {"capsule", "doodle"})},
+        {QStringLiteral("compose-states"),
+         [] {
+             std::vector<Row> rows{windows(ideal, {"sending", "sending-doodle"}),
+                                   windows(ideal, {"five", "crowd"})};
+             rows.front().push_back(menuShot(QStringLiteral("feed"), ideal));
+             rows.back().push_back(windowShot(QStringLiteral("feed-copied"), ideal));
+             return rows;
+         }},
+        {QStringLiteral("guides"), of(least, {"guide-buzz", "guide-capsule", "guide-doodle"})},
+        {QStringLiteral("banner"), of(ideal, {"banner", "banner-short"})},
+        {QStringLiteral("welcome"),
+         of(least, {"welcome-1", "welcome-2", "welcome-3", "welcome-4"})},
+        {QStringLiteral("onboarding"), of(least, {"join-error", "waiting", "update-required"})},
+        {QStringLiteral("onboarding-states"),
+         [] {
+             Row row = windows(least, {"join", "waiting-copied", "loading"});
+             row.push_back(menuShot(QStringLiteral("waiting"), least));
+             return std::vector<Row>{row};
+         }},
+        {QStringLiteral("panel"),
+         [] {
+             return std::vector<Row>{
+                 windows(panel, {"welcome-1", "join-error", "waiting", "banner-long"}),
+                 windows(panel, {"feed", "empty", "capsule", "doodle"}),
+                 windows(panel, {"guide-buzz", "crowd", "banner", "update-required"})};
+         }},
+    };
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QApplication application(argc, argv);
+    QCommandLineParser parser;
+    const QCommandLineOption language(QStringLiteral("language"), {}, QStringLiteral("code"),
+                                      QStringLiteral("en"));
+    const QCommandLineOption suffix(QStringLiteral("suffix"), {}, QStringLiteral("text"));
+    parser.addOptions({language, suffix});
+    parser.process(application);
+    const QStringList arguments = parser.positionalArguments();
+    if (arguments.isEmpty()) {
+        QTextStream(stderr) << "usage: picture_sheets [--language CODE] [--suffix TEXT] FOLDER "
+                               "[SHEET...]\n";
+        return 2;
+    }
+    QLocale::setDefault(QLocale(parser.value(language)));
+    installTranslations(QLocale());
+    motion::setReduced(true);
+
+    const QDir folder(arguments.first());
+    for (const auto &[name, make] : sheets()) {
+        if (arguments.size() > 1 && !arguments.mid(1).contains(name))
+            continue;
+        for (const bool dark : {false, true}) {
+            QApplication::setPalette(
+                (dark ? Palette::standardDark() : Palette::standardLight()).toQPalette());
+            const QString file = name + (dark ? QStringLiteral("-dark") : QString()) +
+                                 parser.value(suffix) + QStringLiteral(".png");
+            if (!sheet(make(), dark).save(folder.filePath(file))) {
+                QTextStream(stderr) << "cannot write " << folder.filePath(file) << '\n';
+                return 1;
+            }
+            QTextStream(stdout) << file << '\n';
+        }
+    }
+    return 0;
+}
