@@ -226,6 +226,8 @@ void measureAnimationAndHostileRows(StopwatchApplication &application, Bench &be
     for (int i = 0; i < 10'000; ++i, emoji = emoji < 0x1F6FF ? emoji + 1 : 0x1F300)
         hostile.body += QString::fromUcs4(&emoji, 1);
     measureTurns(application, bench, "ten_thousand_emoji", hostile);
+    report("emoji_page",
+           repeated(5, [&](int) { return bench.timed([&] { bar.setValue(bar.value() - 600); }); }));
     hostile.id += u'a';
     hostile.body = QStringLiteral("😀\u200D").repeated(5'000);
     measureTurns(application, bench, "one_endless_character", hostile);

@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QFontMetricsF>
 #include <QPainter>
+#include <QPixmapCache>
 #include <cmath>
 
 namespace kivolo {
@@ -30,11 +31,6 @@ constexpr qreal badgeSymbolSize = 16;
 constexpr double subtitleOpacity = 0.85;
 constexpr QSizeF pictureBounds(190, 140);
 constexpr qreal pictureRadius = 16;
-
-QString translated(const char *text)
-{
-    return QCoreApplication::translate("BeamBubble", text);
-}
 
 QFont titleFont()
 {
@@ -59,14 +55,17 @@ BubbleContent BubbleContent::of(const Beam &beam, DoodleLookup::State doodle)
 {
     const QString hourglass = QStringLiteral("hourglass");
     if (beam.isSealed())
-        return {Badge, hourglass, translated("Time capsule"), translated("opening soon")};
+        return {Badge, hourglass, QCoreApplication::translate("BeamBubble", "Time capsule"),
+                QCoreApplication::translate("BeamBubble", "opening soon")};
     const QString body = cutAtCharacter(beam.body, mostText);
     if (beam.open_at && !beam.isDoodle())
-        return {Badge, hourglass, body, translated("time capsule opened")};
+        return {Badge, hourglass, body,
+                QCoreApplication::translate("BeamBubble", "time capsule opened")};
     if (beam.isDoodle() && doodle != DoodleLookup::NoPicture)
         return {Picture, {}, {}, {}};
     if (beam.isBuzz())
-        return {Badge, QStringLiteral("dot.radiowaves.left.and.right"), translated("Buzz"), body};
+        return {Badge, QStringLiteral("dot.radiowaves.left.and.right"),
+                QCoreApplication::translate("BeamBubble", "Buzz"), body};
     return {Text, {}, body, {}};
 }
 
@@ -170,6 +169,37 @@ QRectF BeamBubble::bubble(const QPointF &topLeft) const
     return {topLeft + QPointF(left, top), size_};
 }
 
+/// To shape an emoji takes as long as to paint the rest of a row, and a sender can have many in
+/// place of one. A circle has few senders.
+static QPixmap senderPicture(const QString &emoji, const QColor &color, qreal scale)
+{
+    const QFont font = emojiFont(systemFont(emojiSize));
+    const QString key =
+        QStringLiteral("sender %1 %2 %3 %4").arg(emoji, color.name(), font.key()).arg(scale);
+    QPixmap picture;
+    if (QPixmapCache::find(key, &picture))
+        return picture;
+    picture = QPixmap((QSizeF(emojiSide, emojiSide) * scale).toSize());
+    picture.setDevicePixelRatio(scale);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setFont(font);
+    painter.setPen(color);
+    painter.drawText(QRectF(0, 0, emojiSide, emojiSide), Qt::AlignCenter | Qt::TextSingleLine,
+                     emoji);
+    painter.end();
+    QPixmapCache::insert(key, picture);
+    return picture;
+}
+
+/// Pixel on pixel, which keeps it sharp.
+static void paintSender(QPainter &painter, const QPointF &topLeft, const QPixmap &picture)
+{
+    const QTransform device = painter.deviceTransform();
+    const QPointF pixel = device.map(topLeft);
+    painter.drawPixmap(device.inverted().map(QPointF(pixel.toPoint())), picture);
+}
+
 void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &visible,
                        const Palette &colors, qint64 now) const
 {
@@ -180,10 +210,8 @@ void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &
         painter.setPen(Qt::NoPen);
         painter.setBrush(colors.tint(0.06));
         painter.drawEllipse(circle);
-        painter.setFont(emojiFont(systemFont(emojiSize)));
-        painter.setPen(colors.primary);
-        painter.drawText(circle, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip,
-                         fromEmoji_);
+        paintSender(painter, circle.topLeft(),
+                    senderPicture(fromEmoji_, colors.primary, deviceScale(painter)));
     }
     const QRectF box = bubble(topLeft);
     painter.save();
@@ -251,10 +279,13 @@ void BeamBubble::paintPicture(QPainter &painter, const QRectF &box, const Palett
 QString BeamBubble::summary(const Beam &beam, bool mine, DoodleLookup::State doodle, qint64 now)
 {
     const BubbleContent content = BubbleContent::of(beam, doodle);
-    QString text = content.kind == BubbleContent::Picture ? translated("Doodle") : content.title;
+    QString text = content.kind == BubbleContent::Picture
+                       ? QCoreApplication::translate("BeamBubble", "Doodle")
+                       : content.title;
     if (!content.subtitle.isEmpty())
         text += QStringLiteral(", ") + content.subtitle;
-    const QString sender = mine ? translated("You") : singleLine(beam.from_handle);
+    const QString sender =
+        mine ? QCoreApplication::translate("BeamBubble", "You") : singleLine(beam.from_handle);
     return QStringLiteral("%1: %2, %3").arg(sender, text, timeAgo(beam.created_at, now));
 }
 

@@ -48,12 +48,11 @@ FeedDelegate::Metrics FeedDelegate::currentMetrics()
     const auto height = [](bool sealed) {
         return int(std::ceil(BeamBubble(probe(sealed), true, {}, wide).height()));
     };
-    const int line = int(std::round(body.height()));
     const QString sample = QStringLiteral("the quick brown fox jumps over the lazy dog ");
     return {.letter = body.horizontalAdvance(sample) / qreal(sample.size()),
-            .line = line,
-            .text = height(false) - line,
-            .badge = height(true) - int(std::round(callout.height()))};
+            .line = body.height(),
+            .text = height(false) - int(body.height()),
+            .badge = height(true) - int(callout.height())};
 }
 
 int FeedDelegate::guess(const FeedModel::Row &row, int width) const
@@ -61,13 +60,13 @@ int FeedDelegate::guess(const FeedModel::Row &row, int width) const
     if (row.beam.isDoodle() && !row.beam.isSealed())
         return metrics_.text + int(doodleBounds.height());
     if (row.beam.isSealed())
-        return metrics_.badge + metrics_.line;
+        return metrics_.badge + int(metrics_.line);
     const bool badge = row.beam.open_at || row.beam.isBuzz();
     const qreal column = BeamBubble::textWidth(row.mine, badge, width);
     // A line breaks between words, on average in the middle of one.
-    const int perLine = qMax(1, int(column / metrics_.letter) - 3);
+    const int perLine = qMax(1, int(column / metrics_.letter) - 2);
     const int lines = 1 + row.extent.breaks + (row.extent.columns - 1) / perLine;
-    return (badge ? metrics_.badge : metrics_.text) + qMax(1, lines) * metrics_.line;
+    return (badge ? metrics_.badge : metrics_.text) + int(qMax(1, lines) * metrics_.line);
 }
 
 DoodleLookup FeedDelegate::lookUp(const FeedModel::Row &row) const

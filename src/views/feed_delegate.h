@@ -60,7 +60,7 @@ private:
     struct Metrics
     {
         qreal letter; // the width of one, on average
-        int line;
+        qreal line;
         int text;  // all but the lines
         int badge; // all but the title's lines
     };

@@ -30,7 +30,6 @@ FeedView::FeedView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *pare
     , turnBudget_(layoutBudget)
 {
     installFeedAccessibility();
-    setAccessibleName(tr("Feed"));
     setFrameShape(QFrame::NoFrame);
     setFocusPolicy(Qt::StrongFocus);
     setSelectionMode(NoSelection);
@@ -64,6 +63,7 @@ FeedView::FeedView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *pare
 
     setItemDelegate(delegate_);
     setModel(model_);
+    setAccessibleName(tr("Feed")); // asks for the rows
     model_->update(store_->feed, store_->memberId);
     observe(*store_, this, [this] { takeFeed(); });
 }
@@ -92,8 +92,10 @@ void FeedView::rowsInserted(const QModelIndex &parent, int first, int last)
     geometry_.insert(first, guesses);
     QAbstractItemView::rowsInserted(parent, first, last);
     viewport()->update();
-    if (first == last)
-        tellAssistiveTechnology(first, QAccessible::ObjectCreated);
+    // A whole history is not news.
+    constexpr int mostNews = 5;
+    for (int row = first; row <= last && last - first < mostNews; ++row)
+        tellAssistiveTechnology(row, QAccessible::ObjectCreated);
 }
 
 void FeedView::rowsAboutToBeRemoved(const QModelIndex &parent, int first, int last)
