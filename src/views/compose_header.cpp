@@ -2,8 +2,6 @@
 
 #include "core/store.h"
 #include "platform/desktop/application.h"
-#include "platform/desktop/pasteboard.h"
-#include "platform/foundation/main_queue.h"
 #include "style/avatar.h"
 #include "style/button.h"
 #include "style/text_style.h"
@@ -14,11 +12,8 @@
 
 namespace kivolo {
 
-using namespace std::chrono_literals;
-
 namespace {
 
-constexpr auto confirmation = 1500ms;
 constexpr qsizetype mostCode = 24; // the server's are shorter
 
 } // namespace
@@ -65,11 +60,11 @@ private:
 ComposeHeader::ComposeHeader(std::shared_ptr<Store> store, MainQueue &queue)
     : Stack(Qt::Horizontal, 12, Qt::AlignVCenter, {})
     , store_(std::move(store))
-    , queue_(queue)
+    , codeCopy_(store_, queue, [this] { render(); })
 {
     const QString copyTip = tr("Copy your invite code");
     auto *menu = new QMenu;
-    menu->addAction(tr("Copy invite code"), this, &ComposeHeader::copyCode);
+    menu->addAction(tr("Copy invite code"), &codeCopy_, &InviteCodeCopy::copy);
     menu->addSeparator();
     addDestructiveAction(menu, tr("Leave circle"), [session = store_] { session->leave(); });
     menu->addAction(tr("Quit Kivolo"), &application::terminate);
@@ -84,7 +79,7 @@ ComposeHeader::ComposeHeader(std::shared_ptr<Store> store, MainQueue &queue)
         spacer(),
         plainButton(
             codeLabel_ = label({}, {}, bold(textFont(TextStyle::Caption)))->in(Fill::white()),
-            copyTip, [this] { copyCode(); })
+            copyTip, [this] { codeCopy_.copy(); })
             ->padded(11, 6)
             ->on(Background::capsule(Fill::white(0.22)))
             ->tip(copyTip),
@@ -117,22 +112,11 @@ void ComposeHeader::render()
     avatars_->show(*store_->members);
     title_->show(titleText(*store_));
     status_->show(tr("Connected · %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
-    if (copied_)
+    if (codeCopy_.isConfirmed())
         codeLabel_->show(tr("Copied!"), QStringLiteral("checkmark"));
     else
         codeLabel_->show(cutAtCharacter(singleLine(*store_->code), mostCode),
                          QStringLiteral("person.badge.plus"));
-}
-
-void ComposeHeader::copyCode()
-{
-    pasteboard::setString(*store_->code);
-    copied_ = true;
-    render();
-    queue_.after(confirmation, this, [this] {
-        copied_ = false;
-        render();
-    });
 }
 
 } // namespace kivolo

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "style/stack.h"
+#include "views/invite_code_copy.h"
 
 #include <memory>
 
@@ -25,11 +26,9 @@ public:
 
 private:
     void render();
-    void copyCode();
 
     std::shared_ptr<Store> store_;
-    MainQueue &queue_;
-    bool copied_ = false;
+    InviteCodeCopy codeCopy_;
 
     class Avatars;
     Avatars *avatars_;

@@ -3,7 +3,6 @@
 #include "api/origins.h"
 #include "core/store.h"
 #include "platform/desktop/application.h"
-#include "platform/desktop/pasteboard.h"
 #include "style/activity_indicator.h"
 #include "style/button.h"
 #include "style/text_style.h"
@@ -16,9 +15,6 @@
 
 namespace kivolo {
 
-using namespace std::chrono_literals;
-
-static constexpr auto confirmation = 1500ms;
 static constexpr int leastMargin = 12; // above and below, where there is little room
 
 static QFont codeFont()
@@ -32,7 +28,7 @@ InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &qu
                                      QWidget *parent)
     : Stack(Qt::Vertical, 0, Qt::AlignHCenter, {})
     , store_(std::move(store))
-    , queue_(queue)
+    , codeCopy_(store_, queue, [this] { render(); })
 {
     setParent(parent);
     const QFont caption = textFont(TextStyle::Caption);
@@ -61,7 +57,7 @@ InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &qu
     })->filling();
     // clang-format on
     setFocusProxy(codeButton_);
-    new ViewTask(this, [session = store_, waits = &queue_](std::stop_token stop) {
+    new ViewTask(this, [session = store_, waits = &queue](std::stop_token stop) {
         return refreshUntilJoined(session, waits, std::move(stop));
     });
     observe(*store_, this, [this] { render(); });
@@ -95,7 +91,7 @@ Button *InviteWaitingView::codeBox()
                 ->oneLine(),
             code_ = text({}, codeFont())->oneLine(),
             hint_ = label({}, {}, textFont(TextStyle::Caption))->in(Fill::violet()),
-        }), {}, [this] { copyCode(); })
+        }), {}, [this] { codeCopy_.copy(); })
         ->padded(0, 16)
         ->on(Background::rounded(16, Fill::violet(0.08)).outlined(Fill::violet(0.25)))
         ->filling();
@@ -105,7 +101,7 @@ Button *InviteWaitingView::codeBox()
 void InviteWaitingView::render()
 {
     code_->show(*store_->code);
-    if (copied_)
+    if (codeCopy_.isConfirmed())
         hint_->show(tr("Copied!"), QStringLiteral("checkmark"));
     else
         hint_->show(tr("Tap to copy"), QStringLiteral("doc.on.doc"));
@@ -113,17 +109,6 @@ void InviteWaitingView::render()
     codeButton_->setAccessibleDescription(hint_->text());
     waiting_->show(
         tr("Waiting for them to join…  %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
-}
-
-void InviteWaitingView::copyCode()
-{
-    pasteboard::setString(*store_->code);
-    copied_ = true;
-    render();
-    queue_.after(confirmation, this, [this] {
-        copied_ = false;
-        render();
-    });
 }
 
 } // namespace kivolo

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "style/stack.h"
+#include "views/invite_code_copy.h"
 
 #include <memory>
 
@@ -26,11 +27,9 @@ private:
     Stack *headerBand();
     Button *codeBox();
     void render();
-    void copyCode();
 
     std::shared_ptr<Store> store_;
-    MainQueue &queue_;
-    bool copied_ = false;
+    InviteCodeCopy codeCopy_;
 
     Button *codeButton_;
     Text *code_;
