@@ -1,5 +1,6 @@
 // The program as its user starts it: real processes on a real display.
 #include "desktop/x_server.h"
+#include "support/eventually.h"
 #include "support/fake_portal.h"
 
 #include <QCursor>
@@ -20,12 +21,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int patience = 20'000; // milliseconds, only ever used up by a failure
-
-template<typename Condition>
-bool eventually(Condition condition)
-{
-    return QTest::qWaitFor(std::move(condition), patience);
-}
 
 /// Keeps the list of icons as a desktop's shell does, and shows them, too.
 class FakeTray final : public QObject

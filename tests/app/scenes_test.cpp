@@ -2,6 +2,7 @@
 #include "app/main_window.h"
 #include "app/panel_frame.h"
 #include "desktop/x_server.h"
+#include "support/eventually.h"
 
 #include <QApplication>
 #include <QImage>
@@ -13,12 +14,6 @@
 using namespace kivolo;
 
 namespace {
-
-template<typename Condition>
-bool eventually(Condition condition)
-{
-    return QTest::qWaitFor(std::move(condition), 20'000);
-}
 
 class MainWindowTest : public testing::Test
 {

@@ -1,4 +1,5 @@
 #include "platform/desktop/appearance.h"
+#include "support/eventually.h"
 #include "support/fake_portal.h"
 
 #include <QElapsedTimer>
@@ -12,14 +13,6 @@ using namespace kivolo;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr int patience = 20'000; // milliseconds, only ever used up by a failure
-
-template<typename Condition>
-bool eventually(Condition condition)
-{
-    return QTest::qWaitFor(std::move(condition), patience);
-}
 
 class AppearanceTest : public testing::Test
 {

@@ -2,6 +2,7 @@
 
 #include "desktop/x_server.h"
 #include "platform/desktop/screen.h"
+#include "support/eventually.h"
 #include "support/manual_main_queue.h"
 
 #include <QApplication>
@@ -18,12 +19,6 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-template<typename Condition>
-bool eventually(Condition condition)
-{
-    return QTest::qWaitFor(std::move(condition), 20'000);
-}
 
 QIcon plain(Qt::GlobalColor color)
 {

@@ -1,6 +1,8 @@
 // An HTTP server that answers as a test tells it to, broken answers included.
 #pragma once
 
+#include "support/eventually.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QList>
@@ -68,17 +70,4 @@ private:
     QTcpServer server_; // last: its sockets still reach the rest when they go
 };
 
-/// Turns the event loop until `condition` holds. False when it does not within ten seconds, which
-/// is there to fail instead of hanging.
-template<typename Condition>
-bool eventually(Condition condition);
-
 } // namespace kivolo
-
-#include <QTest>
-
-template<typename Condition>
-bool kivolo::eventually(Condition condition)
-{
-    return QTest::qWaitFor(std::move(condition), 10'000);
-}
