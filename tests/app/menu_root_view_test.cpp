@@ -76,6 +76,18 @@ protected:
         FAIL() << "no button " << qPrintable(name);
     }
 
+    /// Whatever stands beside them, the controls stay where they can be reached.
+    static void expectControlsInside(QWidget &view)
+    {
+        QTest::qWait(0); // for the layout
+        EXPECT_LE(view.minimumSizeHint().width(), view.width());
+        for (const QAbstractButton *each : view.findChildren<QAbstractButton *>()) {
+            const QRect place(each->mapTo(&view, QPoint()), each->size());
+            EXPECT_TRUE(!each->isVisible() || view.rect().contains(place))
+                << qPrintable(each->accessibleName().left(40));
+        }
+    }
+
     std::unique_ptr<MenuRootView> window;
     std::unique_ptr<MenuRootView> panel;
 };
@@ -110,6 +122,46 @@ TEST_F(MenuRootViewTest, BothScenesTakeTheSameRouteAtOnce)
     EXPECT_TRUE(bothShow({u"ComposeView"_s, u"UpdateBanner"_s}));
     store->forceUpdate = u"https://kivolo.example"_s;
     EXPECT_TRUE(bothShow({u"ForceUpdateView"_s}));
+}
+
+TEST_F(MenuRootViewTest, NothingThatOthersWriteBreaksAScreen)
+{
+    defaults.setBoolean(u"kivolo_welcome_seen"_s, true);
+    const QString hostile[] = {
+        u""_s,
+        u"<h1>big</h1><img src='file:///dev/zero'>"_s,
+        QString(100'000, u'W'),
+        u"line\nline\u2028line\r\n"_s.repeated(5'000),
+        u"\u202Eevil\u2066"_s.repeated(50),
+        u"e"_s + QString(100'000, QChar(0x0301)),
+        u"👨‍👩‍👧‍👦"_s.repeated(5'000),
+        QString(QChar(0xD83E)), // half a character
+    };
+    for (const QString &text : hostile) {
+        SCOPED_TRACE(text.left(20).toStdString());
+        QList<Member> members(500);
+        for (Member &each : members)
+            each = {.id = text, .handle = text, .emoji = text, .last_seen = {}};
+        Beam beam;
+        beam.id = text;
+        beam.type = u"text"_s;
+        beam.body = beam.from_handle = beam.from_emoji = text;
+        store->code = text;
+        store->handle = text;
+        store->errorText = text;
+        store->feed = {beam};
+        store->update = VersionInfo{text, text, text};
+        store->screen = Store::Screen::onboarding;
+        ASSERT_TRUE(bothShow({u"OnboardingView"_s, u"UpdateBanner"_s}));
+        expectControlsInside(*panel);
+        store->screen = Store::Screen::joined;
+        for (const qsizetype seats : {1, 2, 500}) {
+            store->members = members.first(seats);
+            ASSERT_TRUE(bothShow(
+                {seats < 2 ? u"InviteWaitingView"_s : u"ComposeView"_s, u"UpdateBanner"_s}));
+            expectControlsInside(*panel);
+        }
+    }
 }
 
 } // namespace
