@@ -128,12 +128,31 @@ QRect buzzPlace()
     return {area.x() + area.width() / 2 - 210, area.y() + area.height() / 2 - 100, 420, 200};
 }
 
-QColor colorOnScreen(const QPoint &pixel)
+static QList<QRgb> pixelsOnScreen(const QRect &area)
 {
     const Display display;
-    const auto reply = display.image(QRect(pixel, QSize(1, 1)));
-    return reply ? QColor::fromRgb(*reinterpret_cast<const QRgb *>(xcb_get_image_data(reply.get())))
-                 : QColor();
+    const auto reply = display.image(area);
+    QList<QRgb> pixels(reply ? xcb_get_image_data_length(reply.get()) / int(sizeof(QRgb)) : 0);
+    if (reply)
+        std::copy_n(xcb_get_image_data(reply.get()), pixels.size() * sizeof(QRgb),
+                    reinterpret_cast<uint8_t *>(pixels.data()));
+    return pixels;
+}
+
+QColor colorOnScreen(const QPoint &pixel)
+{
+    const QList<QRgb> pixels = pixelsOnScreen(QRect(pixel, QSize(1, 1)));
+    return pixels.isEmpty() ? QColor() : QColor::fromRgb(pixels.constFirst());
+}
+
+float mostColorOnScreen(const QRect &area)
+{
+    int most = 0;
+    for (const QRgb pixel : pixelsOnScreen(area)) {
+        const auto [low, high] = std::minmax({qRed(pixel), qGreen(pixel), qBlue(pixel)});
+        most = std::max(most, high - low);
+    }
+    return float(most) / 255;
 }
 
 } // namespace kivolo

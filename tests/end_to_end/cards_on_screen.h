@@ -22,5 +22,7 @@ QRect buzzPlace();
 
 /// What shows at `pixel`.
 QColor colorOnScreen(const QPoint &pixel);
+/// How far the most colourful pixel in `area` is from a grey: 0 not at all, 1 a pure colour.
+float mostColorOnScreen(const QRect &area);
 
 } // namespace kivolo

@@ -104,6 +104,8 @@ TEST(ConversationTest, TwoPeopleFromTheFirstStartUntilOneLeaves)
     ben.awaitLastRow(u"You: Doodle, "_s);
     ana.awaitLastRow(u"Ben: Doodle, "_s);
     ana.awaitCard(u"Ben"_s, u"Doodle"_s, popupSlot(0));
+    const QRect picture = popupSlot(0).adjusted(60, 60, -60, -20);
+    ana.ui->await("a violet line on the card", [&] { return mostColorOnScreen(picture) > 0.2F; });
 
     ana.tryFeature(u"Buzz"_s, u"Send a Buzz"_s);
     ana.awaitLastRow(u"You: Buzz, Buzzed you!, "_s);

@@ -1,6 +1,5 @@
 #include "end_to_end/processes.h"
 
-#include <QTest>
 #include <cstdio>
 
 namespace kivolo {
@@ -8,11 +7,6 @@ namespace kivolo {
 using namespace Qt::StringLiterals;
 
 static constexpr int patience = 30'000; // milliseconds
-
-bool eventually(const std::function<bool()> &condition)
-{
-    return QTest::qWaitFor(condition, patience);
-}
 
 static bool stopProcess(QProcess &process)
 {

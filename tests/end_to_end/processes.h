@@ -1,10 +1,11 @@
 // The programs under test, each as a process.
 #pragma once
 
+#include "support/eventually.h"
+
 #include <QProcess>
 #include <QString>
 #include <QUrl>
-#include <functional>
 
 namespace kivolo {
 

@@ -191,6 +191,8 @@ bool UserInterface::shows(const QString &name, const QString &description) const
 
 QString UserInterface::tree() const
 {
+    if (!bus_.program(processId_))
+        return u"nothing: the program is not on the bus\n"_s;
     QString drawn;
     visit([&](const Element &element) {
         if (element.role == "filler"_L1 && element.name.isEmpty())
