@@ -46,12 +46,11 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
     QObject::connect(&instance_, &SingleInstance::raiseRequested, window_.get(),
                      [this] { application::raise(*window_); });
-    if (hidden) {
-        queue_.after(0ms, window_.get(), [this] { settle(); });
-    } else {
-        QObject::connect(window_.get(), &MainWindow::painted, window_.get(), [this] { settle(); });
+    QObject::connect(window_.get(), &MainWindow::painted, window_.get(), [this] { settle(); });
+    // A window that begins minimised, or on another desktop, is not painted for a while.
+    queue_.after(hidden ? 0ms : 2000ms, window_.get(), [this] { settle(); });
+    if (!hidden)
         window_->show();
-    }
     return outcome;
 }
 
