@@ -141,7 +141,7 @@ void five(StagedWindow &window)
 {
     joinWith(window,
              {member(ana, "💜"), member(mia, "🦊"), member(QStringLiteral("jo"), "🐙"),
-              member(QStringLiteral("李明"), "🌵"), member(QStringLiteral("Zoë"), "🍉")},
+              member(QStringLiteral("Noor"), "🌵"), member(QStringLiteral("Zoë"), "🍉")},
              conversation());
 }
 
@@ -372,8 +372,10 @@ void StagedWindow::settle() const
 {
     if (!eventually([&] { return isSettled(); }))
         qFatal("the window does not come to rest");
-    // Pictures that are being decoded change the feed, and what has changed is laid out later.
-    for (int turn = 0; turn < 3 || !isSettled(); ++turn) {
+    // Pictures that are being decoded change the feed, and what has changed is laid out in turns of
+    // the event loop that follow, from the inside out.
+    constexpr int deepest = 20;
+    for (int turn = 0; turn < deepest || !isSettled(); ++turn) {
         QThreadPool::globalInstance()->waitForDone();
         QCoreApplication::processEvents();
     }

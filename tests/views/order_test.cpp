@@ -1,0 +1,100 @@
+// Nothing on any screen is cut off or in the way of something else, in any language.
+#include "app/translations.h"
+#include "doodle/drawing_ns_view.h"
+#include "views/feature_guide.h"
+#include "views/feed_view.h"
+#include "views/window_on_show.h"
+
+#include <QApplication>
+#include <QTranslator>
+
+namespace kivolo {
+namespace {
+
+/// Whether a text is shown whole.
+bool isWhole(const Text &text)
+{
+    if (text.hasHeightForWidth())
+        return text.heightForWidth(text.width()) <= text.height();
+    return text.sizeHint().width() <= text.width();
+}
+
+bool isWhole(const Field &field)
+{
+    const QString shown = field.text().isEmpty() ? field.placeholderText() : field.text();
+    const double start = field.inputMethodQuery(Qt::ImCursorRectangle).toRectF().left();
+    return field.fontMetrics().horizontalAdvance(shown) <=
+           field.width() - (field.text().isEmpty() ? start : 0);
+}
+
+bool isWithin(const QWidget &widget, const QByteArray &type)
+{
+    for (const QWidget *at = &widget; at; at = at->parentWidget()) {
+        if (at->metaObject()->className() == "kivolo::" + type)
+            return true;
+    }
+    return false;
+}
+
+/// Nothing reaches beyond what it lies in, lies on its neighbour or is cut off.
+/// Single lines in a view of the type `mayCut` may be cut off.
+void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
+{
+    const auto *card = on.window.view().findChild<FeatureGuideCard *>();
+    QList<QWidget *> shown;
+    for (QWidget *each : on.all<QWidget>()) {
+        const bool leaf = qobject_cast<Text *>(each) || qobject_cast<Symbol *>(each) ||
+                          qobject_cast<Button *>(each) || qobject_cast<Field *>(each) ||
+                          qobject_cast<Illustration *>(each) || qobject_cast<FeedView *>(each) ||
+                          qobject_cast<DrawingNSView *>(each);
+        if (leaf && (!card || card->isAncestorOf(each)))
+            shown.append(each);
+    }
+    const auto place = [&](const QWidget *widget) {
+        return QRect(widget->mapTo(&on.window.view(), QPoint()), widget->size());
+    };
+    const auto name = [](const QWidget *widget) {
+        const auto *text = qobject_cast<const Text *>(widget);
+        return (text ? text->text() : widget->accessibleName()).toStdString() + " " +
+               widget->metaObject()->className();
+    };
+    for (qsizetype i = 0; i < shown.size(); ++i) {
+        const QWidget *each = shown[i];
+        for (const QWidget *around = each->parentWidget();
+             around != on.window.view().parentWidget(); around = around->parentWidget())
+            EXPECT_TRUE(place(around).contains(place(each)))
+                << name(each) << " reaches beyond " << name(around);
+        const auto *text = qobject_cast<const Text *>(each);
+        const auto *field = qobject_cast<const Field *>(each);
+        const bool mayBeCut = text && !text->hasHeightForWidth() && isWithin(*text, mayCut);
+        EXPECT_TRUE(mayBeCut || ((!text || isWhole(*text)) && (!field || isWhole(*field))))
+            << name(each) << " is cut off";
+        for (const QWidget *other : shown.first(i)) {
+            const bool apart = !place(each).intersects(place(other));
+            EXPECT_TRUE(apart || each->isAncestorOf(other) || other->isAncestorOf(each))
+                << name(each) << " lies on " << name(other);
+        }
+    }
+}
+
+TEST_F(WindowTest, EverythingHasItsPlaceInEveryLanguage)
+{
+    for (const char *language : {"en", "de"}) {
+        QLocale::setDefault(QLocale(QLatin1String(language)));
+        installTranslations(QLocale());
+        for (const QString &state : StagedWindow::states()) {
+            const bool crowded = state == QLatin1String("crowd") || state == QLatin1String("five");
+            for (const QSize &size : {idealSize, panelSize}) {
+                SCOPED_TRACE(state.toStdString() + " " + language + " " +
+                             std::to_string(size.width()));
+                expectOrder(WindowOnShow(qPrintable(state), size),
+                            crowded ? "ComposeHeader" : "UpdateBanner");
+            }
+        }
+    }
+    qDeleteAll(qApp->findChildren<QTranslator *>());
+    QLocale::setDefault(QLocale::c());
+}
+
+} // namespace
+} // namespace kivolo
