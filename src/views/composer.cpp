@@ -202,8 +202,8 @@ void Composer::setDoodleShown(bool shown)
         delete canvas_;
     }
     render();
-    if (!shown)
-        field_->setFocus();
+    // A field that goes hands the focus to whatever comes next, with a ring around it.
+    (shown ? static_cast<QWidget *>(sendDoodle_) : field_)->setFocus();
 }
 
 void Composer::setCapsuleShown(bool shown)
