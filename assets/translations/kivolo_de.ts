@@ -152,7 +152,7 @@
     </message>
     <message>
         <source>Your first note or doodle shows up here — and pops live on their screen.</source>
-        <translation>Deine erste Notiz oder Kritzelei steht dann hier – und erscheint sofort auf ihrem Bildschirm.</translation>
+        <translation>Deine erste Notiz oder Kritzelei steht dann hier – und erscheint sofort auf ihrem Bildschirm.</translation>
     </message>
 </context>
 <context>
@@ -183,7 +183,7 @@
     </message>
     <message>
         <source>Time capsule — when should it open?</source>
-        <translation>Zeitkapsel – wann soll sie aufgehen?</translation>
+        <translation>Zeitkapsel – wann soll sie aufgehen?</translation>
     </message>
     <message>
         <source>Cancel</source>
@@ -241,7 +241,7 @@
     </message>
     <message>
         <source>Need them to see your message right now? A Buzz drops a big shaking card in the center of their screen and pulls Kivolo to the front — perfect when a teammate has been ignoring your Slack for an hour.</source>
-        <translation>Sollen sie deine Nachricht sofort sehen? Ein Anstupser legt eine große, wackelnde Karte mitten auf ihren Bildschirm und holt Kivolo nach vorn – genau richtig, wenn jemand aus dem Team dein Slack seit einer Stunde übersieht.</translation>
+        <translation>Sollen sie deine Nachricht sofort sehen? Ein Anstupser legt eine große, wackelnde Karte mitten auf ihren Bildschirm und holt Kivolo nach vorn – genau richtig, wenn jemand seit einer Stunde dein Slack übersieht.</translation>
     </message>
     <message>
         <source>Send a Buzz</source>
@@ -253,7 +253,7 @@
     </message>
     <message>
         <source>Write something and choose when it opens — in an hour, a day, a week. It lands on their Mac as a live countdown. Off tomorrow? Leave a task that opens in 24h so a coworker won't forget.</source>
-        <translation>Schreib etwas und wähle, wann es aufgeht – in einer Stunde, einem Tag, einer Woche. Auf ihrem Mac läuft so lange ein Countdown. Morgen frei? Hinterlass eine Aufgabe, die in 24 Stunden aufgeht, damit sie niemand vergisst.</translation>
+        <translation>Schreib etwas und wähle, wann es aufgeht – in einer Stunde, einem Tag, einer Woche. Auf ihrem Mac läuft so lange ein Countdown. Morgen frei? Hinterlass eine Aufgabe, die in 24 Stunden aufgeht, damit sie niemand vergisst.</translation>
     </message>
     <message>
         <source>Make a capsule</source>
@@ -265,7 +265,7 @@
     </message>
     <message>
         <source>Sketch something by hand and send it — it pops up on their screen like a sticky note.</source>
-        <translation>Zeichne etwas von Hand und schick es los – es erscheint auf ihrem Bildschirm wie ein Klebezettel.</translation>
+        <translation>Zeichne etwas von Hand und schick es los – auf ihrem Bildschirm erscheint es wie ein Klebezettel.</translation>
     </message>
     <message>
         <source>Start a doodle</source>
@@ -319,18 +319,18 @@ um weiterzumachen.</translation>
     <name>kivolo::InviteWaitingView</name>
     <message>
         <source>Invite your person</source>
-        <translation>Lade deinen Menschen ein</translation>
+        <translation>Lade deinen Lieblingsmenschen ein</translation>
     </message>
     <message>
         <source>Kivolo is better together. Share this code with the one
 you want to be with — the moment they join, you’re connected.</source>
         <translation>Kivolo ist gemeinsam schöner. Gib diesen Code dem Menschen,
-bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
+bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
     </message>
     <message>
         <source>Make sure they download Kivolo first:
 %1</source>
-        <translation>Kivolo muss dort zuerst geladen sein:
+        <translation>Kivolo muss dort schon installiert sein:
 %1</translation>
     </message>
     <message>
@@ -430,7 +430,7 @@ bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
     </message>
     <message>
         <source>Leave a note or doodle for the people who matter — your partner, family, a friend, or a coworker. It pops up live on their Mac screen. No phone, no group chat.</source>
-        <translation>Hinterlass eine Notiz oder Kritzelei für die Menschen, die dir wichtig sind – Partner, Familie, Freundin oder Kollege. Sie erscheint sofort auf ihrem Mac-Bildschirm. Kein Telefon, kein Gruppenchat.</translation>
+        <translation>Hinterlass eine Notiz oder Kritzelei für Menschen, die dir wichtig sind – Partner, Familie, Freunde oder Kollegen. Sie erscheint sofort auf ihrem Mac. Kein Telefon, kein Gruppenchat.</translation>
     </message>
     <message>
         <source>A note or a doodle</source>
@@ -438,7 +438,7 @@ bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
     </message>
     <message>
         <source>Scribble something or type a line from your menu bar. Hit send — and you never left your work.</source>
-        <translation>Kritzle etwas oder tippe eine Zeile, direkt aus der Menüleiste. Senden – und du warst nie weg von deiner Arbeit.</translation>
+        <translation>Kritzle etwas oder tippe eine Zeile, direkt aus der Menüleiste. Senden – und du warst nie weg von deiner Arbeit.</translation>
     </message>
     <message>
         <source>Live on their screen</source>
@@ -446,7 +446,7 @@ bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
     </message>
     <message>
         <source>Your note appears right where they’re working, then gently fades. They can send one back from their desk, instantly.</source>
-        <translation>Deine Notiz erscheint genau dort, wo sie arbeiten, und verblasst dann sanft. Vom Schreibtisch aus können sie sofort eine zurückschicken.</translation>
+        <translation>Deine Notiz erscheint genau dort, wo sie arbeiten, und verblasst dann sanft. Antworten geht sofort, direkt vom Schreibtisch.</translation>
     </message>
     <message>
         <source>Your circle, up to 5</source>
@@ -454,7 +454,7 @@ bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation>
     </message>
     <message>
         <source>Share your code with your partner, family, friends or teammates. Everyone you invite is in — no extra setup.</source>
-        <translation>Teile deinen Code mit Partner, Familie, Freunden oder dem Team. Wer eingeladen ist, ist dabei – ganz ohne Einrichtung.</translation>
+        <translation>Teile deinen Code mit Partner, Familie, Freunden oder dem Team. Wer eingeladen ist, ist dabei – ganz ohne Einrichtung.</translation>
     </message>
     <message>
         <source>Back</source>

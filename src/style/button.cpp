@@ -280,6 +280,7 @@ Button *overflowMenu(QMenu *menu)
         menu->popup(below - QPoint(menu->sizeHint().width(), 0));
     });
     menu->setParent(button, menu->windowFlags());
+    menu->setFont(textFont(TextStyle::Body));
     // By itself it stays when assistive technology has chosen the item.
     QObject::connect(menu, &QMenu::triggered, menu, &QMenu::close);
     return button->padded(0, overflowPadding)->wide(overflowWidth);

@@ -108,8 +108,10 @@ qreal inkOpacity(const QWidget &view)
 {
     for (const QWidget *at = &view; at; at = at->isWindow() ? nullptr : at->parentWidget()) {
         const auto *button = qobject_cast<const QAbstractButton *>(at);
+        if (button && !button->isEnabled())
+            return at == &view ? 0.5 : 0.95; // what is on it says why, and has to be read
         if (button)
-            return !button->isEnabled() ? 0.45 : button->isDown() ? 0.7 : 1;
+            return button->isDown() ? 0.7 : 1;
     }
     return 1;
 }
