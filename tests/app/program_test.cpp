@@ -1,7 +1,7 @@
 // The program as its user starts it: real processes on a real display.
-#include "desktop/x_server.h"
 #include "support/eventually.h"
 #include "support/fake_portal.h"
+#include "support/x_server.h"
 
 #include <QCursor>
 #include <QDBusMessage>

@@ -1,8 +1,8 @@
 // The two scenes' windows, on a screen of any size.
 #include "app/main_window.h"
 #include "app/panel_frame.h"
-#include "desktop/x_server.h"
 #include "support/eventually.h"
+#include "support/x_server.h"
 
 #include <QApplication>
 #include <QImage>

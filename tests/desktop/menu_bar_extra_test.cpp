@@ -1,9 +1,9 @@
 #include "platform/desktop/menu_bar_extra.h"
 
-#include "desktop/x_server.h"
 #include "platform/desktop/screen.h"
 #include "support/eventually.h"
 #include "support/manual_main_queue.h"
+#include "support/x_server.h"
 
 #include <QApplication>
 #include <QLineEdit>

@@ -1,9 +1,9 @@
 #include "platform/desktop/panel.h"
 
-#include "desktop/x_server.h"
 #include "platform/desktop/panel_presenter.h"
 #include "platform/desktop/screen.h"
 #include "support/manual_main_queue.h"
+#include "support/x_server.h"
 
 #include <QApplication>
 #include <QImage>

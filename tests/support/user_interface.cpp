@@ -1,5 +1,7 @@
 #include "support/user_interface.h"
 
+#include "support/x_server.h"
+
 #include <QDeadlineTimer>
 #include <QProcess>
 #include <QThread>
@@ -116,12 +118,14 @@ void UserInterface::fill(const QString &field, const QString &text)
 
 void UserInterface::click(const QString &button)
 {
+    bringToTheFront();
     const QPoint target = awaitElement(button, buttons()).extents().center();
     input(pointer(target) + QStringList{u"click"_s, u"1"_s});
 }
 
 void UserInterface::type(const QString &field, const QString &text)
 {
+    bringToTheFront();
     const QPoint target = awaitElement(field, fields()).extents().center();
     input(pointer(target) + QStringList{u"click"_s, u"1"_s, u"type"_s, u"--delay"_s,
                                         QString::number(keyPause), text});
@@ -130,6 +134,7 @@ void UserInterface::type(const QString &field, const QString &text)
 void UserInterface::draw()
 {
     constexpr int steps = 60;
+    bringToTheFront();
     const QRect canvas = awaitElement(u"Doodle"_s, {u"canvas"_s}).extents();
     QStringList actions = pointer(heart(canvas, 0)) + QStringList{u"mousedown"_s, u"1"_s};
     for (int step = 1; step <= steps; ++step)
@@ -140,20 +145,42 @@ void UserInterface::draw()
 
 void UserInterface::place(const QPoint &topLeft)
 {
-    input(
-        {u"windowmove"_s, u"--sync"_s, QString::number(topLeft.x()), QString::number(topLeft.y())});
+    constexpr std::uint32_t itsOwnGravity = 0;
+    constexpr std::uint32_t onlyPosition = 3 << 8;
+    constexpr std::uint32_t fromATool = 2 << 12;
+    const XServer server;
+    server.ask(awaitMainWindow(server), "_NET_MOVERESIZE_WINDOW",
+               {itsOwnGravity | onlyPosition | fromATool, std::uint32_t(topLeft.x()),
+                std::uint32_t(topLeft.y()), 0, 0});
+}
+
+std::uint32_t UserInterface::awaitMainWindow(const XServer &server)
+{
+    std::uint32_t found = 0;
+    await("the main window", [&] {
+        for (const std::uint32_t window : server.windows()) {
+            const auto owner = server.values(window, "_NET_WM_PID");
+            if (!owner.empty() && owner.front() == processId_ &&
+                server.text(window, "WM_WINDOW_ROLE") == "main" && server.isViewable(window))
+                found = window;
+        }
+        return found != 0;
+    });
+    return found;
+}
+
+void UserInterface::bringToTheFront()
+{
+    constexpr std::uint32_t fromATool = 2;
+    const XServer server;
+    const std::uint32_t window = awaitMainWindow(server);
+    server.ask(window, "_NET_ACTIVE_WINDOW", {fromATool, XCB_CURRENT_TIME, 0, 0, 0});
+    await("the window in front", [&] { return server.activeWindow() == window; });
 }
 
 void UserInterface::input(const QStringList &actions) const
 {
-    const QStringList toTheFront{u"search"_s,   u"--onlyvisible"_s,          u"--all"_s,
-                                 u"--pid"_s,    QString::number(processId_), u"--name"_s,
-                                 u"^Kivolo$"_s, u"windowactivate"_s,         u"--sync"_s};
-    QProcess xdotool;
-    xdotool.setProcessChannelMode(QProcess::ForwardedChannels);
-    xdotool.start(u"xdotool"_s, toTheFront + actions);
-    // It waits for ever for a window that does not come to the front.
-    if (!xdotool.waitForFinished(int(patience_.count())) || xdotool.exitCode() != 0)
+    if (QProcess::execute(u"xdotool"_s, actions) != 0)
         throw std::runtime_error("mouse and keys failed: " + actions.join(u' ').toStdString());
 }
 

@@ -6,9 +6,12 @@
 #include <QPoint>
 #include <QStringList>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 
 namespace kivolo {
+
+class XServer;
 
 /// Uses a program by the names of what it shows. What does not show yet is waited for; what does
 /// not come is a std::runtime_error that tells what was awaited and what was there instead.
@@ -57,6 +60,8 @@ private:
     bool visit(const Visitor &stopsAt) const;
     bool visitBelow(const Accessible &parent, int depth, const Visitor &stopsAt) const;
     Accessible awaitElement(const QString &name, const QStringList &roles);
+    std::uint32_t awaitMainWindow(const XServer &server);
+    void bringToTheFront();
     void input(const QStringList &actions) const;
 
     const AccessibilityBus &bus_;

@@ -1,6 +1,7 @@
 // What the X server itself says, asked over a connection of the test's own.
 #pragma once
 
+#include <QColor>
 #include <QPoint>
 #include <QRect>
 #include <array>
@@ -38,6 +39,8 @@ public:
     /// Where the window stands on the screen, in device pixels.
     QRect geometry(const QWidget &widget) const { return geometry(idOf(widget)); }
     QRect geometry(xcb_window_t window) const;
+    /// The pixels of a part of the screen, row by row, as the screen shows them.
+    std::vector<QRgb> pixels(const QRect &area) const;
     /// Where the window takes the mouse, in device pixels from its own corner.
     std::vector<QRect> inputShape(const QWidget &widget) const;
     xcb_window_t activeWindow() const;

@@ -1,4 +1,4 @@
-#include "desktop/x_server.h"
+#include "support/x_server.h"
 
 #include <QWidget>
 #include <algorithm>
@@ -116,6 +116,20 @@ QRect XServer::geometry(xcb_window_t window) const
     if (!size || !place)
         return {}; // it has gone
     return {place->dst_x, place->dst_y, size->width, size->height};
+}
+
+std::vector<QRgb> XServer::pixels(const QRect &area) const
+{
+    const auto reply = own(xcb_get_image_reply(
+        connection_,
+        xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, std::int16_t(area.x()),
+                      std::int16_t(area.y()), std::uint16_t(area.width()),
+                      std::uint16_t(area.height()), ~0U),
+        nullptr));
+    if (!reply)
+        return {}; // not all of it is on the screen
+    const auto *data = reinterpret_cast<const QRgb *>(xcb_get_image_data(reply.get()));
+    return {data, data + std::size_t(xcb_get_image_data_length(reply.get())) / sizeof(QRgb)};
 }
 
 std::vector<QRect> XServer::inputShape(const QWidget &widget) const
