@@ -171,6 +171,12 @@ Label *Label::in(Fill fill)
     return this;
 }
 
+Label *Label::padded(int horizontal, int vertical)
+{
+    Stack::padded(horizontal, vertical);
+    return this;
+}
+
 void Label::show(const QString &text, const QString &symbol)
 {
     text_->show(text);

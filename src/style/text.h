@@ -81,6 +81,7 @@ public:
     Label(const QString &text, const QString &symbol, const QFont &font);
 
     Label *in(Fill fill);
+    Label *padded(int horizontal, int vertical);
     void show(const QString &text, const QString &symbol);
     QString text() const { return text_->text(); }
 

@@ -94,7 +94,8 @@ Stack *Composer::doodleRow()
         spacer(),
         sendDoodle_ = prominentButton(
             doodleLabel_ = label(tr("Send doodle"), QStringLiteral("paperplane.fill"),
-                                 bold(textFont(TextStyle::Callout))),
+                                 bold(textFont(TextStyle::Callout)))
+                               ->padded(4, 0),
             [this] { beamTapped(); }),
     })->filling(Qt::Horizontal);
     // clang-format on
