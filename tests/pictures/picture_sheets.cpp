@@ -7,6 +7,7 @@
 #include "overlays/capsule_card.h"
 #include "overlays/capsule_card_model.h"
 #include "overlays/incoming_beam_view.h"
+#include "overlays/placement.h"
 #include "pictures/doodles.h"
 #include "pictures/staged_window.h"
 #include "platform/desktop/panel_shadow.h"
@@ -19,7 +20,6 @@
 #include <QDir>
 #include <QMenu>
 #include <QPainter>
-#include <QPainterPath>
 #include <QTextStream>
 #include <QThreadPool>
 #include <map>
@@ -30,6 +30,7 @@ namespace {
 
 constexpr int margin = 36;
 constexpr double windowRadius = 10;
+constexpr int smallest = 0; // files, at the cost of time
 
 QString said(const char *english, const char *german)
 {
@@ -93,45 +94,54 @@ Shot capsuleShot(qint64 remaining)
     return {card.grab(), 16};
 }
 
+struct Sheet
+{
+    struct Placed
+    {
+        Shot shot;
+        QPointF topLeft;
+    };
+    QSizeF size;
+    std::vector<Placed> shots;
+};
+
 using Row = std::vector<Shot>;
 
-QImage sheet(const std::vector<Row> &rows, bool dark)
+Sheet sideBySide(const std::vector<Row> &rows)
 {
-    const auto size = [](const Shot &shot) { return shot.picture.deviceIndependentSize(); };
-    QSizeF room(0, margin);
+    Sheet sheet{{0, margin}, {}};
     for (const Row &row : rows) {
-        QSizeF extent(margin, 0);
-        for (const Shot &shot : row)
-            extent = {extent.width() + size(shot).width() + margin,
-                      std::max(extent.height(), size(shot).height())};
-        room = {std::max(room.width(), extent.width()), room.height() + extent.height() + margin};
-    }
-    const qreal scale = rows.front().front().picture.devicePixelRatio();
-    QImage image((room * scale).toSize(), QImage::Format_RGB32);
-    image.setDevicePixelRatio(scale);
-    image.fill(dark ? QColor(0x3C, 0x41, 0x54) : QColor(0xC8, 0xCA, 0xD8));
-
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    QPointF at(margin, margin);
-    for (const Row &row : rows) {
+        QPointF at(margin, sheet.size.height());
         qreal height = 0;
         for (const Shot &shot : row) {
-            const QRectF frame(at, size(shot));
-            paintShadow(painter, frame, shot.radius);
-            // As a brush, because a clip has no smooth edges.
-            QBrush brush(shot.picture);
-            brush.setTransform(QTransform::fromTranslate(at.x(), at.y()));
-            painter.fillPath(continuousRoundedRect(frame, shot.radius), brush);
-            at.rx() += frame.width() + margin;
-            height = std::max(height, frame.height());
+            sheet.shots.push_back({shot, at});
+            at.rx() += shot.picture.deviceIndependentSize().width() + margin;
+            height = std::max(height, shot.picture.deviceIndependentSize().height());
         }
-        at = {margin, at.y() + height + margin};
+        sheet.size = {std::max(sheet.size.width(), at.x()), at.y() + height + margin};
+    }
+    return sheet;
+}
+
+QImage paint(const Sheet &sheet, bool dark)
+{
+    const qreal scale = sheet.shots.front().shot.picture.devicePixelRatio();
+    QImage image((sheet.size * scale).toSize(), QImage::Format_RGB32);
+    image.setDevicePixelRatio(scale);
+    image.fill(dark ? QColor(0x3C, 0x41, 0x54) : QColor(0xC8, 0xCA, 0xD8));
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    for (const auto &[shot, topLeft] : sheet.shots) {
+        const QRectF frame(topLeft, shot.picture.deviceIndependentSize());
+        QImage picture = shot.picture.toImage();
+        picture.setDevicePixelRatio(1);
+        paintShadow(painter, frame, shot.radius);
+        fillWithPicture(painter, continuousRoundedRect(frame, shot.radius), frame, picture);
     }
     return image;
 }
 
-Row windows(const QSize &size, std::initializer_list<const char *> states)
+Row windows(const QSize &size, const std::vector<const char *> &states)
 {
     Row row;
     for (const char *state : states)
@@ -139,40 +149,57 @@ Row windows(const QSize &size, std::initializer_list<const char *> states)
     return row;
 }
 
-std::vector<Row> cards()
+Beam doodleBeam()
 {
     Beam doodle = beam(doodleBody(catDoodle()));
     doodle.type = QStringLiteral("doodle");
-    return {
-        {cardShot(beam(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈")), false),
-         cardShot(doodle, false),
-         cardShot(beam(said("I’ll be ten minutes late, the tram is doing its thing again. Order me "
-                            "the soup if they still have it?",
-                            "Ich komme zehn Minuten später, die Straßenbahn mal wieder. Bestellst "
-                            "du mir die Suppe, falls es sie noch gibt?")),
-                  false)},
-        {cardShot(beam(said("lunch is here, wake up!", "Essen ist da, aufwachen!")), true),
-         capsuleShot(86'381), capsuleShot(7)},
-    };
+    return doodle;
+}
+
+Beam noteBeam()
+{
+    return beam(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈"));
+}
+
+Sheet cards()
+{
+    const QString late =
+        said("I’ll be ten minutes late, the tram is doing its thing again. Order "
+             "me the soup if they still have it?",
+             "Ich komme zehn Minuten später, die Straßenbahn mal wieder. Bestellst "
+             "du mir die Suppe, falls es sie noch gibt?");
+    const QString lunch = said("lunch is here, wake up!", "Essen ist da, aufwachen!");
+    return sideBySide({
+        {cardShot(noteBeam(), false), cardShot(doodleBeam(), false), cardShot(beam(late), false)},
+        {cardShot(beam(lunch), true), capsuleShot(86'381), capsuleShot(7)},
+    });
 }
 
 const QSize ideal(520, 720);
 const QSize least(420, 560);
 const QSize panel(320, 480);
 
-using Sheet = std::function<std::vector<Row>()>;
+/// A member's desktop, with the window and cards that have just come.
+Sheet desktop()
+{
+    const Rect screen{0, 0, 1280, 800};
+    const auto at = [&](const Rect &card) {
+        return QPointF(card.x, screen.height - card.y - card.height);
+    };
+    return {QSizeF(screen.width, screen.height),
+            {{windowShot(QStringLiteral("feed"), ideal), {180, 40}},
+             {cardShot(noteBeam(), false), at(placement::popup(screen, 0))},
+             {cardShot(doodleBeam(), false), at(placement::popup(screen, 1))},
+             {capsuleShot(86'381), at(placement::capsule(screen, 0))}}};
+}
 
-std::map<QString, Sheet> sheets()
+std::map<QString, std::function<Sheet()>> sheets()
 {
     const auto of = [](const QSize &size, std::initializer_list<const char *> states) {
-        return [size, all = std::vector(states)] {
-            Row row;
-            for (const char *state : all)
-                row.push_back(windowShot(QLatin1String(state), size));
-            return std::vector<Row>{row};
-        };
+        return [size, all = std::vector(states)] { return sideBySide({windows(size, all)}); };
     };
     return {
+        {QStringLiteral("desktop"), desktop},
         {QStringLiteral("cards"), cards},
         {QStringLiteral("compose"), of(ideal, {"feed", "empty"})},
         {QStringLiteral("compose-modes"), of(ideal, {"capsule", "doodle"})},
@@ -182,7 +209,7 @@ std::map<QString, Sheet> sheets()
                                    windows(ideal, {"five", "crowd"})};
              rows.front().push_back(menuShot(QStringLiteral("feed"), ideal));
              rows.back().push_back(windowShot(QStringLiteral("feed-copied"), ideal));
-             return rows;
+             return sideBySide(rows);
          }},
         {QStringLiteral("guides"), of(least, {"guide-buzz", "guide-capsule", "guide-doodle"})},
         {QStringLiteral("banner"), of(ideal, {"banner", "banner-short"})},
@@ -191,16 +218,16 @@ std::map<QString, Sheet> sheets()
         {QStringLiteral("onboarding"), of(least, {"join-error", "waiting", "update-required"})},
         {QStringLiteral("onboarding-states"),
          [] {
-             Row row = windows(least, {"join", "waiting-copied", "loading"});
+             Row row = windows(least, {"join-focus", "waiting-copied", "loading"});
              row.push_back(menuShot(QStringLiteral("waiting"), least));
-             return std::vector<Row>{row};
+             return sideBySide({row});
          }},
         {QStringLiteral("panel"),
          [] {
-             return std::vector<Row>{
-                 windows(panel, {"welcome-1", "join-error", "waiting", "banner-long"}),
-                 windows(panel, {"feed", "empty", "capsule", "doodle"}),
-                 windows(panel, {"guide-buzz", "crowd", "banner", "update-required"})};
+             return sideBySide(
+                 {windows(panel, {"welcome-1", "join-error", "waiting", "banner-long"}),
+                  windows(panel, {"feed", "empty", "capsule", "doodle"}),
+                  windows(panel, {"guide-buzz", "crowd", "banner", "update-required"})});
          }},
     };
 }
@@ -235,7 +262,7 @@ int main(int argc, char **argv)
                 (dark ? Palette::standardDark() : Palette::standardLight()).toQPalette());
             const QString file = name + (dark ? QStringLiteral("-dark") : QString()) +
                                  parser.value(suffix) + QStringLiteral(".png");
-            if (!sheet(make(), dark).save(folder.filePath(file))) {
+            if (!paint(make(), dark).save(folder.filePath(file), "PNG", smallest)) {
                 QTextStream(stderr) << "cannot write " << folder.filePath(file) << '\n';
                 return 1;
             }

@@ -13,7 +13,7 @@
 #include "views/onboarding_view.h"
 #include "views/welcome_carousel.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -242,6 +242,11 @@ const std::vector<State> &allStates()
              window.type(ana);
              window.press(OnboardingView::tr("Join"));
          }},
+        {"join-focus", strange,
+         [](StagedWindow &window) {
+             window.type(ana);
+             window.tabTo(OnboardingView::tr("Join"));
+         }},
         {"waiting", alone},
         {"waiting-copied", alone, copied("Invite code %1", "kivolo::InviteWaitingView")},
         {"empty", silentPair},
@@ -350,6 +355,13 @@ Button &StagedWindow::button(const QString &name) const
 void StagedWindow::press(const QString &name) const
 {
     button(name).click();
+}
+
+void StagedWindow::tabTo(const QString &name) const
+{
+    QApplication::setActiveWindow(view_.get());
+    button(name).setFocus(Qt::TabFocusReason);
+    view_->setAttribute(Qt::WA_KeyboardFocusChange); // as a key would
 }
 
 void StagedWindow::type(const QString &text, int field) const

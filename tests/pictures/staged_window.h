@@ -41,6 +41,7 @@ public:
     UserDefaults &defaults() { return defaults_; }
     Button &button(const QString &name) const;
     void press(const QString &name) const;
+    void tabTo(const QString &button) const;
     void type(const QString &text, int field = 0) const;
     /// Waits until nothing is under way any more.
     void settle() const;
