@@ -100,6 +100,7 @@ QList<Accessible> Accessible::children() const
         references.endStructure();
         found.append(Accessible(bus_, service, path.path()));
     }
+    references.endArray();
     return found;
 }
 
