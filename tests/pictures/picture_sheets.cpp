@@ -32,11 +32,6 @@ constexpr int margin = 36;
 constexpr double windowRadius = 10;
 constexpr int smallest = 0; // files, at the cost of time
 
-QString said(const char *english, const char *german)
-{
-    return QString::fromUtf8(QLocale().language() == QLocale::German ? german : english);
-}
-
 /// A picture of something, and how round its corners are.
 struct Shot
 {

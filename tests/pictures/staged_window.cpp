@@ -29,11 +29,6 @@ constexpr qint64 minute = 60;
 constexpr qint64 hour = 60 * minute;
 constexpr char code[] = "HX7K2M4P";
 
-QString said(const char *english, const char *german)
-{
-    return QString::fromUtf8(QLocale().language() == QLocale::German ? german : english);
-}
-
 QByteArray json(const QJsonObject &object)
 {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
@@ -294,6 +289,11 @@ const State &stateNamed(const QString &name)
 }
 
 } // namespace
+
+QString said(const char *english, const char *german)
+{
+    return QString::fromUtf8(QLocale().language() == QLocale::German ? german : english);
+}
 
 QStringList StagedWindow::states()
 {

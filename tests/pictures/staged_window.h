@@ -17,10 +17,13 @@ class Button;
 class Field;
 class MenuRootView;
 
+/// What people write, in English or, where QLocale's default is German, in German.
+QString said(const char *english, const char *german);
+
 /// One state of the window, over a circle that is made up and in a moment that does not pass. The
 /// state is reached as a member reaches it: by what the server answers, and by presses and keys.
-/// The window is laid out and painted as on a screen, but appears on none. Its content is German
-/// where QLocale's default is.
+/// The window is laid out and painted as on a screen, but appears on none. Its content is
+/// what people have said().
 class StagedWindow
 {
 public:

@@ -141,11 +141,14 @@ TEST_P(GeometryTest, ComposerToSeal)
     const Frame day = on.button("24 hours");
     const Frame week = on.button("1 week");
     const double rowBottom = std::max(question.bottom, cancel.bottom);
-    const double panelBottom = on.button("Send time capsule").top - 10;
+    const Frame panel =
+        on.frame(*on.named<Button>(QStringLiteral("Cancel"))->parentWidget()->parentWidget());
     expectEach({
-        {"question, 12 and 10 below the composer's edge",
-         std::min(question.top, cancel.top) - composer.top, 12 + 10},
-        {"Cancel, 12 and 10 from the edge", on.width - cancel.right, 12 + 10},
+        {"panel, 12 below the composer's edge", panel.top - composer.top, 12},
+        {"panel, 12 from the left", panel.left, 12},
+        {"panel, 12 from the right", on.width - panel.right, 12},
+        {"question, 10 within the panel", std::min(question.top, cancel.top) - panel.top, 10},
+        {"Cancel, 10 within the panel", panel.right - cancel.right, 10},
         {"Cancel, in the middle of its row", cancel.middle(), question.middle()},
         {"durations, 8 below the question", hour.top - rowBottom, 8},
         {"durations, 6 apart", day.left - hour.right, 6},
@@ -153,7 +156,8 @@ TEST_P(GeometryTest, ComposerToSeal)
         {"durations, in the centre", (hour.left + week.right) / 2, on.width / 2},
         {"duration, 6 above and below its text", hour.height(), line(bold(caption())) + 2 * 6},
         {"duration's text, 12 from its edge", on.text("1 hour").left - hour.left, 12},
-        {"durations, 10 above the panel's edge", panelBottom - hour.bottom, 10},
+        {"durations, 10 within the panel", panel.bottom - hour.bottom, 10},
+        {"input row, 10 below the panel", on.button("Send time capsule").top - panel.bottom, 10},
     });
 }
 
@@ -241,26 +245,31 @@ TEST_P(GeometryTest, Guide)
           std::tuple("guide-doodle", "Doodle", "Start a doodle")}) {
         SCOPED_TRACE(state);
         const WindowOnShow on(state, GetParam());
-        const auto *card = on.window.view().findChild<FeatureGuideCard *>();
+        const auto *guide = on.window.view().findChild<FeatureGuideCard *>();
         const auto text = [&](const QString &name) {
-            for (const Text *each : card->findChildren<Text *>()) {
+            for (const Text *each : guide->findChildren<Text *>()) {
                 if (each->text() == name)
                     return on.frame(*each);
             }
             throw std::runtime_error("not shown");
         };
         const Frame headline = text(QString::fromUtf8(title));
-        const Frame description = text(card->accessibleDescription());
+        const Frame description = text(guide->accessibleDescription());
         const Frame button = on.button(primary);
         const Frame later = on.button("Maybe later");
-        const Frame symbol = on.frame(*card->findChild<Symbol *>());
-        const double top = headline.top - 12 - 46 - 20;
-        const double bottom = later.bottom + 20;
+        const Frame symbol = on.frame(*guide->findChild<Symbol *>());
+        const Frame card =
+            on.frame(*guide->findChild<Stack *>(QString(), Qt::FindDirectChildrenOnly));
         expectEach({
-            {"card, in the middle", top + bottom, on.height},
+            {"card's width", card.width(), 290},
+            {"card, in the centre", card.centre(), on.width / 2},
+            {"card, in the middle", card.middle(), on.height / 2},
+            {"title, 12 below a symbol of 46, 20 within the card", headline.top - card.top,
+             20 + 46 + 12},
+            {"later, 20 above the card's edge", card.bottom - later.bottom, 20},
             {"button, 20 within 290", button.width(), 290 - 2 * 20},
             {"button, in the centre", button.centre(), on.width / 2},
-            {"symbol, in the middle of 46", symbol.middle(), top + 20 + 46. / 2},
+            {"symbol, in the middle of 46", symbol.middle(), card.top + 20 + 46. / 2},
             {"description, 12 below the title", description.top - headline.bottom, 12},
             {"description, in the centre", description.centre(), on.width / 2},
             {"description, whole lines",
@@ -402,7 +411,6 @@ TEST_P(GeometryTest, BlockingUpdate)
     const Frame text = on.text("Update to the latest Kivolo\nto keep going.");
     const Frame button = on.button("Update now");
     expectEach({
-        {"symbol's size", symbol.height(), symbolSide(52)},
         {"title, 16 below", title.top - symbol.bottom, 16},
         {"text, 16 below", text.top - title.bottom, 16},
         {"text, two lines", text.height(), 2 * QFontMetricsF(callout()).height()},
@@ -411,6 +419,8 @@ TEST_P(GeometryTest, BlockingUpdate)
         {"button, 30 and 44 from the right", on.width - button.right, 30 + 44},
         {"in the middle", symbol.top + button.bottom, on.height},
     });
+    EXPECT_GE(symbol.height(), 52);
+    EXPECT_LE(symbol.height(), 52 * 1.25) << "as a font's lines are higher than its size";
 }
 
 TEST_P(GeometryTest, Loading)
