@@ -9,8 +9,6 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
-#include <QProxyStyle>
-#include <QStyleOptionMenuItem>
 
 namespace kivolo {
 
@@ -21,33 +19,7 @@ constexpr int bezelHeight = 28;
 constexpr qreal bezelRadius = 6;
 constexpr int largeBezelHeight = 32;
 constexpr qreal largeBezelRadius = 8;
-constexpr int overflowWidth = 22;
-constexpr int overflowPadding = 6;
 constexpr double hoverTint = 0.05;
-
-constexpr char destructive[] = "destructive";
-
-/// Paints the destructive items of a menu in red, and leaves everything else to the desktop's
-/// style.
-class MenuStyle final : public QProxyStyle
-{
-public:
-    void drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
-                     const QWidget *widget) const override
-    {
-        const auto *item = qstyleoption_cast<const QStyleOptionMenuItem *>(option);
-        const auto *menu = qobject_cast<const QMenu *>(widget);
-        const QAction *action = item && menu ? menu->actionAt(item->rect.center()) : nullptr;
-        if (!action || !action->property(destructive).toBool()) {
-            QProxyStyle::drawControl(element, option, painter, widget);
-            return;
-        }
-        QStyleOptionMenuItem red(*item);
-        for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText})
-            red.palette.setColor(role, Palette::of(item->palette).red);
-        QProxyStyle::drawControl(element, &red, painter, widget);
-    }
-};
 
 /// The toolkit would leave out the menu that a button opens.
 class AccessibleButton final : public QAccessibleWidget
@@ -268,31 +240,6 @@ Button *chip(const QString &text, const QString &symbol, std::function<void()> a
                        text, std::move(action))
         ->padded(10, 6)
         ->on(Background::capsule(Fill::violet(0.12)));
-}
-
-Button *overflowMenu(QMenu *menu)
-{
-    Symbol *dots = symbol(QStringLiteral("ellipsis"), textFont(TextStyle::Body).pixelSize())
-                       ->in(Fill::white());
-    Button *button = plainButton(dots, Button::tr("Menu"), [menu] {
-        const auto *opener = static_cast<const QWidget *>(menu->parent());
-        const QPoint below = opener->mapToGlobal(QPoint(opener->width(), opener->height()));
-        menu->popup(below - QPoint(menu->sizeHint().width(), 0));
-    });
-    menu->setParent(button, menu->windowFlags());
-    menu->setFont(textFont(TextStyle::Body));
-    // By itself it stays when assistive technology has chosen the item.
-    QObject::connect(menu, &QMenu::triggered, menu, &QMenu::close);
-    return button->padded(0, overflowPadding)->wide(overflowWidth);
-}
-
-void addDestructiveAction(QMenu *menu, const QString &text, std::function<void()> action)
-{
-    QAction *item = menu->addAction(text, menu, std::move(action));
-    item->setProperty(destructive, true);
-    auto *style = new MenuStyle;
-    style->setParent(menu);
-    menu->setStyle(style);
 }
 
 } // namespace kivolo

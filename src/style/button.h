@@ -1,4 +1,4 @@
-// Buttons of every look, and the menu that one of them opens.
+// Buttons of every look.
 #pragma once
 
 #include "style/background.h"
@@ -7,8 +7,6 @@
 #include <QAbstractButton>
 #include <functional>
 #include <optional>
-
-class QMenu;
 
 namespace kivolo {
 
@@ -62,10 +60,5 @@ Button *prominentButton(Text *face, std::function<void()> action);
 Button *prominentButton(Label *face, std::function<void()> action);
 /// A pale violet capsule with a small label.
 Button *chip(const QString &text, const QString &symbol, std::function<void()> action);
-
-/// A plain button with three white dots that opens `menu`, which it takes.
-Button *overflowMenu(QMenu *menu);
-/// Marks the item of a menu that takes something away.
-void addDestructiveAction(QMenu *menu, const QString &text, std::function<void()> action);
 
 } // namespace kivolo
