@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+#include <algorithm>
 
 namespace kivolo {
 
@@ -39,16 +40,15 @@ public:
         state.hasPopup = menu() != nullptr;
         return state;
     }
-    int childCount() const override { return QAccessibleWidget::childCount() + (menu() ? 1 : 0); }
+    int childCount() const override { return faceCount() + (menu() ? 1 : 0); }
     QAccessibleInterface *child(int index) const override
     {
-        return index == QAccessibleWidget::childCount()
-                   ? QAccessible::queryAccessibleInterface(menu())
-                   : QAccessibleWidget::child(index);
+        return index == faceCount() ? QAccessible::queryAccessibleInterface(menu())
+                                    : QAccessibleWidget::child(index);
     }
     int indexOfChild(const QAccessibleInterface *child) const override
     {
-        return menu() && child->object() == menu() ? QAccessibleWidget::childCount()
+        return menu() && child->object() == menu() ? faceCount()
                                                    : QAccessibleWidget::indexOfChild(child);
     }
     QStringList actionNames() const override
@@ -64,6 +64,15 @@ public:
     }
 
 private:
+    /// A face that says no more than the button's name would only be read out a second time.
+    int faceCount() const
+    {
+        const auto texts = widget()->findChildren<Text *>();
+        const QString name = widget()->accessibleName();
+        const bool saysMore = std::any_of(texts.begin(), texts.end(),
+                                          [&](const Text *each) { return each->text() != name; });
+        return saysMore ? QAccessibleWidget::childCount() : 0;
+    }
     QMenu *menu() const
     {
         return widget()->findChild<QMenu *>(QString(), Qt::FindDirectChildrenOnly);

@@ -6,8 +6,8 @@
 
 namespace kivolo {
 
-/// Whether a focus that arrives for `reason` is to be shown: keys have moved it. A window that becomes
-/// active gives the focus to something by itself, and nobody asked for a ring.
+/// Whether a focus that arrives for `reason` is to be shown: keys have moved it. A window that
+/// becomes active gives the focus to something by itself, and nobody asked for a ring.
 bool isShownFocus(Qt::FocusReason reason);
 
 /// A ring around the button or field to which keys have moved the focus. There is one in a window,
