@@ -18,6 +18,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThreadPool>
+#include <QTimer>
 #include <functional>
 
 namespace kivolo {
@@ -382,8 +383,11 @@ bool StagedWindow::isSettled() const
 
 void StagedWindow::settle() const
 {
-    if (!eventually([&] { return isSettled(); }))
-        qFatal("the window does not come to rest");
+    QTimer alarm;
+    QObject::connect(&alarm, &QTimer::timeout, [] { qFatal("the window does not come to rest"); });
+    alarm.start(20'000);
+    while (!isSettled()) // without pauses: there are many windows
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     // Pictures that are being decoded change the feed, and what has changed is laid out in turns of
     // the event loop that follow, from the inside out.
     constexpr int deepest = 20;
