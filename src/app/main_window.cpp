@@ -1,5 +1,6 @@
 #include "app/main_window.h"
 
+#include <QAccessibleWidget>
 #include <QHideEvent>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -11,9 +12,17 @@ namespace kivolo {
 static constexpr QSize leastSize(420, 560);
 static constexpr QSize idealSize(520, 720);
 
+/// The toolkit knows a window for what it is only if it is one of its own kinds.
+static QAccessibleInterface *accessibleWindow(const QString &, QObject *object)
+{
+    auto *window = qobject_cast<MainWindow *>(object);
+    return window ? new QAccessibleWidget(window, QAccessible::Window) : nullptr;
+}
+
 MainWindow::MainWindow(ContentFactory makeContent)
     : makeContent_(std::move(makeContent))
 {
+    QAccessible::installFactory(accessibleWindow);
     setWindowTitle(QStringLiteral("Kivolo"));
     setObjectName(QStringLiteral("main"));
     setWindowRole(QStringLiteral("main"));
