@@ -10,6 +10,7 @@
 #include "overlays/popup_manager.h"
 #include "overlays/warm_up.h"
 #include "platform/desktop/application.h"
+#include "platform/desktop/cursor_rest.h"
 #include "platform/desktop/menu_bar_extra.h"
 #include "style/motion.h"
 #include "style/palette.h"
@@ -42,21 +43,21 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
                      [this] { followMotion(); });
     followColors();
 
-    startSession();
+    makeStore();
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
     QObject::connect(&instance_, &SingleInstance::raiseRequested, window_.get(),
                      [this] { application::raise(*window_); });
     QObject::connect(window_.get(), &MainWindow::painted, window_.get(), [this] { settle(); });
     // A window that begins minimised, or on another desktop, is not painted for a while.
-    queue_.after(hidden ? 0ms : 2000ms, window_.get(), [this] { settle(); });
+    queue_.after(hidden ? 0ms : 500ms, window_.get(), [this] { settle(); });
     if (!hidden)
         window_->show();
     return outcome;
 }
 
-void KivoloApp::startSession()
+void KivoloApp::makeStore()
 {
-    store_ = Store::create(
+    store_ = Store::prepare(
         queue_, defaults_,
         {.show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
          .addCapsule =
@@ -70,11 +71,14 @@ std::unique_ptr<QWidget> KivoloApp::makeContent()
     return std::make_unique<MenuRootView>(store_, defaults_, queue_);
 }
 
-// What the first sight of the window need not wait for.
+// What the first sight of the window need not wait for. The session is part of it: an answer that
+// comes at once would have the next screen built before the first is seen.
 void KivoloApp::settle()
 {
     if (extra_)
         return;
+    store_->begin();
+    cursorRest_ = std::make_unique<CursorRest>(queue_);
     QApplication::setWindowIcon(applicationIcon());
     extra_ = std::make_unique<MenuBarExtra>(
         QStringLiteral("kivolo"), trayHeart(),

@@ -12,6 +12,7 @@
 
 namespace kivolo {
 
+class CursorRest;
 class MainWindow;
 class MenuBarExtra;
 class Store;
@@ -26,7 +27,7 @@ public:
     KivoloApp();
     ~KivoloApp();
 
-    /// Claims this installation for this process, starts the session and shows the window. When
+    /// Claims this installation for this process, shows the window and starts the session. When
     /// another process has the installation already, that one is asked to show its window, unless
     /// this start is hidden, and nothing is started here.
     SingleInstance::Outcome start(Launch launch);
@@ -35,7 +36,7 @@ public:
     QString errorText() const { return instance_.errorText(); }
 
 private:
-    void startSession();
+    void makeStore();
     void settle();
     void followColors();
     void followMotion();
@@ -49,6 +50,7 @@ private:
     std::shared_ptr<Store> store_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MenuBarExtra> extra_;
+    std::unique_ptr<CursorRest> cursorRest_;
 };
 
 } // namespace kivolo

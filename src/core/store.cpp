@@ -23,14 +23,25 @@ Store::~Store()
 
 std::shared_ptr<Store> Store::create(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
 {
+    auto store = prepare(queue, defaults, std::move(overlays));
+    store->begin();
+    return store;
+}
+
+std::shared_ptr<Store> Store::prepare(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
+{
     std::shared_ptr<Store> store(new Store(queue, defaults, std::move(overlays)));
     KivoloAPI::onForceUpdate = [weak = std::weak_ptr(store)](const QString &url) {
         if (const auto alive = weak.lock())
             alive->forceUpdate = url;
     };
-    detach(store->restore(), "restoring the session");
-    detach(store->checkUpdate(), "the update check");
     return store;
+}
+
+void Store::begin()
+{
+    detach(restore(), "restoring the session");
+    detach(checkUpdate(), "the update check");
 }
 
 QCoro::Task<> Store::restore()

@@ -39,10 +39,15 @@ public:
         std::function<void(const Beam &, std::function<void(const Beam &)> onOpen)> addCapsule;
     };
 
-    /// Makes the store and starts restore() and checkUpdate(). `queue` and `defaults` must
-    /// outlive the event loop; the store keeps neither alive.
+    /// Makes the store and begins. `queue` and `defaults` must outlive the event loop; the store
+    /// keeps neither alive.
     static std::shared_ptr<Store> create(MainQueue &queue, UserDefaults &defaults,
                                          Overlays overlays);
+    /// Makes a store that is not to begin at once.
+    static std::shared_ptr<Store> prepare(MainQueue &queue, UserDefaults &defaults,
+                                          Overlays overlays);
+    /// Starts restore() and checkUpdate(). To be called once.
+    void begin();
     ~Store() override;
 
     Published<Screen> screen{this, Screen::loading};

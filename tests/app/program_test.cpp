@@ -116,8 +116,8 @@ protected:
         other.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&other));
         x.ask(idOf(other), "_NET_ACTIVE_WINDOW", {byTheUser});
-        ASSERT_TRUE(eventually([&] { return x.activeWindow() == idOf(other); }));
-        QTest::keyClick(&other, Qt::Key_A);
+        ASSERT_TRUE(
+            eventually([&] { return other.isActiveWindow() && x.activeWindow() == idOf(other); }));
     }
 
     const PrivateBus bus;

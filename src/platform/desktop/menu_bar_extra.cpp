@@ -125,7 +125,6 @@ void MenuBarExtra::open()
     panel_->move(frame.topLeft());
     panel_->show();
     panel_->raise();
-    panel_->activateWindow();
     panel_system::bringToUser(*panel_->windowHandle());
 }
 

@@ -1,6 +1,6 @@
 // What windows and their screen need of the window system beyond what Qt offers. One source file
-// per window system implements it; on any other each function does nothing, nothing is present and
-// no work area is known.
+// per window system implements it; on any other each function does nothing unless it says so,
+// nothing is present and no work area is known.
 #pragma once
 
 #include <QRect>
@@ -34,6 +34,7 @@ void makeFloating(QWindow &window);
 
 /// Brings a shown window to the virtual desktop that the user looks at, in front of all others,
 /// with the focus, as the user's own demand: other programs' claims to the focus do not count.
+/// Where the window system is not known, it asks for the focus as any program may.
 void bringToUser(QWindow &window);
 
 /// Tells the window system that all of the window but `card`, in points from its corner, is shadow:

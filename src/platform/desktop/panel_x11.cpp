@@ -277,8 +277,10 @@ std::optional<QRect> workArea()
 
 void bringToUser(QWindow &window)
 {
-    if (!connection())
+    if (!connection()) {
+        window.requestActivate();
         return;
+    }
     // Where a program asks for itself, a window manager compares when the user last touched which
     // window, and may refuse.
     constexpr uint32_t onTheUsersBehalf = 2;
