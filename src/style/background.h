@@ -29,12 +29,15 @@ public:
     qreal cornerRadius(const QSizeF &size) const;
     void paint(QPainter &painter, const QRectF &rect, const Palette &colors) const;
 
+    bool operator==(const Background &) const = default;
+
 private:
     enum Form { Rectangle, Rounded, Capsule, Bar };
     struct Outline
     {
         Fill fill;
         qreal width;
+        bool operator==(const Outline &) const = default;
     };
     Background(Form form, qreal radius, Fill fill)
         : form_(form)

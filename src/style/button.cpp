@@ -109,8 +109,10 @@ Button *Button::padded(int horizontal, int vertical)
 
 Button *Button::on(const Background &background)
 {
-    background_ = background;
-    update();
+    if (background_ != background) {
+        background_ = background;
+        update();
+    }
     return this;
 }
 

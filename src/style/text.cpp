@@ -132,15 +132,19 @@ Symbol::Symbol(QString name, qreal fontSize)
 
 Symbol *Symbol::in(Fill fill)
 {
-    fill_ = fill;
-    update();
+    if (fill_ != fill) {
+        fill_ = fill;
+        update();
+    }
     return this;
 }
 
 void Symbol::show(const QString &name)
 {
-    name_ = name;
-    update();
+    if (name_ != name) {
+        name_ = name;
+        update();
+    }
 }
 
 QSize Symbol::sizeHint() const

@@ -152,7 +152,7 @@ void BeamBubble::measurePicture()
     size_ = QSizeF(std::round(size_.width()), std::round(size_.height())).expandedTo({1, 1});
 }
 
-static qreal ageHeight()
+qreal BeamBubble::ageHeight()
 {
     return std::ceil(QFontMetricsF(ageFont()).height());
 }

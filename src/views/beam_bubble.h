@@ -52,6 +52,8 @@ public:
 
     /// While the row is not complete: judged by what is laid out of it.
     qreal height() const;
+    /// Of the age, at the bottom of every row.
+    static qreal ageHeight();
     /// Where the bubble is, or the picture, in a row at `topLeft`.
     QRectF bubble(const QPointF &topLeft) const;
     static constexpr qreal cornerRadius = 17; ///< Of the bubble.

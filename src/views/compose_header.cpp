@@ -27,9 +27,15 @@ public:
 
     void show(const QList<Member> &members)
     {
-        avatars_.clear();
+        QStringList names;
         for (const Member &member : members.first(qMin(members.size(), most)))
-            avatars_.emplace_back(member.handle, diameter);
+            names.append(member.handle);
+        if (names == names_)
+            return;
+        names_ = names;
+        avatars_.clear();
+        for (const QString &name : names)
+            avatars_.emplace_back(name, diameter);
         updateGeometry();
         update();
     }
@@ -55,6 +61,7 @@ private:
     static constexpr qsizetype most = 4;
     static constexpr int diameter = 34;
     static constexpr int spacing = -10;
+    QStringList names_;
     std::vector<Avatar> avatars_;
 };
 

@@ -2,13 +2,16 @@
 
 #include "style/motion.h"
 #include "style/palette.h"
+#include "views/beam_bubble.h"
 #include "views/feed_accessible.h"
 #include "views/feed_delegate.h"
 #include "views/feed_model.h"
 #include "views/feed_scroll_bar.h"
+#include "views/time_ago.h"
 
 #include <QEvent>
 #include <QPainter>
+#include <utility>
 
 namespace kivolo {
 
@@ -162,7 +165,8 @@ void FeedView::changeEvent(QEvent *event)
 void FeedView::showEvent(QShowEvent *event)
 {
     QAbstractItemView::showEvent(event);
-    ages_ = queue_.every(agesPause, [this] { viewport()->update(); });
+    agesAsOf_ = queue_.now();
+    ages_ = queue_.every(agesPause, [this] { renewAges(); });
     settle();
 }
 
@@ -172,6 +176,21 @@ void FeedView::hideEvent(QHideEvent *event)
     endAnimation();
     nextTurn_.stop();
     QAbstractItemView::hideEvent(event);
+}
+
+void FeedView::renewAges()
+{
+    const qint64 now = queue_.now();
+    const qint64 before = std::exchange(agesAsOf_, now);
+    const int height = int(BeamBubble::ageHeight());
+    for (int row = geometry_.rowAt(offset_); row < geometry_.count(); ++row) {
+        const QRect place = visualRect(model_->index(row));
+        if (place.top() >= viewport()->height())
+            break;
+        const qint64 sent = model_->row(row).beam.created_at;
+        if (timeAgo(sent, before) != timeAgo(sent, now))
+            viewport()->update(place.adjusted(0, place.height() - height, 0, 0));
+    }
 }
 
 void FeedView::paintEvent(QPaintEvent *event)

@@ -86,6 +86,8 @@ private:
     };
 
     void takeFeed();
+    /// Repaints the rows whose age reads differently by now.
+    void renewAges();
     void guessHeights(int first, int last);
     void guessAllHeights();
 
@@ -129,6 +131,7 @@ private:
     QTimer nextTurn_;
     QVariantAnimation animation_;
     std::unique_ptr<MainQueue::Repetition> ages_;
+    qint64 agesAsOf_ = 0; // when they were last looked at
 };
 
 } // namespace kivolo
