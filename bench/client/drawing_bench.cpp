@@ -1,4 +1,5 @@
 // From a movement of the mouse to the ink on the screen, on a canvas with a drawing on it already.
+#include "bench/client/paint_watch.h"
 #include "doodle/doodle_canvas.h"
 #include "doodle/drawing_ns_view.h"
 
@@ -66,7 +67,7 @@ private:
     QPointF position_{20, 20};
 };
 
-class Bench final : public QObject
+class Bench
 {
 public:
     explicit Bench(int width)
@@ -75,8 +76,8 @@ public:
     {
         canvas_.resize(width, height);
         canvas_.show();
-        model_.view->installEventFilter(this);
-        awaitPaint();
+        paint_.watch(model_.view);
+        paint_.await();
     }
 
     void draw(int count, int points)
@@ -88,7 +89,7 @@ public:
                 send(QEvent::MouseMove, hand_.next());
             send(QEvent::MouseButtonRelease, hand_.next());
         }
-        awaitPaint();
+        paint_.await();
     }
 
     /// Times single movements of one long stroke, in milliseconds.
@@ -116,12 +117,6 @@ public:
     DoodleModel &model() { return model_; }
 
 private:
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        painted_ = painted_ || event->type() == QEvent::Paint;
-        return false;
-    }
-
     void send(QEvent::Type type, const QPointF &at)
     {
         const bool released = type == QEvent::MouseButtonRelease;
@@ -131,32 +126,20 @@ private:
         QCoreApplication::sendEvent(model_.view, &event);
     }
 
-    void awaitPaint()
-    {
-        const auto deadline = Clock::now() + 60s;
-        while (!painted_) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-            if (Clock::now() > deadline)
-                qFatal("nothing was painted for a minute");
-        }
-        QGuiApplication::sync(); // until the X server has it
-        painted_ = false;
-    }
-
     template<typename Action>
     double timed(Action action)
     {
-        painted_ = false;
+        paint_.forget();
         return milliseconds([&] {
             action();
-            awaitPaint();
+            paint_.await();
         });
     }
 
     DoodleModel model_;
     DoodleCanvas canvas_;
     Hand hand_;
-    bool painted_ = false;
+    PaintWatch paint_;
 };
 
 double report(const char *name, int width, std::vector<double> values)

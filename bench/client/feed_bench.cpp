@@ -1,5 +1,6 @@
 // The feed with ten thousand rows: a new beam, scrolling, another width, rows made to stop it.
 // Beside it an empty list of the toolkit, painted in the same window.
+#include "bench/client/paint_watch.h"
 #include "bench/client/stopwatch_application.h"
 #include "core/store.h"
 #include "style/motion.h"
@@ -51,7 +52,7 @@ Beam beam(int number)
 }
 
 /// A window with one of two views in it, which is timed from a change to the pixels.
-class Bench final : public QObject
+class Bench
 {
 public:
     explicit Bench(const std::shared_ptr<Store> &store)
@@ -63,10 +64,10 @@ public:
         feed_.resize(feedSize);
         empty_.setGeometry(QRect(QPoint(600, 0), feedSize));
         empty_.setFrameShape(QFrame::NoFrame);
-        feed_.viewport()->installEventFilter(this);
-        empty_.viewport()->installEventFilter(this);
+        paint_.watch(feed_.viewport());
+        paint_.watch(empty_.viewport());
         window_.show();
-        awaitPaint();
+        paint_.await();
         settle();
     }
 
@@ -74,10 +75,10 @@ public:
     double timed(Action action)
     {
         settle();
-        painted_ = false;
+        paint_.forget();
         const auto begin = Clock::now();
         action();
-        awaitPaint();
+        paint_.await();
         return milliseconds(Clock::now() - begin);
     }
 
@@ -97,29 +98,12 @@ public:
     QListView &empty() { return empty_; }
 
 private:
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        painted_ = painted_ || event->type() == QEvent::Paint;
-        return false;
-    }
-
-    void awaitPaint()
-    {
-        const auto deadline = Clock::now() + 60s;
-        while (!painted_) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-            if (Clock::now() > deadline)
-                qFatal("nothing was painted for a minute");
-        }
-        QGuiApplication::sync(); // until the X server has it
-    }
-
     SystemMainQueue queue_;
     std::shared_ptr<Store> store_;
     QWidget window_;
     FeedView feed_;
     QListView empty_;
-    bool painted_ = false;
+    PaintWatch paint_;
 };
 
 double report(const char *name, std::vector<double> values)
