@@ -203,7 +203,8 @@ void Composer::setDoodleShown(bool shown)
         delete canvas_;
     }
     render();
-    // A field that goes hands the focus to whatever comes next, with a ring around it.
+    // What goes hands the focus to whatever comes next, with a ring around it as if by keys.
+    field_->clearFocus();
     (shown ? static_cast<QWidget *>(sendDoodle_) : field_)->setFocus();
 }
 

@@ -104,7 +104,8 @@ void XServer::ask(xcb_window_t window, const char *what, std::array<std::uint32_
     xcb_send_event(connection_, false, root_,
                    XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char *>(&event));
-    xcb_flush(connection_);
+    // Until the server has it: a program that ends now may take unread requests with it.
+    own(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
 }
 
 QRect XServer::geometry(xcb_window_t window) const
