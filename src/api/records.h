@@ -62,6 +62,8 @@ struct VersionInfo
     std::optional<QString> notes;
 
     static VersionInfo decode(const QByteArray &json);
+
+    bool operator==(const VersionInfo &) const = default;
 };
 
 /// The device's status.

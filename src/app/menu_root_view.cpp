@@ -97,7 +97,7 @@ void MenuRootView::renderBanner()
 {
     const std::optional<VersionInfo> &offer = *store_->update;
     const bool wanted = offer && !store_->forceUpdate->has_value();
-    if (wanted && shownBanner_ && shownVersion_ == offer->version)
+    if (wanted && shownBanner_ && shownOffer_ == offer)
         return;
     if (shownBanner_) {
         shownBanner_->hide();
@@ -106,7 +106,7 @@ void MenuRootView::renderBanner()
     }
     if (!wanted)
         return;
-    shownVersion_ = offer->version;
+    shownOffer_ = offer;
     shownBanner_ = new UpdateBanner(*offer, [session = store_] { session->update = {}; });
     banner_->holding({shownBanner_});
 }

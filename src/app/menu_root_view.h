@@ -1,6 +1,7 @@
 // Which screen the member sees.
 #pragma once
 
+#include "api/records.h"
 #include "style/stack.h"
 
 #include <memory>
@@ -36,7 +37,7 @@ private:
     Stack *content_;
     QWidget *shownBanner_ = nullptr;
     QWidget *shownContent_ = nullptr;
-    QString shownVersion_; // on the banner
+    std::optional<VersionInfo> shownOffer_; // on the banner
     std::optional<Route> shownRoute_;
 };
 

@@ -23,7 +23,6 @@ Field::Field(const QString &name, const Background &background, const QMargins &
     setFont(textFont(TextStyle::Body));
     setFrame(false);
     setTextMargins(padding - QMargins(ownMargin, 0, ownMargin, 0));
-    setAttribute(Qt::WA_MacShowFocusRect, false);
     takeColors();
 }
 
