@@ -51,23 +51,32 @@ static QString firstInstalled(std::initializer_list<const char *> families)
     return {};
 }
 
-/// On a desktop that names no font, "sans serif" is whatever the font system falls back to. A font
-/// made for interfaces serves better, if one is installed.
+/// The family that text set in `font` comes out in: what the desktop names need not be installed.
+static QString installedFamily(const QFont &font)
+{
+    return QFontDatabase::hasFamily(font.family()) ? font.family() : QFontInfo(font).family();
+}
+
+/// On a desktop that names no font, or none that is there, "sans serif" is whatever the font system
+/// falls back to. A font made for interfaces serves better, if one is installed.
 static QString preferredFamily(const QFont &desktop)
 {
     static const QStringList unchosen{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
                                       QStringLiteral("sans-serif")};
     static const QStringList fallbacks{QStringLiteral("DejaVu Sans"),
                                        QStringLiteral("Bitstream Vera Sans")};
-    if (!unchosen.contains(desktop.family(), Qt::CaseInsensitive) ||
-        !fallbacks.contains(QFontInfo(desktop).family()))
-        return desktop.family();
+    const bool chosen = QFontDatabase::hasFamily(desktop.family()) &&
+                        !unchosen.contains(desktop.family(), Qt::CaseInsensitive);
+    const QString installed = installedFamily(desktop);
+    if (chosen || !fallbacks.contains(QFontInfo(desktop).family()))
+        return installed;
     const QString family = firstInstalled({"Inter", "Inter Variable", "Cantarell", "Noto Sans"});
-    return family.isEmpty() ? desktop.family() : family;
+    return family.isEmpty() ? installed : family;
 }
 
 /// `family`, and for what it lacks a font of colour emoji before others that have some of them in
-/// black and white.
+/// black and white. It has to be installed: else the emoji font would come first, and that has
+/// digits and spaces, too.
 static QStringList withEmoji(const QString &family)
 {
     static const QString emoji =
@@ -111,9 +120,10 @@ QFont bold(QFont font)
 
 QFont monospaced(const QFont &font)
 {
-    static const QString family = QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
+    static const QString family =
+        installedFamily(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     QFont result = font;
-    result.setFamilies({family});
+    result.setFamilies(withEmoji(family));
     result.setStyleHint(QFont::Monospace);
     return result;
 }

@@ -8,7 +8,9 @@
 #include <QApplication>
 #include <QImage>
 #include <QPainter>
+#include <QRawFont>
 #include <QStyle>
+#include <QTextLayout>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -134,6 +136,44 @@ TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
                     Brand::gradient({0, 0, 24, 24}));
     }
     EXPECT_GT(image.pixelColor(6, 7).blue(), image.pixelColor(15, 14).blue());
+}
+
+/// The families whose glyphs show `text`.
+QStringList familiesIn(const QString &text, const QFont &font)
+{
+    QTextLayout layout(text, font);
+    layout.beginLayout();
+    layout.createLine();
+    layout.endLayout();
+    QStringList families;
+    for (const QGlyphRun &run : layout.glyphRuns())
+        families.append(run.rawFont().familyName());
+    families.removeDuplicates();
+    return families;
+}
+
+TEST(TextStyleTest, OnlyEmojiComeFromTheEmojiFont)
+{
+    constexpr TextStyle styles[] = {
+        TextStyle::LargeTitle, TextStyle::Title,   TextStyle::Title2,  TextStyle::Title3,
+        TextStyle::Headline,   TextStyle::Body,    TextStyle::Callout, TextStyle::Subheadline,
+        TextStyle::Caption,    TextStyle::Caption2};
+    const QFont desktop = QApplication::font();
+    const QStringList emoji{QStringLiteral("Noto Color Emoji")};
+    for (const char *named : {"Inter", "Sans", "Sans Serif", "Not Installed", "Monospace"}) {
+        QApplication::setFont(QFont(QString::fromLatin1(named)));
+        for (const TextStyle style : styles) {
+            for (const QFont &font :
+                 {textFont(style), bold(textFont(style)), monospaced(textFont(style))}) {
+                const QStringList families = familiesIn(QStringLiteral("a0123456789 #*"), font);
+                EXPECT_EQ(families.size(), 1) << named << ' ' << qPrintable(font.toString());
+                EXPECT_NE(families, emoji) << named << ' ' << qPrintable(font.toString());
+                EXPECT_EQ(familiesIn(QStringLiteral("🦊"), font), emoji)
+                    << named << ' ' << qPrintable(font.toString());
+            }
+        }
+    }
+    QApplication::setFont(desktop);
 }
 
 TEST(TextStyleTest, CutsBetweenCharacters)
