@@ -33,6 +33,7 @@ namespace {
 constexpr qreal headerSpacing = 7;
 constexpr qreal spacerLeast = 8; // between the name and the close button, besides the spacing
 constexpr qreal doodleRadius = 8;
+constexpr qreal fadeHeight = 16; // of a text that goes on beyond the card
 constexpr qreal badgePadding = 8;
 constexpr qreal badgePaddingAbove = 3;
 constexpr qreal badgeSymbolSpacing = 3;
@@ -209,8 +210,7 @@ void IncomingBeamView::paintContent(QPainter &painter)
     if (doodle_)
         paintDoodle(painter);
     else if (text_)
-        text_->paint(painter, contentRect().topLeft(), contentRect().width(),
-                     Palette::of(palette()).primary, rect());
+        paintText(painter);
 }
 
 void IncomingBeamView::paintHeader(QPainter &painter)
@@ -240,6 +240,18 @@ void IncomingBeamView::paintHeader(QPainter &painter)
     badge.paint(painter,
                 {QPointF(nameEnd + headerSpacing, header.center().y() - badgeSize.height() / 2),
                  badgeSize});
+}
+
+void IncomingBeamView::paintText(QPainter &painter)
+{
+    const QRectF content = contentRect();
+    const QColor color = Palette::of(palette()).primary;
+    const QRectF visible = QRectF(rect()).adjusted(0, 0, 0, -metrics_.outline.lineWidth);
+    if (content.top() + text_->size().height() <= visible.bottom())
+        text_->paint(painter, content.topLeft(), content.width(), color, visible);
+    else
+        text_->paintFadingOut(painter, content.topLeft(), content.width(), color, visible,
+                              fadeHeight);
 }
 
 void IncomingBeamView::paintDoodle(QPainter &painter)

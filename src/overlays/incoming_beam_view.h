@@ -15,7 +15,8 @@ namespace kivolo {
 class SymbolButton;
 
 /// Who sent the beam, a close button, and the beam itself: its text, or its doodle. Fills the panel
-/// it is put into: 300 × 150 points for a popup, 420 × 200 for a buzz.
+/// it is put into: 300 × 150 points for a popup, 420 × 200 for a buzz. A text that has more lines
+/// than the card has room for fades out at the lower edge.
 ///
 /// A doodle is decoded on the thread pool, because one of the largest size takes longer than a
 /// frame; until then the place of the content is empty, and never shows the raw data URL of a
@@ -55,6 +56,7 @@ private:
     QRectF headerRect() const;
     QRectF contentRect() const;
     void paintHeader(QPainter &painter);
+    void paintText(QPainter &painter);
     void paintDoodle(QPainter &painter);
 
     const Metrics &metrics_;

@@ -93,6 +93,21 @@ qreal deviceScale(const QPainter &painter)
     return std::hypot(transform.m11(), transform.m12());
 }
 
+PixelFrame PixelFrame::nearest(const QPainter &painter, const QRectF &box)
+{
+    const QTransform &toDevice = painter.deviceTransform();
+    const QRectF device = toDevice.mapRect(box);
+    const QSize pixels(qMax(1, qRound(device.width())), qMax(1, qRound(device.height())));
+    const QRectF snapped(QPointF(qRound(device.x()), qRound(device.y())), pixels);
+    return {pixels, toDevice.inverted().mapRect(snapped)};
+}
+
+QTransform PixelFrame::toPicture() const
+{
+    return QTransform::fromTranslate(-frame.x(), -frame.y()) *
+           QTransform::fromScale(pixels.width() / frame.width(), pixels.height() / frame.height());
+}
+
 QImage framedPicture(const QImage &image, const QSizeF &frame, qreal scale)
 {
     const QSize pixels = (frame * scale).toSize().expandedTo({1, 1});

@@ -3,6 +3,7 @@
 
 #include <QBrush>
 #include <QPainterPath>
+#include <QTransform>
 
 class QImage;
 class QPainter;
@@ -24,6 +25,19 @@ void strokeInside(QPainter &painter, const QRectF &rect, qreal radius, qreal lin
 
 /// How many device pixels one point of `painter` is.
 qreal deviceScale(const QPainter &painter);
+
+/// A rectangle of whole device pixels, and the same in a painter's coordinates.
+struct PixelFrame
+{
+    QSize pixels;
+    QRectF frame;
+
+    /// `box` as the painter's device can show it best: a picture of as many pixels that is painted
+    /// there is not resampled.
+    static PixelFrame nearest(const QPainter &painter, const QRectF &box);
+    /// From the painter's coordinates to those of such a picture.
+    QTransform toPicture() const;
+};
 
 /// `image` scaled to fit into `frame` points, centred on white, at `scale` device pixels a point.
 QImage framedPicture(const QImage &image, const QSizeF &frame, qreal scale);

@@ -20,23 +20,6 @@ namespace {
 
 constexpr qsizetype cacheBytes = 4 * 1024 * 1024; // every picture of a window, at two resolutions
 
-/// A rectangle on the device, and the same in the painter's coordinates.
-struct Placement
-{
-    QSize pixels;
-    QRectF target;
-};
-
-/// Moves `box` to whole device pixels, so that an image of as many pixels is not resampled.
-Placement aligned(const QPainter &painter, const QRectF &box)
-{
-    const QTransform &toDevice = painter.deviceTransform();
-    const QRectF device = toDevice.mapRect(box);
-    const QSize pixels(qMax(1, qRound(device.width())), qMax(1, qRound(device.height())));
-    const QRectF snapped(QPointF(qRound(device.x()), qRound(device.y())), pixels);
-    return {pixels, toDevice.inverted().mapRect(snapped)};
-}
-
 QImage rendered(const QString &path, const QSize &pixels)
 {
     initAssets();
@@ -90,28 +73,27 @@ void paintSymbol(QPainter &painter, const QString &name, const QRectF &box, cons
     const qreal side = qMin(box.width(), box.height());
     QRectF square(0, 0, side, side);
     square.moveCenter(box.center());
-    const auto [pixels, target] = aligned(painter, square);
-    const QImage &mask = cached(QStringLiteral(":/kivolo/symbols/%1.svg").arg(name), pixels, true);
+    const PixelFrame target = PixelFrame::nearest(painter, square);
+    const QImage &mask =
+        cached(QStringLiteral(":/kivolo/symbols/%1.svg").arg(name), target.pixels, true);
 
-    QImage tinted(pixels, QImage::Format_ARGB32_Premultiplied);
+    QImage tinted(target.pixels, QImage::Format_ARGB32_Premultiplied);
     tinted.fill(Qt::transparent);
     QPainter tint(&tinted);
-    tint.setTransform(
-        QTransform::fromTranslate(-target.x(), -target.y()) *
-        QTransform::fromScale(pixels.width() / target.width(), pixels.height() / target.height()));
-    tint.fillRect(target, brush);
+    tint.setTransform(target.toPicture());
+    tint.fillRect(target.frame, brush);
     tint.resetTransform();
     tint.setCompositionMode(QPainter::CompositionMode_DestinationIn);
     tint.drawImage(0, 0, mask);
     tint.end();
-    painter.drawImage(target, tinted);
+    painter.drawImage(target.frame, tinted);
 }
 
 void paintIllustration(QPainter &painter, const QString &name, const QRectF &box)
 {
-    const auto [pixels, target] = aligned(painter, box);
-    painter.drawImage(target,
-                      cached(QStringLiteral(":/kivolo/images/%1.svg").arg(name), pixels, false));
+    const PixelFrame target = PixelFrame::nearest(painter, box);
+    const QString path = QStringLiteral(":/kivolo/images/%1.svg").arg(name);
+    painter.drawImage(target.frame, cached(path, target.pixels, false));
 }
 
 } // namespace kivolo

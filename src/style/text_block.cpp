@@ -1,5 +1,6 @@
 #include "style/text_block.h"
 
+#include "style/shapes.h"
 #include "style/text_style.h"
 
 #include <QFontMetricsF>
@@ -250,6 +251,33 @@ void TextBlock::paint(QPainter &painter, const QPointF &topLeft, qreal width, co
             line.draw(&painter, origin + QPointF(indent, 0));
         }
     }
+}
+
+// The lines that fade are painted by themselves, because emoji take no notice of a pen's colour.
+void TextBlock::paintFadingOut(QPainter &painter, const QPointF &topLeft, qreal width,
+                               const QColor &color, const QRectF &visible, qreal height) const
+{
+    const PixelFrame strip =
+        PixelFrame::nearest(painter, visible.adjusted(0, visible.height() - height, 0, 0));
+    QImage lines(strip.pixels, QImage::Format_ARGB32_Premultiplied);
+    lines.fill(Qt::transparent);
+    {
+        QPainter fading(&lines);
+        fading.setRenderHints(painter.renderHints());
+        fading.setTransform(strip.toPicture());
+        paint(fading, topLeft, width, color, strip.frame);
+        QLinearGradient gradient(strip.frame.topLeft(), strip.frame.bottomLeft());
+        gradient.setColorAt(0, Qt::black);
+        gradient.setColorAt(1, Qt::transparent);
+        fading.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+        fading.fillRect(strip.frame, gradient);
+    }
+    painter.save();
+    painter.setClipRect(visible.adjusted(0, 0, 0, strip.frame.top() - visible.bottom()),
+                        Qt::IntersectClip);
+    paint(painter, topLeft, width, color, visible);
+    painter.restore();
+    painter.drawImage(strip.frame, lines);
 }
 
 } // namespace kivolo

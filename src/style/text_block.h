@@ -57,6 +57,9 @@ public:
     /// `width`. Leading lines that run from right to left end at its right edge.
     void paint(QPainter &painter, const QPointF &topLeft, qreal width, const QColor &color,
                const QRectF &visible, Alignment alignment = Alignment::Leading) const;
+    /// The same for text that goes on below `visible`: its last `height` points there fade out.
+    void paintFadingOut(QPainter &painter, const QPointF &topLeft, qreal width, const QColor &color,
+                        const QRectF &visible, qreal height) const;
 
 private:
     struct Piece

@@ -54,6 +54,21 @@ public:
     {
         return image_.pixelColor(int(x * scale_), int(y * scale_));
     }
+    /// How much the strongest ink between two heights differs from the card's material.
+    int inkBetween(qreal top, qreal bottom) const
+    {
+        const QColor material = at(6, 80);
+        const int corner = int(30 * scale_);
+        int most = 0;
+        for (int y = int(top * scale_); y < int(bottom * scale_); ++y) {
+            for (int x = corner; x < image_.width() - corner; ++x) {
+                const QColor pixel = image_.pixelColor(x, y);
+                most = std::max({most, std::abs(pixel.red() - material.red()),
+                                 std::abs(pixel.green() - material.green())});
+            }
+        }
+        return most;
+    }
     /// Whether anything dark is painted in `area`, as letters are.
     bool hasInk(const QRect &area) const
     {
@@ -212,6 +227,54 @@ TEST_F(IncomingBeamCardTest, TextIsShownAsItIsAndWithinBounds)
     // The name leaves the close button its place.
     EXPECT_FALSE(picture.hasInk({290, 14, 9, 26}));
     EXPECT_FALSE(picture.hasInk({287 - 15 - 8, 14, 6, 26}));
+}
+
+TEST_F(IncomingBeamCardTest, WhatGoesOnBeyondTheCardFadesOut)
+{
+    const struct
+    {
+        QString text;
+        bool shake;
+        const Palette &colors;
+        qreal scale;
+    } cases[] = {
+        {QStringLiteral("gHgHgHg "), false, Palette::standardLight(), 1},
+        {QStringLiteral("gHgHgHg "), true, Palette::standardDark(), 1},
+        {QStringLiteral("gHgHgHg "), false, Palette::standardDark(), 1.25},
+        {QStringLiteral("🟥 "), false, Palette::standardLight(), 1},
+        {QStringLiteral("🟥 "), true, Palette::standardLight(), 1.5},
+        {QStringLiteral("🟥 "), true, Palette::standardDark(), 2},
+    };
+    for (const auto &[text, shake, colors, scale] : cases) {
+        QApplication::setPalette(colors.toQPalette());
+        IncomingBeamView card(note(text.repeated(60)), shake, nullptr);
+        const Picture picture(card, scale);
+        const qreal edge = card.height() - (shake ? 2.5 : 1); // the outline's
+        const int full = picture.inkBetween(shake ? 64 : 48, edge - 16);
+        EXPECT_GT(full, 150) << qPrintable(text) << scale;
+        EXPECT_GT(picture.inkBetween(edge - 16, edge - 12), full / 2) << qPrintable(text) << scale;
+        for (qreal y = edge - 16; y < edge - 1; ++y)
+            EXPECT_LE(picture.inkBetween(y, y + 1), full * (edge - y) / 16 + 12)
+                << qPrintable(text) << scale << ", " << edge - y << " above the edge";
+    }
+}
+
+TEST_F(IncomingBeamCardTest, ANoteThatFitsStaysAsItIs)
+{
+    const struct
+    {
+        bool shake;
+        int lines;
+        qreal lowestInk; // in the last 16 points
+    } cases[] = {{false, 5, 136}, {true, 4, 186}};
+    for (const auto &[shake, lines, lowestInk] : cases) {
+        IncomingBeamView card(note(QStringLiteral("ggg\n").repeated(lines).chopped(1)), shake,
+                              nullptr);
+        const Picture picture(card);
+        EXPECT_GT(picture.inkBetween(lowestInk, lowestInk + 3),
+                  picture.inkBetween(48, lowestInk) * 9 / 10);
+        EXPECT_EQ(picture.inkBetween(lowestInk + 6, lowestInk + 8), 0);
+    }
 }
 
 TEST_F(IncomingBeamCardTest, CloseButton)
