@@ -11,6 +11,7 @@
 #include <QRawFont>
 #include <QStyle>
 #include <QTextLayout>
+#include <cmath>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -136,6 +137,52 @@ TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
                     Brand::gradient({0, 0, 24, 24}));
     }
     EXPECT_GT(image.pixelColor(6, 7).blue(), image.pixelColor(15, 14).blue());
+}
+
+/// How much lighter one colour is than the other, from 1 to 21.
+double contrast(const QColor &a, const QColor &b)
+{
+    const auto luminance = [](const QColor &color) {
+        const auto linear = [](double v) {
+            return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(double(color.redF())) + 0.7152 * linear(double(color.greenF())) +
+               0.0722 * linear(double(color.blueF()));
+    };
+    const double one = luminance(a) + 0.05;
+    const double other = luminance(b) + 0.05;
+    return std::max(one, other) / std::min(one, other);
+}
+
+TEST(IllustrationsTest, StandOutFromLightAndDark)
+{
+    const struct
+    {
+        const char *what;
+        const char *name;
+        QPoint at;
+        QPoint beside;
+    } cases[] = {
+        {"left desk", "onb1", {60, 120}, {60, 128}},
+        {"right desk", "onb1", {200, 120}, {200, 128}},
+        {"a desk's leg", "onb1", {17, 135}, {30, 135}},
+        {"hair", "onb1", {202, 43}, {202, 34}},
+        {"bezel", "onb3", {47, 80}, {40, 80}},
+        {"stand", "onb3", {120, 125}, {90, 125}},
+        {"desk", "onb3", {60, 139}, {60, 146}},
+    };
+    for (const Palette *colors : {&Palette::standardLight(), &Palette::standardDark()}) {
+        for (const auto &[what, name, at, beside] : cases) {
+            QImage image = canvas({260, 150});
+            image.fill(colors->window);
+            {
+                QPainter painter(&image);
+                paintIllustration(painter, QLatin1String(name), image.rect());
+            }
+            EXPECT_GT(contrast(image.pixelColor(at), image.pixelColor(beside)), 2)
+                << what << (colors->dark ? " on dark" : " on light");
+        }
+    }
 }
 
 /// The families whose glyphs show `text`.
