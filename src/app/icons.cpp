@@ -1,12 +1,8 @@
 #include "app/icons.h"
 
-#include "style/palette.h"
-#include "style/symbols.h"
-
 #include <QPainter>
 #include <QPixmap>
 #include <QSvgRenderer>
-#include <functional>
 
 // Outside of namespaces, as the macro needs it.
 static void initAssets()
@@ -18,15 +14,16 @@ namespace kivolo {
 
 // As pictures and not as something that paints: what shows an icon is another process, which is
 // sent every size that it may need.
-static QIcon drawn(std::initializer_list<int> sides,
-                   const std::function<void(QPainter &, const QRectF &)> &draw)
+static QIcon drawn(const QString &path, std::initializer_list<int> sides)
 {
+    initAssets();
+    QSvgRenderer drawing(path);
     QIcon icon;
     for (const int side : sides) {
         QPixmap picture(side, side);
         picture.fill(Qt::transparent);
         QPainter painter(&picture);
-        draw(painter, QRectF(0, 0, side, side));
+        drawing.render(&painter, QRectF(0, 0, side, side));
         painter.end();
         icon.addPixmap(picture);
     }
@@ -35,23 +32,12 @@ static QIcon drawn(std::initializer_list<int> sides,
 
 QIcon applicationIcon()
 {
-    initAssets();
-    QSvgRenderer drawing(QStringLiteral(":/kivolo/icons/kivolo.svg"));
-    return drawn({16, 24, 32, 48, 64, 128}, [&](QPainter &painter, const QRectF &square) {
-        drawing.render(&painter, square);
-    });
+    return drawn(QStringLiteral(":/kivolo/icons/kivolo.svg"), {16, 24, 32, 48, 64, 128});
 }
 
-static QIcon heart(const QColor &color)
+QIcon trayHeart()
 {
-    return drawn({16, 22, 24, 32, 44, 48, 64}, [&](QPainter &painter, const QRectF &square) {
-        paintSymbol(painter, QStringLiteral("heart.fill"), square, color);
-    });
-}
-
-MenuBarExtra::Icons trayHeart()
-{
-    return {heart(Palette::standardLight().primary), heart(Palette::standardDark().primary)};
+    return drawn(QStringLiteral(":/kivolo/icons/tray.svg"), {16, 22, 24, 32, 44, 48, 64});
 }
 
 } // namespace kivolo

@@ -1,4 +1,5 @@
 // The two scenes' windows, on a screen of any size.
+#include "app/icons.h"
 #include "app/main_window.h"
 #include "app/panel_frame.h"
 #include "support/eventually.h"
@@ -6,9 +7,11 @@
 
 #include <QApplication>
 #include <QImage>
+#include <QPainter>
 #include <QScreen>
 #include <QTest>
 #include <QWindow>
+#include <cmath>
 #include <gtest/gtest.h>
 
 using namespace kivolo;
@@ -83,6 +86,39 @@ TEST_F(MainWindowTest, ClosingHidesItAndItComesBackAsItWas)
     }
     EXPECT_EQ(made, 1);
     EXPECT_EQ(painted, 1);
+}
+
+/// The contrast of two opaque colours as the Web Content Accessibility Guidelines measure it.
+double contrast(const QColor &one, const QColor &other)
+{
+    const auto luminance = [](const QColor &color) {
+        const auto linear = [](double c) {
+            return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
+               0.0722 * linear(color.blueF());
+    };
+    const double a = luminance(one) + 0.05;
+    const double b = luminance(other) + 0.05;
+    return std::max(a, b) / std::min(a, b);
+}
+
+TEST(TrayHeartTest, StandsOutFromLightAndDarkPanels)
+{
+    constexpr double enough = 3;     // what the guidelines ask of graphics
+    constexpr double mostOfIt = 0.3; // of the square; the whole heart covers 0.45
+    for (const char *name : {"#ffffff", "#f0f0f0", "#2d2d2d", "#1b1b1b", "#000000"}) {
+        const QColor panel{QLatin1String(name)};
+        for (const int side : {16, 22, 24, 32, 48}) {
+            QImage seen(side, side, QImage::Format_RGB32);
+            seen.fill(panel);
+            QPainter(&seen).drawPixmap(0, 0, trayHeart().pixmap(side, side));
+            int standsOut = 0;
+            for (int i = 0; i < side * side; ++i)
+                standsOut += contrast(seen.pixelColor(i % side, i / side), panel) >= enough;
+            EXPECT_GE(standsOut, mostOfIt * side * side) << name << " at " << side;
+        }
+    }
 }
 
 TEST(PanelFrameTest, HasRoundCornersOnlyWhereWindowsAreBlended)

@@ -35,7 +35,7 @@ void paintIllustrations(QPainter &painter)
     illustration("capsule", {540, 403, 44, 44});
 }
 
-void paintIcons(QPainter &painter, const QColor &trayColor)
+void paintIcons(QPainter &painter)
 {
     QSvgRenderer icon(QStringLiteral(":/kivolo/icons/kivolo.svg"));
     qreal x = 4;
@@ -43,9 +43,10 @@ void paintIcons(QPainter &painter, const QColor &trayColor)
         icon.render(&painter, QRectF(x, 515, side, side));
         x += side + 2;
     }
+    QSvgRenderer heart(QStringLiteral(":/kivolo/icons/tray.svg"));
     x = 20;
     for (const int side : {16, 22, 24, 32, 44}) {
-        paintSymbol(painter, QStringLiteral("heart.fill"), QRectF(x, 720, side, side), trayColor);
+        heart.render(&painter, QRectF(x, 720, side, side));
         x += side + 10;
     }
 }
@@ -85,7 +86,7 @@ void paintSheet(QPainter &painter, const Palette &colors, bool symbols)
     painter.fillRect(QRectF({}, half), colors.window);
     if (!symbols) {
         paintIllustrations(painter);
-        paintIcons(painter, colors.dark ? Qt::white : Qt::black);
+        paintIcons(painter);
         return;
     }
     const QStringList files = QDir(QStringLiteral(":/kivolo/symbols")).entryList();
@@ -108,7 +109,7 @@ int main(int argc, char **argv)
     QPainter painter(&sheet);
     painter.setRenderHint(QPainter::Antialiasing);
     // Loads the resources, which nothing else does before a symbol is painted.
-    paintSymbol(painter, QStringLiteral("heart.fill"), {0, 0, 1, 1}, Qt::black);
+    paintSymbol(painter, QStringLiteral("checkmark"), {0, 0, 1, 1}, Qt::black);
     paintSheet(painter, Palette::standardLight(), symbols);
     painter.translate(half.width(), 0);
     paintSheet(painter, Palette::standardDark(), symbols);

@@ -6,7 +6,6 @@
 #include <QApplication>
 #include <QCursor>
 #include <QKeyEvent>
-#include <QPalette>
 #include <QVBoxLayout>
 #include <QWindow>
 #include <algorithm>
@@ -47,17 +46,15 @@ Rect menuBarPanelFrame(const std::optional<Rect> &icon, Point click, const Rect 
             within(y, visibleFrame.minY(), top), width, height};
 }
 
-MenuBarExtra::MenuBarExtra(QString title, Icons icons, ContentFactory makeContent,
+MenuBarExtra::MenuBarExtra(QString title, QIcon icon, ContentFactory makeContent,
                            const Screen &screen, MainQueue &queue)
     : title_(std::move(title))
-    , icons_(std::move(icons))
+    , icon_(std::move(icon))
     , makeContent_(std::move(makeContent))
     , screen_(screen)
     , queue_(queue)
 {
     menu_.addAction(tr("Open"), this, &MenuBarExtra::open);
-    // The menu hears of another palette without ever being shown.
-    menu_.installEventFilter(this);
     connect(&presence_, &TrayPresence::changed, this, &MenuBarExtra::followTray);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &MenuBarExtra::followFocus);
 }
@@ -68,14 +65,13 @@ void MenuBarExtra::followTray()
 {
     // From the first one on, the toolkit follows the tray by itself.
     if (!tray_) {
-        tray_ = std::make_unique<QSystemTrayIcon>();
+        tray_ = std::make_unique<QSystemTrayIcon>(icon_);
         tray_->setContextMenu(&menu_);
         tray_->setToolTip(title_.toHtmlEscaped());
         connect(tray_.get(), &QSystemTrayIcon::activated, this, [this](auto reason) {
             if (reason == QSystemTrayIcon::Trigger)
                 toggle();
         });
-        chooseIcon();
         tray_->show();
     }
     Q_EMIT availabilityChanged();
@@ -143,19 +139,8 @@ void MenuBarExtra::followFocus(QWindow *focused)
     close();
 }
 
-void MenuBarExtra::chooseIcon()
-{
-    const QPalette palette = QGuiApplication::palette();
-    const bool dark =
-        palette.windowText().color().lightness() > palette.window().color().lightness();
-    if (tray_)
-        tray_->setIcon(dark ? icons_.onDark : icons_.onLight);
-}
-
 bool MenuBarExtra::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == &menu_ && event->type() == QEvent::PaletteChange)
-        chooseIcon();
     // Arrives here only when nothing in the panel has taken it.
     if (watched == panel_.get() && event->type() == QEvent::KeyPress &&
         static_cast<QKeyEvent *>(event)->matches(QKeySequence::Cancel)) {

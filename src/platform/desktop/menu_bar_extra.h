@@ -31,19 +31,14 @@ class MenuBarExtra final : public QObject
 {
     Q_OBJECT
 public:
-    /// The same picture for trays on light and on dark desktops.
-    struct Icons
-    {
-        QIcon onLight;
-        QIcon onDark;
-    };
     /// Makes what fills the panel. Its property `squareCorners` (bool), if it has one, is true
     /// while the desktop cannot blend windows, so that the content must be opaque to its corners.
     using ContentFactory = std::function<std::unique_ptr<QWidget>()>;
 
+    /// `icon` has to be visible on light and dark: nothing tells what colour a desktop's tray has.
     /// `makeContent` is called when the panel is first opened. `screen` and `queue` must outlive
     /// the extra.
-    MenuBarExtra(QString title, Icons icons, ContentFactory makeContent, const Screen &screen,
+    MenuBarExtra(QString title, QIcon icon, ContentFactory makeContent, const Screen &screen,
                  MainQueue &queue);
     ~MenuBarExtra() override;
 
@@ -70,10 +65,9 @@ private:
     void followFocus(QWindow *focused);
     void makePanel();
     void toggle();
-    void chooseIcon();
 
     const QString title_;
-    const Icons icons_;
+    const QIcon icon_;
     ContentFactory makeContent_;
     const Screen &screen_;
     MainQueue &queue_;
