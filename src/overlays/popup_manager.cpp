@@ -32,7 +32,8 @@ PopupManager &PopupManager::shared()
 {
     static SystemMainQueue queue;
     static const SystemScreen screen;
-    static PopupManager manager({queue, screen, incomingBeamCard, application::activate});
+    static PopupManager manager(
+        {queue, screen, incomingBeamCard, [] { application::activate(queue); }});
     // Widgets must not outlive the application object, and this manager does.
     static const bool closedInTime = [] {
         qAddPostRoutine([] { shared().closeAll(); });

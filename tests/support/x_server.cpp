@@ -151,6 +151,16 @@ xcb_window_t XServer::activeWindow() const
     return active.empty() ? xcb_window_t(XCB_WINDOW_NONE) : active.front();
 }
 
+xcb_window_t XServer::addWindow()
+{
+    const xcb_window_t window = xcb_generate_id(connection_);
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, root_, 0, 0, 200, 100, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(connection_, window);
+    xcb_flush(connection_);
+    return window;
+}
+
 void XServer::addTopBar(std::uint32_t height)
 {
     const auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;

@@ -45,6 +45,9 @@ public:
     std::vector<QRect> inputShape(const QWidget &widget) const;
     xcb_window_t activeWindow() const;
 
+    /// An ordinary window of another program, shown. Goes with this connection.
+    xcb_window_t addWindow();
+
     /// Puts a desktop panel along the top edge of the whole desktop that keeps `height` device
     /// pixels for itself. Goes with this connection.
     void addTopBar(std::uint32_t height);

@@ -1,5 +1,6 @@
 #include "platform/desktop/application.h"
 
+#include "platform/desktop/key_guard.h"
 #include "platform/desktop/panel_system.h"
 
 #include <QApplication>
@@ -20,8 +21,9 @@ void chooseWindowSystem()
         qputenv("QT_QPA_PLATFORM", "xcb");
 }
 
-void activate()
+void activate(const MainQueue &queue)
 {
+    const bool isInUse = QApplication::activeWindow();
     const auto windows = QApplication::topLevelWidgets();
     for (QWidget *window : windows) {
         const bool ordinary = window->isWindow() && window->isVisible() &&
@@ -29,6 +31,9 @@ void activate()
         if (!ordinary)
             continue;
         window->raise();
+        if (isInUse)
+            continue;
+        KeyGuard::watch(*window, queue);
         window->activateWindow();
     }
 }

@@ -4,6 +4,10 @@
 class QUrl;
 class QWidget;
 
+namespace kivolo {
+class MainQueue;
+}
+
 namespace kivolo::application {
 
 /// To be called before the application object is made. A Wayland client may not place its own
@@ -11,9 +15,10 @@ namespace kivolo::application {
 /// the environment already names a window system.
 void chooseWindowSystem();
 
-/// Brings the program's ordinary windows in front of other programs' windows; does nothing while
-/// it shows none.
-void activate();
+/// Brings the program's ordinary windows in front of other programs' windows, and the program with
+/// them; does nothing while it shows none. Whoever is typing in one of them goes on typing there;
+/// what is being typed elsewhere gets into none of them (KeyGuard).
+void activate(const MainQueue &queue);
 
 /// Shows `window` on the virtual desktop that the user looks at, not minimised, in front of all
 /// others and with the focus. For the user's own demand only: it takes the focus from whatever
