@@ -214,15 +214,27 @@ std::vector<Beam> Circles::latest(std::int64_t circle, std::int64_t exceptSender
     return count > 0 ? ledger_.view().latest(circle, exceptSender, count) : std::vector<Beam>();
 }
 
-std::vector<Beam> Circles::history(const std::string &circleId, std::int64_t limit)
+void Circles::checkPoll(const std::string &circleId, const std::string &memberId)
+{
+    if (!ledger_.view().seat(circleId, memberId))
+        refuseStranger(circleId);
+}
+
+Circle Circles::checkHistory(const std::string &circleId, std::int64_t limit)
 {
     if (limit < 1 || limit > historyBeams)
         throw Refusal(Reason::Invalid, "A history has between 1 and 200 beams.");
-    const std::optional<Circle> circle = ledger_.view().circleById(circleId);
+    std::optional<Circle> circle = ledger_.view().circleById(circleId);
     if (!circle)
         throw Refusal(Reason::NotFound, "This circle does not exist.");
+    return std::move(*circle);
+}
+
+std::vector<Beam> Circles::history(const std::string &circleId, std::int64_t limit)
+{
+    const Circle circle = checkHistory(circleId, limit);
     std::vector<Beam> beams =
-        latest(circle->number, 0, static_cast<int>(limit), settings_.historyBytes);
+        latest(circle.number, 0, static_cast<int>(limit), settings_.historyBytes);
     seal(beams);
     return beams;
 }
@@ -230,8 +242,8 @@ std::vector<Beam> Circles::history(const std::string &circleId, std::int64_t lim
 std::variant<Beam, Circles::Time> Circles::capsule(const std::string &circleId,
                                                    const std::string &beamId)
 {
-    std::optional<Beam> beam = ledger_.view().beam(circleId, beamId);
-    if (!beam || !beam->openAt)
+    std::optional<Beam> beam = ledger_.view().capsule(circleId, beamId);
+    if (!beam)
         throw Refusal(Reason::NotFound, "This time capsule does not exist.");
     const Time opening{std::chrono::seconds(*beam->openAt)};
     const Time now = clock_();

@@ -57,6 +57,10 @@ public:
     void send(BeamRequest request, Done<Beam> done);
 
     std::optional<Membership> status(const std::string &deviceId);
+    // Whether the poll and the history would be told; each throws as they do.
+    void checkPoll(const std::string &circleId, const std::string &memberId);
+    Circle checkHistory(const std::string &circleId, std::int64_t limit);
+
     Poll poll(const std::string &circleId, const std::string &memberId, Seconds since);
     std::vector<Beam> history(const std::string &circleId, std::int64_t limit);
 

@@ -65,8 +65,8 @@ public:
                                               int limit) = 0;
     /// The circle's latest beams, oldest first.
     virtual std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit) = 0;
-    /// A beam of that circle, with its body even while it is sealed.
-    virtual std::optional<Beam> beam(const std::string &circleId, const std::string &id) = 0;
+    /// A time capsule of that circle, with its body even while it is sealed.
+    virtual std::optional<Beam> capsule(const std::string &circleId, const std::string &id) = 0;
 };
 
 /// What can be changed, in one transaction that no other writer of the database runs beside.

@@ -1,12 +1,11 @@
 #include "http/server.h"
+#include "log.h"
 #include "options.h"
 #include "routes.h"
 
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <iostream>
-#include <spdlog/cfg/env.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -14,15 +13,22 @@
 namespace kivolo::server {
 namespace {
 
-// Every connection takes a descriptor, and the usual soft limit is below the connections' own.
-void raiseDescriptorLimit()
+// Every connection takes a descriptor, and one more while it is sent a file; the database needs
+// some as well. The usual soft limit is below that.
+std::size_t connectionsWithinDescriptors(std::size_t wanted)
 {
+    constexpr rlim_t reserve = 64;
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return;
+        return wanted;
     limit.rlim_cur = limit.rlim_max;
-    if (setrlimit(RLIMIT_NOFILE, &limit) != 0)
-        spdlog::warn("the limit on open files stays as it is");
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0 && getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return wanted;
+    const rlim_t room = limit.rlim_cur > reserve ? (limit.rlim_cur - reserve) / 2 : 1;
+    if (room >= wanted)
+        return wanted;
+    spdlog::warn("the limit on open files leaves room for {} connections only", room);
+    return room;
 }
 
 void serve(const Options &options)
@@ -37,12 +43,14 @@ void serve(const Options &options)
     settings.maxSeats = options.maxSeats;
     Circles circles(*ledger, clock, systemRandomness, settings);
     Routes routes(circles, site);
+    http::Limits limits;
+    limits.connections = connectionsWithinDescriptors(limits.connections);
     http::Server server(
         context,
         [&routes](const http::Request &request, http::Reply later) {
             return routes.handle(request, std::move(later));
         },
-        http::Limits());
+        limits);
 
     boost::asio::signal_set signals(context, SIGTERM, SIGINT);
     signals.async_wait([&server](boost::system::error_code error, int) {
@@ -51,8 +59,8 @@ void serve(const Options &options)
         spdlog::info("stopping");
         server.stop();
     });
-    const std::string address = server.listen(options.listen);
-    std::cout << "listening on http://" << address << std::endl;
+    for (const std::string &address : options.listen)
+        std::cout << "listening on http://" << server.listen(address) << std::endl;
     context.run();
 }
 
@@ -61,11 +69,9 @@ int run(int argc, char **argv)
     const std::variant<Options, int> parsed = parseOptions(argc, argv);
     if (const int *exitCode = std::get_if<int>(&parsed))
         return *exitCode;
-    spdlog::set_default_logger(spdlog::stderr_color_mt("kivolo-server"));
-    spdlog::cfg::load_env_levels(); // SPDLOG_LEVEL=debug shows every request's path and status
+    openLog();
     std::signal(SIGPIPE, SIG_IGN);
     umask(077); // what members write is nobody else's on this machine
-    raiseDescriptorLimit();
     try {
         serve(std::get<Options>(parsed));
         return 0;

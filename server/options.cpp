@@ -12,8 +12,11 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
     Options options;
     CLI::App app("Delivers the beams of Kivolo's circles.", "kivolo-server");
     app.set_version_flag("--version", std::string("kivolo-server ") + KIVOLO_VERSION);
-    app.add_option("--listen", options.listen, "Address to listen on; port 0 picks a free one")
-        ->option_text("HOST:PORT [127.0.0.1:8787]");
+    app.add_option("--listen", options.listen,
+                   "Address to listen on, as often as there are any; port 0 picks a free one")
+        ->option_text("HOST:PORT [127.0.0.1:8787]")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--database", options.database,
                    "Where circles and beams are kept; the file is created where needed")
         ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");

@@ -5,12 +5,13 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace kivolo::server {
 
 struct Options
 {
-    std::string listen = "127.0.0.1:8787";
+    std::vector<std::string> listen{"127.0.0.1:8787"};
     std::string database; ///< Empty: the file under the user's data directory.
     std::string site;     ///< Empty: no files are served.
     std::int64_t maxSeats = 5;

@@ -42,6 +42,14 @@ Response ok(std::string body)
     return response;
 }
 
+/// To a HEAD for what may be large: nothing of it is read.
+Response unmeasured()
+{
+    Response response;
+    response.measured = false;
+    return response;
+}
+
 /// The action's response, or the one that tells how it failed.
 template<typename Action>
 auto told(Action &&action) -> decltype(action())
@@ -155,15 +163,25 @@ Answer Routes::send(const Request &request, Reply &later)
 
 Answer Routes::poll(const Request &request, Reply &)
 {
-    return ok(wire::poll(circles_.poll(queryText(request.target, "circle_id"),
-                                       queryText(request.target, "member_id"),
-                                       queryNumber(request.target, "since"))));
+    const std::string circleId = queryText(request.target, "circle_id");
+    const std::string memberId = queryText(request.target, "member_id");
+    const std::int64_t since = queryNumber(request.target, "since");
+    if (request.isHead()) {
+        circles_.checkPoll(circleId, memberId);
+        return unmeasured();
+    }
+    return ok(wire::poll(circles_.poll(circleId, memberId, since)));
 }
 
 Answer Routes::history(const Request &request, Reply &)
 {
-    return ok(wire::history(circles_.history(queryText(request.target, "circle_id"),
-                                             queryNumber(request.target, "limit"))));
+    const std::string circleId = queryText(request.target, "circle_id");
+    const std::int64_t limit = queryNumber(request.target, "limit");
+    if (request.isHead()) {
+        circles_.checkHistory(circleId, limit);
+        return unmeasured();
+    }
+    return ok(wire::history(circles_.history(circleId, limit)));
 }
 
 Answer Routes::capsule(const Request &request, Reply &)

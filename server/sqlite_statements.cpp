@@ -154,7 +154,8 @@ SqliteStatements::SqliteStatements(soci::session &s)
                               " ORDER BY b.created_at DESC, b.number DESC LIMIT :limit"),
                use(in_.number1), use(in_.number2), use(in_.limit)))
     , beamById_((selectBeams(s, "JOIN circle c ON c.number = b.circle"
-                                " WHERE b.id = :id AND c.id = :circle"),
+                                " WHERE b.id = :id AND c.id = :circle"
+                                " AND b.open_at IS NOT NULL"),
                  use(in_.text2), use(in_.text1)))
     , loadOfSecond_((s.prepare << "SELECT count(*), coalesce(sum(bytes), 0) FROM beam"
                                   " WHERE circle = :circle AND created_at = :second",
@@ -285,7 +286,7 @@ std::vector<Beam> SqliteStatements::latest(std::int64_t circle, std::int64_t exc
     return beams;
 }
 
-std::optional<Beam> SqliteStatements::beam(const std::string &circleId, const std::string &id)
+std::optional<Beam> SqliteStatements::capsule(const std::string &circleId, const std::string &id)
 {
     in_.text1 = circleId;
     in_.text2 = id;

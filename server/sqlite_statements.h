@@ -30,7 +30,7 @@ public:
     std::vector<BeamSize> latestSizes(std::int64_t circle, std::int64_t exceptSender,
                                       int limit) override;
     std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit) override;
-    std::optional<Beam> beam(const std::string &circleId, const std::string &id) override;
+    std::optional<Beam> capsule(const std::string &circleId, const std::string &id) override;
 
     Load loadOfSecond(std::int64_t circle, Seconds second) override;
     void addCircle(const Circle &circle, const std::string &ownerEmail, Seconds now) override;

@@ -2,11 +2,14 @@
 
 #include "session.h"
 
+#include <array>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/ip/v6_only.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 #include <ctime>
+#include <fcntl.h>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server::http {
@@ -18,8 +21,7 @@ namespace {
 
 constexpr auto awaited = asio::as_tuple(asio::use_awaitable);
 
-/// Every coroutine of a server is started here. None throws but for want of memory, which ends
-/// that one connection.
+/// Starts what serves one connection. It throws for want of memory only, which ends just that one.
 void start(asio::io_context &context, asio::awaitable<void> coroutine)
 {
     asio::co_spawn(context, std::move(coroutine), [](std::exception_ptr failure) {
@@ -32,6 +34,37 @@ void start(asio::io_context &context, asio::awaitable<void> coroutine)
     });
 }
 
+/// Starts what every connection relies on. Its failure comes out of the context's run() and ends
+/// the process: a server that keeps no deadlines any more must not look healthy.
+void startVital(asio::io_context &context, asio::awaitable<void> coroutine)
+{
+    asio::co_spawn(context, std::move(coroutine), [](std::exception_ptr failure) {
+        if (failure)
+            std::rethrow_exception(failure);
+    });
+}
+
+/// What does not fit into an empty socket buffer is not worth waiting for.
+void turnAway(tcp::socket &socket)
+{
+    constexpr std::string_view busy =
+        "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\n"
+        "Content-Length: 66\r\nConnection: close\r\n\r\n"
+        R"({"error":"Kivolo is very busy just now. Please try again later."})"
+        "\n";
+    boost::system::error_code ignored;
+    socket.non_blocking(true, ignored);
+    socket.write_some(asio::buffer(busy), ignored);
+    // Closing over an unread request would reset the connection and take the reply with it.
+    std::array<char, 4096> request;
+    socket.read_some(asio::buffer(request), ignored);
+}
+
+File openSpare()
+{
+    return File(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+}
+
 } // namespace
 
 Hub::Hub(asio::io_context &context, Handler handler, Limits limits)
@@ -40,21 +73,28 @@ Hub::Hub(asio::io_context &context, Handler handler, Limits limits)
     , limits_(limits)
     , bodies_(limits.allBodiesBytes)
     , replies_(limits.allRepliesBytes)
-    , acceptor_(context)
+    , spare_(openSpare())
     , sweepTimer_(context)
     , acceptTimer_(context)
 {
     refreshDate();
 }
 
-void Hub::open(const tcp::endpoint &endpoint)
+std::uint16_t Hub::open(const tcp::endpoint &endpoint)
 {
-    acceptor_.open(endpoint.protocol());
-    acceptor_.set_option(tcp::acceptor::reuse_address(true));
-    acceptor_.bind(endpoint);
-    acceptor_.listen();
-    start(context_, accept(shared_from_this()));
-    start(context_, sweep(shared_from_this()));
+    Acceptor acceptor(context_, endpoint.protocol());
+    acceptor.set_option(Acceptor::reuse_address(true));
+    // So that both families of one name or port can be listened on side by side.
+    if (endpoint.protocol() == tcp::v6())
+        acceptor.set_option(asio::ip::v6_only(true));
+    acceptor.bind(endpoint);
+    acceptor.listen();
+    acceptor.non_blocking(true);
+    if (acceptors_.empty())
+        startVital(context_, sweep(shared_from_this()));
+    acceptors_.push_back(std::move(acceptor));
+    startVital(context_, accept(shared_from_this(), acceptors_.back()));
+    return acceptors_.back().local_endpoint().port();
 }
 
 void Hub::stop()
@@ -64,11 +104,12 @@ void Hub::stop()
     stopping_ = true;
     end_ = deadlineAfter(limits_.grace);
     boost::system::error_code ignored; // there is nobody left to tell
-    acceptor_.close(ignored);
+    for (Acceptor &acceptor : acceptors_)
+        acceptor.close(ignored);
     acceptTimer_.cancel();
     sweepTimer_.cancel();
-    const std::unordered_set<Session *> sessions = sessions_;
-    for (Session *session : sessions)
+    // What ends a session does so in a later turn of the loop, so the set stays as it is.
+    for (Session *session : sessions_)
         session->finish();
 }
 
@@ -77,19 +118,34 @@ std::int64_t Hub::deadlineAfter(std::chrono::milliseconds duration) const
     return ticks_ + duration / limits_.tick + 1;
 }
 
-asio::awaitable<void> Hub::accept(std::shared_ptr<Hub> self)
+asio::awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
 {
     while (!self->stopping_) {
-        auto [error, socket] = co_await self->acceptor_.async_accept(awaited);
+        auto [error, socket] = co_await acceptor.async_accept(awaited);
         if (!error) {
             self->welcome(std::move(socket));
         } else if (!self->stopping_) {
             // Out of descriptors, most likely: trying again at once would only burn the processor.
             spdlog::warn("cannot accept a connection: {}", error.message());
+            self->turnAwayAll(acceptor);
             self->acceptTimer_.expires_after(self->limits_.tick);
             co_await self->acceptTimer_.async_wait(awaited);
         }
     }
+}
+
+// They would wait in the kernel's queue for as long as no other connection ends.
+void Hub::turnAwayAll(Acceptor &acceptor)
+{
+    spare_ = File();
+    boost::system::error_code error;
+    for (std::size_t i = 0; i < limits_.connections && !error; ++i) {
+        tcp::socket socket(context_);
+        acceptor.accept(socket, error);
+        if (!error)
+            turnAway(socket);
+    }
+    spare_ = openSpare();
 }
 
 void Hub::welcome(tcp::socket socket)
@@ -98,18 +154,16 @@ void Hub::welcome(tcp::socket socket)
     socket.set_option(tcp::no_delay(true), error);
     socket.non_blocking(true, error);
     if (sessions_.size() >= limits_.connections) {
-        constexpr std::string_view busy =
-            "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\n"
-            "Content-Length: 66\r\nConnection: close\r\n\r\n"
-            R"({"error":"Kivolo is very busy just now. Please try again later."})"
-            "\n";
-        // What does not fit into an empty socket buffer is not worth waiting for.
-        socket.write_some(asio::buffer(busy), error);
+        turnAway(socket);
         return;
     }
-    auto session = std::make_shared<Session>(std::move(socket), shared_from_this());
-    sessions_.insert(session.get());
-    start(context_, Session::run(std::move(session)));
+    try {
+        auto session = std::make_shared<Session>(std::move(socket), shared_from_this());
+        sessions_.insert(session.get());
+        start(context_, Session::run(std::move(session)));
+    } catch (const std::bad_alloc &) {
+        spdlog::error("there is no memory for another connection");
+    }
 }
 
 asio::awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)
@@ -122,8 +176,7 @@ asio::awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)
         ++self->ticks_;
         self->refreshDate();
         const bool over = self->stopping_ && self->ticks_ >= self->end_;
-        const std::unordered_set<Session *> sessions = self->sessions_;
-        for (Session *session : sessions) {
+        for (Session *session : self->sessions_) {
             if (over)
                 session->abort();
             else

@@ -7,6 +7,7 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <list>
 #include <unordered_set>
 
 namespace kivolo::server::http {
@@ -22,8 +23,9 @@ class Hub : public std::enable_shared_from_this<Hub>
 public:
     Hub(boost::asio::io_context &context, Handler handler, Limits limits);
 
-    void open(const boost::asio::ip::tcp::endpoint &endpoint);
-    std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
+    /// Accepts connections on it. Returns the port, which is a free one where it was 0; throws
+    /// boost::system::system_error.
+    std::uint16_t open(const boost::asio::ip::tcp::endpoint &endpoint);
     void stop();
 
     bool stopping() const { return stopping_; }
@@ -38,9 +40,12 @@ public:
     void forget(Session *session) { sessions_.erase(session); }
 
 private:
-    static boost::asio::awaitable<void> accept(std::shared_ptr<Hub> self);
+    using Acceptor = boost::asio::ip::tcp::acceptor;
+
+    static boost::asio::awaitable<void> accept(std::shared_ptr<Hub> self, Acceptor &acceptor);
     static boost::asio::awaitable<void> sweep(std::shared_ptr<Hub> self);
     void welcome(boost::asio::ip::tcp::socket socket);
+    void turnAwayAll(Acceptor &acceptor);
     void refreshDate();
 
     boost::asio::io_context &context_;
@@ -48,7 +53,8 @@ private:
     Limits limits_;
     Budget bodies_;
     Budget replies_;
-    boost::asio::ip::tcp::acceptor acceptor_;
+    std::list<Acceptor> acceptors_;
+    File spare_; ///< Given up to turn a connection away when there is no descriptor left.
     boost::asio::steady_timer sweepTimer_;
     boost::asio::steady_timer acceptTimer_;
     std::unordered_set<Session *> sessions_;

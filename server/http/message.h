@@ -20,6 +20,8 @@ struct Request
     std::string_view contentType;
     std::string_view body;
 
+    /// The head of what GET would give is asked for, and no body.
+    bool isHead() const { return method == "HEAD"; }
     std::string_view path() const { return target.substr(0, target.find('?')); }
 };
 
@@ -60,6 +62,8 @@ struct Response
     std::string body = {};
     File file = {};
     std::uint64_t fileSize = 0;
+    /// False to a HEAD whose body was not made, so that nobody knows how long it would be.
+    bool measured = true;
 };
 
 /// A reply that says in one sentence, for the member, what went wrong.

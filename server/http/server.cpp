@@ -3,8 +3,11 @@
 #include "hub.h"
 
 #include <charconv>
+#include <set>
 
 namespace kivolo::server::http {
+
+using boost::asio::ip::tcp;
 
 namespace {
 
@@ -34,6 +37,40 @@ std::uint16_t portNumber(std::string_view text)
     return port;
 }
 
+/// Each once: a name can stand for the same address several times.
+std::set<tcp::endpoint> endpointsOf(const std::string &host, std::uint16_t port)
+{
+    boost::asio::io_context lookup;
+    tcp::resolver resolver(lookup);
+    std::set<tcp::endpoint> endpoints;
+    for (const auto &entry : resolver.resolve(host, std::to_string(port)))
+        endpoints.insert(entry.endpoint());
+    return endpoints;
+}
+
+/// Where the port is 0, the one that the first address got serves for all.
+std::uint16_t openAll(Hub &hub, const std::set<tcp::endpoint> &endpoints)
+{
+    std::uint16_t port = 0;
+    boost::system::error_code missing;
+    for (tcp::endpoint endpoint : endpoints) {
+        if (port != 0)
+            endpoint.port(port);
+        try {
+            port = hub.open(endpoint);
+        } catch (const boost::system::system_error &error) {
+            // "localhost" may have an address of a family that this machine does without.
+            missing = error.code();
+            if (missing != boost::system::errc::address_not_available &&
+                missing != boost::system::errc::address_family_not_supported)
+                throw;
+        }
+    }
+    if (port == 0)
+        throw boost::system::system_error(missing);
+    return port;
+}
+
 } // namespace
 
 Server::Server(boost::asio::io_context &context, Handler handler, Limits limits)
@@ -47,14 +84,11 @@ std::string Server::listen(const std::string &address)
     const Address parts = split(address);
     const std::uint16_t port = portNumber(parts.port);
     try {
-        boost::asio::io_context lookup;
-        boost::asio::ip::tcp::resolver resolver(lookup);
-        const auto found = resolver.resolve(parts.host, std::to_string(port));
-        hub_->open(*found.begin());
+        const std::uint16_t real = openAll(*hub_, endpointsOf(parts.host, port));
+        return address.substr(0, address.size() - parts.port.size()) + std::to_string(real);
     } catch (const boost::system::system_error &error) {
         throw std::runtime_error("cannot listen on " + address + ": " + error.code().message());
     }
-    return address.substr(0, address.size() - parts.port.size()) + std::to_string(hub_->port());
 }
 
 void Server::stop()

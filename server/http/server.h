@@ -46,7 +46,8 @@ public:
     Server(boost::asio::io_context &context, Handler handler, Limits limits);
     ~Server();
 
-    /// Listens on HOST:PORT, with an IPv6 address in brackets, and begins to accept. Returns the
+    /// Listens on HOST:PORT, with an IPv6 address in brackets, and begins to accept; of a name on
+    /// every address that it has and this machine knows. May be called several times. Returns the
     /// address with the real port; throws std::runtime_error with a sentence for the operator.
     std::string listen(const std::string &address);
 

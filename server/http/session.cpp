@@ -39,6 +39,7 @@ std::string_view view(beast::string_view text)
 Session::Session(asio::ip::tcp::socket socket, std::shared_ptr<Hub> hub)
     : socket_(std::move(socket))
     , hub_(std::move(hub))
+    , buffer_(hub_->limits().headerBytes + bodyChunk)
     , wakeUp_(socket_.get_executor())
 {}
 
@@ -52,13 +53,14 @@ asio::awaitable<void> Session::run(std::shared_ptr<Session> self)
     for (bool more = true; more;) {
         more = co_await self->serveOne();
         self->bodyShare_ = Budget::Share();
+        if (more)
+            co_await self->letOthersGoFirst();
     }
 }
 
 asio::awaitable<bool> Session::serveOne()
 {
     Parser parser;
-    parser.eager(true);
     parser.header_limit(hub_->limits().headerBytes);
     parser.body_limit(hub_->limits().bodyBytes);
     const bool received = co_await receive(parser);
@@ -75,7 +77,7 @@ asio::awaitable<bool> Session::serveOne()
     else
         spdlog::debug("{} {} {}", request.method, request.path(), response->status);
     const bool keepAlive = parser.keep_alive() && !hub_->stopping();
-    const bool withBody = request.method != "HEAD";
+    const bool withBody = !request.isHead();
     const bool sent = co_await send(std::move(*response), withBody, keepAlive);
     co_return sent &&keepAlive;
 }
@@ -83,7 +85,25 @@ asio::awaitable<bool> Session::serveOne()
 // A request that comes in whole with the previous one is parsed without touching the socket.
 asio::awaitable<bool> Session::receive(Parser &parser)
 {
-    bool welcomed = false;
+    const bool known = co_await receiveHeader(parser);
+    if (!known)
+        co_return false;
+    std::optional<Response> objection = objectionToBody(parser);
+    if (objection) {
+        co_await turnAway(std::move(*objection));
+        co_return false;
+    }
+    if (parser.is_done())
+        co_return true;
+    const bool ready = co_await welcomeBody(parser);
+    if (!ready)
+        co_return false;
+    const bool complete = co_await receiveBody(parser);
+    co_return complete;
+}
+
+asio::awaitable<bool> Session::receiveHeader(Parser &parser)
+{
     if (buffer_.size() == 0) {
         if (hub_->stopping())
             co_return false;
@@ -91,6 +111,56 @@ asio::awaitable<bool> Session::receive(Parser &parser)
     } else {
         enter(Phase::Reading, hub_->limits().header);
     }
+    // Stops behind the header, so that what is not wanted of a body is refused before it is read.
+    parser.eager(false);
+    for (;;) {
+        error_code error;
+        if (buffer_.size() > 0)
+            buffer_.consume(parser.put(buffer_.data(), error));
+        if (error && error != beast::http::error::need_more) {
+            co_await refuse(error);
+            co_return false;
+        }
+        if (parser.is_header_done())
+            co_return true;
+        const bool more = co_await readMore(headerChunk);
+        if (!more)
+            co_return false;
+        if (phase_ == Phase::Idle)
+            enter(Phase::Reading, hub_->limits().header);
+    }
+}
+
+// Asks for it where the client waits to be asked.
+asio::awaitable<bool> Session::welcomeBody(Parser &parser)
+{
+    const beast::string_view expected = parser.get()[beast::http::field::expect];
+    if (!beast::iequals(expected, "100-continue"))
+        co_return true;
+    constexpr std::string_view go = "HTTP/1.1 100 Continue\r\n\r\n";
+    const bool written = co_await write(go);
+    co_return written;
+}
+
+// A body has to say how long it is. No client of ours needs another way, and the parser bounds
+// neither what can stand beside the chunks of a coded one nor the fields behind it.
+std::optional<Response> Session::objectionToBody(Parser &parser)
+{
+    if (parser.chunked())
+        return errorResponse(411, "The request is wrong: it does not say how long it is.");
+    if (parser.get().count(beast::http::field::transfer_encoding) > 0)
+        return errorResponse(501, "The request is wrong: its coding is not known here.");
+    std::optional<Budget::Share> share = hub_->bodies().take(parser.content_length().value_or(0));
+    if (!share)
+        return errorResponse(503, busy);
+    bodyShare_ = std::move(*share);
+    return std::nullopt;
+}
+
+asio::awaitable<bool> Session::receiveBody(Parser &parser)
+{
+    enter(Phase::Reading, hub_->limits().body);
+    parser.eager(true);
     for (;;) {
         error_code error;
         if (buffer_.size() > 0)
@@ -101,49 +171,33 @@ asio::awaitable<bool> Session::receive(Parser &parser)
         }
         if (parser.is_done())
             co_return true;
-        if (parser.is_header_done() && !welcomed) {
-            welcomed = true;
-            if (!reserveBody(parser)) {
-                co_await turnAway(errorResponse(503, busy));
-                co_return false;
-            }
-            const bool ready = co_await welcomeBody(parser);
-            if (!ready)
-                co_return false;
-            enter(Phase::Reading, hub_->limits().body);
-        }
-        const auto space = buffer_.prepare(welcomed ? bodyChunk : headerChunk);
-        const auto [failure, count] = co_await socket_.async_read_some(space, awaited);
-        if (failure) {
-            if (expired_ && phase_ == Phase::Reading)
-                co_await refuse(asio::error::timed_out);
+        const bool more = co_await readMore(bodyChunk);
+        if (!more)
             co_return false;
-        }
-        buffer_.commit(count);
-        if (phase_ == Phase::Idle)
-            enter(Phase::Reading, hub_->limits().header);
     }
 }
 
-asio::awaitable<bool> Session::welcomeBody(Parser &parser)
+asio::awaitable<bool> Session::readMore(std::size_t most)
 {
-    const std::string_view expected = view(parser.get()[beast::http::field::expect]);
-    if (!beast::iequals({expected.data(), expected.size()}, "100-continue"))
-        co_return true;
-    constexpr std::string_view go = "HTTP/1.1 100 Continue\r\n\r\n";
-    const bool written = co_await write(go);
-    co_return written;
+    const auto space = buffer_.prepare(most);
+    const auto [failure, count] = co_await socket_.async_read_some(space, awaited);
+    if (failure) {
+        if (expired_ && phase_ == Phase::Reading)
+            co_await refuse(asio::error::timed_out);
+        co_return false;
+    }
+    buffer_.commit(count);
+    co_return true;
 }
 
-// A body of unknown length may become as long as any.
-bool Session::reserveBody(Parser &parser)
+// Requests that have come together with the one before them would keep the thread until the last
+// is answered. And the room that a large one needed is not kept for the rest of the connection.
+asio::awaitable<void> Session::letOthersGoFirst()
 {
-    const std::uint64_t length = parser.content_length().value_or(hub_->limits().bodyBytes);
-    std::optional<Budget::Share> share = hub_->bodies().take(length);
-    if (!share)
-        return false;
-    bodyShare_ = std::move(*share);
-    return true;
+    if (buffer_.size() > 0)
+        co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+    else if (buffer_.capacity() > headerChunk)
+        buffer_.shrink_to_fit();
 }
 
 asio::awaitable<void> Session::refuse(error_code error)
@@ -335,8 +389,10 @@ void Session::composeHead(const Response &response, bool keepAlive)
     head_ += hub_->date();
     head_ += "\r\nContent-Type: ";
     head_ += response.contentType;
-    head_ += "\r\nContent-Length: ";
-    head_ += std::to_string(response.file ? response.fileSize : response.body.size());
+    if (response.measured) {
+        head_ += "\r\nContent-Length: ";
+        head_ += std::to_string(response.file ? response.fileSize : response.body.size());
+    }
     head_ += response.file ? "\r\nX-Content-Type-Options: nosniff" : "\r\nCache-Control: no-store";
     if (!response.allow.empty())
         (head_ += "\r\nAllow: ") += response.allow;

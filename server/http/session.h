@@ -33,8 +33,12 @@ private:
 
     boost::asio::awaitable<bool> serveOne();
     boost::asio::awaitable<bool> receive(Parser &parser);
+    boost::asio::awaitable<bool> receiveHeader(Parser &parser);
     boost::asio::awaitable<bool> welcomeBody(Parser &parser);
-    bool reserveBody(Parser &parser);
+    boost::asio::awaitable<bool> receiveBody(Parser &parser);
+    boost::asio::awaitable<bool> readMore(std::size_t most);
+    std::optional<Response> objectionToBody(Parser &parser);
+    boost::asio::awaitable<void> letOthersGoFirst();
     boost::asio::awaitable<void> refuse(boost::system::error_code error);
     boost::asio::awaitable<void> turnAway(Response response);
     boost::asio::awaitable<std::optional<Response>> answer(Request request);

@@ -1,11 +1,15 @@
 // Real sockets, broken requests.
 
+#include "allocations.h"
 #include "http/server.h"
 #include "support.h"
 
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
+#include <deque>
 #include <future>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <thread>
 
 namespace kivolo::server::test {
@@ -14,6 +18,11 @@ namespace {
 
 const std::string me = "GET /me?device_id=x HTTP/1.1\r\nHost: x\r\n\r\n";
 const std::string lastMe = httpGet("/me?device_id=x");
+
+std::uint16_t portOf(const std::string &address)
+{
+    return static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
+}
 
 struct RunningServer
 {
@@ -30,8 +39,7 @@ struct RunningServer
               },
               limits)
     {
-        const std::string address = server.listen("127.0.0.1:0");
-        port = static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
+        port = portOf(server.listen("127.0.0.1:0"));
         thread = std::jthread([this] { context.run(); });
     }
     ~RunningServer()
@@ -89,9 +97,14 @@ TEST(Http, AnswersOrRefusesWhateverComesAndGoesOn)
         {post + "Content-Length: -1\r\n\r\n", "HTTP/1.1 400"},
         {post + "Content-Length: 5000000\r\n\r\n{", "HTTP/1.1 413"},
         {post + "Content-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", "HTTP/1.1 400"},
-        {post + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", "HTTP/1.1 400"},
-        {post + "Transfer-Encoding: chunked\r\nConnection: close\r\n\r\n2\r\n{}\r\n0\r\n\r\n",
-         "HTTP/1.1 400"},
+        {post + "Transfer-Encoding: chunked\r\n\r\nzz\r\n", "HTTP/1.1 411"},
+        {post + "Transfer-Encoding: chunked\r\n\r\n", "HTTP/1.1 411"},
+        {post + "Transfer-Encoding: gzip, chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n", "HTTP/1.1 411"},
+        {"POST /join HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n"
+         "Content-Type: application/json\r\n\r\n",
+         "HTTP/1.1 411"},
+        {post + "Transfer-Encoding: gzip\r\n\r\n" + lastMe, "HTTP/1.1 501"},
+        {post + "Connection: close\r\n\r\n", "HTTP/1.1 400"},
         {post + "Expect: 100-continue\r\nContent-Length: 2\r\n\r\n", "HTTP/1.1 100"},
         {post + "Content-Length: 10\r\n\r\n{", "HTTP/1.1 408"},
         {"GET /me", "HTTP/1.1 408"},
@@ -101,11 +114,120 @@ TEST(Http, AnswersOrRefusesWhateverComesAndGoesOn)
         const std::string reply = talk(running.port, request);
         EXPECT_EQ(reply.substr(0, 12), start) << request.substr(0, 80);
     }
+    const std::string unknownCoding = post + "Transfer-Encoding: gzip\r\n\r\n" + lastMe;
+    EXPECT_EQ(countOf(talk(running.port, unknownCoding), "HTTP/1.1"), 1u)
+        << "its body was answered";
     const std::string pipelined = talk(running.port, me + me + lastMe);
     EXPECT_EQ(countOf(pipelined, "{\"joined\":false}"), 3u);
     const std::string head = talk(running.port, cases[2].first);
     EXPECT_NE(head.find("Content-Length: 16\r\n"), std::string::npos);
     EXPECT_TRUE(head.ends_with("\r\n\r\n"));
+}
+
+// The first of many requests is answered only when another connection has asked for something,
+// which then has to come between them.
+TEST(Http, LetsOthersInBetweenTheRequestsOfOneConnection)
+{
+    constexpr int requests = 90; // come in with one read
+    boost::asio::io_context context;
+    std::promise<void> first;
+    std::promise<void> otherHasAsked;
+    std::atomic<int> answered = 0;
+    http::Server server(context,
+                        [&](const http::Request &request, const http::Reply &) -> http::Answer {
+                            http::Response response;
+                            if (request.target == "/other") {
+                                response.body = "after " + std::to_string(answered);
+                            } else if (++answered == 1) {
+                                first.set_value();
+                                otherHasAsked.get_future().wait();
+                            }
+                            return response;
+                        },
+                        {});
+    const std::uint16_t port = portOf(server.listen("127.0.0.1:0"));
+    const std::jthread thread([&] { context.run(); });
+    std::string all;
+    for (int i = 1; i < requests; ++i)
+        all += "GET /many HTTP/1.1\r\nHost: x\r\n\r\n";
+    Connection many(port, all + httpGet("/many"));
+    first.get_future().wait();
+    Connection other(port, httpGet("/other"));
+    otherHasAsked.set_value();
+    const std::string reply = other.read();
+    const int before = std::stoi(reply.substr(reply.rfind(' ')));
+    EXPECT_LT(before, 20) << "requests of the other connection were answered first";
+    EXPECT_EQ(countOf(many.read(), "HTTP/1.1 200"), std::size_t{requests});
+    boost::asio::post(context, [&] { server.stop(); });
+}
+
+// An idle connection costs little, whatever it has sent before.
+TEST(Http, KeepsNoRoomThatALargeRequestNeeded)
+{
+    constexpr std::size_t count = 50;
+    constexpr std::size_t bytesEach = 16 << 10;
+    RunningServer running;
+    const std::string large = R"({"code":")" + std::string(60'000, 'x') + R"("})";
+    const std::string request = "POST /join HTTP/1.1\r\nContent-Type: application/json\r\n"
+                                "Content-Length: " +
+                                std::to_string(large.size()) + "\r\n\r\n" + large;
+    Connection warmUp(running.port, request);
+    warmUp.readUntil("\"}");
+    const std::size_t before = mallinfo2().uordblks;
+    std::deque<Connection> connections;
+    while (connections.size() < count)
+        connections.emplace_back(running.port, request).readUntil("\"}");
+    talk(running.port, lastMe); // the last one's room is given up in a turn of its own
+    EXPECT_LT(mallinfo2().uordblks, before + count * bytesEach);
+}
+
+// Where memory runs out, what keeps the promises of all must not die of it without a word.
+TEST(Http, GoesOnKeepingDeadlinesAndAcceptingWhenMemoryRanOut)
+{
+    http::Limits limits;
+    limits.tick = std::chrono::milliseconds(5);
+    limits.idle = std::chrono::milliseconds(300);
+    RunningServer running(limits);
+    const auto onThread = [&](auto action) {
+        std::promise<void> done;
+        boost::asio::post(running.context, [&] {
+            action();
+            done.set_value();
+        });
+        done.get_future().wait();
+    };
+    Connection idle(running.port, me);
+    idle.readUntil("}");
+    onThread([&] { failAllocations(1); });
+    EXPECT_EQ(idle.read(), "") << "closed because it was idle for too long";
+    onThread([&] { failAllocations(0); });
+
+    onThread([&] { failAllocations(400); }); // a connection's own record is larger
+    EXPECT_EQ(talk(running.port, lastMe), "") << "there was no memory for it";
+    onThread([&] { failAllocations(0); });
+    EXPECT_EQ(talk(running.port, lastMe).substr(0, 12), "HTTP/1.1 200");
+}
+
+TEST(Http, ListensOnAllAddressesThatItIsGiven)
+{
+    boost::asio::io_context context;
+    http::Server server(
+        context,
+        [](const http::Request &, const http::Reply &) -> http::Answer { return http::Response(); },
+        {});
+    const std::string one = server.listen("127.0.0.1:0");
+    const std::string all = server.listen("localhost:0");
+    const std::jthread thread([&] { context.run(); });
+    EXPECT_TRUE(talk(portOf(one), lastMe).starts_with("HTTP/1.1 200"));
+    boost::asio::io_context lookup;
+    boost::asio::ip::tcp::resolver resolver(lookup);
+    for (const auto &found : resolver.resolve("localhost", std::to_string(portOf(all)))) {
+        boost::asio::ip::tcp::socket socket(lookup);
+        boost::system::error_code error;
+        socket.connect(found.endpoint(), error);
+        EXPECT_FALSE(error) << found.endpoint().address().to_string();
+    }
+    boost::asio::post(context, [&] { server.stop(); });
 }
 
 TEST(Http, HoldsBackWhatIsBeyondItsConnections)
@@ -160,7 +282,11 @@ TEST(Http, DeliversLargeRepliesWholeAndStopsInTheMiddleOfAWait)
     ana.beam["body"] = largeDoodle;
     for (int i = 0; i < 5; ++i)
         ASSERT_TRUE(running.post("/beam", ana.beam).starts_with("HTTP/1.1 200"));
-    EXPECT_EQ(countOf(talk(running.port, ana.history()), largeDoodle), 5u);
+    const std::string history = ana.history();
+    EXPECT_EQ(countOf(talk(running.port, history), largeDoodle), 5u);
+    const std::string head = talk(running.port, "HEAD" + history.substr(3));
+    EXPECT_TRUE(head.starts_with("HTTP/1.1 200") && head.ends_with("\r\n\r\n")) << head;
+    EXPECT_EQ(countOf(head, "Content-Length"), 0u) << "it was made only to be measured";
 
     Connection waiting(running.port, capsule);
     running.waits.wait(0);

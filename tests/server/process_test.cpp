@@ -5,7 +5,9 @@
 
 #include <csignal>
 #include <cstdio>
+#include <deque>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace kivolo::server::test {
@@ -48,6 +50,11 @@ public:
         if (std::fscanf(output_, "listening on http://127.0.0.1:%u", &port) != 1) // NOLINT
             return 0;
         return static_cast<std::uint16_t>(port);
+    }
+    void limitDescriptors(rlim_t most)
+    {
+        const rlimit limit{most, most};
+        prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
     }
     int end(int signal)
     {
@@ -94,6 +101,26 @@ TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
     const std::string history = talk(again.port(), httpGet("/history?limit=1&circle_id=" + circle));
     EXPECT_NE(history.find("\"body\":\"kept\""), std::string::npos);
     EXPECT_EQ(again.end(SIGTERM), 0);
+}
+
+// The kernel takes connections that the process has no descriptor for; they must not hang there.
+TEST(Process, TurnsAwayWhatItHasNoDescriptorFor)
+{
+    TemporaryFolder folder;
+    Process server(
+        {"--listen", "127.0.0.1:0", "--database", "sqlite:" + (folder / "x.sqlite").string()});
+    const std::uint16_t port = server.port();
+    constexpr rlim_t descriptors = 60;
+    server.limitDescriptors(descriptors);
+    std::deque<Connection> idle;
+    while (idle.size() < descriptors)
+        idle.emplace_back(port, "");
+    const std::string reply = talk(port, httpGet("/me?device_id=x"));
+    EXPECT_TRUE(reply.starts_with("HTTP/1.1 503")) << reply;
+    idle.clear();
+    while (!talk(port, httpGet("/me?device_id=x")).starts_with("HTTP/1.1 200")) {
+    }
+    EXPECT_EQ(server.end(SIGTERM), 0);
 }
 
 TEST(Process, SaysNoToWhatItCannotUse)

@@ -130,10 +130,26 @@ Connection::~Connection()
 std::string Connection::read()
 {
     std::string received;
-    char buffer[4096];
-    for (ssize_t count; (count = ::recv(socket_, buffer, sizeof buffer, 0)) > 0;)
-        received.append(buffer, static_cast<std::size_t>(count));
+    while (readSome(received)) {
+    }
     return received;
+}
+
+std::string Connection::readUntil(std::string_view end)
+{
+    std::string received;
+    while (!received.ends_with(end) && readSome(received)) {
+    }
+    return received;
+}
+
+bool Connection::readSome(std::string &received)
+{
+    char buffer[4096];
+    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
+    if (count > 0)
+        received.append(buffer, static_cast<std::size_t>(count));
+    return count > 0;
 }
 
 std::string talk(std::uint16_t port, std::string_view bytes)

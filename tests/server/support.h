@@ -78,11 +78,17 @@ class Connection
 public:
     /// Connects and sends.
     Connection(std::uint16_t port, std::string_view bytes);
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
     ~Connection();
+    /// What comes until the end of a reply that ends like that.
+    std::string readUntil(std::string_view end);
     /// What comes until the peer closes.
     std::string read();
 
 private:
+    bool readSome(std::string &received);
+
     int socket_;
 };
 

@@ -1,0 +1,30 @@
+// Where the server's log goes.
+#pragma once
+
+#include <memory>
+#include <spdlog/sinks/dist_sink.h>
+
+namespace kivolo::server {
+
+/// Hands on what it is given, but of warnings and errors only so many a second, and then how many
+/// were left out: whoever can make the server complain can not fill its disk.
+class BoundedSink final : public spdlog::sinks::dist_sink_mt
+{
+public:
+    BoundedSink(std::shared_ptr<spdlog::sinks::sink> to, int linesPerSecond);
+
+protected:
+    void sink_it_(const spdlog::details::log_msg &message) override;
+
+private:
+    void tellWhatWasLeftOut(const spdlog::details::log_msg &message);
+
+    int linesPerSecond_;
+    std::chrono::seconds second_{0};
+    int lines_ = 0;
+};
+
+/// To standard error from now on; SPDLOG_LEVEL=debug shows every request's path and status.
+void openLog();
+
+} // namespace kivolo::server

@@ -1,0 +1,26 @@
+#include "log.h"
+
+#include <gtest/gtest.h>
+#include <spdlog/sinks/ostream_sink.h>
+#include <sstream>
+
+namespace kivolo::server::test {
+
+TEST(Log, IsBoundedByTheSecondAndSaysSo)
+{
+    std::ostringstream out;
+    BoundedSink sink(std::make_shared<spdlog::sinks::ostream_sink_st>(out), 3);
+    sink.set_pattern("%v");
+    const spdlog::log_clock::time_point start{std::chrono::hours(1)};
+    const auto log = [&](std::chrono::milliseconds after, spdlog::level::level_enum level,
+                         const char *text) {
+        sink.log({start + after, {}, "", level, text});
+    };
+    for (int i = 0; i < 1'000; ++i)
+        log(std::chrono::milliseconds(i), spdlog::level::warn, "storm");
+    log(std::chrono::milliseconds(999), spdlog::level::info, "info");
+    log(std::chrono::milliseconds(1'000), spdlog::level::err, "next");
+    EXPECT_EQ(out.str(), "storm\nstorm\nstorm\ninfo\n997 more lines were left out\nnext\n");
+}
+
+} // namespace kivolo::server::test
