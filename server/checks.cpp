@@ -28,11 +28,6 @@ bool hasNul(const std::string &text)
     return text.find('\0') != std::string::npos;
 }
 
-bool isBlank(const std::string &text)
-{
-    return text.find_first_not_of(" \t") == std::string::npos;
-}
-
 bool hasControls(const std::string &text)
 {
     return std::any_of(text.begin(), text.end(),
@@ -78,13 +73,15 @@ void check(const CreateRequest &request)
 void check(const JoinRequest &request)
 {
     checkDeviceId(request.deviceId);
-    require(!isBlank(request.handle) && !isBlank(request.code), "Enter your name and a code.");
+    constexpr const char *enterBoth = "Enter your name and a code.";
+    require(request.code.find_first_not_of(" \t") != std::string::npos, enterBoth);
     const std::optional<std::size_t> handle = codePoints(request.handle);
-    require(handle && !hasControls(request.handle),
-            "That name has a character in it that cannot be used.");
+    require(handle.has_value(), "That name could not be read.");
     require(*handle <= maxHandle, "That name is too long. It can have 64 characters.");
+    require(!isBlank(request.handle), enterBoth);
+    require(showsAsWritten(request.handle), "That name has a character in it that cannot be used.");
     const std::optional<std::size_t> emoji = codePoints(request.emoji);
-    require(emoji && *emoji > 0 && *emoji <= maxEmoji && !hasControls(request.emoji),
+    require(emoji && *emoji > 0 && *emoji <= maxEmoji && showsAsWritten(request.emoji),
             "That emoji cannot be used.");
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <utf8proc.h>
 
 namespace kivolo::server {
 
@@ -50,7 +51,83 @@ std::size_t sequenceLength(std::string_view text)
     return 0;
 }
 
+/// Takes the first code point off a text that is UTF-8.
+char32_t takeCodePoint(std::string_view &text)
+{
+    utf8proc_int32_t point = 0;
+    const auto *bytes = reinterpret_cast<const utf8proc_uint8_t *>(text.data());
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(text.size()), &point);
+    text.remove_prefix(static_cast<std::size_t>(length));
+    return static_cast<char32_t>(point);
+}
+
+const utf8proc_property_t &propertyOf(char32_t point)
+{
+    return *utf8proc_get_property(static_cast<utf8proc_int32_t>(point));
+}
+
+bool isVisible(char32_t point)
+{
+    const utf8proc_property_t &property = propertyOf(point);
+    switch (property.category) {
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+        return false;
+    default:
+        return !property.ignorable;
+    }
+}
+
+bool isEmoji(char32_t point)
+{
+    const bool skinTone = point >= 0x1f3fb && point <= 0x1f3ff;
+    return skinTone || propertyOf(point).boundclass == UTF8PROC_BOUNDCLASS_EXTENDED_PICTOGRAPHIC;
+}
+
+/// Whether that invisible code point has something to say about the one before it.
+bool mayFollow(char32_t before, char32_t point)
+{
+    constexpr char32_t nonJoiner = 0x200c;
+    constexpr char32_t joiner = 0x200d;
+    constexpr char32_t emojiSelector = 0xfe0f;
+    constexpr char32_t blackFlag = 0x1f3f4; // of a region: the letters of its name follow as tags
+    const bool spelledWithJoiners = before >= 0x600 && before < 0xe00; // Arabic to Sinhala
+    const auto isTag = [](char32_t c) { return c >= 0xe0020 && c <= 0xe007f; };
+    if (point == joiner)
+        return spelledWithJoiners || isEmoji(before) || before == emojiSelector;
+    if (point == nonJoiner)
+        return spelledWithJoiners;
+    if (isTag(point))
+        return before == blackFlag || isTag(before);
+    // Selectors of a character's variant, which are the invisible ones among the marks.
+    return before != 0 && isVisible(before) && propertyOf(point).category == UTF8PROC_CATEGORY_MN;
+}
+
 } // namespace
+
+bool isBlank(std::string_view text)
+{
+    while (!text.empty()) {
+        const char32_t point = takeCodePoint(text);
+        if (point != U'\t' && utf8proc_category(static_cast<int>(point)) != UTF8PROC_CATEGORY_ZS)
+            return false;
+    }
+    return true;
+}
+
+bool showsAsWritten(std::string_view text)
+{
+    for (char32_t before = 0; !text.empty();) {
+        const char32_t point = takeCodePoint(text);
+        if (!isVisible(point) && !mayFollow(before, point))
+            return false;
+        before = point;
+    }
+    return true;
+}
 
 std::optional<std::size_t> codePoints(std::string_view text)
 {

@@ -14,6 +14,9 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
     const std::string deep(100'000, '[');
     const std::string ids =
         "circle_id=" + ana.text("circle_id") + "&member_id=" + ana.text("member_id");
+    const auto name = [](const std::string &handle) {
+        return R"({"code":"x","device_id":"z","handle":")" + handle + R"("})";
+    };
     struct Case
     {
         std::string method, target, body;
@@ -41,6 +44,20 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
         {"POST", "/join", R"({"code":"x","handle":"a\nb","device_id":"z"})", 400},
         {"POST", "/join", R"({"code":"x","handle":"H","device_id":""})", 400},
         {"POST", "/join", R"({"code":"x","handle":7,"device_id":"z"})", 400},
+        {"POST", "/join", name("\u00a0\u3000"), 400},  // nothing but spaces
+        {"POST", "/join", name("A\u200bna"), 400},     // of no width
+        {"POST", "/join", name("\u202eanA"), 400},     // turned around
+        {"POST", "/join", name("\u2066A\u2069"), 400}, // a part that is turned on its own
+        {"POST", "/join", name("An\u00ada"), 400},     // a hyphen that does not show
+        {"POST", "/join", name("\u3164"), 400},        // a letter without a shape
+        {"POST", "/join", name("A\u200dna"), 400},     // joins nothing
+        {"POST", "/join", name("\ufe0f"), 400},        // chooses a variant of nothing
+        {"POST", "/join", name("A\u0085b"), 400},      // a control character
+        {"POST", "/join", name("\u0639\u0644\u06cc\u200c\u0631\u0636\u0627"), 404}, // Persian
+        {"POST", "/join", name("\U0001f469\u200d\U0001f52c \u2764\ufe0f\u200d\U0001f525"), 404},
+        {"POST", "/join", name("\U0001f3f4\U000e0067\U000e0062\U000e007f"), 404},
+        {"POST", "/join", name("\u00c5sa \u845b\U000e0100 \U0001fa77"),
+         404}, // newer than the tables
         {"POST", "/circle/create", R"({"owner_email":""})", 400},
         {"POST", "/beam", R"({"open_at":99999999999999999999999})", 400},
         {"GET", "/me", "", 400},
