@@ -19,10 +19,12 @@ Stack::Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
 Stack *Stack::holding(std::initializer_list<Child> children)
 {
     for (const Child &child : children) {
-        if (child.view)
-            layout_->addWidget(child.view);
-        else
+        if (!child.view)
             layout_->addSpacer();
+        else if (child.yields)
+            layout_->addYielding(child.view);
+        else
+            layout_->addWidget(child.view);
     }
     return this;
 }
@@ -88,6 +90,13 @@ Stack *hstack(int spacing, std::initializer_list<Stack::Child> children, Qt::Ali
 Stack::Child spacer()
 {
     return {nullptr};
+}
+
+Stack::Child yielding(QWidget *view)
+{
+    Stack::Child child(view);
+    child.yields = true;
+    return child;
 }
 
 QWidget *divider()

@@ -23,7 +23,8 @@ public:
         Child(QWidget *child) // NOLINT(google-explicit-constructor): a list of views is the point
             : view(child)
         {}
-        QWidget *view; ///< nullptr: room to grow into
+        QWidget *view;       ///< nullptr: room to grow into
+        bool yields = false; ///< See yielding().
     };
 
     Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
@@ -54,6 +55,9 @@ Stack *vstack(int spacing, std::initializer_list<Stack::Child> children,
 Stack *hstack(int spacing, std::initializer_list<Stack::Child> children,
               Qt::Alignment across = Qt::AlignVCenter);
 Stack::Child spacer();
+/// A view that gives way before all others of its stack where there is too little room for what
+/// they would like: it has its least size at once, because nothing between is of use.
+Stack::Child yielding(QWidget *view);
 
 /// A hair line that shares the width of a row with what stands in it.
 QWidget *divider();

@@ -24,6 +24,12 @@ void StackLayout::addSpacer()
     addItem(new QSpacerItem(0, 0, isVertical() ? none : grows, isVertical() ? grows : none));
 }
 
+void StackLayout::addYielding(QWidget *view)
+{
+    addWidget(view);
+    yielding_.insert(items_.back().get());
+}
+
 void StackLayout::addItem(QLayoutItem *item)
 {
     items_.emplace_back(item);
@@ -41,6 +47,7 @@ QLayoutItem *StackLayout::takeAt(int index)
         return nullptr;
     QLayoutItem *item = items_[size_t(index)].release();
     items_.erase(items_.begin() + index);
+    yielding_.remove(item);
     invalidate();
     return item;
 }
@@ -100,7 +107,8 @@ std::vector<StackLayout::Part> StackLayout::parts(int width) const
             wanted = least;
         }
         const bool spacer = isSpacer(*item);
-        parts.push_back({item.get(), std::min(least, wanted), wanted, canGrow});
+        parts.push_back(
+            {item.get(), std::min(least, wanted), wanted, canGrow, yielding_.contains(item.get())});
         parts.back().gap = afterSpacer ? 0 : spacing_;
         afterSpacer = spacer;
     }
@@ -135,6 +143,12 @@ int StackLayout::share(std::vector<Part> &parts, int room) const
         growing += part.grows ? 1 : 0;
     }
     int rest = room - wanted;
+    for (auto part = parts.rbegin(); rest < 0 && part != parts.rend(); ++part) {
+        if (!part->yields)
+            continue;
+        rest += part->length - part->least;
+        part->length = part->least;
+    }
     if (rest < 0) {
         shrink(parts, room);
         return 0;

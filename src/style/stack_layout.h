@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QLayout>
+#include <QSet>
 #include <memory>
 #include <vector>
 
@@ -9,9 +10,9 @@ namespace kivolo {
 
 /// Lays its items out one after another. Each has the size it would like best; what is left over
 /// is shared by those that can grow, or, if none can, lies on both sides of the whole. Where there
-/// is too little, the longest of those that can do with less give way. Across its direction an item
-/// keeps its own size too, unless it can grow. Spacing may be negative: items then overlap, the
-/// later on top.
+/// is too little, those that yield give way first, each down to its least, from the last; then the
+/// longest of those that can do with less. Across its direction an item keeps its own size too,
+/// unless it can grow. Spacing may be negative: items then overlap, the later on top.
 class StackLayout final : public QLayout
 {
     Q_OBJECT
@@ -22,6 +23,8 @@ public:
 
     /// An item that is nothing but room to grow into.
     void addSpacer();
+    /// One that yields.
+    void addYielding(QWidget *view);
 
     void addItem(QLayoutItem *item) override; // takes it
     int count() const override { return int(items_.size()); }
@@ -43,6 +46,7 @@ private:
         int least;
         int wanted;
         bool grows;
+        bool yields;
         int length = 0;
         int gap = 0; // before it
     };
@@ -62,6 +66,7 @@ private:
     int spacing_;
     Qt::Alignment across_;
     std::vector<std::unique_ptr<QLayoutItem>> items_;
+    QSet<const QLayoutItem *> yielding_;
 };
 
 } // namespace kivolo

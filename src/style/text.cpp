@@ -103,6 +103,12 @@ QSize Text::sizeHint() const
     return QSize(int(std::ceil(size.width())), int(std::ceil(size.height()))).grownBy(margins);
 }
 
+int Text::widthWith(const QString &text) const
+{
+    const TextBlock block(text, font(), TextBlock::Bounds{.width = anyWidth});
+    return int(std::ceil(block.size().width())) + padding();
+}
+
 QSize Text::minimumSizeHint() const
 {
     return {0, oneLine_ ? sizeHint().height() : 0};
@@ -161,10 +167,11 @@ void Symbol::paintEvent(QPaintEvent *)
 }
 
 Label::Label(const QString &text, const QString &symbol, const QFont &font)
-    : Stack(Qt::Horizontal, labelSpacing, Qt::AlignVCenter, {})
+    : Stack(Qt::Horizontal, 0, Qt::AlignVCenter, {})
     , symbol_(kivolo::symbol(symbol, font.pixelSize()))
     , text_(kivolo::text(text, font)->oneLine())
 {
+    text_->setContentsMargins(labelSpacing, 0, 0, 0); // goes with the text
     holding({symbol_, text_});
 }
 
@@ -185,6 +192,24 @@ void Label::show(const QString &text, const QString &symbol)
 {
     text_->show(text);
     symbol_->show(symbol);
+}
+
+Label *Label::roomFor(const QStringList &texts)
+{
+    if (roomFor_ != texts) {
+        roomFor_ = texts;
+        updateGeometry();
+    }
+    return this;
+}
+
+QSize Label::sizeHint() const
+{
+    const int shown = text_->sizeHint().width();
+    int widest = shown;
+    for (const QString &each : roomFor_)
+        widest = std::max(widest, text_->widthWith(each));
+    return Stack::sizeHint() + QSize(widest - shown, 0);
 }
 
 Illustration::Illustration(QString name, int height)

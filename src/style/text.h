@@ -34,6 +34,8 @@ public:
     int heightForWidth(int width) const override;
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
+    /// How wide it would like to be if `text` were its text.
+    int widthWith(const QString &text) const;
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -73,7 +75,7 @@ private:
     Fill fill_ = Fill::primary();
 };
 
-/// A symbol with a text beside it.
+/// A symbol with a text beside it. Where there is no room for the text, the symbol stands alone.
 class Label : public Stack
 {
     Q_OBJECT
@@ -83,11 +85,16 @@ public:
     Label *in(Fill fill);
     Label *padded(int horizontal, int vertical);
     void show(const QString &text, const QString &symbol);
+    /// Keeps the width that the widest of `texts` needs, whichever of them is shown.
+    Label *roomFor(const QStringList &texts);
     QString text() const { return text_->text(); }
+
+    QSize sizeHint() const override;
 
 private:
     Symbol *symbol_;
     Text *text_;
+    QStringList roomFor_;
 };
 
 /// One of the program's illustrations, `height` points high, as wide as there is room. Where there

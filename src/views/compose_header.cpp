@@ -85,12 +85,12 @@ ComposeHeader::ComposeHeader(std::shared_ptr<Store> store, MainQueue &queue)
             status_ = text({}, textFont(TextStyle::Caption))->in(Fill::white(0.9))->oneLine(),
         }, Qt::AlignLeft),
         spacer(),
-        plainButton(
+        yielding(plainButton(
             codeLabel_ = label({}, {}, bold(textFont(TextStyle::Caption)))->in(Fill::white()),
             copyTip, [this] { codeCopy_.copy(); })
             ->padded(11, 6)
             ->on(Background::capsule(Fill::white(0.22)))
-            ->tip(copyTip),
+            ->tip(copyTip)),
         overflowMenu(menu),
     })->padded(14, 12)
       ->on(Background::rectangle(Fill::gradient()))
@@ -120,11 +120,13 @@ void ComposeHeader::render()
     avatars_->show(*store_->members);
     title_->show(titleText(*store_));
     status_->show(tr("Connected · %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
+    const QString code = cutAtCharacter(singleLine(*store_->code), mostCode);
+    const QString copied = tr("Copied!");
+    codeLabel_->roomFor({code, copied}); // which must not make the title move
     if (codeCopy_.isConfirmed())
-        codeLabel_->show(tr("Copied!"), QStringLiteral("checkmark"));
+        codeLabel_->show(copied, QStringLiteral("checkmark"));
     else
-        codeLabel_->show(cutAtCharacter(singleLine(*store_->code), mostCode),
-                         QStringLiteral("person.badge.plus"));
+        codeLabel_->show(code, QStringLiteral("person.badge.plus"));
 }
 
 } // namespace kivolo

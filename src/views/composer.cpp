@@ -95,6 +95,7 @@ Stack *Composer::doodleRow()
         sendDoodle_ = prominentButton(
             doodleLabel_ = label(tr("Send doodle"), QStringLiteral("paperplane.fill"),
                                  bold(textFont(TextStyle::Callout)))
+                               ->roomFor({tr("Send doodle"), tr("Sending…")})
                                ->padded(4, 0),
             [this] { beamTapped(); }),
     })->filling(Qt::Horizontal);

@@ -201,7 +201,7 @@ std::map<QString, std::function<Sheet()>> sheets()
         {QStringLiteral("compose-states"),
          [] {
              std::vector<Row> rows{windows(ideal, {"sending", "sending-doodle"}),
-                                   windows(ideal, {"five", "crowd"})};
+                                   windows(ideal, {"five", "long-name"})};
              rows.front().push_back(menuShot(QStringLiteral("feed"), ideal));
              rows.back().push_back(windowShot(QStringLiteral("feed-copied"), ideal));
              return sideBySide(rows);
@@ -222,7 +222,8 @@ std::map<QString, std::function<Sheet()>> sheets()
              return sideBySide(
                  {windows(panel, {"welcome-1", "join-error", "waiting", "banner-long"}),
                   windows(panel, {"feed", "empty", "capsule", "doodle"}),
-                  windows(panel, {"guide-buzz", "crowd", "banner", "update-required"})});
+                  windows(panel, {"guide-buzz", "feed-copied", "banner", "update-required"}),
+                  windows(panel, {"three", "four", "five", "long-name"})});
          }},
     };
 }

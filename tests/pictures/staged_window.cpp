@@ -133,18 +133,28 @@ void silentPair(StagedWindow &window)
     joinWith(window, {member(ana, "💜"), member(mia, "🦊")}, {});
 }
 
-void five(StagedWindow &window)
+using Step = std::function<void(StagedWindow &)>;
+
+/// A circle of so many.
+Step circleOf(int members)
 {
-    joinWith(window,
-             {member(ana, "💜"), member(mia, "🦊"), member(QStringLiteral("jo"), "🐙"),
-              member(QStringLiteral("Noor"), "🌵"), member(QStringLiteral("Zoë"), "🍉")},
-             conversation());
+    return [members](StagedWindow &window) {
+        const QJsonArray all{member(ana, "💜"), member(mia, "🦊"),
+                             member(QStringLiteral("jo"), "🐙"), member(QStringLiteral("Noor"), "🌵"),
+                             member(QStringLiteral("Zoë"), "🍉")};
+        QJsonArray some;
+        for (int i = 0; i < members; ++i)
+            some.append(all.at(i));
+        joinWith(window, some, conversation());
+    };
 }
 
-void crowd(StagedWindow &window)
+/// The longest name that a server takes.
+void longName(StagedWindow &window)
 {
-    const QString name = QStringLiteral("Maximiliane-Charlotte von und zu Hohenstein");
-    joinWith(window, {member(ana, "💜"), member(name, "🦊")}, conversation(), 123'456);
+    const QString name =
+        QStringLiteral("Maximiliane-Charlotte Wilhelmina von und zu Hohenstein-Waldburgs");
+    joinWith(window, {member(ana, "💜"), member(name, "🦊")}, conversation());
 }
 
 void knowTheGuides(StagedWindow &window)
@@ -182,8 +192,6 @@ void send(StagedWindow &window, const QString &button)
     window.server.hold("/beam");
     window.press(button);
 }
-
-using Step = std::function<void(StagedWindow &)>;
 
 struct State
 {
@@ -263,8 +271,10 @@ const std::vector<State> &allStates()
         {"guide-buzz", pair, pressed("Buzz")},
         {"guide-capsule", pair, pressed("Capsule")},
         {"guide-doodle", pair, pressed("Doodle")},
-        {"five", five},
-        {"crowd", crowd},
+        {"three", circleOf(3)},
+        {"four", circleOf(4)},
+        {"five", circleOf(5)},
+        {"long-name", longName},
         {"banner", underBanner(pair, "Doodles are sharper now, and a capsule opens on the second.",
                                "Kritzeleien sind schärfer, Kapseln öffnen sekundengenau.")},
         {"banner-short", underBanner(strange, "", "")},

@@ -1,6 +1,7 @@
 // Nothing on any screen is cut off or in the way of something else, in any language.
 #include "app/translations.h"
 #include "doodle/drawing_ns_view.h"
+#include "views/compose_header.h"
 #include "views/feature_guide.h"
 #include "views/feed_view.h"
 #include "views/window_on_show.h"
@@ -11,9 +12,11 @@
 namespace kivolo {
 namespace {
 
-/// Whether a text is shown whole.
+/// Whether a text is shown whole, or makes way for its symbol.
 bool isWhole(const Text &text)
 {
+    if (text.width() == 0 && qobject_cast<Label *>(text.parentWidget()))
+        return true;
     if (text.hasHeightForWidth())
         return text.heightForWidth(text.width()) <= text.height();
     return text.sizeHint().width() <= text.width();
@@ -77,23 +80,74 @@ void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
     }
 }
 
-TEST_F(WindowTest, EverythingHasItsPlaceInEveryLanguage)
+/// In every language.
+class OrderTest : public WindowTest, public testing::WithParamInterface<const char *>
 {
-    for (const char *language : {"en", "de"}) {
-        QLocale::setDefault(QLocale(QLatin1String(language)));
+protected:
+    void SetUp() override
+    {
+        WindowTest::SetUp();
+        QLocale::setDefault(QLocale(QLatin1String(GetParam())));
         installTranslations(QLocale());
-        for (const QString &state : StagedWindow::states()) {
-            const bool crowded = state == QLatin1String("crowd") || state == QLatin1String("five");
-            for (const QSize &size : {idealSize, panelSize}) {
-                SCOPED_TRACE(state.toStdString() + " " + language + " " +
-                             std::to_string(size.width()));
-                expectOrder(WindowOnShow(qPrintable(state), size),
-                            crowded ? "ComposeHeader" : "UpdateBanner");
-            }
+    }
+    void TearDown() override
+    {
+        qDeleteAll(qApp->findChildren<QTranslator *>());
+        QLocale::setDefault(QLocale::c());
+        WindowTest::TearDown();
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Language, OrderTest, testing::Values("en", "de"),
+                         [](const auto &of) { return std::string(of.param); });
+
+TEST_P(OrderTest, EverythingHasItsPlace)
+{
+    for (const QString &state : StagedWindow::states()) {
+        for (const QSize &size : {idealSize, panelSize}) {
+            SCOPED_TRACE(state.toStdString() + " " + std::to_string(size.width()));
+            expectOrder(WindowOnShow(qPrintable(state), size),
+                        state == QLatin1String("long-name") ? "ComposeHeader" : "UpdateBanner");
         }
     }
-    qDeleteAll(qApp->findChildren<QTranslator *>());
-    QLocale::setDefault(QLocale::c());
+}
+
+/// `state` with a circle's `code`.
+void expectCodeWholeOrNotAtAll(const char *state, const QString &code, const QSize &size)
+{
+    SCOPED_TRACE(std::string(state) + " " + code.toStdString() + " " +
+                 std::to_string(size.width()));
+    const WindowOnShow on(state, size);
+    on.window.store().code = code;
+    on.window.settle();
+    const auto texts = on.window.view().findChild<ComposeHeader *>()->findChildren<Text *>();
+    const Text &title = *texts[0];
+    const Text &status = *texts[1];
+    const Text &shown = *texts[2];
+    ASSERT_EQ(shown.text(), code);
+    const bool isLong = state == std::string("long-name");
+    EXPECT_TRUE(isWhole(shown) && isWhole(status) && (isLong || isWhole(title)));
+    const bool crowded = isLong || (size == panelSize && state != std::string("feed"));
+    EXPECT_TRUE(code.size() != 8 || (shown.width() == 0) == crowded);
+
+    const QString tip = ComposeHeader::tr("Copy your invite code");
+    const Frame before = on.button(tip);
+    on.window.press(tip);
+    on.window.settle();
+    EXPECT_NE(shown.text(), code);
+    EXPECT_TRUE(isWhole(shown));
+    EXPECT_EQ(on.button(tip).left, before.left) << "it jumps";
+    EXPECT_EQ(on.button(tip).right, before.right) << "it jumps";
+}
+
+TEST_P(OrderTest, HeaderShowsTheCodeWholeOrNotAtAll)
+{
+    for (const char *state : {"feed", "three", "four", "five", "long-name"}) {
+        for (const QSize &size : {idealSize, QSize(420, 560), panelSize}) {
+            for (const char *code : {"AB", "HX7K2M4P", "HX7K2M4PQ9RT"})
+                expectCodeWholeOrNotAtAll(state, QLatin1String(code), size);
+        }
+    }
 }
 
 } // namespace
