@@ -6,6 +6,7 @@
 #include "support/x_server.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QImage>
 #include <QMouseEvent>
 #include <QPainter>
@@ -19,8 +20,9 @@ namespace kivolo {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::ElementsAre;
-using testing::IsSupersetOf;
+using testing::Not;
 
 // Stands for a card: red to its corners, and a spot in its top-right corner that takes the mouse.
 class Card final : public QWidget
@@ -104,30 +106,95 @@ protected:
     static constexpr Rect place{80, 120, 300, 150};
 };
 
-TEST_F(FloatingPanel, TellsTheWindowManagerWhatItIs)
+TEST_F(FloatingPanel, KeepsItselfFromTheWindowManager)
 {
     const Shown shown(queue);
-    // Twice, because a window manager forgets the state of a window that is hidden.
     for (int round = 0; round < 2; ++round) {
         shown.show(place);
         const xcb_window_t id = idOf(shown.window());
-        EXPECT_TRUE(QTest::qWaitFor([&] { return !x.values(id, "WM_STATE").empty(); }));
-        EXPECT_EQ(x.atoms(id, "_NET_WM_WINDOW_TYPE").front(), "_NET_WM_WINDOW_TYPE_NOTIFICATION");
-        EXPECT_THAT(x.atoms(id, "_NET_WM_STATE"),
-                    IsSupersetOf({"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_SKIP_TASKBAR",
-                                  "_NET_WM_STATE_SKIP_PAGER"}));
-        EXPECT_THAT(x.values(id, "_NET_WM_DESKTOP"), ElementsAre(0xFFFFFFFF));
-        EXPECT_THAT(x.values(id, "_NET_WM_USER_TIME"), ElementsAre(0U));
-        EXPECT_THAT(x.atoms(id, "WM_PROTOCOLS"), testing::Not(testing::Contains("WM_TAKE_FOCUS")));
-        const auto hints = x.values(id, "WM_HINTS");
-        ASSERT_GE(hints.size(), 2U);
-        EXPECT_EQ(hints[0] & 1, 1U) << "the input hint is not given";
-        EXPECT_EQ(hints[1], 0U) << "the input hint asks for the focus";
+        EXPECT_THAT(x.unmanagedWindows(), Contains(id));
+        EXPECT_THAT(x.windows(), Not(Contains(id)));
+        EXPECT_THAT(x.atoms(id, "_NET_WM_WINDOW_TYPE"),
+                    ElementsAre("_NET_WM_WINDOW_TYPE_NOTIFICATION"));
         const auto s = std::uint32_t(scale());
         EXPECT_THAT(x.values(id, "_GTK_FRAME_EXTENTS"),
                     ElementsAre(32 * s, 32 * s, 24 * s, 44 * s));
         shown.panel->orderOut();
-        EXPECT_TRUE(QTest::qWaitFor([&] { return x.values(id, "_NET_WM_STATE").empty(); }));
+        EXPECT_FALSE(x.isViewable(id));
+    }
+}
+
+// Other programs' full-screen windows and the cards among them. What looks managed is not, so that
+// the order is the test's and not a window manager's.
+class PanelAmongWindows : public FloatingPanel
+{
+protected:
+    void SetUp() override
+    {
+        for (QWidget *window : {&managed, &lock}) {
+            window->setWindowFlags(Qt::BypassWindowManagerHint);
+            window->setGeometry(qApp->primaryScreen()->geometry());
+        }
+        x.markAsManaged(idOf(managed));
+    }
+    void show(QWidget &window) const
+    {
+        window.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    }
+    bool isInFrontOf(const QWidget &front, const QWidget &back) const
+    {
+        return x.isInFrontOf(idOf(front), idOf(back));
+    }
+    bool returnsInFront(const Shown &shown) const
+    {
+        return QTest::qWaitFor([&] { return isInFrontOf(shown.window(), managed); });
+    }
+
+    QWidget managed;
+    QWidget lock;
+};
+
+TEST_F(PanelAmongWindows, StaysInFrontOfAFullScreenWindowWithoutAFight)
+{
+    show(managed);
+    const Shown first(queue);
+    const Shown second(queue);
+    for (const Shown *shown : {&first, &second}) {
+        shown->show(place);
+        EXPECT_TRUE(isInFrontOf(shown->window(), managed));
+    }
+    QElapsedTimer time;
+    time.start();
+    for (int round = 0; round < 6; ++round) {
+        x.raise(idOf(managed));
+        ASSERT_TRUE(isInFrontOf(managed, second.window()));
+        EXPECT_TRUE(returnsInFront(first) && returnsInFront(second));
+        EXPECT_TRUE(isInFrontOf(second.window(), first.window())) << "in another order";
+    }
+    EXPECT_GE(time.elapsed(), 20 + 40 + 80 + 160) << "it does not give way to one that insists";
+}
+
+TEST_F(PanelAmongWindows, StaysBehindALock)
+{
+    show(managed);
+    show(lock);
+    for (const bool anythingManaged : {true, false}) {
+        managed.setVisible(anythingManaged);
+        const Shown first(queue);
+        const Shown second(queue);
+        for (const Shown *shown : {&first, &second}) {
+            shown->panel->setFrame(place);
+            shown->panel->orderFront();
+            EXPECT_TRUE(isInFrontOf(lock, shown->window())) << "not even for a moment";
+        }
+        if (anythingManaged) {
+            x.raise(idOf(managed));
+            x.raise(idOf(lock));
+            ASSERT_TRUE(isInFrontOf(managed, second.window()));
+            EXPECT_TRUE(returnsInFront(first) && returnsInFront(second));
+            EXPECT_TRUE(isInFrontOf(lock, second.window()));
+        }
     }
 }
 

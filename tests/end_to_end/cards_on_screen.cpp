@@ -29,9 +29,8 @@ QList<QRect> cardsOnScreen()
 {
     const XServer server;
     QList<QRect> frames;
-    for (const xcb_window_t window : server.windows()) {
-        const bool ours = server.text(window, "WM_CLASS").find("kivolo") != std::string::npos;
-        if (ours && server.isViewable(window))
+    for (const xcb_window_t window : server.unmanagedWindows()) {
+        if (server.text(window, "WM_CLASS").find("kivolo") != std::string::npos)
             frames.append(frame(server, window));
     }
     std::sort(frames.begin(), frames.end(), [](const QRect &a, const QRect &b) {

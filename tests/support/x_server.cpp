@@ -93,6 +93,63 @@ bool XServer::isViewable(xcb_window_t window) const
     return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
 }
 
+std::vector<xcb_window_t> XServer::children(xcb_window_t window) const
+{
+    const auto reply =
+        own(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr));
+    if (!reply)
+        return {}; // it has gone
+    const std::span windows(xcb_query_tree_children(reply.get()), reply->children_len);
+    return {windows.begin(), windows.end()};
+}
+
+std::vector<xcb_window_t> XServer::unmanagedWindows() const
+{
+    std::vector<xcb_window_t> windows = children(root_);
+    std::erase_if(windows, [this](xcb_window_t window) {
+        const auto reply = own(xcb_get_window_attributes_reply(
+            connection_, xcb_get_window_attributes(connection_, window), nullptr));
+        return !reply || !reply->override_redirect || reply->map_state != XCB_MAP_STATE_VIEWABLE ||
+               reply->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT;
+    });
+    return windows;
+}
+
+xcb_window_t XServer::outermost(xcb_window_t window) const
+{
+    for (xcb_window_t parent = window; parent != root_;) {
+        window = parent;
+        const auto reply =
+            own(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr));
+        if (!reply)
+            break; // it has gone
+        parent = reply->parent;
+    }
+    return window;
+}
+
+bool XServer::isInFrontOf(xcb_window_t front, xcb_window_t back) const
+{
+    const auto stack = children(root_);
+    return std::find(stack.begin(), stack.end(), outermost(front)) >
+           std::find(stack.begin(), stack.end(), outermost(back));
+}
+
+void XServer::raise(xcb_window_t window) const
+{
+    constexpr std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(connection_, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    xcb_flush(connection_);
+}
+
+void XServer::markAsManaged(xcb_window_t window) const
+{
+    constexpr std::array<std::uint32_t, 2> normal{1, XCB_WINDOW_NONE};
+    xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, window, atom("WM_STATE"),
+                        atom("WM_STATE"), 32, normal.size(), normal.data());
+    xcb_flush(connection_);
+}
+
 void XServer::ask(xcb_window_t window, const char *what, std::array<std::uint32_t, 5> data) const
 {
     xcb_client_message_event_t event{};

@@ -32,6 +32,15 @@ public:
     xcb_window_t root() const { return root_; }
     /// The windows that the window manager takes care of.
     std::vector<xcb_window_t> windows() const { return values(root_, "_NET_CLIENT_LIST"); }
+    /// Those that keep themselves from its care (override-redirect) and show, from back to front.
+    std::vector<xcb_window_t> unmanagedWindows() const;
+    /// Whether `front` stands nearer to the user than `back`, each with the frame that a window
+    /// manager may have put it into.
+    bool isInFrontOf(xcb_window_t front, xcb_window_t back) const;
+    /// Puts an unmanaged window in front of all others.
+    void raise(xcb_window_t window) const;
+    /// Marks an unmanaged window as window managers mark those that they take care of.
+    void markAsManaged(xcb_window_t window) const;
     bool isViewable(xcb_window_t window) const;
     /// Asks the window manager to do something with a window, as a task bar does.
     void ask(xcb_window_t window, const char *what, std::array<std::uint32_t, 5> data) const;
@@ -58,6 +67,8 @@ public:
 
 private:
     xcb_atom_t atom(const char *name) const;
+    std::vector<xcb_window_t> children(xcb_window_t window) const;
+    xcb_window_t outermost(xcb_window_t window) const;
 
     xcb_connection_t *connection_;
     xcb_window_t root_;

@@ -3,6 +3,7 @@
 // nothing is present and no work area is known.
 #pragma once
 
+#include <QMargins>
 #include <QRect>
 #include <functional>
 #include <memory>
@@ -27,20 +28,32 @@ std::unique_ptr<Presence> observeCompositor(std::function<void()> changed);
 /// The one that shows the small windows of other programs as icons; likewise.
 std::unique_ptr<Presence> observeTray(std::function<void()> changed);
 
-/// Makes the created, hidden window a floating panel: above others, on all desktops, in no task bar
-/// or window cycle, without focus. To be called before each time it is shown, because window
-/// managers forget what a hidden window was.
+/// Makes the created, hidden window a notification in the eyes of the window system. It has to be
+/// one that window managers do not manage (Qt::BypassWindowManagerHint): those that do would tile
+/// it, push it back onto the screen, give it the focus or put full-screen windows above it.
 void makeFloating(QWindow &window);
+
+/// A place in the stack of windows, held until this is destroyed.
+class Foreground
+{
+public:
+    virtual ~Foreground() = default;
+};
+
+/// Puts a floating window that is about to be shown in front of every window that the window
+/// manager manages, and again whenever one of those is raised over it. The last one is the front
+/// one of several. Menus, screen locks and whatever else is not managed stay where they are, and
+/// a full-screen one of them is not covered even when nothing is managed.
+std::unique_ptr<Foreground> keepInFront(QWindow &window);
 
 /// Brings a shown window to the virtual desktop that the user looks at, in front of all others,
 /// with the focus, as the user's own demand: other programs' claims to the focus do not count.
 /// Where the window system is not known, it asks for the focus as any program may.
 void bringToUser(QWindow &window);
 
-/// Tells the window system that all of the window but `card`, in points from its corner, is shadow:
-/// not part of the window's frame, and transparent to the mouse. `windowSize` is the size it
-/// is meant to have, which a hidden window may not have taken yet.
-void setCard(QWindow &window, const QSize &windowSize, const QRect &card);
+/// Tells the window system that what surrounds the card is shadow: not part of the window's frame,
+/// and transparent to the mouse. In points.
+void setCard(QWindow &window, const QSize &card, const QMargins &shadow);
 
 /// The rectangle that panels and docks leave of the whole desktop, all screens together, in device
 /// pixels. Costs a round trip to the window system.

@@ -7,7 +7,6 @@
 #include <QPainter>
 #include <QScreen>
 #include <QWindow>
-#include <utility>
 
 namespace kivolo {
 
@@ -46,7 +45,7 @@ private:
 };
 
 PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool movableByBackground)
-    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+    : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
                            Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
     , owner_(&owner)
     , content_(content.release())
@@ -88,17 +87,6 @@ void PanelWindow::setAlpha(double alpha)
 {
     alpha_ = alpha;
     thinOut();
-    repeatCard();
-}
-
-// A window manager that puts windows into frames of its own learns of a shape only when that
-// changes, so it has to be told once more when it has taken the window. Not before a fade is over:
-// compositors answer a changed shape with repainting all of the window.
-void PanelWindow::repeatCard()
-{
-    if (alpha_ < 1 || !isVisible() || !std::exchange(tellCardAgain_, false))
-        return;
-    panel_system::setCard(*windowHandle(), size(), content_->geometry());
 }
 
 void PanelWindow::thinOut()
@@ -111,14 +99,17 @@ void PanelWindow::thinOut()
 
 void PanelWindow::showInFront()
 {
-    if (isVisible()) {
-        raise();
-        return;
-    }
+    if (isVisible())
+        return; // it is kept there
     adaptToCompositor();
     panel_system::makeFloating(*windowHandle());
-    tellCardAgain_ = true;
+    foreground_ = panel_system::keepInFront(*windowHandle());
     show();
+}
+
+void PanelWindow::hideEvent(QHideEvent *)
+{
+    foreground_.reset();
 }
 
 void PanelWindow::adaptToCompositor()
@@ -128,13 +119,12 @@ void PanelWindow::adaptToCompositor()
     content_->setProperty("squareCorners", !blended_);
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();
-    panel_system::setCard(*windowHandle(), size(), content_->geometry());
+    panel_system::setCard(*windowHandle(), content_->size(), margins_);
     thinOut();
 }
 
 void PanelWindow::paintEvent(QPaintEvent *)
 {
-    repeatCard();
     if (!blended_)
         return;
     QPainter painter(this);

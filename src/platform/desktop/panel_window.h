@@ -30,6 +30,7 @@ public:
     QWidget *content() const { return content_; }
 
 protected:
+    void hideEvent(QHideEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
@@ -39,7 +40,6 @@ private:
     void adaptToCompositor();
     void layOut();
     void thinOut();
-    void repeatCard();
 
     Panel *owner_;
     QWidget *content_;
@@ -47,11 +47,11 @@ private:
     bool movable_;
     double alpha_ = 1;
     bool blended_ = false;
-    bool tellCardAgain_ = false;
     Rect frame_;
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it
     std::unique_ptr<panel_system::Presence> compositor_;
+    std::unique_ptr<panel_system::Foreground> foreground_; // while it is shown
 };
 
 } // namespace kivolo

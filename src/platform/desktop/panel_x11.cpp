@@ -1,100 +1,22 @@
 // Windows under X11, by the Extended Window Manager Hints.
 #include "platform/desktop/panel_system.h"
+#include "platform/desktop/x11.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
 #include <QCoreApplication>
-#include <QGuiApplication>
 #include <QWindow>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <span>
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
 
 namespace kivolo::panel_system {
 
+using namespace x11;
+
 namespace {
-
-struct FreeReply
-{
-    void operator()(void *reply) const { std::free(reply); } // NOLINT: xcb allocates with malloc
-};
-template<typename Reply>
-using ReplyPtr = std::unique_ptr<Reply, FreeReply>;
-
-// Null when the program does not run on X11.
-xcb_connection_t *connection()
-{
-    const auto *x11 =
-        qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    return x11 ? x11->connection() : nullptr;
-}
-
-enum Atom {
-    Window_type,
-    Type_notification,
-    Type_dock,
-    State,
-    State_above,
-    State_sticky,
-    State_skip_taskbar,
-    State_skip_pager,
-    Desktop,
-    User_time,
-    Frame_extents,
-    Protocols,
-    Delete_window,
-    Ping,
-    Compositor,
-    Tray,
-    Work_area,
-    Active_window,
-    Current_desktop,
-    Atom_count
-};
-
-// Asked of the server once, all in one round trip. The names are the same for every connection,
-// and the program has only one.
-xcb_atom_t atom(Atom which)
-{
-    static const std::array<xcb_atom_t, Atom_count> atoms = [] {
-        // Qt opens no second X screen, and the selections carry the screen's number.
-        constexpr std::array<const char *, Atom_count> names = {"_NET_WM_WINDOW_TYPE",
-                                                                "_NET_WM_WINDOW_TYPE_NOTIFICATION",
-                                                                "_NET_WM_WINDOW_TYPE_DOCK",
-                                                                "_NET_WM_STATE",
-                                                                "_NET_WM_STATE_ABOVE",
-                                                                "_NET_WM_STATE_STICKY",
-                                                                "_NET_WM_STATE_SKIP_TASKBAR",
-                                                                "_NET_WM_STATE_SKIP_PAGER",
-                                                                "_NET_WM_DESKTOP",
-                                                                "_NET_WM_USER_TIME",
-                                                                "_GTK_FRAME_EXTENTS",
-                                                                "WM_PROTOCOLS",
-                                                                "WM_DELETE_WINDOW",
-                                                                "_NET_WM_PING",
-                                                                "_NET_WM_CM_S0",
-                                                                "_NET_SYSTEM_TRAY_S0",
-                                                                "_NET_WORKAREA",
-                                                                "_NET_ACTIVE_WINDOW",
-                                                                "_NET_CURRENT_DESKTOP"};
-        std::array<xcb_intern_atom_cookie_t, Atom_count> cookies;
-        for (std::size_t i = 0; i < names.size(); ++i)
-            cookies[i] =
-                xcb_intern_atom(connection(), false, uint16_t(qstrlen(names[i])), names[i]);
-        std::array<xcb_atom_t, Atom_count> result{};
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            const ReplyPtr<xcb_intern_atom_reply_t> reply(
-                xcb_intern_atom_reply(connection(), cookies[i], nullptr));
-            if (reply)
-                result[i] = reply->atom;
-        }
-        return result;
-    }();
-    return atoms[which];
-}
 
 void setProperty(QWindow &window, Atom property, xcb_atom_t type, std::span<const uint32_t> values)
 {
@@ -103,11 +25,6 @@ void setProperty(QWindow &window, Atom property, xcb_atom_t type, std::span<cons
 }
 
 constexpr uint32_t allDesktops = 0xFFFFFFFF;
-
-xcb_window_t rootWindow()
-{
-    return xcb_setup_roots_iterator(xcb_get_setup(connection())).data->root;
-}
 
 // The numbers that a property begins with; none when it has fewer.
 template<std::size_t count>
@@ -231,33 +148,21 @@ void makeFloating(QWindow &window)
 {
     if (!connection())
         return;
-    constexpr uint32_t neverUsed = 0;
-    // A window manager that knows no notifications would take them for ordinary windows and pull
-    // those that stand beyond the edge of the screen back onto it. It leaves docks alone.
-    setProperty(window, Window_type, XCB_ATOM_ATOM,
-                std::array{atom(Type_notification), atom(Type_dock)});
-    setProperty(window, State, XCB_ATOM_ATOM,
-                std::array{atom(State_above), atom(State_sticky), atom(State_skip_taskbar),
-                           atom(State_skip_pager)});
-    setProperty(window, Desktop, XCB_ATOM_CARDINAL, std::array{allDesktops});
-    // A window that no user has touched must not be given the focus when it appears.
-    setProperty(window, User_time, XCB_ATOM_CARDINAL, std::array{neverUsed});
-    // Qt offers to take the focus when asked (WM_TAKE_FOCUS), which some window managers do at a
-    // click even on a window whose input hint refuses it.
-    setProperty(window, Protocols, XCB_ATOM_ATOM, std::array{atom(Delete_window), atom(Ping)});
+    // In place of Qt's own types: for compositors, who treat each kind in its own way.
+    setProperty(window, Window_type, XCB_ATOM_ATOM, std::array{atom(Type_notification)});
 }
 
-void setCard(QWindow &window, const QSize &windowSize, const QRect &card)
+void setCard(QWindow &window, const QSize &card, const QMargins &shadow)
 {
     if (!connection())
         return;
     const double scale = window.devicePixelRatio();
     const auto device = [scale](int points) { return uint32_t(qRound(points * scale)); };
-    const int right = windowSize.width() - card.left() - card.width();
-    const int bottom = windowSize.height() - card.top() - card.height();
+    // Compositors throw a shadow of their own around windows that do not say where they end.
     setProperty(window, Frame_extents, XCB_ATOM_CARDINAL,
-                std::array{device(card.left()), device(right), device(card.top()), device(bottom)});
-    const xcb_rectangle_t shape = {int16_t(device(card.left())), int16_t(device(card.top())),
+                std::array{device(shadow.left()), device(shadow.right()), device(shadow.top()),
+                           device(shadow.bottom())});
+    const xcb_rectangle_t shape = {int16_t(device(shadow.left())), int16_t(device(shadow.top())),
                                    uint16_t(device(card.width())), uint16_t(device(card.height()))};
     xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
                          XCB_CLIP_ORDERING_UNSORTED, xcb_window_t(window.winId()), 0, 0, 1, &shape);
