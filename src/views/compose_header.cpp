@@ -4,8 +4,8 @@
 #include "platform/desktop/application.h"
 #include "style/avatar.h"
 #include "style/button.h"
-#include "style/menu.h"
 #include "style/text_style.h"
+#include "views/overflow_menu.h"
 
 #include <QMenu>
 #include <QPainter>

@@ -5,9 +5,9 @@
 #include "platform/desktop/application.h"
 #include "style/activity_indicator.h"
 #include "style/button.h"
-#include "style/menu.h"
 #include "style/text_style.h"
 #include "views/breathing.h"
+#include "views/overflow_menu.h"
 #include "views/session_tasks.h"
 #include "views/view_task.h"
 

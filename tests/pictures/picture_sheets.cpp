@@ -15,6 +15,7 @@
 #include "style/palette.h"
 #include "style/shapes.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
@@ -50,13 +51,11 @@ Shot menuShot(const QString &state, const QSize &size)
 {
     const StagedWindow window(state, size);
     auto *menu = window.view().findChild<QMenu *>();
-    menu->ensurePolished();
-    menu->adjustSize();
-    const auto *opener = menu->parentWidget();
-    const QPoint below = opener->mapTo(&window.view(), QPoint(opener->width(), opener->height()));
+    qobject_cast<QAbstractButton *>(menu->parentWidget())->click();
     QPixmap picture = window.view().grab();
     QPainter painter(&picture);
-    painter.drawPixmap(below - QPoint(menu->sizeHint().width(), 0), menu->grab());
+    painter.drawPixmap(window.view().mapFromGlobal(menu->pos()), menu->grab());
+    menu->close();
     return {picture, windowRadius};
 }
 

@@ -4,6 +4,8 @@
 #include <QPainter>
 #include <QPixmap>
 #include <QPixmapCache>
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <vector>
 
@@ -118,13 +120,26 @@ QPixmap tileFor(double cornerRadius, double scale, const Shadow &shadow)
     return tile;
 }
 
+// Where the bands lie in the tile, which has `corner` points of each `whole` corner to give.
+struct Bands
+{
+    Bands(double before, double after, double whole, double corner)
+        : begin{0, before + whole, before + 2 * whole + 1 - corner}
+        , end{before + corner, before + whole + 1, before + 2 * whole + 1 + after}
+    {}
+    std::array<double, 3> begin;
+    std::array<double, 3> end;
+};
+
 } // namespace
 
 void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius, const Shadow &shadow)
 {
     const double scale = painter.device()->devicePixelRatioF();
     const QPixmap tile = tileFor(cornerRadius, scale, shadow);
-    const double corner = cornerSize(cornerRadius);
+    const double whole = cornerSize(cornerRadius);
+    // A card that is too small for whole corners shows their outer parts.
+    const double corner = std::min({whole, card.width() / 2, card.height() / 2});
     const QRectF around = card.marginsAdded(shadowMargins);
 
     // Where the bands begin and end: outer margin with corner, drawn-out edge, corner with margin.
@@ -132,10 +147,8 @@ void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius, con
                               card.left() + card.width() - corner, around.left() + around.width()};
     const double rows[] = {around.top(), card.top() + corner, card.top() + card.height() - corner,
                            around.top() + around.height()};
-    const double left = shadowMargins.left() + corner;
-    const double top = shadowMargins.top() + corner;
-    const double tileColumns[] = {0, left, left + 1, left + 1 + corner + shadowMargins.right()};
-    const double tileRows[] = {0, top, top + 1, top + 1 + corner + shadowMargins.bottom()};
+    const Bands tileColumns(shadowMargins.left(), shadowMargins.right(), whole, corner);
+    const Bands tileRows(shadowMargins.top(), shadowMargins.bottom(), whole, corner);
 
     for (int row = 0; row < 3; ++row) {
         for (int column = 0; column < 3; ++column) {
@@ -143,8 +156,8 @@ void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius, con
                 continue; // beneath the card
             const QRectF target(QPointF(columns[column], rows[row]),
                                 QPointF(columns[column + 1], rows[row + 1]));
-            const QRectF source(QPointF(tileColumns[column], tileRows[row]) * scale,
-                                QPointF(tileColumns[column + 1], tileRows[row + 1]) * scale);
+            const QRectF source(QPointF(tileColumns.begin[column], tileRows.begin[row]) * scale,
+                                QPointF(tileColumns.end[column], tileRows.end[row]) * scale);
             painter.drawPixmap(target, tile, source);
         }
     }

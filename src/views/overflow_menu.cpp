@@ -1,15 +1,20 @@
-#include "style/menu.h"
+#include "views/overflow_menu.h"
 
+#include "platform/desktop/panel_shadow.h"
+#include "platform/desktop/panel_system.h"
 #include "style/button.h"
 #include "style/fill.h"
 #include "style/palette.h"
 #include "style/shapes.h"
 #include "style/text_style.h"
 
+#include <QApplication>
 #include <QMenu>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QProxyStyle>
 #include <QStyleOptionMenuItem>
+#include <QWindow>
 
 namespace kivolo {
 
@@ -17,18 +22,26 @@ namespace {
 
 constexpr int overflowWidth = 22;
 constexpr int overflowPadding = 6;
-constexpr int edge = 5; // around all items
+constexpr double radius = 12;
+constexpr Shadow shadow{.opacity = 0.25, .sigma = 9, .drop = 4};
+constexpr int shadowReach = 24; // as far as anything of it can be seen
+constexpr int edge = 5;         // around all items
 constexpr int itemPadding = 10;
 constexpr int itemHeight = 26;
 constexpr int separatorHeight = 9;
-constexpr qreal highlightRadius = 5;
+constexpr qreal highlightRadius = radius - edge;
 
 constexpr char destructive[] = "destructive";
 
-/// Paints a menu in the colours of the window it belongs to. How it works is the desktop's.
+/// Paints a menu as the window's own surfaces are painted. Its window is larger by the shadow,
+/// which takes the margins around the contents; a menu without margins is opaque and square.
 class MenuStyle final : public QProxyStyle
 {
 public:
+    MenuStyle()
+        : QProxyStyle(QStringLiteral("fusion")) // others have shadows of their own for menus
+    {}
+
     int pixelMetric(PixelMetric metric, const QStyleOption *option,
                     const QWidget *widget) const override
     {
@@ -37,7 +50,10 @@ public:
         case PM_MenuVMargin:
             return edge;
         case PM_MenuPanelWidth:
-            return 1;
+            return 0;
+        case PM_MenuDesktopFrameWidth:
+            // The shadow may lie beyond the edge of the screen.
+            return widget ? -widget->contentsMargins().left() : 0;
         default:
             return QProxyStyle::pixelMetric(metric, option, widget);
         }
@@ -58,11 +74,9 @@ public:
     void drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
                        const QWidget *widget) const override
     {
-        const Palette colors = Palette::of(option->palette);
-        if (element == PE_PanelMenu)
-            painter->fillRect(option->rect, Fill::material().color(colors));
-        else if (element == PE_FrameMenu)
-            strokeInside(*painter, option->rect, 0, 1, colors.quaternary);
+        if (element == PE_PanelMenu && widget)
+            drawSurface(*painter, widget->contentsRect(), !widget->contentsMargins().isNull(),
+                        Palette::of(option->palette));
         else
             QProxyStyle::drawPrimitive(element, option, painter, widget);
     }
@@ -78,7 +92,29 @@ public:
             QProxyStyle::drawControl(element, option, painter, widget);
     }
 
+    /// A press on the shadow is one beside the menu.
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        auto *menu = qobject_cast<QMenu *>(watched);
+        if (!menu || event->type() != QEvent::MouseButtonPress ||
+            menu->contentsRect().contains(static_cast<QMouseEvent *>(event)->position().toPoint()))
+            return QProxyStyle::eventFilter(watched, event);
+        menu->close();
+        return true;
+    }
+
 private:
+    static void drawSurface(QPainter &painter, const QRectF &surface, bool floats,
+                            const Palette &colors)
+    {
+        const double corner = floats ? radius : 0;
+        if (floats)
+            paintShadow(painter, surface, corner, shadow);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.fillPath(continuousRoundedRect(surface, corner), Fill::material().color(colors));
+        strokeInside(painter, surface, corner, 1, Fill::violet(0.3).color(colors));
+    }
+
     static void drawItem(const QStyleOptionMenuItem &item, const QAction *action, QPainter &painter)
     {
         const Palette colors = Palette::of(item.palette);
@@ -102,6 +138,31 @@ private:
     }
 };
 
+/// Leaves room for the shadow where it can be seen.
+void makeRoomForShadow(QMenu &menu)
+{
+    const bool blended = panel_system::observeCompositor([] {})->isThere();
+    const int reach = blended ? shadowReach : 0;
+    const QMargins margins(reach, reach, reach, reach);
+    if (menu.contentsMargins() == margins)
+        return;
+    menu.setContentsMargins(margins);
+    QEvent measureAgain(QEvent::StyleChange);
+    QCoreApplication::sendEvent(&menu, &measureAgain);
+}
+
+/// Below `opener`, both ending at the same place on the right.
+void popUp(QMenu &menu, const QWidget &opener)
+{
+    makeRoomForShadow(menu);
+    const QMargins margins = menu.contentsMargins();
+    const QSize size = menu.sizeHint();
+    const QPoint corner = opener.mapToGlobal(QPoint(opener.width(), opener.height()));
+    menu.winId(); // from here on there is a window handle
+    panel_system::setCard(*menu.windowHandle(), size, QRect({}, size).marginsRemoved(margins));
+    menu.popup(corner - QPoint(size.width() - margins.right(), margins.top()));
+}
+
 } // namespace
 
 Button *overflowMenu(QMenu *menu)
@@ -109,15 +170,16 @@ Button *overflowMenu(QMenu *menu)
     Symbol *dots = symbol(QStringLiteral("ellipsis"), textFont(TextStyle::Body).pixelSize())
                        ->in(Fill::white());
     Button *button = plainButton(dots, Button::tr("Menu"), [menu] {
-        const auto *opener = static_cast<const QWidget *>(menu->parent());
-        const QPoint below = opener->mapToGlobal(QPoint(opener->width(), opener->height()));
-        menu->popup(below - QPoint(menu->sizeHint().width(), 0));
+        popUp(*menu, *static_cast<const QWidget *>(menu->parent()));
     });
-    menu->setParent(button, menu->windowFlags());
+    menu->setParent(button,
+                    menu->windowFlags() | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
+    menu->setAttribute(Qt::WA_TranslucentBackground);
     menu->setFont(textFont(TextStyle::Body));
     auto *style = new MenuStyle;
     style->setParent(menu);
     menu->setStyle(style);
+    menu->installEventFilter(style);
     // By itself it stays when assistive technology has chosen the item.
     QObject::connect(menu, &QMenu::triggered, menu, &QMenu::close);
     return button->padded(0, overflowPadding)->wide(overflowWidth);
