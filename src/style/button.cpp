@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QToolTip>
 #include <algorithm>
 
 namespace kivolo {
@@ -163,6 +164,9 @@ bool Button::event(QEvent *event)
         if (key == Qt::Key_Return || key == Qt::Key_Enter)
             event->accept();
     }
+    // Desktops have a font of their own for tips; it is looked up when one is shown.
+    if (event->type() == QEvent::ToolTip)
+        QToolTip::setFont(textFont(TextStyle::Subheadline));
     return QAbstractButton::event(event);
 }
 

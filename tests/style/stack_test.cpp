@@ -3,8 +3,12 @@
 #include "style/text.h"
 #include "style/text_style.h"
 
+#include <QApplication>
+#include <QHelpEvent>
 #include <QLayout>
 #include <QTest>
+#include <QToolTip>
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace kivolo;
@@ -112,6 +116,25 @@ TEST(ButtonTest, IsPressedByKeysAndLeavesTheFocusToTheField)
     EXPECT_EQ(button->focusPolicy(), Qt::TabFocus);
     button->tip(QStringLiteral("<b>x"));
     EXPECT_EQ(button->toolTip(), QStringLiteral("&lt;b&gt;x"));
+}
+
+TEST(ButtonTest, TipsAreSetInTheInterfacesFont)
+{
+    QToolTip::setFont(QFont(QStringLiteral("Monospace"), 30));
+    const std::unique_ptr<Button> button(
+        plainButton(text(QStringLiteral("Go"), textFont(TextStyle::Body)), [] {}));
+    button->tip(QStringLiteral("Go on"));
+    button->show();
+    QHelpEvent hover(QEvent::ToolTip, {}, button->mapToGlobal(QPoint()));
+    QCoreApplication::sendEvent(button.get(), &hover);
+    const auto widgets = QApplication::topLevelWidgets();
+    const auto tip = std::find_if(widgets.begin(), widgets.end(), [](const QWidget *each) {
+        return each->windowType() == Qt::ToolTip && each->isVisible();
+    });
+    ASSERT_NE(tip, widgets.end());
+    EXPECT_EQ((*tip)->font().families(), textFont(TextStyle::Subheadline).families());
+    EXPECT_EQ((*tip)->font().pixelSize(), 11);
+    QToolTip::hideText();
 }
 
 } // namespace
