@@ -159,7 +159,7 @@ void popUp(QMenu &menu, const QWidget &opener)
     const QSize size = menu.sizeHint();
     const QPoint corner = opener.mapToGlobal(QPoint(opener.width(), opener.height()));
     menu.winId(); // from here on there is a window handle
-    panel_system::setCard(*menu.windowHandle(), size, QRect({}, size).marginsRemoved(margins));
+    panel_system::setCard(*menu.windowHandle(), size.shrunkBy(margins), margins);
     menu.popup(corner - QPoint(size.width() - margins.right(), margins.top()));
 }
 
