@@ -1,9 +1,16 @@
 #include "platform/foundation/user_defaults.h"
 
 #include <QFile>
-#include <QRegularExpression>
+#include <algorithm>
 
 namespace kivolo {
+
+static bool isOneWord(QStringView text)
+{
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) {
+        return c.isLetterOrNumber() || c == u'_' || c == u'-';
+    });
+}
 
 UserDefaults::UserDefaults()
     : settings_(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("kivolo"),
@@ -28,13 +35,17 @@ void UserDefaults::salvage()
     QFile file(settings_.fileName());
     if (!file.open(QIODevice::ReadOnly))
         return;
-    static const QRegularExpression entry(QStringLiteral("(kivolo_\\w+)=([\\w-]+)\\r?$"),
-                                          QRegularExpression::MultilineOption);
     const QString text = QString::fromUtf8(file.read(longerThanAnyIntactFile));
-    for (auto found = entry.globalMatch(text); found.hasNext();) {
-        const QRegularExpressionMatch match = found.next();
-        if (!settings_.contains(match.captured(1)))
-            settings_.setValue(match.captured(1), match.captured(2));
+    for (const QStringView line : QStringView(text).split(u'\n')) {
+        // What is broken may stand on the same line, before the key.
+        const qsizetype equals = line.lastIndexOf(u'=');
+        const qsizetype start = line.left(qMax(0, equals)).lastIndexOf(u"kivolo_");
+        if (start < 0)
+            continue;
+        const QStringView key = line.sliced(start, equals - start);
+        const QStringView value = line.sliced(equals + 1).trimmed();
+        if (isOneWord(key) && isOneWord(value) && !settings_.contains(key))
+            settings_.setValue(key, value.toString());
     }
 }
 
