@@ -221,10 +221,6 @@
         <source>Send</source>
         <translation>Senden</translation>
     </message>
-    <message>
-        <source>Buzzed you!</source>
-        <translation>Angestupst!</translation>
-    </message>
 </context>
 <context>
     <name>kivolo::DrawingNSView</name>

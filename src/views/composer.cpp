@@ -21,6 +21,9 @@ constexpr qreal canvasRadius = 14;
 // What a server takes: a note is reset once it is sent, so none may be typed that is refused.
 constexpr int mostText = 10'000;
 
+/// What a buzz says when nothing was typed. It is read by others, whatever their language.
+const QString wordlessBuzz = QStringLiteral("Buzzed you!");
+
 QFont chipFont()
 {
     return bold(textFont(TextStyle::Caption));
@@ -250,7 +253,7 @@ void Composer::sendShake()
 {
     const QString note = trimmedText();
     send({.type = QStringLiteral("text"),
-          .body = note.isEmpty() ? tr("Buzzed you!") : note,
+          .body = note.isEmpty() ? wordlessBuzz : note,
           .effect = QStringLiteral("shake")},
          [this] { field_->clear(); });
 }

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QTest>
+#include <QTranslator>
 #include <algorithm>
 #include <gmock/gmock.h>
 
@@ -16,6 +17,17 @@ using namespace kivolo;
 using namespace std::chrono_literals;
 
 namespace {
+
+/// Says the same for every text.
+class ForeignLanguage : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char *, const char *, const char *, int) const override
+    {
+        return QStringLiteral("foreign %1 %2");
+    }
+};
 
 class ComposeTest : public StoreFixture
 {
@@ -118,7 +130,10 @@ TEST_F(ComposeTest, SendsWhatIsTypedAndResetsWhetherItWasTakenOrNot)
     EXPECT_EQ(sent(), R"({"body":"hello","type":"text"})");
     EXPECT_TRUE(field().text().isEmpty());
 
+    ForeignLanguage foreign;
+    QCoreApplication::installTranslator(&foreign);
     press("Buzz");
+    QCoreApplication::removeTranslator(&foreign);
     EXPECT_EQ(sent(), R"({"body":"Buzzed you!","effect":"shake","type":"text"})");
     field().setText(text);
     press("Buzz");
