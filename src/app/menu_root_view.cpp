@@ -78,7 +78,8 @@ void MenuRootView::render()
 {
     renderBanner();
     const Route now = route();
-    if (shownRoute_ == now)
+    const std::optional<QString> &download = *store_->forceUpdate;
+    if (shownRoute_ == now && shownDownload_ == download)
         return;
     const bool hadFocus = isVisible() && window()->isActiveWindow();
     if (shownContent_) {
@@ -86,6 +87,7 @@ void MenuRootView::render()
         shownContent_->deleteLater(); // its own button may be what changed the route
     }
     shownRoute_ = now;
+    shownDownload_ = download;
     shownContent_ = content(now);
     content_->holding({shownContent_});
     setFocusProxy(shownContent_);

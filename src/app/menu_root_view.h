@@ -39,6 +39,7 @@ private:
     QWidget *shownContent_ = nullptr;
     std::optional<VersionInfo> shownOffer_; // on the banner
     std::optional<Route> shownRoute_;
+    std::optional<QString> shownDownload_; // where the blocking screen sends to
 };
 
 } // namespace kivolo

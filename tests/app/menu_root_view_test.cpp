@@ -4,12 +4,27 @@
 #include "style/button.h"
 #include "style/motion.h"
 
+#include <QDesktopServices>
 #include <QTest>
+#include <QUrl>
 
 using namespace kivolo;
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// Stands for the program that opens links.
+class Browser final : public QObject
+{
+    Q_OBJECT
+public:
+    Browser() { QDesktopServices::setUrlHandler(u"https"_s, this, "open"); }
+    ~Browser() override { QDesktopServices::unsetUrlHandler(u"https"_s); }
+    QList<QUrl> opened;
+
+public Q_SLOTS:
+    void open(const QUrl &url) { opened << url; }
+};
 
 class MenuRootViewTest : public StoreFixture
 {
@@ -120,8 +135,15 @@ TEST_F(MenuRootViewTest, BothScenesTakeTheSameRouteAtOnce)
     EXPECT_TRUE(bothShow({u"ComposeView"_s}));
     store->update = VersionInfo{u"9.9"_s, u"https://kivolo.example"_s, {}};
     EXPECT_TRUE(bothShow({u"ComposeView"_s, u"UpdateBanner"_s}));
-    store->forceUpdate = u"https://kivolo.example"_s;
-    EXPECT_TRUE(bothShow({u"ForceUpdateView"_s}));
+    for (const QString &download : {u"https://kivolo.example/one"_s, u"https://two.example"_s}) {
+        Browser browser;
+        store->forceUpdate = download;
+        QTest::qWait(0); // for the views to follow
+        EXPECT_TRUE(bothShow({u"ForceUpdateView"_s}));
+        for (QWidget *view : {window.get(), panel.get()})
+            press(*view, u"Update now"_s);
+        EXPECT_EQ(browser.opened, QList<QUrl>(2, QUrl(download)));
+    }
 }
 
 TEST_F(MenuRootViewTest, NothingThatOthersWriteBreaksAScreen)
@@ -165,3 +187,5 @@ TEST_F(MenuRootViewTest, NothingThatOthersWriteBreaksAScreen)
 }
 
 } // namespace
+
+#include "menu_root_view_test.moc"
