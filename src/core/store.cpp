@@ -65,6 +65,17 @@ QCoro::Task<> Store::restore()
     startPolling();
 }
 
+QCoro::Task<> Store::refreshStatus()
+{
+    const auto self = shared_from_this();
+    const quint64 stay = stay_;
+    const auto request = KivoloAPI::me(deviceId_);
+    const auto status = co_await replyOrNothing(request);
+    assertOnMainThread();
+    if (status && stay == stay_)
+        applyStatus(*status);
+}
+
 void Store::applyStatus(const MeResponse &status)
 {
     members = status.members.value_or(members.get());

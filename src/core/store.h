@@ -85,7 +85,8 @@ public:
     /// Replaces the feed by the circle's latest beams.
     QCoro::Task<> loadHistory();
 
-    /// Starts polling afresh, in place of a polling that runs.
+    /// Starts polling afresh, in place of a polling that runs. What was asked for before is dropped
+    /// when it comes.
     void startPolling();
     /// One polling cycle; `tick` counts those completed since the start.
     QCoro::Task<> poll(qint64 tick);
@@ -101,9 +102,11 @@ private:
     Store(MainQueue &queue, UserDefaults &defaults, Overlays overlays);
 
     QCoro::Task<> restore();
+    QCoro::Task<> refreshStatus();
     static QCoro::Task<> pollUntilStopped(std::weak_ptr<Store> weakStore, MainQueue *queue,
                                           std::stop_token stop);
     static QCoro::Task<> openCapsule(std::shared_ptr<Store> store, Beam sealed);
+    void beginPolling();
     void surfaceCapsule(const Beam &beam);
     void receive(const BeamsResponse &reply);
 
@@ -115,6 +118,9 @@ private:
     qint64 lastBeamTime_ = 0;   // the server's clock at the last successful poll
     bool popupsPrimed_ = false; // until the first successful poll, beams go to the feed only
     QSet<QString> seenBeamIds_; // every id put into the feed since the last start
+    // Counts the stays in circles. An answer that was asked for in an earlier one is dropped: what
+    // it brings may be another circle's.
+    quint64 stay_ = 0;
 };
 
 } // namespace kivolo

@@ -64,18 +64,16 @@ QCoro::Task<> Store::join()
         errorText = joined.error;
         co_return;
     }
+    if (circleId.get() != joined.reply->circle_id)
+        ++stay_;
     circleId = joined.reply->circle_id;
     memberId = joined.reply->member_id;
     code = joined.reply->code;
     members = joined.reply->members;
     maxSeats = joined.reply->max_seats;
     screen = Screen::joined;
-    const auto statusRequest = KivoloAPI::me(deviceId_);
-    const auto status = co_await replyOrNothing(statusRequest);
-    assertOnMainThread();
-    if (status)
-        applyStatus(*status);
-    startPolling();
+    co_await refreshStatus();
+    beginPolling();
 }
 
 } // namespace kivolo

@@ -19,6 +19,12 @@ constexpr qint64 cyclesPerStatus = 6;
 
 void Store::startPolling()
 {
+    ++stay_;
+    beginPolling();
+}
+
+void Store::beginPolling()
+{
     if (pollTask_)
         pollTask_->request_stop();
     lastBeamTime_ = 0;
@@ -46,18 +52,19 @@ QCoro::Task<> Store::poll(qint64 tick)
     // One second of overlap: the server's clock counts whole seconds, and what arrived later in
     // the last one would be missed. Repeated beams are dropped by their ids.
     const qint64 since = lastBeamTime_ > 0 ? lastBeamTime_ - 1 : 0;
+    const quint64 stay = stay_;
+    const auto task = pollTask_;
     const auto request = KivoloAPI::beams(circleId, memberId, since);
     const auto arrived = co_await replyOrNothing(request);
     assertOnMainThread();
+    // An answer to a polling that was replaced would prime the new one, whose own first answer
+    // would then be shown as fresh.
+    if (stay != stay_ || task != pollTask_)
+        co_return;
     if (arrived)
         receive(*arrived);
-    if (tick % cyclesPerStatus != 0)
-        co_return;
-    const auto statusRequest = KivoloAPI::me(deviceId_);
-    const auto status = co_await replyOrNothing(statusRequest);
-    assertOnMainThread();
-    if (status)
-        applyStatus(*status);
+    if (tick % cyclesPerStatus == 0)
+        co_await refreshStatus();
 }
 
 void Store::receive(const BeamsResponse &reply)
@@ -88,10 +95,11 @@ void Store::surfaceCapsule(const Beam &beam)
 
 QCoro::Task<> Store::openCapsule(std::shared_ptr<Store> store, Beam sealed)
 {
+    const quint64 stay = store->stay_;
     const auto request = KivoloAPI::capsule(sealed.id, store->circleId);
     const auto opened = co_await replyOrNothing(request);
     assertOnMainThread();
-    if (opened)
+    if (opened && stay == store->stay_)
         store->revealCapsule(*opened);
 }
 

@@ -19,7 +19,8 @@ QCoro::Task<> Store::send(QString type, QString body, std::optional<QString> eff
     if (circleId->isEmpty() || memberId->isEmpty())
         co_return;
     sending = true;
-    KivoloAPI::Body fields{{QStringLiteral("circle_id"), circleId.get()},
+    const QString circle = circleId;
+    KivoloAPI::Body fields{{QStringLiteral("circle_id"), circle},
                            {QStringLiteral("from_member"), memberId.get()},
                            {QStringLiteral("type"), type},
                            {QStringLiteral("body"), body}};
@@ -32,12 +33,12 @@ QCoro::Task<> Store::send(QString type, QString body, std::optional<QString> eff
     assertOnMainThread();
     if (!sent.reply) {
         errorText = sent.error;
-        const auto statusRequest = KivoloAPI::me(deviceId_);
-        const auto status = co_await replyOrNothing(statusRequest);
-        assertOnMainThread();
-        if (status)
-            applyStatus(*status);
+        co_await refreshStatus();
         sending = false;
+        co_return;
+    }
+    if (!circleId->isEmpty() && circleId.get() != circle) {
+        sending = false; // it is in a circle that was left for another
         co_return;
     }
     Beam beam;
@@ -60,10 +61,11 @@ QCoro::Task<> Store::loadHistory()
     const auto self = shared_from_this();
     if (circleId->isEmpty())
         co_return;
+    const quint64 stay = stay_;
     const auto request = KivoloAPI::history(circleId, historyLimit);
     const auto history = co_await replyOrNothing(request);
     assertOnMainThread();
-    if (!history)
+    if (!history || stay != stay_)
         co_return;
     feed = history->beams;
     const qint64 now = queue_.now();

@@ -113,6 +113,53 @@ TEST_F(MembershipTest, TheScreenChangesBeforeTheStatusAnswer)
     EXPECT_TRUE(eventually([&] { return done; }));
 }
 
+TEST_F(MembershipTest, NothingOfACircleThatWasLeftReachesTheNext)
+{
+    server.answer("/join", joinReply());
+    store->handle = QStringLiteral("Ana");
+    store->code = QStringLiteral("AB12");
+    run(store->join());
+    ASSERT_TRUE(settled());
+    for (const char *path : {"/beams", "/beam", "/history", "/me"})
+        server.hold(path);
+    int done = 0;
+    const auto count = [&done] { ++done; };
+    store->poll(1).then(count);
+    store->loadHistory().then(count);
+    store->send(QStringLiteral("text"), QStringLiteral("to the first"), {}, {}).then(count);
+    ASSERT_TRUE(eventually([&] {
+        return server.requestsTo("/beams").size() == 2 &&
+               server.requestsTo("/history").size() == 1 && server.requestsTo("/beam").size() == 1;
+    }));
+
+    store->leave();
+    server.answer("/join", joinReply().replace("c1", "c2"));
+    store->code = QStringLiteral("CD34");
+    store->join().then(count);
+    ASSERT_TRUE(eventually([&] { return store->circleId.get() == QStringLiteral("c2"); }));
+    server.answer("/beams", beamsReply({beam("late")}, 1001));
+    server.answer("/beams", beamsReply({beam("new")}, 1002));
+    server.answer("/history", R"({"beams":[)" + beam("late") + "]}");
+    server.answer("/beam", R"({"ok":true,"id":"late"})");
+    for (const char *path : {"/beams", "/beam", "/history"})
+        server.release(path);
+    ASSERT_TRUE(eventually([&] { return done == 3; }));
+    EXPECT_TRUE(store->feed->isEmpty());
+    EXPECT_FALSE(store->sending);
+
+    // What is asked for here and now is taken, although polling has not started yet.
+    server.answer("/history", R"({"beams":[)" + beam("own") + "]}");
+    server.hold("/history");
+    store->loadHistory().then(count);
+    ASSERT_TRUE(eventually([&] { return server.requestsTo("/history").size() == 2; }));
+    server.release("/me");
+    ASSERT_TRUE(eventually([&] { return feedIds() == QStringList{QStringLiteral("new")}; }));
+    server.release("/history");
+    ASSERT_TRUE(eventually([&] { return done == 5; }));
+    EXPECT_EQ(feedIds(), QStringList{QStringLiteral("own")});
+    EXPECT_TRUE(shown.isEmpty());
+}
+
 TEST_F(MembershipTest, CreatingJoinsWithTheNewCode)
 {
     server.answer("/circle/create", R"({"circle_id":"zz","code":"NEW1","max_seats":9})");

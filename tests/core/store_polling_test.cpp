@@ -109,6 +109,57 @@ TEST_F(StoreFixture, RestartingReplacesTheTaskAndPrimesAgain)
     EXPECT_EQ(server.requestsTo("/beams").size(), before + 1) << "one task, not two";
 }
 
+TEST_F(StoreFixture, WhatWasAskedForBeforePollingStartedIsNotApplied)
+{
+    const QByteArray sealed = R"(,"sealed":1,"open_at":1700000060)";
+    startJoined();
+    server.answer("/beams", beamsReply({beam("b1", sealed)}, 1001));
+    nextCycle();
+    ASSERT_EQ(capsules.size(), 1);
+
+    const QByteArrayList paths{"/me", "/beams", "/history", "/capsule"};
+    QList<qsizetype> asked;
+    for (const QByteArray &path : paths) {
+        asked.append(server.requestsTo(path).size());
+        if (path != "/beams")
+            server.hold(path);
+    }
+    const auto awaitOneMore = [&](qsizetype i) {
+        ++asked[i];
+        return eventually([&] { return server.requestsTo(paths[i]).size() == asked[i]; });
+    };
+    int done = 0;
+    const auto count = [&done] { ++done; };
+    store->poll(0).then(count);
+    ASSERT_TRUE(awaitOneMore(1) && awaitOneMore(0)) << "asking for the status";
+    server.hold("/beams");
+    store->poll(1).then(count);
+    store->loadHistory().then(count);
+    capsules.first().second(capsules.first().first);
+    ASSERT_TRUE(awaitOneMore(1) && awaitOneMore(2) && awaitOneMore(3));
+
+    store->startPolling();
+    ASSERT_TRUE(awaitOneMore(1));
+    server.answer("/me", R"({"joined":true,"code":"LATE","members":[]})");
+    server.answer("/me", joinedStatus());
+    server.answer("/beams", beamsReply({beam("late")}, 1002));
+    server.answer("/beams", beamsReply({beam("new")}, 1003));
+    server.answer("/beams", beamsReply({}, 1004));
+    server.answer("/history", R"({"beams":[]})");
+    server.answer("/capsule", beam("b1"));
+    bool lateStatus = false;
+    QObject::connect(store.get(), &Store::objectWillChange, store.get(),
+                     [&] { lateStatus |= store->code.get() == QStringLiteral("LATE"); });
+    server.releaseAll();
+    ASSERT_TRUE(eventually([&] { return done == 3; }));
+    ASSERT_TRUE(settled());
+    nextCycle();
+    EXPECT_EQ(feedIds(), (QStringList{QStringLiteral("b1"), QStringLiteral("new")}));
+    EXPECT_TRUE(store->feed->first().isSealed());
+    EXPECT_TRUE(shown.isEmpty());
+    EXPECT_FALSE(lateStatus);
+}
+
 TEST_F(StoreFixture, AnOpenedCapsuleTakesItsPlaceAndIsShown)
 {
     const QByteArray sealed = R"(,"sealed":1,"open_at":1700000060)";
