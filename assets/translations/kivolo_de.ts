@@ -73,6 +73,10 @@
         <translation>Die Anfrage hat zu lange gedauert.</translation>
     </message>
     <message>
+        <source>The connection closed before the server had answered. What you sent may have arrived all the same.</source>
+        <translation>Die Verbindung wurde geschlossen, bevor der Server geantwortet hatte. Was du gesendet hast, ist vielleicht trotzdem angekommen.</translation>
+    </message>
+    <message>
         <source>The server's reply is too large.</source>
         <translation>Die Antwort des Servers ist zu groß.</translation>
     </message>

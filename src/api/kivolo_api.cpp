@@ -16,6 +16,7 @@ std::function<void(const QString &)> KivoloAPI::onForceUpdate;
 namespace {
 
 const QByteArray versionHeader = "X-Kivolo-Version";
+constexpr std::chrono::seconds requestTimeout{60}; // without a byte of progress
 
 /// The string under `key` if `json` is an object that has one.
 std::optional<QString> stringIn(const QByteArray &json, QLatin1StringView key)
@@ -60,6 +61,7 @@ UrlRequest KivoloAPI::getRequest(const QString &path)
     UrlRequest request;
     request.url = requestUrl(apiOrigin() + path);
     request.headers = {{versionHeader, appVersion().toUtf8()}};
+    request.timeout = requestTimeout;
     return request;
 }
 
@@ -183,6 +185,7 @@ QFuture<VersionInfo> KivoloAPI::latestVersion()
     const auto build = [] {
         UrlRequest request;
         request.url = requestUrl(siteOrigin() + QStringLiteral("/version.json"));
+        request.redirects = UrlRequest::Redirects::Anywhere; // it says nothing about who asks
         return request;
     };
     return exchange<VersionInfo>(

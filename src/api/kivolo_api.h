@@ -57,8 +57,9 @@ public:
     static QFuture<HistoryResponse> history(const QString &circleId, qint64 limit);
     /// An opened capsule.
     static QFuture<Beam> capsule(const QString &id, const QString &circleId);
-    /// The version file of the landing site. Its HTTP status is not looked at: a page that
-    /// reports an error does not decode.
+    /// The version file of the landing site, asked for in the session's own way and wherever the
+    /// site has moved it. Its HTTP status is not looked at: a page that reports an error does not
+    /// decode.
     static QFuture<VersionInfo> latestVersion();
 
     /// Posts `body` as a JSON object to `path`, which begins with a slash.

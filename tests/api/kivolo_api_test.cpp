@@ -116,10 +116,15 @@ TEST_F(KivoloApiTest, WhatFailsAndHowItReads)
             << c.status << c.body.constData();
 }
 
-TEST_F(KivoloApiTest, AVersionFileIsReadWhateverItsStatus)
+TEST_F(KivoloApiTest, AVersionFileIsReadWhateverItsStatusAndHost)
 {
+    ScriptedServer www;
+    www.answer("/version.json", R"({"version":"2","url":"u"})");
+    const QByteArray moved = "Location: " + www.origin() + "/version.json\r\n";
+    server.answer("/version.json", "", 301, moved);
     server.answer("/version.json", R"({"version":"2","url":"u"})", 404);
     server.answer("/version.json", "<html></html>", 200);
+    EXPECT_EQ(failureOf(KivoloAPI::latestVersion()), QString());
     EXPECT_EQ(failureOf(KivoloAPI::latestVersion()), QString());
     EXPECT_NE(failureOf(KivoloAPI::latestVersion()), QString());
 }

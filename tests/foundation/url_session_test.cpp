@@ -73,11 +73,50 @@ TEST_F(UrlSessionTest, BrokenRepliesFailAndTheNextRequestWorks)
     EXPECT_EQ(outcomeOf(send(request("/"))).reply->body, "fine");
 }
 
+TEST_F(UrlSessionTest, WhatIsLostIsNotSentAgain)
+{
+    const QString lost = QStringLiteral("The connection closed before the server had answered. "
+                                        "What you sent may have arrived all the same.");
+    for (const QByteArray method : {"GET", "POST"}) {
+        for (const QByteArray answer : {"", "HTTP/1.1 200 OK\r\nContent-Le"}) {
+            for (const qsizetype before : {0, 1}) {
+                SCOPED_TRACE(
+                    (method + " '" + answer + "' after " + QByteArray::number(before)).constData());
+                ScriptedServer one;
+                UrlSession fresh;
+                UrlRequest request;
+                request.url = QUrl::fromEncoded(one.origin() + "/");
+                request.method = method;
+                request.headers = {{"Content-Type", "text/plain"}};
+                if (method == "POST")
+                    request.body = QByteArray(100'000, 'x');
+                const auto ask = [&] {
+                    return outcomeOf(fresh.data([request] { return request; }));
+                };
+                if (before > 0) {
+                    one.answer("/", "fine");
+                    EXPECT_EQ(ask().reply->body, "fine");
+                }
+                one.answerRaw("/", answer);
+                EXPECT_EQ(ask().failure, lost);
+                EXPECT_EQ(one.requests().size(), before + 1);
+                one.answer("/", "fine");
+                EXPECT_EQ(ask().reply->body, "fine");
+                EXPECT_EQ(one.requests().size(), before + 2) << "none came late either";
+                EXPECT_EQ(one.requests().last().method, method);
+                EXPECT_EQ(one.requests().last().body, request.body);
+            }
+        }
+    }
+}
+
 TEST_F(UrlSessionTest, AnErrorStatusIsAnAnswer)
 {
-    for (const int status : {400, 401, 403, 404, 409, 413, 418, 426, 500, 503})
-        server.answer("/", "why", status, "WWW-Authenticate: Basic realm=x\r\n");
-    for (const int status : {400, 401, 403, 404, 409, 413, 418, 426, 500, 503}) {
+    for (const int status : {400, 401, 403, 404, 407, 409, 413, 418, 426, 500, 503}) {
+        server.answer("/", "why", status,
+                      "WWW-Authenticate: Basic realm=x\r\nProxy-Authenticate: Basic realm=x\r\n");
+    }
+    for (const int status : {400, 401, 403, 404, 407, 409, 413, 418, 426, 500, 503}) {
         const Outcome outcome = outcomeOf(send(request("/")));
         ASSERT_TRUE(outcome.reply) << status << qPrintable(outcome.failure);
         EXPECT_EQ(outcome.reply->status, status);
@@ -91,13 +130,28 @@ TEST_F(UrlSessionTest, AServerThatNeverAnswersTimesOut)
     UrlRequest silent = request("/");
     silent.timeout = 1ms;
     EXPECT_EQ(outcomeOf(send(silent)).failure, QStringLiteral("The request timed out."));
-    EXPECT_EQ(UrlRequest().timeout, 60s);
 }
 
-TEST_F(UrlSessionTest, RedirectsStayAtHomeAndNeverRepeatAPost)
+TEST_F(UrlSessionTest, ARequestsOwnTimeGoesBeforeTheSessions)
+{
+    UrlSession hasty(1'000'000, 1ms);
+    server.hold("/");
+    UrlRequest patient = request("/");
+    patient.timeout = 60s;
+    const QFuture<UrlReply> waiting = hasty.data([patient] { return patient; });
+    const QFuture<UrlReply> asTheSession = hasty.data([this] { return request("/"); });
+    EXPECT_EQ(outcomeOf(asTheSession).failure, QStringLiteral("The request timed out."));
+    EXPECT_FALSE(waiting.isFinished());
+    server.answer("/", "fine");
+    ASSERT_TRUE(eventually([&] { return server.requests().size() > 0; }));
+    server.release("/");
+    EXPECT_EQ(outcomeOf(waiting).reply->body, "fine");
+}
+
+TEST_F(UrlSessionTest, RedirectsStayAtHomeUnlessAllowedAndNeverRepeatAPost)
 {
     ScriptedServer elsewhere;
-    elsewhere.answer("/", "stolen");
+    elsewhere.answer("/", "elsewhere");
     server.answer("/target", "found");
     server.answer("/home", "", 302, "Location: /target\r\n");
     server.answer("/away", "", 302, "Location: " + elsewhere.origin() + "/\r\n");
@@ -106,12 +160,19 @@ TEST_F(UrlSessionTest, RedirectsStayAtHomeAndNeverRepeatAPost)
     EXPECT_EQ(outcomeOf(send(request("/home"))).reply->body, "found");
     EXPECT_EQ(outcomeOf(send(request("/away"))).reply->status, 302);
     EXPECT_EQ(outcomeOf(send(request("/loop"))).reply->status, 302);
+    UrlRequest wandering = request("/away");
+    wandering.redirects = UrlRequest::Redirects::Anywhere;
+    EXPECT_TRUE(elsewhere.requests().isEmpty());
+    EXPECT_EQ(outcomeOf(send(wandering)).reply->body, "elsewhere");
+    server.answer("/down", "", 302, "Location: ftp://127.0.0.1/\r\n");
+    wandering.url = request("/down").url;
+    EXPECT_EQ(outcomeOf(send(wandering)).reply->status, 302);
     UrlRequest post = request("/home");
     post.method = "POST";
     post.headers = {{"Content-Type", "text/plain"}};
     post.body = "secret";
+    post.redirects = UrlRequest::Redirects::Anywhere;
     EXPECT_EQ(outcomeOf(send(post)).reply->status, 302);
-    EXPECT_TRUE(elsewhere.requests().isEmpty());
     EXPECT_EQ(server.requestsTo("/target").size(), 1);
 }
 

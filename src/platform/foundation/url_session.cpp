@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QHostAddress>
+#include <QIODevice>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
@@ -9,6 +10,7 @@
 #include <QPromise>
 #include <QSet>
 #include <QThreadPool>
+#include <algorithm>
 #include <mutex>
 
 namespace kivolo {
@@ -61,10 +63,45 @@ public:
     }
 };
 
-QNetworkRequest networkRequest(const UrlRequest &request)
+/// The body of one request, which can be read only once. When a connection closes before the reply,
+/// Qt sends the request again by itself, up to three times, whatever its method; only a body that
+/// cannot be rewound keeps it from that. So a GET has one as well: an empty one, which goes over
+/// the wire as a length of 0. Over HTTP/2 Qt repeats nothing.
+class BodyReadOnce final : public QIODevice
+{
+public:
+    explicit BodyReadOnce(const QByteArray &bytes)
+        : bytes_(bytes)
+    {
+        open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    }
+
+    bool isSequential() const override { return true; }
+    bool reset() override { return false; }
+    qint64 bytesAvailable() const override { return bytes_.size() - read_; }
+
+protected:
+    qint64 readData(char *data, qint64 most) override
+    {
+        const qint64 size = std::min(most, bytes_.size() - read_);
+        std::copy_n(bytes_.constData() + read_, size, data);
+        read_ += size;
+        return size;
+    }
+    qint64 writeData(const char *, qint64) override { return -1; }
+
+private:
+    const QByteArray bytes_;
+    qint64 read_ = 0;
+};
+
+QNetworkRequest networkRequest(const UrlRequest &request, std::chrono::milliseconds timeout)
 {
     QNetworkRequest network(request.url);
-    network.setTransferTimeout(static_cast<int>(request.timeout.count()));
+    // Without a length Qt would keep a copy of the body, to which it could go back.
+    network.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
+    network.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
+    network.setTransferTimeout(static_cast<int>(timeout.count()));
     network.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     network.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     network.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
@@ -74,16 +111,18 @@ QNetworkRequest networkRequest(const UrlRequest &request)
     return network;
 }
 
-bool mayFollow(const QUrl &from, const QUrl &to)
+bool mayFollow(const UrlRequest &request, const QUrl &to)
 {
     const auto port = [](const QUrl &url) {
         return url.port(url.scheme() == QLatin1String("https") ? 443 : 80);
     };
-    if (to.host() != from.host())
+    const QUrl &from = request.url;
+    const bool sameScheme = to.scheme() == from.scheme();
+    if (!sameScheme && to.scheme() != QLatin1String("https"))
         return false;
-    if (to.scheme() == from.scheme())
-        return port(to) == port(from);
-    return from.scheme() == QLatin1String("http") && to.scheme() == QLatin1String("https");
+    if (request.redirects == UrlRequest::Redirects::Anywhere)
+        return true;
+    return to.host() == from.host() && (!sameScheme || port(to) == port(from));
 }
 
 /// The address a GET's reply sends us on to, if it does and if we go there.
@@ -93,7 +132,7 @@ std::optional<QUrl> redirection(const UrlRequest &request, const QNetworkReply &
     if (request.method != "GET" || !target.isValid())
         return std::nullopt;
     const QUrl url = request.url.resolved(target.toUrl());
-    return mayFollow(request.url, url) ? std::optional(url) : std::nullopt;
+    return mayFollow(request, url) ? std::optional(url) : std::nullopt;
 }
 
 /// An error status is an answer of the server's, not a failure to reach it.
@@ -102,15 +141,24 @@ bool isAnswer(const QNetworkReply &reply)
     const int status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     const auto error = reply.error();
     return error == QNetworkReply::NoError ||
-           (status >= 400 && error >= QNetworkReply::ContentAccessDenied);
+           (status >= 400 && error >= QNetworkReply::ContentAccessDenied) ||
+           (status == 407 && error == QNetworkReply::ProxyAuthenticationRequiredError);
 }
 
 QString failureText(const QNetworkReply &reply)
 {
-    // Qt reports its own time-out as a cancellation, which would tell the user nothing.
-    if (reply.error() == QNetworkReply::OperationCanceledError)
+    switch (reply.error()) {
+    case QNetworkReply::OperationCanceledError:
+        // Qt reports its own time-out as a cancellation, which would tell the user nothing.
         return QCoreApplication::translate("UrlSession", "The request timed out.");
-    return reply.errorString();
+    case QNetworkReply::ContentReSendError: // Qt would have sent it again
+    case QNetworkReply::RemoteHostClosedError:
+        return QCoreApplication::translate("UrlSession",
+                                           "The connection closed before the server had answered. "
+                                           "What you sent may have arrived all the same.");
+    default:
+        return reply.errorString();
+    }
 }
 
 } // namespace
@@ -119,8 +167,9 @@ QString failureText(const QNetworkReply &reply)
 class UrlSession::Loader : public QObject
 {
 public:
-    explicit Loader(qint64 maxBytes)
+    Loader(qint64 maxBytes, std::chrono::milliseconds timeout)
         : maxReplyBytes_(maxBytes)
+        , timeout_(timeout)
     {}
 
     ~Loader() override
@@ -140,6 +189,7 @@ private:
     QNetworkAccessManager &manager();
 
     const qint64 maxReplyBytes_;
+    const std::chrono::milliseconds timeout_;
     std::unique_ptr<QNetworkAccessManager> manager_;
     QSet<QNetworkReply *> active_;
     int failuresInARow_ = 0;
@@ -158,9 +208,10 @@ QNetworkAccessManager &UrlSession::Loader::manager()
 void UrlSession::Loader::start(const UrlRequest &request, const ReplyPromise &promise,
                                int redirectsLeft)
 {
-    const QNetworkRequest network = networkRequest(request);
-    QNetworkReply *reply =
-        request.method == "POST" ? manager().post(network, request.body) : manager().get(network);
+    auto *upload = new BodyReadOnce(request.body);
+    QNetworkReply *reply = manager().sendCustomRequest(
+        networkRequest(request, request.timeout.value_or(timeout_)), request.method, upload);
+    upload->setParent(reply);
     active_.insert(reply);
     const auto body = std::make_shared<QByteArray>();
     connect(reply, &QNetworkReply::metaDataChanged, reply, [this, reply, body] {
@@ -215,8 +266,8 @@ void UrlSession::Loader::countFailure(QNetworkReply::NetworkError error)
         manager().clearConnectionCache();
 }
 
-UrlSession::UrlSession(qint64 maxBytes)
-    : loader_(new Loader(maxBytes))
+UrlSession::UrlSession(qint64 maxBytes, std::chrono::milliseconds timeout)
+    : loader_(new Loader(maxBytes, timeout))
 {
     thread_.setObjectName(QStringLiteral("UrlSession"));
     loader_->moveToThread(&thread_);

@@ -25,14 +25,17 @@ public:
 
 struct UrlRequest
 {
-    /// How long a request may stand still. Qt itself would wait for ever.
-    static constexpr std::chrono::seconds defaultTimeout{60};
+    /// Where a GET may be sent on to: its own origin, or from http to https on its own host; or any
+    /// host, for a request that carries nothing worth keeping, but never from https to http.
+    enum class Redirects { AtHome, Anywhere };
 
     QUrl url;
     QByteArray method = "GET"; ///< "GET" or "POST"
     QList<std::pair<QByteArray, QByteArray>> headers;
-    QByteArray body; ///< Sent with "POST" only.
-    std::chrono::milliseconds timeout = defaultTimeout;
+    QByteArray body; ///< Of a "POST".
+    /// How long the request may stand still; absent: as long as its session lets one.
+    std::optional<std::chrono::milliseconds> timeout;
+    Redirects redirects = Redirects::AtHome;
 };
 
 struct UrlReply
@@ -42,17 +45,22 @@ struct UrlReply
 };
 
 /// One long-lived network access manager on a thread of its own. TLS is always verified, cookies
-/// are neither sent nor kept. A GET follows redirects to its own origin, or from http to https on
-/// its own host; any other redirect, and any redirect of a POST, is handed on as the reply it is,
-/// so that no body is resent and no identifier leaves its host.
+/// are neither sent nor kept. No request is sent twice: one whose connection closes before the
+/// reply fails, because nobody can tell whether it arrived. A redirect that a GET may not follow,
+/// and any redirect of a POST, is handed on as the reply it is, so that no body is resent and no
+/// identifier leaves its host.
 class UrlSession
 {
 public:
+    /// How long a request that names no time of its own may stand still. Qt would wait for ever.
+    static constexpr std::chrono::seconds defaultTimeout{60};
+
     /// The largest reply body taken. Forty of the largest doodles are 80 MiB; twice as much
     /// memory is spent for a moment while a reply is decoded.
     static constexpr qint64 maxReplyBytes = 96 * 1024 * 1024;
 
-    explicit UrlSession(qint64 maxBytes = maxReplyBytes);
+    explicit UrlSession(qint64 maxBytes = maxReplyBytes,
+                        std::chrono::milliseconds timeout = defaultTimeout);
     /// Fails what is under way and ends the thread.
     ~UrlSession();
 
