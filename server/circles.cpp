@@ -12,15 +12,14 @@ using Reason = Refusal::Reason;
 
 namespace {
 
-constexpr int firstPollBeams = 200;
+constexpr int firstPollRows = 200;
 constexpr int historyBeams = 200;
-// A second of a circle never holds more beams than this (see secondWithRoom()), and a poll looks
-// at one more than two such seconds: enough to see where the first one ends.
-constexpr std::int64_t beamsPerSecond = 1'000;
-constexpr int pollRows = 2 * beamsPerSecond + 1;
-// How far `created_at` may run ahead of the clock in a circle that sends more than that. It takes
-// up a burst of 10,000 beams; a circle that sends so much all the time is held to beamsPerSecond.
-constexpr Seconds secondsAhead = 10;
+
+// What sending costs a circle, in seconds of its time: one for each beam and one for each 64 KiB.
+// It may owe an hour of that; so it sends 3,600 beams at once, or a hundred of the largest doodles,
+// and one a second all day long. Its ticks, too, run ahead of the clock by no more than that.
+constexpr std::int64_t bytesPerSecond = 64 << 10;
+constexpr Seconds longestBusy = 3'600;
 
 } // namespace
 
@@ -76,6 +75,7 @@ Circle Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request
     Circle circle;
     circle.id = newIdentifier(randomness_);
     circle.maxSeats = settings_.maxSeats;
+    circle.tick = now;
     do
         circle.code = newInviteCode(randomness_);
     while (ledger.circleByCode(circle.code));
@@ -124,27 +124,24 @@ Beam Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seco
               request.openAt,
               request.openAt.has_value()};
     const auto bytes = static_cast<std::int64_t>(wire::length(beam));
-    beam.createdAt = secondWithRoom(ledger, seat->circle.number, bytes, now);
-    ledger.addBeam(beam, seat->member, bytes);
+    Circle circle = seat->circle;
+    circle.tick = std::max(now, circle.tick + 1);
+    circle.busyUntil = busyAfter(circle, bytes, now);
+    ledger.stampCircle(circle);
+    ledger.addBeam(beam, circle.tick, seat->member, bytes);
     return beam;
 }
 
-// A poll never cuts through a second, so a second must fit into a reply. What is too much for this
-// one is stamped with the next, which no client has asked beyond. The search begins at the circle's
-// newest second, so that it ends after one look however many seconds are full already.
-Seconds Circles::secondWithRoom(LedgerTransaction &ledger, std::int64_t circle, std::int64_t bytes,
-                                Seconds now) const
+Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now)
 {
-    const std::vector<BeamSize> newest = ledger.latestSizes(circle, 0, 1);
-    const Seconds second = newest.empty() ? now : std::max(now, newest.front().createdAt);
-    const LedgerTransaction::Load load = ledger.loadOfSecond(circle, second);
-    const bool fits = load.beams < beamsPerSecond && load.bytes + bytes <= settings_.pollBytes;
-    if (fits || load.beams == 0)
-        return second;
-    if (second - now >= secondsAhead)
+    // Busier than any circle can be: the clock was set back, and that is not the circle's fault.
+    const bool clockWasAhead = circle.busyUntil > now + longestBusy;
+    const Seconds begin = clockWasAhead ? now : std::max(now, circle.busyUntil);
+    const Seconds end = begin + 1 + bytes / bytesPerSecond;
+    if (end > now + longestBusy)
         throw Refusal(Reason::TooMany,
                       "Too much was sent in a short time. Please try again in a moment.");
-    return second + 1;
+    return end;
 }
 
 void Circles::refuseStranger(const std::string &circleId)
@@ -166,52 +163,65 @@ std::optional<Membership> Circles::status(const std::string &deviceId)
 
 Poll Circles::poll(const std::string &circleId, const std::string &memberId, Seconds since)
 {
-    // Before anything is read: what a view does not see yet will be stamped with it or later.
-    Poll poll{{}, ledger_.horizon()};
-    // A cursor from the future was given out before the clock was set back. Starting over repeats
-    // some beams; holding on to it would miss those of the meantime.
-    if (since <= 0 || since > std::max(poll.serverTime, wholeSeconds(clock_()))) {
-        const std::optional<Seat> seat = ledger_.view().seat(circleId, memberId);
-        if (!seat)
-            refuseStranger(circleId);
-        poll.beams =
-            latest(seat->circle.number, seat->member.number, firstPollBeams, settings_.pollBytes);
-        seal(poll.beams);
-        return poll;
-    }
-    const auto sizes = ledger_.view().sizesSince(circleId, memberId, since, pollRows);
-    if (!sizes)
+    const std::optional<Seat> seat = ledger_.view().seat(circleId, memberId);
+    if (!seat)
         refuseStranger(circleId);
-    if (sizes->empty())
-        return poll;
+    if (since == seat->circle.tick)
+        return {{}, since + 1};
+    // What lies beyond the circle's latest beam was told before the database was restored.
+    if (since <= 0 || since > seat->circle.tick)
+        return firstPoll(*seat);
+    // Only so many rows are looked at, so that the asker's own beams, which are not returned, do
+    // not make a poll long either. The next one goes on behind them.
+    const std::vector<BeamSize> sizes =
+        ledger_.view().sizesAfter(seat->circle.number, since, settings_.pollRows);
+    const bool all = sizes.size() < static_cast<std::size_t>(settings_.pollRows);
+    Tick covered = all ? seat->circle.tick : since;
     std::int64_t bytes = 0;
-    Seconds until = sizes->back().createdAt;
-    for (const BeamSize &size : *sizes) {
-        bytes += size.bytes;
-        const bool atEnd = &size == &sizes->back() && sizes->size() == std::size_t{pollRows};
-        if ((bytes > settings_.pollBytes || atEnd) && size.createdAt > sizes->front().createdAt) {
-            poll.serverTime = std::min(poll.serverTime, size.createdAt);
-            until = size.createdAt - 1;
+    for (const BeamSize &size : sizes) {
+        const std::int64_t more = size.sender == seat->member.number ? 0 : size.bytes;
+        if (bytes > 0 && bytes + more > settings_.pollBytes)
             break;
-        }
+        bytes += more;
+        covered = size.tick;
     }
-    poll.beams = ledger_.view().beamsSince(circleId, memberId, since, until);
+    Poll poll{{}, covered + 1};
+    if (bytes > 0)
+        poll.beams = ledger_.view().beams(seat->circle.number, seat->member.number, since, covered);
     seal(poll.beams);
     return poll;
 }
 
-std::vector<Beam> Circles::latest(std::int64_t circle, std::int64_t exceptSender, int limit,
-                                  std::int64_t maxBytes)
+Poll Circles::firstPoll(const Seat &seat)
 {
-    int count = 0;
+    Tick covered = seat.circle.tick;
+    Poll poll;
+    poll.beams =
+        latest(seat.circle.number, seat.member.number, firstPollRows, settings_.pollBytes, covered);
+    poll.serverTime = covered + 1;
+    return poll;
+}
+
+// Sets `covered` to the latest beam's tick, which is newer than what the caller knew where
+// something was sent meanwhile.
+std::vector<Beam> Circles::latest(std::int64_t circle, std::int64_t exceptSender, int limit,
+                                  std::int64_t maxBytes, Tick &covered)
+{
+    const std::vector<BeamSize> sizes = ledger_.view().latestSizes(circle, limit);
+    if (sizes.empty())
+        return {};
+    covered = sizes.front().tick;
+    Tick after = covered;
     std::int64_t bytes = 0;
-    for (const BeamSize &size : ledger_.view().latestSizes(circle, exceptSender, limit)) {
-        bytes += size.bytes;
+    for (const BeamSize &size : sizes) {
+        bytes += size.sender == exceptSender ? 0 : size.bytes;
         if (bytes > maxBytes)
             break;
-        ++count;
+        after = size.tick - 1;
     }
-    return count > 0 ? ledger_.view().latest(circle, exceptSender, count) : std::vector<Beam>();
+    std::vector<Beam> beams = ledger_.view().beams(circle, exceptSender, after, covered);
+    seal(beams);
+    return beams;
 }
 
 void Circles::checkPoll(const std::string &circleId, const std::string &memberId)
@@ -233,10 +243,8 @@ Circle Circles::checkHistory(const std::string &circleId, std::int64_t limit)
 std::vector<Beam> Circles::history(const std::string &circleId, std::int64_t limit)
 {
     const Circle circle = checkHistory(circleId, limit);
-    std::vector<Beam> beams =
-        latest(circle.number, 0, static_cast<int>(limit), settings_.historyBytes);
-    seal(beams);
-    return beams;
+    Tick covered = 0;
+    return latest(circle.number, 0, static_cast<int>(limit), settings_.historyBytes, covered);
 }
 
 std::variant<Beam, Circles::Time> Circles::capsule(const std::string &circleId,

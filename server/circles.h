@@ -46,6 +46,7 @@ public:
         /// How long before its time a capsule may be asked for, because clocks differ.
         Seconds capsuleGrace = 30;
         std::int64_t pollBytes = 32 << 20;
+        int pollRows = 1'000; ///< Of the circle, the asker's own included.
         /// Below the 96 MiB that a client takes, and enough for 40 doodles of the largest kind.
         std::int64_t historyBytes = 90 << 20;
     };
@@ -76,10 +77,10 @@ private:
     Circle createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
     Membership joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
     Beam sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
-    Seconds secondWithRoom(LedgerTransaction &ledger, std::int64_t circle, std::int64_t bytes,
-                           Seconds now) const;
+    static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
+    Poll firstPoll(const Seat &seat);
     std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit,
-                             std::int64_t maxBytes);
+                             std::int64_t maxBytes, Tick &covered);
     [[noreturn]] void refuseStranger(const std::string &circleId);
     void seal(std::vector<Beam> &beams) const;
 

@@ -19,10 +19,12 @@ inline Seconds wholeSeconds(std::chrono::system_clock::time_point time)
     return std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count();
 }
 
-/// One beam's place in a poll and the bytes it takes in a reply.
+/// One beam's place in its circle, whose it is (a member's number) and the bytes it takes in a
+/// reply.
 struct BeamSize
 {
-    Seconds createdAt = 0;
+    Tick tick = 0;
+    std::int64_t sender = 0;
     std::int64_t bytes = 0;
 };
 
@@ -50,21 +52,14 @@ public:
     /// In the order of joining. `circle` is `Circle::number`.
     virtual std::vector<Member> members(std::int64_t circle) = 0;
 
-    /// The sizes of the others' beams that were created after `since`, oldest first, at most
-    /// `limit`; nothing at all where that member has no seat in that circle.
-    virtual std::optional<std::vector<BeamSize>> sizesSince(const std::string &circleId,
-                                                            const std::string &memberId,
-                                                            Seconds since, int limit) = 0;
-    /// The beams behind sizesSince(), up to and with the second `until`.
-    virtual std::vector<Beam> beamsSince(const std::string &circleId, const std::string &memberId,
-                                         Seconds since, Seconds until) = 0;
-
-    /// The sizes of the circle's latest beams, newest first. `exceptSender` is a member's number
-    /// whose beams are left out, or 0.
-    virtual std::vector<BeamSize> latestSizes(std::int64_t circle, std::int64_t exceptSender,
-                                              int limit) = 0;
-    /// The circle's latest beams, oldest first.
-    virtual std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit) = 0;
+    /// The sizes of the circle's first beams after that tick, in their order.
+    virtual std::vector<BeamSize> sizesAfter(std::int64_t circle, Tick tick, int limit) = 0;
+    /// The sizes of the circle's latest beams, newest first.
+    virtual std::vector<BeamSize> latestSizes(std::int64_t circle, int limit) = 0;
+    /// The circle's beams after one tick and up to another, in their order, without those of
+    /// `exceptSender`, which is a member's number or 0.
+    virtual std::vector<Beam> beams(std::int64_t circle, std::int64_t exceptSender, Tick after,
+                                    Tick until) = 0;
     /// A time capsule of that circle, with its body even while it is sealed.
     virtual std::optional<Beam> capsule(const std::string &circleId, const std::string &id) = 0;
 };
@@ -73,14 +68,6 @@ public:
 class LedgerTransaction : public LedgerView
 {
 public:
-    struct Load
-    {
-        std::int64_t beams = 0;
-        std::int64_t bytes = 0;
-    };
-    /// What a circle's beams of one second amount to.
-    virtual Load loadOfSecond(std::int64_t circle, Seconds second) = 0;
-
     // The numbers of new rows are the ledger's to give; those of the arguments are not looked at.
     virtual void addCircle(const Circle &circle, const std::string &ownerEmail, Seconds now) = 0;
     virtual void addMember(const Member &member, const std::string &deviceId, Seconds now) = 0;
@@ -88,41 +75,37 @@ public:
     virtual void renameMember(const Member &member) = 0;
     /// Frees the seat; the member's beams stay.
     virtual void removeMember(const Member &member) = 0;
+    /// Gives the circle of that number its tick and until when it is busy.
+    virtual void stampCircle(const Circle &circle) = 0;
     /// `bytes` is what the beam will take in a reply.
-    virtual void addBeam(const Beam &beam, const Member &sender, std::int64_t bytes) = 0;
+    virtual void addBeam(const Beam &beam, Tick tick, const Member &sender, std::int64_t bytes) = 0;
 };
 
-/// A database. view() and horizon() belong to one thread; write() may be called from any.
+/// A database. view() belongs to one thread; write() may be called from any.
 class Ledger
 {
 public:
-    /// Runs inside a transaction. `now` is the second to stamp new rows with: that of the clock, or
-    /// later where a horizon beyond the clock was told, by any process and before any restart. A
-    /// job that throws leaves no trace. It can be run again after its transaction failed, so it
-    /// only assigns to what it captured.
+    /// Runs inside a transaction. `now` is the clock's second. A job that throws leaves no trace.
+    /// It can be run again after its transaction failed, so it only assigns to what it captured.
     using Job = std::function<void(LedgerTransaction &, Seconds now)>;
     /// Told once, on the writer's thread, when the job is on disk (nullptr) or has failed.
     using Done = std::function<void(std::exception_ptr)>;
 
     virtual ~Ledger() = default;
 
-    /// Lives as long as the ledger.
+    /// Lives as long as the ledger. Sees everything that was told to be on disk before it is asked,
+    /// by whichever process.
     virtual LedgerView &view() = 0;
 
-    /// A second h such that every beam that view() does not see yet, whichever process is writing
-    /// it and however long its commit takes, is stamped h or later. To be asked BEFORE the view
-    /// whose beams it is told with. Some seconds behind the clock; beyond it only after the clock
-    /// was set back. Reads nothing and writes nothing, but has the writer raise it now and then.
-    virtual Seconds horizon() = 0;
-
     /// Puts the job behind those that wait. `bytes` is what it holds of a member's data: beyond a
-    /// bound of all that wait it is refused at once, with LedgerUnavailable and on this thread.
+    /// bound of all that wait it is refused at once, with LedgerUnavailable and on this thread. A
+    /// job that could not be begun within the patience never is.
     virtual void write(Job job, std::size_t bytes, Done done) = 0;
 };
 
 struct LedgerSettings
 {
-    /// How long a write waits for another process, as long as a member would.
+    /// How long a write waits for its turn and for other processes, as long as a member would.
     std::chrono::milliseconds patience{5'000};
     /// For tests: runs on the writer's thread.
     std::function<void()> beforeCommit = {};

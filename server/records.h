@@ -11,6 +11,11 @@ namespace kivolo::server {
 /// Whole seconds since 1970 (UTC), as on the wire.
 using Seconds = std::int64_t;
 
+/// The place of a beam in the order of its circle. Every beam of a circle has one of its own, taken
+/// from the clock where that has moved on and one later than the last where it has not. So the
+/// order of ticks is that of the commits, whatever clocks do.
+using Tick = std::int64_t;
+
 /// A closed group of devices. `number` is the ledger's own key and never leaves the server;
 /// `id` is the secret that members name the circle by.
 struct Circle
@@ -19,6 +24,8 @@ struct Circle
     std::string id;
     std::string code; ///< The invite code, in upper case.
     std::int64_t maxSeats = 0;
+    Tick tick = 0;         ///< Of its latest beam; before the first, when it was created.
+    Seconds busyUntil = 0; ///< When it will have paid for what it has sent.
 };
 
 /// A seat in a circle. `number` grows in the order of joining and is never used twice.

@@ -29,12 +29,12 @@ struct BeamRequest
     std::optional<Seconds> openAt;
 };
 
-/// A poll's answer. `serverTime` is where the next poll goes on: nothing that is missing here
-/// was or will be created before it.
+/// A poll's answer. `serverTime` is the server's clock as the circle sees it: the tick behind the
+/// last one that this answer covers. The next poll asks for what is after the tick before it.
 struct Poll
 {
     std::vector<Beam> beams;
-    Seconds serverTime = 0;
+    Tick serverTime = 0;
 };
 
 } // namespace kivolo::server

@@ -5,6 +5,8 @@
 
 namespace kivolo::server {
 
+using std::chrono::steady_clock;
+
 namespace {
 
 // A transaction of this many beams takes some milliseconds; more would make the first wait for
@@ -15,10 +17,6 @@ constexpr std::size_t batchLimit = 128;
 constexpr std::size_t queueLimit = 2'048;
 constexpr std::size_t queueBytes = 64 << 20;
 
-// How far the horizon may stay behind the clock while nothing is sent: as far as a poll repeats
-// the beams of another process. Each step is a write, so all day long there should not be many.
-constexpr Seconds horizonStep = 5;
-
 // A reader waits for another process only while that recovers the log.
 constexpr std::chrono::milliseconds readerPatience{250};
 
@@ -28,18 +26,14 @@ constexpr std::chrono::milliseconds readerPatience{250};
 // are prepared against.
 SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings)
     : clock_(std::move(clock))
+    , patience_(settings.patience)
     , beforeCommit_(std::move(settings.beforeCommit))
     , writeConnection_(path, settings.patience, prepareSchema)
     , readConnection_(path, readerPatience)
     , readStatements_(readConnection_.session())
     , writeStatements_(writeConnection_.session())
-    , horizon_(writeStatements_.horizon())
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
-{
-    const Seconds behind = horizon_.load() - wholeSeconds(clock_());
-    if (behind > horizonStep)
-        spdlog::warn("the clock was set back: beams carry one time for the next {} s", behind);
-}
+{}
 
 SqliteLedger::~SqliteLedger()
 {
@@ -47,36 +41,13 @@ SqliteLedger::~SqliteLedger()
     writer_.join();
 }
 
-// A poll only reads; the writer raises the horizon behind its back. That something was asked for is
-// noted in raiseAt_, so that a disk that fails is not asked at every poll.
-Seconds SqliteLedger::horizon()
-{
-    const Seconds now = wholeSeconds(clock_());
-    if (now >= raiseAt_.load()) {
-        raiseAt_ = now + horizonStep;
-        raiseHorizon();
-    }
-    return horizon_.load();
-}
-
-// Every transaction raises it, so one that does nothing else is enough.
-void SqliteLedger::raiseHorizon()
-{
-    write([](LedgerTransaction &, Seconds) {}, 0,
-          [this](const std::exception_ptr &failure) {
-              if (failure)
-                  spdlog::warn("the horizon stays at {}", horizon_.load());
-              else
-                  raiseAt_ = horizon_.load() + horizonStep;
-          });
-}
-
 void SqliteLedger::write(Job job, std::size_t bytes, Done done)
 {
     {
         const std::lock_guard lock(mutex_);
         if (queue_.size() < queueLimit && heldBytes_ + bytes <= queueBytes) {
-            queue_.push_back({std::move(job), bytes, std::move(done), nullptr});
+            queue_.push_back(
+                {std::move(job), bytes, std::move(done), steady_clock::now(), nullptr});
             heldBytes_ += bytes;
             wakeUp_.notify_one();
             return;
@@ -91,6 +62,8 @@ void SqliteLedger::writeUntil(std::stop_token stop)
         std::deque<Pending> batch = nextBatch(stop);
         if (batch.empty())
             return;
+        std::deque<Pending> late = takeLate(batch);
+        tell(late);
         commit(batch);
         tell(batch);
     }
@@ -122,57 +95,72 @@ std::deque<SqliteLedger::Pending> SqliteLedger::nextBatch(std::stop_token stop)
     return batch;
 }
 
-// A transaction that fails as a whole is taken apart, so that one job's trouble is not its
-// neighbours'.
+// Whoever asked for them has been told by then that it did not work, or is about to give up.
+std::deque<SqliteLedger::Pending> SqliteLedger::takeLate(std::deque<Pending> &batch) const
+{
+    std::deque<Pending> late;
+    const steady_clock::time_point oldest = steady_clock::now() - patience_;
+    while (!batch.empty() && batch.front().since <= oldest) {
+        late.push_back(std::move(batch.front()));
+        late.back().failure = std::make_exception_ptr(LedgerUnavailable("it waited for too long"));
+        batch.pop_front();
+    }
+    return late;
+}
+
+// What fails of itself is taken apart, so that one job's trouble is not its neighbours'. What
+// cannot be begun fails as a whole: the next attempt would only wait once more.
 void SqliteLedger::commit(std::deque<Pending> &batch)
 {
+    if (batch.empty())
+        return;
+    std::exception_ptr failure;
     try {
-        runJobs(batch);
-    } catch (...) {
-        const std::exception_ptr failure = std::current_exception();
-        try {
-            writeConnection_.session() << "ROLLBACK";
-        } catch (const soci::soci_error &) {
-            // SQLite has rolled back by itself, as it does when the disk is full.
-        }
-        if (batch.size() == 1) {
-            batch.front().failure = failure;
+        const auto waited = steady_clock::now() - batch.front().since;
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(patience_ - waited);
+        writeConnection_.setPatience(std::max(rest, std::chrono::milliseconds(0)));
+        SqliteTransaction transaction(writeConnection_.session());
+        failure = runJobs(batch, transaction);
+    } catch (const LedgerUnavailable &) {
+        for (Pending &pending : batch)
+            pending.failure = std::current_exception();
+        return;
+    }
+    if (!failure)
+        return;
+    for (Pending &pending : batch) {
+        pending.failure = failure;
+        if (batch.size() == 1)
             return;
-        }
-        for (Pending &pending : batch) {
-            std::deque<Pending> alone;
-            alone.push_back({pending.job, 0, {}, nullptr});
-            commit(alone);
-            pending.failure = alone.front().failure;
-        }
+        std::deque<Pending> alone;
+        alone.push_back({pending.job, 0, {}, pending.since, nullptr});
+        commit(alone);
+        pending.failure = alone.front().failure;
     }
 }
 
-void SqliteLedger::runJobs(std::deque<Pending> &batch)
+// Gives back what kept all of them from being committed.
+std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction)
 {
-    guarded([&] { writeConnection_.session() << "BEGIN IMMEDIATE"; });
-    // From here on nobody else writes, so nobody else can have told a later horizon than this row.
-    const Seconds told = writeStatements_.horizon();
-    const Seconds now = std::max(wholeSeconds(clock_()), told);
-    if (now > told)
-        writeStatements_.setHorizon(now);
-    for (Pending &pending : batch) {
-        pending.failure = nullptr;
-        guarded([&] { writeConnection_.session() << "SAVEPOINT job"; });
-        try {
-            pending.job(writeStatements_, now);
-        } catch (const Refusal &) {
-            pending.failure = std::current_exception();
-            guarded([&] { writeConnection_.session() << "ROLLBACK TO job"; });
+    try {
+        const Seconds now = wholeSeconds(clock_());
+        for (Pending &pending : batch) {
+            pending.failure = nullptr;
+            SqliteSavepoint part(writeConnection_.session());
+            try {
+                pending.job(writeStatements_, now);
+                part.keep();
+            } catch (const Refusal &) {
+                pending.failure = std::current_exception();
+            }
         }
-        guarded([&] { writeConnection_.session() << "RELEASE job"; });
+        if (beforeCommit_)
+            beforeCommit_();
+        transaction.commit();
+        return nullptr;
+    } catch (...) {
+        return std::current_exception();
     }
-    if (beforeCommit_)
-        beforeCommit_();
-    guarded([&] { writeConnection_.session() << "COMMIT"; });
-    horizon_ = now;
-    // Until it is beyond this second, polls repeat the beams that were just stamped with it.
-    raiseAt_ = now + 1;
 }
 
 std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock, LedgerSettings settings)

@@ -4,7 +4,6 @@
 #include "ledger.h"
 #include "sqlite_statements.h"
 
-#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -18,11 +17,6 @@ namespace kivolo::server {
 ///
 /// Writes go through one thread, which puts all jobs that wait into one transaction, so that many
 /// senders share one wait for the disk. Reads never wait for it (write-ahead log).
-///
-/// The horizon is a row of the database. Every transaction stamps with that second or later and
-/// raises it to the second it stamped with; only what is on disk is told. So of any two
-/// transactions, in whatever processes and by whatever clocks, the later one's beams lie at or
-/// beyond each horizon that the earlier one let be told.
 class SqliteLedger final : public Ledger
 {
 public:
@@ -31,7 +25,6 @@ public:
     ~SqliteLedger() override;
 
     LedgerView &view() override { return readStatements_; }
-    Seconds horizon() override;
     void write(Job job, std::size_t bytes, Done done) override;
 
 private:
@@ -40,26 +33,25 @@ private:
         Job job;
         std::size_t bytes = 0;
         Done done;
+        std::chrono::steady_clock::time_point since; ///< When it began to wait.
         std::exception_ptr failure;
     };
 
     void writeUntil(std::stop_token stop);
     std::deque<Pending> nextBatch(std::stop_token stop);
+    std::deque<Pending> takeLate(std::deque<Pending> &batch) const;
     void commit(std::deque<Pending> &batch);
+    std::exception_ptr runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction);
     void tell(std::deque<Pending> &batch);
-    void runJobs(std::deque<Pending> &batch);
-    void raiseHorizon();
 
     Clock clock_;
+    std::chrono::milliseconds patience_;
     std::function<void()> beforeCommit_;
 
     SqliteConnection writeConnection_;
     SqliteConnection readConnection_;
     SqliteStatements readStatements_;
     SqliteStatements writeStatements_;
-
-    std::atomic<Seconds> horizon_;
-    std::atomic<Seconds> raiseAt_{0}; ///< By the clock: when horizon() asks for a newer one.
 
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;

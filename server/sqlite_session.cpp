@@ -26,4 +26,57 @@ SqliteConnection::SqliteConnection(const std::string &path, std::chrono::millise
     });
 }
 
+void SqliteConnection::setPatience(std::chrono::milliseconds patience)
+{
+    auto *backend = static_cast<soci::sqlite3_session_backend *>(session_.get_backend());
+    sqlite_api::sqlite3_busy_timeout(backend->conn_, static_cast<int>(patience.count()));
+}
+
+SqliteTransaction::SqliteTransaction(soci::session &session)
+    : session_(session)
+{
+    guarded([&] { session_ << "BEGIN IMMEDIATE"; });
+}
+
+SqliteTransaction::~SqliteTransaction()
+{
+    if (!open_)
+        return;
+    try {
+        session_ << "ROLLBACK";
+    } catch (const soci::soci_error &) {
+        // SQLite has rolled back by itself, as it does when the disk is full.
+    }
+}
+
+void SqliteTransaction::commit()
+{
+    guarded([&] { session_ << "COMMIT"; });
+    open_ = false;
+}
+
+SqliteSavepoint::SqliteSavepoint(soci::session &session)
+    : session_(session)
+{
+    guarded([&] { session_ << "SAVEPOINT part"; });
+}
+
+SqliteSavepoint::~SqliteSavepoint()
+{
+    if (!open_)
+        return;
+    try {
+        session_ << "ROLLBACK TO part";
+        session_ << "RELEASE part";
+    } catch (const soci::soci_error &) {
+        // The whole transaction was rolled back, and its commit will say so.
+    }
+}
+
+void SqliteSavepoint::keep()
+{
+    guarded([&] { session_ << "RELEASE part"; });
+    open_ = false;
+}
+
 } // namespace kivolo::server

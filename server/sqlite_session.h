@@ -1,4 +1,5 @@
-// A connection to SQLite through SOCI, and the one safe way to run a prepared statement on it.
+// A connection to SQLite through SOCI, and the safe ways to run a statement and to change
+// something.
 #pragma once
 
 #include "refusal.h"
@@ -24,12 +25,18 @@ auto guarded(Action &&action) -> decltype(action())
     }
 }
 
-/// Runs a statement to its end and calls `row` for each row in its bound variables. A statement
-/// that is left before its end keeps its read transaction, and with it an old state of the
-/// database, for every later statement of the connection; so it is always drained.
+/// Runs a statement to its end and calls `row` for each row in its bound variables. It is reset on
+/// every way out, exceptions included: one that is left in the middle keeps its read transaction,
+/// and with it an old state of the database, for every later statement of the connection.
 template<typename Row>
 void forEachRow(soci::statement &statement, Row &&row)
 {
+    struct Reset
+    {
+        ~Reset() { sqlite_api::sqlite3_reset(backend.stmt_); }
+        soci::sqlite3_statement_backend &backend;
+    };
+    const Reset reset{static_cast<soci::sqlite3_statement_backend &>(*statement.get_backend())};
     guarded([&] {
         for (bool more = statement.execute(true); more; more = statement.fetch())
             row();
@@ -54,8 +61,43 @@ public:
                      void (*prepare)(soci::session &) = nullptr);
     soci::session &session() { return session_; }
 
+    /// From now on, for whatever waits for a lock.
+    void setPatience(std::chrono::milliseconds patience);
+
 private:
     soci::session session_;
+};
+
+/// A change of the database that no other writer runs beside. What is not committed is undone when
+/// it is destroyed. Throws LedgerUnavailable.
+class SqliteTransaction
+{
+public:
+    explicit SqliteTransaction(soci::session &session);
+    SqliteTransaction(const SqliteTransaction &) = delete;
+    SqliteTransaction &operator=(const SqliteTransaction &) = delete;
+    ~SqliteTransaction();
+    /// On disk when it returns.
+    void commit();
+
+private:
+    soci::session &session_;
+    bool open_ = true;
+};
+
+/// A part of a transaction that can be undone alone, and is unless it was kept. Not nested.
+class SqliteSavepoint
+{
+public:
+    explicit SqliteSavepoint(soci::session &session);
+    SqliteSavepoint(const SqliteSavepoint &) = delete;
+    SqliteSavepoint &operator=(const SqliteSavepoint &) = delete;
+    ~SqliteSavepoint();
+    void keep();
+
+private:
+    soci::session &session_;
+    bool open_ = true;
 };
 
 } // namespace kivolo::server

@@ -94,6 +94,11 @@ Told House::poll(const Told &membership, Seconds since)
                            membership.text("member_id") + "&since=" + std::to_string(since));
 }
 
+Tick nextSince(const Told &poll)
+{
+    return std::max<Tick>(0, poll.body.at("server_time").as_int64() - 1);
+}
+
 void settle(Ledger &ledger)
 {
     std::promise<void> done;

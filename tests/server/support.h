@@ -69,7 +69,10 @@ struct House
     Routes routes;
 };
 
-/// Has the ledger's writer bring the horizon up to the clock, as it does by itself after a while.
+/// The `since` of the poll after the one with that reply, as clients ask for it.
+Tick nextSince(const Told &poll);
+
+/// Waits until the ledger's writer has done everything that was asked before.
 void settle(Ledger &ledger);
 
 /// A connection to a port of this machine.
