@@ -13,6 +13,7 @@ namespace {
 
 constexpr qreal margin = 2;
 constexpr qreal shortestThumb = 28;
+constexpr qreal leastTravel = 28; // however little there is to scroll, it can be seen which way
 constexpr double restingOpacity = 0.22;
 constexpr double heldOpacity = 0.42;
 
@@ -33,8 +34,8 @@ QRectF FeedScrollBar::thumb() const
 {
     const qreal range = maximum() - minimum();
     const qreal track = height() - 2 * margin;
-    const qreal length =
-        qMin(track, qMax(shortestThumb, track * pageStep() / (range + pageStep())));
+    const qreal share = track * pageStep() / (range + pageStep());
+    const qreal length = qMin(track, qMax(shortestThumb, qMin(share, track - leastTravel)));
     const qreal top = margin + (track - length) * (sliderPosition() - minimum()) / qMax(1.0, range);
     return {margin, top, width() - 2 * margin, length};
 }

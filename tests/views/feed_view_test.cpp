@@ -3,8 +3,10 @@
 #include "core/store_fixture.h"
 #include "doodle/doodle_url.h"
 #include "style/motion.h"
+#include "style/palette.h"
 #include "style/text_style.h"
 #include "views/feed_model.h"
+#include "views/feed_scroll_bar.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -174,6 +176,25 @@ TEST_F(FeedViewTest, StandsWhereTheColumnSays)
     EXPECT_EQ(first.width(), 420 - 28);
     EXPECT_EQ(view->visualRect(index(1)).top(), 14 + first.height() + 10);
     EXPECT_EQ(bar().maximum(), 0);
+}
+
+TEST(FeedScrollBarTest, ShowsWhichWayThereIsMoreHoweverLittle)
+{
+    FeedScrollBar bar;
+    bar.resize(FeedScrollBar::barWidth, 500);
+    bar.setPageStep(496);
+    for (const int overflow : {4, 100, 100'000}) {
+        bar.setRange(0, overflow);
+        bar.setValue(0);
+        const QColor track = Palette::of(bar.palette()).window;
+        const QImage atTop = bar.grab().toImage();
+        EXPECT_NE(atTop.pixelColor(4, 10), track) << overflow;
+        EXPECT_EQ(atTop.pixelColor(4, 480), track) << overflow;
+        bar.setValue(overflow);
+        const QImage atEnd = bar.grab().toImage();
+        EXPECT_EQ(atEnd.pixelColor(4, 20), track) << overflow;
+        EXPECT_NE(atEnd.pixelColor(4, 490), track) << overflow;
+    }
 }
 
 TEST_F(FeedViewTest, ScrollsToTheEndWhenTheNumberOfBeamsChanges)
