@@ -134,11 +134,19 @@ qreal BeamBubble::textWidth(bool mine, bool badge, qreal width)
     return widestContent(mine, width) - padding - symbol;
 }
 
+/// Below the top of a title of `titleHeight`. In whole points, or glyphs that are moved to whole
+/// pixels would bring the two lines closer together.
+static qreal subtitleTop(qreal titleHeight)
+{
+    return std::ceil(titleHeight) + badgeLineSpacing;
+}
+
 void BeamBubble::measureBadge()
 {
     const qreal symbol = symbolSide(badgeSymbolSize);
     const QSizeF lines(qMax(title_->size().width(), subtitle_->size().width()),
-                       title_->expectedHeight() + badgeLineSpacing + subtitle_->expectedHeight());
+                       subtitleTop(title_->expectedHeight()) +
+                           std::ceil(subtitle_->expectedHeight()));
     size_ =
         padded({symbol + badgeSpacing + lines.width(), qMax(lines.height(), symbol)}, badgePadding);
 }
@@ -256,13 +264,13 @@ void BeamBubble::paintBadge(QPainter &painter, const QRectF &box, const QRectF &
 
     const qreal column = left + side + badgeSpacing;
     const qreal columnWidth = box.right() - badgePadding.width() - column;
-    const qreal lines = title_->size().height() + badgeLineSpacing + subtitle_->size().height();
+    const qreal below = subtitleTop(title_->size().height());
+    const qreal lines = below + std::ceil(subtitle_->size().height());
     const QPointF title(column, box.center().y() - lines / 2);
     title_->paint(painter, title, columnWidth, color, visible);
     QColor faint = color;
     faint.setAlphaF(float(double(color.alphaF()) * subtitleOpacity));
-    subtitle_->paint(painter, title + QPointF(0, title_->size().height() + badgeLineSpacing),
-                     columnWidth, faint, visible);
+    subtitle_->paint(painter, title + QPointF(0, below), columnWidth, faint, visible);
 }
 
 void BeamBubble::paintPicture(QPainter &painter, const QRectF &box, const Palette &colors) const

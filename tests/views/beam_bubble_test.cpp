@@ -121,6 +121,31 @@ TEST(BeamBubbleTest, StandsOnItsSide)
         EXPECT_EQ(theirs.pixelColor(x, middle), QColor(Qt::white)) << x;
 }
 
+TEST(BeamBubbleTest, LinesOfABadgeKeepTheirDistance)
+{
+    Beam buzz = beam(QStringLiteral("text"), QStringLiteral("HHH"));
+    buzz.effect = QStringLiteral("shake");
+    const QImage row = painted(BeamBubble(buzz, false, {}, width));
+    const auto hasInk = [&](int y) {
+        for (int x = 80; x < 110; ++x) {
+            if (row.pixelColor(x, y).lightness() < 140)
+                return true;
+        }
+        return false;
+    };
+    int y = 10;
+    while (!hasInk(y))
+        ++y;
+    while (hasInk(y))
+        ++y;
+    const int baseline = y; // of "Buzz"
+    while (!hasInk(y))
+        ++y;
+    const QFontMetricsF title(bold(textFont(TextStyle::Callout)));
+    const QFontMetricsF subtitle(textFont(TextStyle::Caption2));
+    EXPECT_GE(y - baseline, title.descent() + 1 + subtitle.ascent() - subtitle.capHeight());
+}
+
 TEST(BeamBubbleTest, DoodleFitsItsBounds)
 {
     const struct
