@@ -2,6 +2,7 @@
 
 #include "style/palette.h"
 #include "style/stack_layout.h"
+#include "style/text.h"
 
 #include <QAbstractButton>
 #include <QPainter>
@@ -11,6 +12,7 @@ namespace kivolo {
 Stack::Stack(Qt::Orientation direction, int spacing, Qt::Alignment across,
              std::initializer_list<Child> children)
     : layout_(new StackLayout(direction, spacing, across))
+    , centersLines_(direction == Qt::Vertical && across & Qt::AlignHCenter)
 {
     setLayout(layout_);
     holding(children);
@@ -25,6 +27,8 @@ Stack *Stack::holding(std::initializer_list<Child> children)
             layout_->addYielding(child.view);
         else
             layout_->addWidget(child.view);
+        if (auto *line = qobject_cast<Text *>(child.view); line && centersLines_)
+            line->centered();
     }
     return this;
 }
@@ -53,6 +57,12 @@ Stack *Stack::filling(Qt::Orientations directions)
         return directions & direction ? QSizePolicy::Expanding : QSizePolicy::Preferred;
     };
     setSizePolicy(policy(Qt::Horizontal), policy(Qt::Vertical));
+    return this;
+}
+
+Stack *Stack::tightening(int leastSpacing)
+{
+    layout_->setLeastSpacing(leastSpacing);
     return this;
 }
 

@@ -39,6 +39,9 @@ public:
     Stack *on(const Background &background);
     /// As wide, as high, or both, as there is room.
     Stack *filling(Qt::Orientations directions = Qt::Horizontal | Qt::Vertical);
+    /// Where a column has too little room for its spacing and as much at both ends, all of these
+    /// become less alike, though not less than `leastSpacing`.
+    Stack *tightening(int leastSpacing);
     Stack *wide(int width);
     Stack *high(int height);
 
@@ -47,6 +50,7 @@ protected:
 
 private:
     StackLayout *layout_;
+    bool centersLines_;
     std::optional<Background> background_;
 };
 

@@ -163,11 +163,26 @@ int StackLayout::share(std::vector<Part> &parts, int room) const
     return rest;
 }
 
+void StackLayout::tighten(std::vector<Part> &parts, int room) const
+{
+    if (!leastSpacing_)
+        return;
+    int gaps = 2; // at the ends
+    for (const Part &part : parts) {
+        room -= part.wanted;
+        gaps += part.gap > 0 ? 1 : 0;
+    }
+    const int gap = std::clamp(room / gaps, *leastSpacing_, spacing_);
+    for (Part &part : parts)
+        part.gap = part.gap > 0 ? gap : 0;
+}
+
 void StackLayout::setGeometry(const QRect &rect)
 {
     QLayout::setGeometry(rect);
     const QRect inner = contentsRect();
     std::vector<Part> row = parts(inner.width());
+    tighten(row, along(inner.size()));
     int at = share(row, along(inner.size())) / 2;
     for (const Part &part : row) {
         at += part.gap;
@@ -228,6 +243,19 @@ int StackLayout::heightForWidth(int width) const
         height = isVertical() ? height + part.gap + part.wanted
                               : std::max(height, heightOf(*part.item, part.length));
     return height + margins.top() + margins.bottom();
+}
+
+int StackLayout::minimumHeightForWidth(int width) const
+{
+    if (!leastSpacing_)
+        return heightForWidth(width);
+    const QMargins margins = contentsMargins();
+    std::vector<Part> column = parts(width - margins.left() - margins.right());
+    tighten(column, 0);
+    int height = margins.top() + margins.bottom() + 2 * *leastSpacing_;
+    for (const Part &part : column)
+        height += part.gap + part.wanted;
+    return height;
 }
 
 Qt::Orientations StackLayout::expandingDirections() const

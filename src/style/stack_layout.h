@@ -4,6 +4,7 @@
 #include <QLayout>
 #include <QSet>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace kivolo {
@@ -25,6 +26,8 @@ public:
     void addSpacer();
     /// One that yields.
     void addYielding(QWidget *view);
+    /// See Stack::tightening().
+    void setLeastSpacing(int least) { leastSpacing_ = least; }
 
     void addItem(QLayoutItem *item) override; // takes it
     int count() const override { return int(items_.size()); }
@@ -35,6 +38,7 @@ public:
     QSize minimumSize() const override;
     bool hasHeightForWidth() const override;
     int heightForWidth(int width) const override;
+    int minimumHeightForWidth(int width) const override;
     Qt::Orientations expandingDirections() const override;
     void setGeometry(const QRect &rect) override;
 
@@ -57,6 +61,7 @@ private:
     int widthOf(const QLayoutItem &item, int available) const;
     int heightOf(const QLayoutItem &item, int width) const;
     std::vector<Part> parts(int width) const;
+    void tighten(std::vector<Part> &parts, int room) const;
     /// Shares `room` between the parts and returns what is left.
     int share(std::vector<Part> &parts, int room) const;
     static void shrink(std::vector<Part> &parts, int room);
@@ -64,6 +69,7 @@ private:
 
     Qt::Orientation direction_;
     int spacing_;
+    std::optional<int> leastSpacing_;
     Qt::Alignment across_;
     std::vector<std::unique_ptr<QLayoutItem>> items_;
     QSet<const QLayoutItem *> yielding_;

@@ -8,6 +8,7 @@
 #include <QFontMetricsF>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QRegularExpression>
 #include <cmath>
 
 namespace kivolo {
@@ -75,15 +76,45 @@ void Text::show(const QString &text)
     update();
 }
 
+TextBlock Text::wrapped(qreal width) const
+{
+    return {text(), font(), {.width = width, .lineSpacing = lineSpacing_}};
+}
+
+/// Wrapped into no more lines than `width` calls for, none of which is left with a word alone: in
+/// the narrowest column that does it.
+TextBlock Text::balanced(qreal width) const
+{
+    const QFontMetricsF metrics(font());
+    TextBlock best = wrapped(width);
+    const qreal height = best.size().height();
+    if (height < 2 * metrics.height())
+        return best;
+    qreal tooNarrow = 0; // or, a word would be broken
+    for (const QString &word : text().split(QRegularExpression(QStringLiteral("\\s"))))
+        tooNarrow = std::max(tooNarrow, metrics.horizontalAdvance(word));
+    for (qreal wide = best.size().width(); wide - tooNarrow > 1;) {
+        const qreal middle = (wide + tooNarrow) / 2;
+        TextBlock narrower = wrapped(middle);
+        if (narrower.size().height() > height) {
+            tooNarrow = middle;
+        } else {
+            wide = middle;
+            best = std::move(narrower);
+        }
+    }
+    return best;
+}
+
 const TextBlock &Text::block(qreal width) const
 {
     width = std::max<qreal>(1, width);
     if (!block_ || blockWidth_ != width) {
-        const QString shown =
-            oneLine_ ? QFontMetricsF(font()).elidedText(text(), Qt::ElideRight, width) : text();
-        block_.emplace(
-            shown, font(),
-            TextBlock::Bounds{.width = oneLine_ ? anyWidth : width, .lineSpacing = lineSpacing_});
+        if (oneLine_)
+            block_.emplace(QFontMetricsF(font()).elidedText(text(), Qt::ElideRight, width), font(),
+                           TextBlock::Bounds{.width = anyWidth});
+        else
+            block_.emplace(balanced(width));
         blockWidth_ = width;
     }
     return *block_;

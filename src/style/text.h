@@ -11,8 +11,8 @@
 
 namespace kivolo {
 
-/// Plain text that wraps. It is never taken for markup, and no more of it is laid out than anybody
-/// reads, because it may come from someone else's machine.
+/// Plain text that wraps, into lines of about one length. It is never taken for markup, and no more
+/// of it is laid out than anybody reads, because it may come from someone else's machine.
 class Text : public QLabel
 {
     Q_OBJECT
@@ -20,7 +20,7 @@ public:
     Text(const QString &text, const QFont &font);
 
     Text *in(Fill fill);
-    /// Its lines stand centred one under the other.
+    /// Its lines stand centred one under the other. In a column that centres its views they do.
     Text *centered();
     /// Never wraps: what there is no room for is cut off, with an ellipsis.
     Text *oneLine();
@@ -43,6 +43,8 @@ protected:
 
 private:
     const TextBlock &block(qreal width) const;
+    TextBlock wrapped(qreal width) const;
+    TextBlock balanced(qreal width) const;
     int padding() const { return contentsMargins().left() + contentsMargins().right(); }
 
     Fill fill_ = Fill::primary();

@@ -33,6 +33,7 @@ public:
     {
         if (event->type() == QEvent::Show && !motion::isReduced()) {
             clock_.start();
+            breathe(); // before anything is seen
             timer_.start(frame, this);
         } else if (event->type() == QEvent::Hide) {
             timer_.stop();
@@ -48,12 +49,17 @@ protected:
             illustration_->setScale(1);
             return;
         }
-        // Eases in and out of both ends.
+        breathe();
+    }
+
+private:
+    /// Eases in and out of both ends.
+    void breathe()
+    {
         const double phase = std::numbers::pi * double(clock_.elapsed()) / breath;
         illustration_->setScale(std::lerp(smallest, largest, (1 - std::cos(phase)) / 2));
     }
 
-private:
     Illustration *illustration_;
     QElapsedTimer clock_;
     QBasicTimer timer_;

@@ -8,6 +8,7 @@
 #include "views/compose_header.h"
 #include "views/composer.h"
 #include "views/feed_view.h"
+#include "views/scroll_view.h"
 #include "views/session_tasks.h"
 #include "views/view_task.h"
 
@@ -20,10 +21,13 @@ static QString guideKey(FeatureGuide guide)
     return QStringLiteral("kivolo_guide_") + rawValue(guide);
 }
 
-static Stack *emptyState()
+/// What the feed holds while there is nothing in it.
+static ScrollView *emptyState()
 {
+    constexpr int padding = FeedGeometry::padding;
+    constexpr int below = FeedGeometry::spacing + FeedGeometry::marker + padding;
     // clang-format off
-    return vstack(0, {
+    return new ScrollView(vstack(0, {
         vstack(8, {
             illustration(QStringLiteral("empty"), 110),
             text(ComposeView::tr("Say hi to your people"), textFont(TextStyle::Headline)),
@@ -31,13 +35,10 @@ static Stack *emptyState()
                                  "screen."),
                  textFont(TextStyle::Callout))
                 ->in(Fill::secondary())
-                ->centered()
                 ->padded(30, 0),
         })->filling(Qt::Horizontal),
         spacer(),
-    })->padded({14, 14 + 44, 14, 14})
-      ->filling()
-      ->on(Background::rectangle(Fill::window()));
+    })->padded({padding, padding + 44, padding, below}));
     // clang-format on
 }
 

@@ -12,6 +12,7 @@ namespace kivolo {
 class Composer;
 class FeedView;
 class MainQueue;
+class ScrollView;
 class Stack;
 class Store;
 class UserDefaults;
@@ -38,7 +39,7 @@ private:
 
     Stack *column_;
     FeedView *feed_;
-    Stack *emptyState_;
+    ScrollView *emptyState_;
     Composer *composer_;
     QPointer<FeatureGuideCard> guideCard_; // while a guide is active
 };

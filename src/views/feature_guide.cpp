@@ -84,8 +84,7 @@ FeatureGuideCard::FeatureGuideCard(FeatureGuide guide, Action onPrimary, Action 
         })->high(46),
         text(content.title, bold(textFont(TextStyle::Title3))),
         text(content.description, textFont(TextStyle::Callout))
-            ->in(Fill::secondary())
-            ->centered(),
+            ->in(Fill::secondary()),
         vstack(0, {
             primary_ = prominentButton(text(content.primary, textFont(TextStyle::Body)),
                                        std::move(onPrimary))

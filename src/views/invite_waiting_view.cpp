@@ -8,6 +8,7 @@
 #include "style/text_style.h"
 #include "views/breathing.h"
 #include "views/overflow_menu.h"
+#include "views/scroll_view.h"
 #include "views/session_tasks.h"
 #include "views/view_task.h"
 
@@ -16,7 +17,7 @@
 
 namespace kivolo {
 
-static constexpr int leastMargin = 12; // above and below, where there is little room
+static constexpr int leastSpacing = 5; // in the panel, under a banner
 
 static QFont codeFont()
 {
@@ -37,14 +38,13 @@ InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &qu
     // clang-format off
     holding({
         headerBand(),
-        vstack(18, {
+        new ScrollView(vstack(18, {
             breathing(illustration(QStringLiteral("invite"), 130)),
             text(tr("Invite your person"), bold(textFont(TextStyle::Title2))),
             text(tr("Kivolo is better together. Share this code with the one\n"
                     "you want to be with — the moment they join, you’re connected."),
                  textFont(TextStyle::Callout))
-                ->in(Fill::secondary())
-                ->centered(),
+                ->in(Fill::secondary()),
             hstack(0, {codeBox()})->padded(30, 0),
             hstack(7, {
                 new ActivityIndicator(ActivityIndicator::ControlSize::Small),
@@ -52,9 +52,8 @@ InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &qu
             }),
             text(tr("Make sure they download Kivolo first:\n%1").arg(site),
                  textFont(TextStyle::Caption2))
-                ->in(Fill::secondary(0.8))
-                ->centered(),
-        })->padded(20, leastMargin)->filling(),
+                ->in(Fill::secondary(0.8)),
+        })->padded(20, 0)->tightening(leastSpacing)),
     })->filling();
     // clang-format on
     setFocusProxy(codeButton_);

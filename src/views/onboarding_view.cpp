@@ -24,8 +24,7 @@ OnboardingView::OnboardingView(std::shared_ptr<Store> store, QWidget *parent)
     holding({
         text(QStringLiteral("kivolo"), systemFont(30, QFont::ExtraBold)),
         text(tr("Be with your people, right from your desk"), caption)
-            ->in(Fill::secondary())
-            ->centered(),
+            ->in(Fill::secondary()),
         name_ = roundedField(tr("your name")),
         code_ = roundedField(tr("invite code")),
         prominentButton(text(tr("Join"), body), [this] { join(); })->filling(),
@@ -36,7 +35,7 @@ OnboardingView::OnboardingView(std::shared_ptr<Store> store, QWidget *parent)
         }),
         borderedButton(text(tr("Start a circle"), body),
                        [this] { detach(store_->createCircle(), "starting a circle"); })->filling(),
-        error_ = text({}, caption)->in(Fill::red())->centered(),
+        error_ = text({}, caption)->in(Fill::red()),
     })->padded(18)->filling();
     // clang-format on
     bindFields();

@@ -65,7 +65,6 @@ QWidget *WelcomeCarousel::slideArea(const Slide &slide)
         text(slide.title, bold(textFont(TextStyle::Title2))),
         text(slide.body, textFont(TextStyle::Callout))
             ->in(Fill::secondary())
-            ->centered()
             ->lineSpacing(2),
     })->padded({30, dotReach, 30, 0})->filling(); // as if the dots reached no higher than they show
     // clang-format on

@@ -221,7 +221,7 @@ std::map<QString, std::function<Sheet()>> sheets()
              return sideBySide(
                  {windows(panel, {"welcome-1", "join-error", "waiting", "banner-long"}),
                   windows(panel, {"feed", "empty", "capsule", "doodle"}),
-                  windows(panel, {"guide-buzz", "feed-copied", "banner", "update-required"}),
+                  windows(panel, {"guide-buzz", "empty-doodle", "banner", "update-required"}),
                   windows(panel, {"three", "four", "five", "long-name"})});
          }},
     };

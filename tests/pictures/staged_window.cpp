@@ -254,6 +254,7 @@ const std::vector<State> &allStates()
         {"waiting", alone},
         {"waiting-copied", alone, copied("Invite code %1", "kivolo::InviteWaitingView")},
         {"empty", silentPair},
+        {"empty-doodle", underBanner(silentPair, "", ""), openDoodle},
         {"feed", pair},
         {"feed-copied", pair, copied("Copy your invite code", "kivolo::ComposeHeader")},
         {"capsule", pair, openCapsule},

@@ -4,7 +4,9 @@
 #include "style/text_style.h"
 
 #include <QApplication>
+#include <QFontMetricsF>
 #include <QHelpEvent>
+#include <QImage>
 #include <QLayout>
 #include <QTest>
 #include <QToolTip>
@@ -91,6 +93,25 @@ TEST(StackTest, SharesRoomTheWayAViewTreeSays)
         EXPECT_EQ(laidOut(each.stack, each.size), each.expected) << each.name;
 }
 
+TEST(StackTest, TightensBeforeItNeedsMoreRoom)
+{
+    const auto column = [] { return vstack(18, {new Block(0), new Block(0)})->tightening(5); };
+    const struct
+    {
+        int height;
+        Extents expected;
+    } cases[] = {
+        {200, {{51, 40}, {109, 40}}}, // as any column
+        {134, {{18, 40}, {76, 40}}},
+        {110, {{10, 40}, {60, 40}}},
+        {95, {{5, 40}, {50, 40}}},
+    };
+    for (const auto &[height, expected] : cases)
+        EXPECT_EQ(laidOut(column(), {50, height}), expected) << height;
+    const std::unique_ptr<Stack> least(column());
+    EXPECT_EQ(least->layout()->totalMinimumHeightForWidth(50), 95);
+}
+
 TEST(StackTest, WrapsTextInTheWidthItReallyGets)
 {
     const QString words = QStringLiteral("a few words that need more than one line of this card");
@@ -103,6 +124,69 @@ TEST(StackTest, WrapsTextInTheWidthItReallyGets)
     EXPECT_EQ(wrapped->width(), 110);
     EXPECT_EQ(wrapped->height(), wrapped->heightForWidth(110));
     EXPECT_GT(wrapped->height(), 2 * wrapped->sizeHint().height());
+}
+
+/// Where the ink of each line of `text` begins and ends, `width` points wide.
+QList<std::pair<int, int>> inkOfLines(Text *text, int width)
+{
+    const std::unique_ptr<Stack> column(vstack(0, {text}));
+    column->resize(width, text->heightForWidth(width));
+    column->layout()->activate();
+    QImage image(column->size(), QImage::Format_RGB32);
+    image.fill(Qt::white);
+    column->render(&image, {}, {}, QWidget::DrawChildren);
+    QList<std::pair<int, int>> lines;
+    const int lineHeight = QFontMetrics(text->font()).height();
+    for (int top = 0; top + lineHeight <= image.height() + 1; top += lineHeight) {
+        int left = width;
+        int right = 0;
+        for (int y = top; y < qMin(top + lineHeight, image.height()); ++y) {
+            for (int x = 0; x < width; ++x) {
+                if (qGray(image.pixel(x, y)) > 200)
+                    continue;
+                left = qMin(left, x);
+                right = qMax(right, x);
+            }
+        }
+        lines.append({left, right});
+    }
+    return lines;
+}
+
+TEST(TextTest, WrapsInTheCentreIntoLinesOfAboutOneLength)
+{
+    const struct
+    {
+        const char *text;
+        int width;
+        int lines;
+        double leastShare; // of the longest line that the shortest has
+    } cases[] = {
+        {"Invite the one person you like most", 200, 2, 0.6},
+        {"Kivolo is better together. Share this code with the one\nyou want to be with.", 300, 3,
+         0.4},
+        {"short", 200, 1, 1},
+    };
+    for (const auto &[words, width, lines, leastShare] : cases) {
+        const QFont font = bold(textFont(TextStyle::Headline));
+        const auto ink = inkOfLines(text(QString::fromUtf8(words), font), width);
+        ASSERT_EQ(ink.size(), lines) << words;
+        int shortest = width;
+        int longest = 0;
+        for (const auto &[left, right] : ink) {
+            EXPECT_NEAR(left, width - 1 - right, 3) << words;
+            shortest = qMin(shortest, right - left);
+            longest = qMax(longest, right - left);
+        }
+        EXPECT_GE(shortest, leastShare * longest) << words;
+    }
+    // Broken, the word would need no more lines.
+    const QFont font = textFont(TextStyle::Headline);
+    const QString word = QStringLiteral("Lieblingsmenschenverzeichnisse");
+    const int length = int(QFontMetricsF(font).horizontalAdvance(word));
+    const auto ink = inkOfLines(text(word + QStringLiteral(" ja"), font), length + 10);
+    ASSERT_EQ(ink.size(), 2);
+    EXPECT_NEAR(ink.first().second - ink.first().first, length, 4);
 }
 
 TEST(ButtonTest, IsPressedByKeysAndLeavesTheFocusToTheField)

@@ -6,6 +6,7 @@
 #include "style/text.h"
 #include "support/manual_main_queue.h"
 #include "support/scripted_server.h"
+#include "views/breathing.h"
 #include "views/download_address.h"
 #include "views/force_update_view.h"
 #include "views/invite_waiting_view.h"
@@ -268,6 +269,25 @@ TEST_F(SessionTest, WaitingRefreshesWhileShownAndAlone)
     EXPECT_EQ(asked(), before + 3);
 }
 
+TEST(BreathingTest, BeginsAtItsSmallest)
+{
+    const auto firstFrame = [](Illustration *picture) {
+        const std::unique_ptr<Illustration> owner(picture);
+        picture->setAttribute(Qt::WA_DontShowOnScreen);
+        picture->resize(280, 130);
+        picture->show();
+        return picture->grab().toImage();
+    };
+    const auto invite = [](qreal scale) {
+        Illustration *picture = illustration(QStringLiteral("invite"), 130);
+        picture->setScale(scale);
+        return picture;
+    };
+    const QImage breathes = firstFrame(breathing(invite(1)));
+    EXPECT_EQ(breathes, firstFrame(invite(0.97)));
+    EXPECT_NE(breathes, firstFrame(invite(1)));
+}
+
 TEST_F(SessionTest, CopiedIsSaidFor1500MsAfterTheFirstCopy)
 {
     store->code = QStringLiteral("AB12CD34");
@@ -283,31 +303,6 @@ TEST_F(SessionTest, CopiedIsSaidFor1500MsAfterTheFirstCopy)
     EXPECT_EQ(box->accessibleDescription(), QStringLiteral("Copied!"));
     queue.advance(1ms);
     EXPECT_EQ(box->accessibleDescription(), QStringLiteral("Tap to copy"));
-}
-
-/// The lowest edge of what `view` shows.
-int lowestEdge(QWidget &view)
-{
-    int lowest = 0;
-    for (const QWidget *each : view.findChildren<QWidget *>()) {
-        if (each->isVisible())
-            lowest = qMax(lowest, each->mapTo(&view, QPoint(0, each->height())).y());
-    }
-    return lowest;
-}
-
-TEST_F(SessionTest, WaitingFitsThePanelUnderABanner)
-{
-    store->code = QStringLiteral("AB12CD34");
-    const VersionInfo version{QStringLiteral("1.4.0"), {}, QStringLiteral("notes")};
-    auto *banner = new UpdateBanner(version, [] {});
-    auto *view = new InviteWaitingView(store, queue);
-    const std::unique_ptr<QWidget> panel(vstack(0, {banner, view}));
-    show(*panel, {320, 480});
-    EXPECT_LE(lowestEdge(*panel), 480);
-    for (const Text *text : view->findChildren<Text *>())
-        EXPECT_GE(text->height(), text->heightForWidth(text->width())) << qPrintable(text->text());
-    EXPECT_EQ(button(*view, QStringLiteral("Invite code AB12CD34"))->width(), 320 - 2 * 50);
 }
 
 TEST(DownloadAddressTest, AlwaysLeadsToAWebSite)

@@ -4,9 +4,11 @@
 #include "views/compose_header.h"
 #include "views/feature_guide.h"
 #include "views/feed_view.h"
+#include "views/scroll_view.h"
 #include "views/window_on_show.h"
 
 #include <QApplication>
+#include <QScrollBar>
 #include <QTranslator>
 
 namespace kivolo {
@@ -39,6 +41,14 @@ bool isWithin(const QWidget &widget, const QByteArray &type)
     return false;
 }
 
+const ScrollView *scrollViewAround(const QWidget &widget)
+{
+    const QWidget *at = &widget;
+    while (at && !qobject_cast<const ScrollView *>(at))
+        at = at->parentWidget();
+    return qobject_cast<const ScrollView *>(at);
+}
+
 /// Nothing reaches beyond what it lies in, lies on its neighbour or is cut off.
 /// Single lines in a view of the type `mayCut` may be cut off.
 void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
@@ -56,6 +66,10 @@ void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
     const auto place = [&](const QWidget *widget) {
         return QRect(widget->mapTo(&on.window.view(), QPoint()), widget->size());
     };
+    const auto seen = [&](const QWidget *widget) {
+        const ScrollView *scroll = scrollViewAround(*widget);
+        return scroll ? place(widget) & place(scroll) : place(widget);
+    };
     const auto name = [](const QWidget *widget) {
         const auto *text = qobject_cast<const Text *>(widget);
         return (text ? text->text() : widget->accessibleName()).toStdString() + " " +
@@ -63,8 +77,10 @@ void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
     };
     for (qsizetype i = 0; i < shown.size(); ++i) {
         const QWidget *each = shown[i];
-        for (const QWidget *around = each->parentWidget();
-             around != on.window.view().parentWidget(); around = around->parentWidget())
+        const ScrollView *scroll = scrollViewAround(*each);
+        const QWidget *outermost = scroll ? scroll->widget() : &on.window.view();
+        for (const QWidget *around = each->parentWidget(); around != outermost->parentWidget();
+             around = around->parentWidget())
             EXPECT_TRUE(place(around).contains(place(each)))
                 << name(each) << " reaches beyond " << name(around);
         const auto *text = qobject_cast<const Text *>(each);
@@ -73,7 +89,7 @@ void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
         EXPECT_TRUE(mayBeCut || ((!text || isWhole(*text)) && (!field || isWhole(*field))))
             << name(each) << " is cut off";
         for (const QWidget *other : shown.first(i)) {
-            const bool apart = !place(each).intersects(place(other));
+            const bool apart = !seen(each).intersects(seen(other));
             EXPECT_TRUE(apart || each->isAncestorOf(other) || other->isAncestorOf(each))
                 << name(each) << " lies on " << name(other);
         }
@@ -109,6 +125,33 @@ TEST_P(OrderTest, EverythingHasItsPlace)
             expectOrder(WindowOnShow(qPrintable(state), size),
                         state == QLatin1String("long-name") ? "ComposeHeader" : "UpdateBanner");
         }
+    }
+}
+
+TEST_P(OrderTest, WhatHasNoRoomInThePanelCanBeScrolledTo)
+{
+    const struct
+    {
+        const char *state;
+        int pictureHeight;
+        int below; // the last text
+        bool scrolls;
+    } cases[] = {
+        {"waiting", 130, 5, false},
+        {"banner-long", 130, 5, GetParam() == std::string("de")},
+        {"empty", 110, 25, false},
+        {"empty-doodle", 110, 25, true},
+    };
+    for (const auto &[state, pictureHeight, below, scrolls] : cases) {
+        SCOPED_TRACE(state);
+        const WindowOnShow on(state, panelSize);
+        auto *scroll = on.all<ScrollView>().first();
+        EXPECT_EQ(on.only<Illustration>().height(), pictureHeight);
+        EXPECT_EQ(scroll->verticalScrollBar()->isVisible(), scrolls);
+        EXPECT_EQ(scroll->focusPolicy() != Qt::NoFocus, scrolls);
+        scroll->verticalScrollBar()->triggerAction(QScrollBar::SliderToMaximum);
+        const Frame last = on.frame(*scroll->findChildren<Text *>().last());
+        EXPECT_LE(last.bottom, on.frame(*scroll).bottom - below);
     }
 }
 

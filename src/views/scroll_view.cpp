@@ -1,0 +1,51 @@
+#include "views/scroll_view.h"
+
+#include "views/feed_scroll_bar.h"
+
+#include <QEvent>
+#include <QLayout>
+
+namespace kivolo {
+
+static constexpr int wheelStep = 20; // a notch of the wheel is three of them
+
+ScrollView::ScrollView(QWidget *content)
+{
+    setFrameShape(QFrame::NoFrame);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBar(new FeedScrollBar(this));
+    verticalScrollBar()->setSingleStep(wheelStep);
+    setWidget(content);
+    for (QWidget *see : {viewport(), content})
+        see->setAutoFillBackground(false);
+}
+
+void ScrollView::resizeEvent(QResizeEvent *event)
+{
+    QScrollArea::resizeEvent(event);
+    fit();
+}
+
+bool ScrollView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == widget() && event->type() == QEvent::LayoutRequest)
+        fit();
+    return QScrollArea::eventFilter(watched, event);
+}
+
+void ScrollView::fit()
+{
+    QSize room = maximumViewportSize();
+    const auto needed = [this, &room] {
+        return widget()->layout()->totalMinimumHeightForWidth(room.width());
+    };
+    const bool scrolls = needed() > room.height();
+    if (scrolls)
+        room.rwidth() -= verticalScrollBar()->sizeHint().width();
+    widget()->resize(room.width(), qMax(room.height(), needed()));
+    // Keys have nothing to do in what is seen whole.
+    setFocusPolicy(scrolls ? Qt::TabFocus : Qt::NoFocus);
+}
+
+} // namespace kivolo
