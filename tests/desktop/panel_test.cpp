@@ -136,6 +136,9 @@ protected:
             window->setGeometry(qApp->primaryScreen()->geometry());
         }
         x.markAsManaged(idOf(managed));
+        // As one that is in use does it, so that compositors do not take it for a full-screen
+        // window.
+        lock.setGeometry(lock.geometry().adjusted(1, 1, -1, -1));
     }
     void show(QWidget &window) const
     {

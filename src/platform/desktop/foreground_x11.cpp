@@ -81,14 +81,21 @@ bool isManaged(xcb_window_t window)
     return false;
 }
 
+// Some screen locks leave out the outermost pixels, because compositors treat a window that covers
+// all of them in a way of its own.
 bool covers(xcb_window_t window, const QScreen &screen)
 {
+    constexpr int nearlyAll = 90; // per cent
     const ReplyPtr<xcb_get_geometry_reply_t> reply(
         xcb_get_geometry_reply(connection(), xcb_get_geometry(connection(), window), nullptr));
+    if (!reply)
+        return false; // it has gone
     // Qt scales the size of a screen but keeps its top-left corner in device pixels.
     const QRect device(screen.geometry().topLeft(),
                        (QSizeF(screen.size()) * screen.devicePixelRatio()).toSize());
-    return reply && QRect(reply->x, reply->y, reply->width, reply->height).contains(device);
+    const QRect covered = device & QRect(reply->x, reply->y, reply->width, reply->height);
+    return qint64(covered.width()) * covered.height() * 100 >=
+           qint64(device.width()) * device.height() * nearlyAll;
 }
 
 void restack(xcb_window_t window, xcb_stack_mode_t mode, xcb_window_t sibling)
