@@ -43,7 +43,7 @@ qint64 countdown(qint64 secondsLeft)
 CapsuleManager &CapsuleManager::shared()
 {
     static SystemMainQueue queue;
-    static const SystemScreen screen;
+    static SystemScreen screen;
     static CapsuleManager manager({queue, screen, capsuleCard});
     // Widgets must not outlive the application object, and this manager does.
     static const bool closedInTime = [] {
@@ -57,7 +57,9 @@ CapsuleManager &CapsuleManager::shared()
 CapsuleManager::CapsuleManager(Surroundings surroundings)
     : surroundings_(std::move(surroundings))
     , presenter_(surroundings_.queue)
-{}
+{
+    connect(&surroundings_.screen, &Screen::changed, this, &CapsuleManager::reflow);
+}
 
 CapsuleManager::~CapsuleManager() = default;
 

@@ -15,8 +15,9 @@ namespace kivolo {
 class CapsuleCardModel;
 class Screen;
 
-/// Shows each sealed capsule as a countdown card, one of a stack in the screen's bottom-right
-/// corner, and hands it back to its owner once its time has come. Main thread only.
+/// Shows each sealed capsule as a countdown card, one of a stack in the main screen's bottom-right
+/// corner, also when the screen changes, and hands it back to its owner once its time has
+/// come. Main thread only.
 class CapsuleManager final : public QObject
 {
     Q_OBJECT

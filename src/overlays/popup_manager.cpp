@@ -31,7 +31,7 @@ std::unique_ptr<QWidget> incomingBeamCard(const Beam &beam, bool shake,
 PopupManager &PopupManager::shared()
 {
     static SystemMainQueue queue;
-    static const SystemScreen screen;
+    static SystemScreen screen;
     static PopupManager manager(
         {queue, screen, incomingBeamCard, [] { application::activate(queue); }});
     // Widgets must not outlive the application object, and this manager does.
@@ -46,7 +46,9 @@ PopupManager &PopupManager::shared()
 PopupManager::PopupManager(Surroundings surroundings)
     : surroundings_(std::move(surroundings))
     , presenter_(surroundings_.queue)
-{}
+{
+    connect(&surroundings_.screen, &Screen::changed, this, &PopupManager::followScreen);
+}
 
 PopupManager::~PopupManager() = default;
 
@@ -108,6 +110,15 @@ void PopupManager::reflow(const std::shared_ptr<Panel> &adding)
         adding->setFrame(placement::popup(*visibleFrame, panels_.size()));
 }
 
+void PopupManager::followScreen()
+{
+    reflow();
+    if (const auto visibleFrame = surroundings_.screen.visibleFrame())
+        buzzPlace_ = placement::buzz(*visibleFrame);
+    for (const auto &panel : buzzes_)
+        panel->setFrame(buzzPlace_);
+}
+
 void PopupManager::dismiss(const std::shared_ptr<Panel> &panel)
 {
     presenter_.withdraw(panel.get());
@@ -125,26 +136,26 @@ void PopupManager::showBuzz(const Beam &beam)
     const auto visibleFrame = surroundings_.screen.visibleFrame();
     if (!visibleFrame)
         return;
-    const Rect place = placement::buzz(*visibleFrame);
+    buzzPlace_ = placement::buzz(*visibleFrame);
     const auto panel =
-        makePanel(beam, true, {place.width, place.height, false}, &PopupManager::endBuzz);
-    panel->setFrame(place);
+        makePanel(beam, true, {buzzPlace_.width, buzzPlace_.height, false}, &PopupManager::endBuzz);
+    panel->setFrame(buzzPlace_);
     buzzes_.push_back(panel);
     presenter_.present(panel, buzzFadeIn);
     surroundings_.activateApplication();
-    hardShake(panel, place.origin());
+    hardShake(panel);
     surroundings_.queue.after(buzzLife, untilClosed_.get(), [this, weak = std::weak_ptr(panel)] {
         if (const auto open = weak.lock())
             endBuzz(open);
     });
 }
 
-void PopupManager::hardShake(const std::shared_ptr<Panel> &panel, Point base)
+void PopupManager::hardShake(const std::shared_ptr<Panel> &panel)
 {
     MainQueue::Duration due{0};
     for (const double offset : placement::shakeOffsets) {
-        afterHolding(panel, due, [base, offset](const std::shared_ptr<Panel> &shaken) {
-            shaken->setFrameOrigin({base.x + offset, base.y});
+        afterHolding(panel, due, [this, offset](const std::shared_ptr<Panel> &shaken) {
+            shaken->setFrameOrigin({buzzPlace_.x + offset, buzzPlace_.y});
         });
         due += placement::shakeInterval;
     }

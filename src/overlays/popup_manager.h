@@ -17,7 +17,7 @@ class Screen;
 
 /// Shows an ordinary beam as a popup, one of a column in the screen's top-right corner that fades
 /// out after 8 seconds, and a buzz as a large shaking card in the middle that stays 12 seconds.
-/// Main thread only.
+/// Both follow the screen when it changes. Main thread only.
 class PopupManager final : public QObject
 {
     Q_OBJECT
@@ -62,8 +62,9 @@ private:
     void showPopup(const Beam &beam);
     void showBuzz(const Beam &beam);
     void reflow(const std::shared_ptr<Panel> &adding = nullptr);
+    void followScreen();
     void dismiss(const std::shared_ptr<Panel> &panel);
-    void hardShake(const std::shared_ptr<Panel> &panel, Point base);
+    void hardShake(const std::shared_ptr<Panel> &panel);
     void endBuzz(const std::shared_ptr<Panel> &panel);
     void afterHolding(const std::shared_ptr<Panel> &panel, MainQueue::Duration delay,
                       std::function<void(const std::shared_ptr<Panel> &)> action);
@@ -72,6 +73,7 @@ private:
     PanelPresenter presenter_;
     std::vector<std::shared_ptr<Panel>> panels_;
     std::vector<std::shared_ptr<Panel>> buzzes_;
+    Rect buzzPlace_;                         // where they come to rest
     std::list<std::shared_ptr<Panel>> held_; // one per action of afterHolding() still to come
     std::unique_ptr<QObject> untilClosed_ = std::make_unique<QObject>();
 };

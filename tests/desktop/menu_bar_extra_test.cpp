@@ -106,7 +106,7 @@ protected:
     }
 
     ManualMainQueue queue;
-    const SystemScreen screen;
+    SystemScreen screen;
     const XServer x;
     int made = 0;
     QLineEdit *field = nullptr;

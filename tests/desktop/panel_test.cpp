@@ -361,35 +361,58 @@ TEST_F(FloatingPanel, AreShownOnePerTurnAndFadeTogether)
     EXPECT_EQ(queue.pending(), 0U);
 }
 
-// Of the main screen, in points from its own corner.
-bool visibleFrameIs(const Rect &expected)
+class MainScreen : public FloatingPanel
 {
-    return QTest::qWaitFor([&] { return SystemScreen().visibleFrame() == expected; });
-}
-
-TEST_F(FloatingPanel, VisibleFrameIsTheScreenWithoutItsTopBar)
-{
-    const QSizeF screen = qApp->primaryScreen()->geometry().size();
-    EXPECT_TRUE(visibleFrameIs({0, 0, screen.width(), screen.height()}));
-    XServer bar;
-    bar.addTopBar(std::uint32_t(30 * scale()));
-    EXPECT_TRUE(visibleFrameIs({0, 0, screen.width(), screen.height() - 30}));
-
-    // The same screen as two monitors, the right one the main one.
-    const auto xrandr = [](const char *arguments) {
+protected:
+    void SetUp() override
+    {
+        QObject::connect(&screen, &Screen::changed, &screen,
+                         [this] { told = screen.visibleFrame(); });
+    }
+    /// In points, from the screen's own corner.
+    bool tells(const Rect &expected) const
+    {
+        return QTest::qWaitFor([&] { return told == expected; });
+    }
+    static bool xrandr(const char *arguments)
+    {
         return QProcess::execute(QStringLiteral("xrandr"),
                                  QString::fromLatin1(arguments).split(QLatin1Char(' '))) == 0;
-    };
-    const auto monitors = [](int count) {
-        return QTest::qWaitFor([=] { return QGuiApplication::screens().size() == count; });
-    };
-    const auto oneAgain = qScopeGuard([&] {
-        EXPECT_TRUE(xrandr("--delmonitor left") && xrandr("--delmonitor right") && monitors(1));
+    }
+    std::uint32_t pixels(double points) const { return std::uint32_t(points * scale()); }
+
+    SystemScreen screen;
+    std::optional<Rect> told;
+};
+
+TEST_F(MainScreen, TellsWhatItsPanelsLeaveOfItAndWhenThatChanges)
+{
+    const QSizeF whole = qApp->primaryScreen()->geometry().size();
+    EXPECT_TRUE(tells({0, 0, whole.width(), whole.height()}));
+    {
+        XServer bar;
+        bar.addBar(XServer::Top, pixels(30), {0, 1439});
+        EXPECT_TRUE(tells({0, 0, whole.width(), whole.height() - 30}));
+    }
+    EXPECT_TRUE(tells({0, 0, whole.width(), whole.height()}));
+
+    // The same screen as two monitors, the left one 200 pixels less high, each with a bar of its
+    // own. The one below the left monitor reaches from the bottom of the right one to there.
+    const auto oneAgain = qScopeGuard([this, whole] {
+        EXPECT_TRUE(xrandr("--delmonitor left") && xrandr("--delmonitor right"));
+        EXPECT_TRUE(tells({0, 0, whole.width(), whole.height()}));
     });
-    ASSERT_TRUE(xrandr("--setmonitor right 720/190x900/238+720+0 none") &&
-                xrandr("--setmonitor left 720/190x900/238+0+0 screen") && monitors(2));
-    EXPECT_EQ(qApp->primaryScreen()->geometry().left(), 720);
-    EXPECT_TRUE(visibleFrameIs({0, 0, screen.width() / 2, screen.height() - 30}));
+    ASSERT_TRUE(xrandr("--setmonitor *right 720/190x900/238+720+0 none") &&
+                xrandr("--setmonitor left 720/190x700/185+0+0 screen"));
+    XServer bars;
+    bars.addBar(XServer::Top, pixels(30), {720, 1439});
+    bars.addBar(XServer::Bottom, 200 + pixels(24), {0, 719});
+    EXPECT_TRUE(tells({0, 0, whole.width() / 2, whole.height() - 30}));
+
+    ASSERT_TRUE(xrandr("--delmonitor right") && xrandr("--delmonitor left") &&
+                xrandr("--setmonitor *left 720/190x700/185+0+0 screen") &&
+                xrandr("--setmonitor right 720/190x900/238+720+0 none"));
+    EXPECT_TRUE(tells({0, 24, whole.width() / 2, 700 / scale() - 24}));
 }
 
 using PanelWithoutCompositor = FloatingPanel;

@@ -77,6 +77,9 @@ TEST_F(Capsules, StackUpwardsAndCloseUp)
     EXPECT_THAT(opened, ElementsAre("b"));
     EXPECT_TRUE(second.expired());
     EXPECT_THAT(origins(), ElementsAre(Point{1134, 16}, Point{1134, 118}));
+    screen.frame = Rect{0, 40, 800, 560};
+    Q_EMIT screen.changed();
+    EXPECT_THAT(origins(), ElementsAre(Point{494, 56}, Point{494, 158}));
 
     // Two in one tick: in their order, each while it is still there, and one layout for both.
     queue.advance(79s);

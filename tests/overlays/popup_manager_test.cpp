@@ -18,6 +18,11 @@ class MadeUpScreen final : public Screen
 {
 public:
     std::optional<Rect> visibleFrame() const override { return frame; }
+    void change(std::optional<Rect> to)
+    {
+        frame = to;
+        Q_EMIT changed();
+    }
     std::optional<Rect> frame = Rect{0, 25, 1440, 850}; // its top-right corner at (1440, 875)
 };
 
@@ -71,17 +76,14 @@ TEST_F(Popups, StandInAColumnNewestLowest)
     queue.advance(1ms);
     EXPECT_THAT(origins(), ElementsAre(Point{1124, 709}, Point{1124, 547}));
 
-    // A screen that changes counts from the next layout on; one that goes leaves all as it is.
-    screen.frame = Rect{0, 0, 800, 600};
-    show("d");
-    EXPECT_THAT(origins(), ElementsAre(Point{484, 434}, Point{484, 272}, Point{484, 110}));
-    screen.frame.reset();
+    // The column follows the screen; one that goes leaves all as it is.
+    screen.change(Rect{0, 0, 800, 600});
+    EXPECT_THAT(origins(), ElementsAre(Point{484, 434}, Point{484, 272}));
+    screen.change(std::nullopt);
     show("e");
+    EXPECT_THAT(origins(), ElementsAre(Point{484, 434}, Point{484, 272}, Point{0, 0}));
+    screen.change(Rect{0, 0, 800, 600});
     EXPECT_EQ(origins()[2], (Point{484, 110}));
-    EXPECT_EQ(origins()[3], (Point{0, 0}));
-    screen.frame = Rect{0, 0, 800, 600};
-    show("f");
-    EXPECT_EQ(origins()[3], (Point{484, -52}));
 }
 
 TEST_F(Popups, FadeInStayEightSecondsAndFadeOut)
@@ -179,6 +181,23 @@ TEST_F(Popups, ABuzzShakesInTheMiddleForHalfASecondAndStaysTwelve)
     EXPECT_TRUE(manager->buzzes().empty());
     EXPECT_EQ(queue.pending(), pending);
     EXPECT_EQ(activations, 2);
+}
+
+TEST_F(Popups, ABuzzFollowsTheScreenWhileItShakesAndAtRest)
+{
+    show("z", true);
+    const Panel &buzz = *manager->buzzes().front();
+    queue.advance(45ms);
+    EXPECT_EQ(buzz.frame().origin(), (Point{510 + 26, 350}));
+    screen.change(Rect{0, 0, 800, 600});
+    queue.advance(45ms);
+    EXPECT_EQ(buzz.frame().origin(), (Point{190 - 24, 200}));
+    queue.advance(1s);
+    EXPECT_EQ(buzz.frame().origin(), (Point{190, 200}));
+    screen.change(std::nullopt);
+    EXPECT_EQ(buzz.frame().origin(), (Point{190, 200}));
+    screen.change(Rect{0, 0, 1000, 700});
+    EXPECT_EQ(buzz.frame(), (Rect{290, 250, 420, 200}));
 }
 
 TEST_F(Popups, NothingOutlivesTheManager)

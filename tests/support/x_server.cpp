@@ -218,18 +218,19 @@ xcb_window_t XServer::addWindow()
     return window;
 }
 
-void XServer::addTopBar(std::uint32_t height)
+void XServer::addBar(Edge edge, std::uint32_t depth, std::array<std::uint32_t, 2> extent)
 {
-    const auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data;
-    const std::uint32_t width = screen->width_in_pixels;
     const xcb_window_t bar = xcb_generate_id(connection_);
-    xcb_create_window(connection_, 0, bar, root_, 0, 0, std::uint16_t(width), std::uint16_t(height),
-                      0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_create_window(connection_, 0, bar, root_, std::int16_t(extent[0]), 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     const std::array type{atom("_NET_WM_WINDOW_TYPE_DOCK")};
     xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, bar, atom("_NET_WM_WINDOW_TYPE"),
                         XCB_ATOM_ATOM, 32, type.size(), type.data());
-    // Left, right, top, bottom, then where along its edge each of them begins and ends.
-    const std::array<std::uint32_t, 12> strut{0, 0, height, 0, 0, 0, 0, 0, 0, width - 1, 0, 0};
+    // How deep at each edge, then where along each of them that begins and ends.
+    std::array<std::uint32_t, 12> strut{};
+    strut[edge] = depth;
+    strut[4 + 2 * std::size_t(edge)] = extent[0];
+    strut[5 + 2 * std::size_t(edge)] = extent[1];
     xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, bar, atom("_NET_WM_STRUT_PARTIAL"),
                         XCB_ATOM_CARDINAL, 32, strut.size(), strut.data());
     xcb_map_window(connection_, bar);

@@ -57,9 +57,10 @@ public:
     /// An ordinary window of another program, shown. Goes with this connection.
     xcb_window_t addWindow();
 
-    /// Puts a desktop panel along the top edge of the whole desktop that keeps `height` device
-    /// pixels for itself. Goes with this connection.
-    void addTopBar(std::uint32_t height);
+    enum Edge { Left, Right, Top, Bottom };
+    /// Puts a desktop panel along an edge of the whole desktop, from there to there, that keeps
+    /// `depth` device pixels for itself. Goes with this connection.
+    void addBar(Edge edge, std::uint32_t depth, std::array<std::uint32_t, 2> extent);
 
     /// Takes or gives up the selection by which a compositor makes itself known.
     void claimCompositor(bool claim);

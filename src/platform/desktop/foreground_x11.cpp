@@ -251,7 +251,7 @@ private:
     MainQueue::Duration pause_{0};
 };
 
-class FrontPlace final : public Foreground
+class FrontPlace final : public Watch
 {
 public:
     explicit FrontPlace(QWindow &window)
@@ -271,7 +271,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<Foreground> keepInFront(QWindow &window)
+std::unique_ptr<Watch> keepInFront(QWindow &window)
 {
     return connection() ? std::make_unique<FrontPlace>(window) : nullptr;
 }

@@ -13,6 +13,13 @@ class QWindow;
 
 namespace kivolo::panel_system {
 
+/// Something that is done until this is destroyed.
+class Watch
+{
+public:
+    virtual ~Watch() = default;
+};
+
 /// A program that serves the whole desktop and may come and go. Followed until this is destroyed.
 class Presence
 {
@@ -33,18 +40,11 @@ std::unique_ptr<Presence> observeTray(std::function<void()> changed);
 /// it, push it back onto the screen, give it the focus or put full-screen windows above it.
 void makeFloating(QWindow &window);
 
-/// A place in the stack of windows, held until this is destroyed.
-class Foreground
-{
-public:
-    virtual ~Foreground() = default;
-};
-
 /// Puts a floating window that is about to be shown in front of every window that the window
 /// manager manages, and again whenever one of those is raised over it. The last one is the front
 /// one of several. Menus, screen locks and whatever else is not managed stay where they are, and
 /// a full-screen one of them is not covered even when nothing is managed.
-std::unique_ptr<Foreground> keepInFront(QWindow &window);
+std::unique_ptr<Watch> keepInFront(QWindow &window);
 
 /// Brings a shown window to the virtual desktop that the user looks at, in front of all others,
 /// with the focus, as the user's own demand: other programs' claims to the focus do not count.
@@ -55,8 +55,11 @@ void bringToUser(QWindow &window);
 /// and transparent to the mouse. In points.
 void setCard(QWindow &window, const QSize &card, const QMargins &shadow);
 
-/// The rectangle that panels and docks leave of the whole desktop, all screens together, in device
-/// pixels. Costs a round trip to the window system.
-std::optional<QRect> workArea();
+/// What panels and docks leave of one of several screens. Both in device pixels of the whole
+/// desktop. Costs a few round trips to the window system.
+std::optional<QRect> workArea(const QRect &screen);
+
+/// Calls `changed` from the event loop when workArea() may have become another.
+std::unique_ptr<Watch> watchWorkArea(std::function<void()> changed);
 
 } // namespace kivolo::panel_system

@@ -51,7 +51,7 @@ private:
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it
     std::unique_ptr<panel_system::Presence> compositor_;
-    std::unique_ptr<panel_system::Foreground> foreground_; // while it is shown
+    std::unique_ptr<panel_system::Watch> foreground_; // while it is shown
 };
 
 } // namespace kivolo

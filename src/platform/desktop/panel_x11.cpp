@@ -26,22 +26,6 @@ void setProperty(QWindow &window, Atom property, xcb_atom_t type, std::span<cons
 
 constexpr uint32_t allDesktops = 0xFFFFFFFF;
 
-// The numbers that a property begins with; none when it has fewer.
-template<std::size_t count>
-std::optional<std::array<uint32_t, count>> numbers(xcb_window_t window, Atom property)
-{
-    const ReplyPtr<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection(),
-        xcb_get_property(connection(), false, window, atom(property), XCB_ATOM_CARDINAL, 0, count),
-        nullptr));
-    if (!reply || reply->format != 32 || reply->value_len < count)
-        return std::nullopt;
-    std::array<uint32_t, count> values;
-    std::copy_n(static_cast<const uint32_t *>(xcb_get_property_value(reply.get())), count,
-                values.begin());
-    return values;
-}
-
 // Window managers listen on the root window for what they are to do with another one.
 void askWindowManager(QWindow &window, Atom message, std::array<uint32_t, 5> data)
 {
@@ -168,18 +152,6 @@ void setCard(QWindow &window, const QSize &card, const QMargins &shadow)
                          XCB_CLIP_ORDERING_UNSORTED, xcb_window_t(window.winId()), 0, 0, 1, &shape);
 }
 
-std::optional<QRect> workArea()
-{
-    if (!connection())
-        return std::nullopt;
-    // One rectangle per virtual desktop. The first one will do: panels are on all of them.
-    const auto area = numbers<4>(rootWindow(), Work_area);
-    if (!area)
-        return std::nullopt;
-    const auto signedNumber = [&](std::size_t i) { return int((*area)[i]); };
-    return QRect(signedNumber(0), signedNumber(1), signedNumber(2), signedNumber(3));
-}
-
 void bringToUser(QWindow &window)
 {
     if (!connection()) {
@@ -189,10 +161,11 @@ void bringToUser(QWindow &window)
     // Where a program asks for itself, a window manager compares when the user last touched which
     // window, and may refuse.
     constexpr uint32_t onTheUsersBehalf = 2;
-    const auto stands = numbers<1>(xcb_window_t(window.winId()), Desktop);
-    const auto seen = numbers<1>(rootWindow(), Current_desktop);
-    if (seen && !(stands && stands->front() == allDesktops))
-        askWindowManager(window, Desktop, {seen->front(), onTheUsersBehalf});
+    const auto stands = numbers(askFor(xcb_window_t(window.winId()), Desktop));
+    const auto seen = numbers(askFor(rootWindow(), Current_desktop));
+    const bool everywhere = !stands.empty() && stands.front() == allDesktops;
+    if (!seen.empty() && !everywhere)
+        askWindowManager(window, Desktop, {seen.front(), onTheUsersBehalf});
     askWindowManager(window, Active_window, {onTheUsersBehalf, XCB_CURRENT_TIME});
     xcb_flush(connection());
 }

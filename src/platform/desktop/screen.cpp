@@ -14,21 +14,53 @@ namespace {
 QRect availableAmongSeveral(const QScreen &screen)
 {
     const QRect whole = screen.geometry();
-    const auto workArea = panel_system::workArea();
-    if (!workArea)
-        return screen.availableGeometry();
     // Qt scales the size of a screen but keeps its top-left corner in device pixels.
     const double scale = screen.devicePixelRatio();
     const QRect device(whole.topLeft(), (QSizeF(whole.size()) * scale).toSize());
-    const QRect usable = device & *workArea;
-    if (usable.isEmpty())
-        return whole;
-    const QPointF inset = QPointF(usable.topLeft() - device.topLeft()) / scale;
-    const QSizeF size = QSizeF(usable.size()) / scale;
+    const auto usable = panel_system::workArea(device);
+    if (!usable)
+        return screen.availableGeometry();
+    const QPointF inset = QPointF(usable->topLeft() - device.topLeft()) / scale;
+    const QSizeF size = QSizeF(usable->size()) / scale;
     return QRectF(whole.topLeft() + inset, size).toRect() & whole;
 }
 
 } // namespace
+
+SystemScreen::SystemScreen()
+    : workArea_(panel_system::watchWorkArea([this] { tell(); }))
+{
+    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, &SystemScreen::followPrimary);
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, &SystemScreen::tell);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, &SystemScreen::tell);
+    followPrimary();
+}
+
+SystemScreen::~SystemScreen() = default;
+
+void SystemScreen::followPrimary()
+{
+    following_ = std::make_unique<QObject>();
+    if (const QScreen *screen = QGuiApplication::primaryScreen()) {
+        const auto context = following_.get();
+        connect(screen, &QScreen::geometryChanged, context, [this] { tell(); });
+        connect(screen, &QScreen::availableGeometryChanged, context, [this] { tell(); });
+    }
+    tell();
+}
+
+void SystemScreen::tell()
+{
+    if (std::exchange(telling_, true))
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            telling_ = false;
+            Q_EMIT changed();
+        },
+        Qt::QueuedConnection);
+}
 
 std::optional<Rect> SystemScreen::visibleFrame() const
 {

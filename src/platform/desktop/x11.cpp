@@ -28,7 +28,9 @@ xcb_atom_t atom(Atom which)
             "_NET_WM_WINDOW_TYPE",  "_NET_WM_WINDOW_TYPE_NOTIFICATION",
             "_NET_WM_DESKTOP",      "_GTK_FRAME_EXTENTS",
             "_NET_WM_CM_S0",        "_NET_SYSTEM_TRAY_S0",
-            "_NET_WORKAREA",        "_NET_ACTIVE_WINDOW",
+            "_NET_WORKAREA",        "_GTK_WORKAREAS_D0",
+            "_NET_CLIENT_LIST",     "_NET_WM_STRUT_PARTIAL",
+            "_NET_WM_STRUT",        "_NET_ACTIVE_WINDOW",
             "_NET_CURRENT_DESKTOP", "WM_STATE"};
         std::array<xcb_intern_atom_cookie_t, Atom_count> cookies;
         for (std::size_t i = 0; i < names.size(); ++i)
@@ -44,6 +46,23 @@ xcb_atom_t atom(Atom which)
         return result;
     }();
     return atoms[which];
+}
+
+xcb_get_property_cookie_t askFor(xcb_window_t window, Atom property)
+{
+    constexpr uint32_t atMost = 16'384;
+    return xcb_get_property(connection(), false, window, atom(property), XCB_GET_PROPERTY_TYPE_ANY,
+                            0, atMost);
+}
+
+std::vector<uint32_t> numbers(xcb_get_property_cookie_t asked)
+{
+    const ReplyPtr<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(connection(), asked, nullptr));
+    if (!reply || reply->format != 32)
+        return {};
+    const auto *values = static_cast<const uint32_t *>(xcb_get_property_value(reply.get()));
+    return {values, values + reply->value_len};
 }
 
 } // namespace kivolo::x11

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <vector>
 #include <xcb/xcb.h>
 
 namespace kivolo::x11 {
@@ -29,6 +30,10 @@ enum Atom {
     Compositor,
     Tray,
     Work_area,
+    Work_areas_of_screens,
+    Clients,
+    Strut_partial,
+    Strut_whole,
     Active_window,
     Current_desktop,
     Managed_state,
@@ -36,5 +41,9 @@ enum Atom {
 };
 
 xcb_atom_t atom(Atom which);
+
+/// Asks for a property of 32-bit values, and takes the answer; empty when there is none.
+xcb_get_property_cookie_t askFor(xcb_window_t window, Atom property);
+std::vector<uint32_t> numbers(xcb_get_property_cookie_t asked);
 
 } // namespace kivolo::x11
