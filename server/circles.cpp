@@ -44,12 +44,12 @@ void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule, s
                   });
 }
 
-void Circles::create(CreateRequest request, Done<Circle> done)
+void Circles::create(CreateRequest request, Done<Founding> done)
 {
     check(request);
-    change<Circle>([this, request = std::move(request)](
-                       auto &ledger, Seconds now) { return createIn(ledger, request, now); },
-                   0, std::move(done));
+    change<Founding>([this, request = std::move(request)](
+                         auto &ledger, Seconds now) { return createIn(ledger, request, now); },
+                     0, std::move(done));
 }
 
 void Circles::join(JoinRequest request, Done<Membership> done)
@@ -70,17 +70,19 @@ void Circles::send(BeamRequest request, Done<Beam> done)
                  bytes, std::move(done));
 }
 
-Circle Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const
+Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request,
+                           Seconds now) const
 {
-    Circle circle;
-    circle.id = newIdentifier(randomness_);
+    Founding founding;
+    founding.key = newIdentifier(randomness_);
+    Circle &circle = founding.circle;
     circle.maxSeats = settings_.maxSeats;
     circle.tick = now;
     do
         circle.code = newInviteCode(randomness_);
     while (ledger.circleByCode(circle.code));
-    ledger.addCircle(circle, request.ownerEmail, now);
-    return circle;
+    ledger.addCircle(founding, request, now);
+    return founding;
 }
 
 Membership Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const
@@ -88,47 +90,44 @@ Membership Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &request
     const std::optional<Circle> circle = ledger.circleByCode(request.code);
     if (!circle)
         throw Refusal(Reason::NotFound, "There is no circle with this code.");
-    Member self{0, circle->number, {}, request.handle, request.emoji};
-    const std::optional<Seat> seat = ledger.seatOfDevice(request.deviceId);
+    std::optional<Seat> seat = ledger.seatOfDevice(request.deviceId);
     if (seat && seat->circle.number == circle->number) {
-        self.number = seat->member.number;
-        self.id = seat->member.id;
-        ledger.renameMember(self);
-        return {*circle, self, ledger.members(circle->number)};
+        seat->member.handle = request.handle;
+        seat->member.emoji = request.emoji;
+        ledger.renameMember(seat->member);
+        return {*seat, ledger.members(circle->number)};
     }
     if (static_cast<std::int64_t>(ledger.members(circle->number).size()) >= circle->maxSeats)
         throw Refusal(Reason::Conflict, "This circle is full.");
     if (seat)
         ledger.removeMember(seat->member);
-    self.id = newIdentifier(randomness_);
-    ledger.addMember(self, request.deviceId, now);
-    return {*circle, self, ledger.members(circle->number)};
+    std::optional<std::string> promised = ledger.takeFounderKey(circle->number, request.deviceId);
+    const Seat taken{*circle,
+                     {0, circle->number, newIdentifier(randomness_), request.handle, request.emoji},
+                     promised ? std::move(*promised) : newIdentifier(randomness_)};
+    ledger.addMember(taken, request.deviceId, now);
+    return {taken, ledger.members(circle->number)};
 }
 
 Beam Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const
 {
-    const std::optional<Seat> seat = ledger.seat(request.circleId, request.fromMember);
-    if (!seat) {
-        if (!ledger.circleById(request.circleId))
-            throw Refusal(Reason::NotFound, "This circle does not exist.");
-        throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
-    }
+    const Seat seat = taken(ledger, request.seatKey, request.fromMember);
     Beam beam{newIdentifier(randomness_),
-              seat->member.id,
+              seat.member.id,
               request.type,
               request.body,
               now,
-              seat->member.handle,
-              seat->member.emoji,
+              seat.member.handle,
+              seat.member.emoji,
               request.effect,
               request.openAt,
               request.openAt.has_value()};
     const auto bytes = static_cast<std::int64_t>(wire::length(beam));
-    Circle circle = seat->circle;
+    Circle circle = seat.circle;
     circle.tick = std::max(now, circle.tick + 1);
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
-    ledger.addBeam(beam, circle.tick, seat->member, bytes);
+    ledger.addBeam(beam, circle.tick, seat.member, bytes);
     return beam;
 }
 
@@ -144,11 +143,20 @@ Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now
     return end;
 }
 
-void Circles::refuseStranger(const std::string &circleId)
+Seat Circles::taken(LedgerView &ledger, const std::string &seatKey)
 {
-    if (!ledger_.view().circleById(circleId))
-        throw Refusal(Reason::NotFound, "This circle does not exist.");
-    throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
+    std::optional<Seat> seat = ledger.seatOfKey(seatKey);
+    if (!seat)
+        throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
+    return std::move(*seat);
+}
+
+Seat Circles::taken(LedgerView &ledger, const std::string &seatKey, const std::string &memberId)
+{
+    Seat seat = taken(ledger, seatKey);
+    if (seat.member.id != memberId)
+        throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
+    return seat;
 }
 
 std::optional<Membership> Circles::status(const std::string &deviceId)
@@ -158,28 +166,26 @@ std::optional<Membership> Circles::status(const std::string &deviceId)
     if (!seat)
         return std::nullopt;
     std::vector<Member> members = ledger_.view().members(seat->circle.number);
-    return Membership{std::move(seat->circle), std::move(seat->member), std::move(members)};
+    return Membership{std::move(*seat), std::move(members)};
 }
 
-Poll Circles::poll(const std::string &circleId, const std::string &memberId, Seconds since)
+Poll Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since)
 {
-    const std::optional<Seat> seat = ledger_.view().seat(circleId, memberId);
-    if (!seat)
-        refuseStranger(circleId);
-    if (since == seat->circle.tick)
+    const Seat seat = checkPoll(seatKey, memberId);
+    if (since == seat.circle.tick)
         return {{}, since + 1};
     // What lies beyond the circle's latest beam was told before the database was restored.
-    if (since <= 0 || since > seat->circle.tick)
-        return firstPoll(*seat);
+    if (since <= 0 || since > seat.circle.tick)
+        return firstPoll(seat);
     // Only so many rows are looked at, so that the asker's own beams, which are not returned, do
     // not make a poll long either. The next one goes on behind them.
     const std::vector<BeamSize> sizes =
-        ledger_.view().sizesAfter(seat->circle.number, since, settings_.pollRows);
+        ledger_.view().sizesAfter(seat.circle.number, since, settings_.pollRows);
     const bool all = sizes.size() < static_cast<std::size_t>(settings_.pollRows);
-    Tick covered = all ? seat->circle.tick : since;
+    Tick covered = all ? seat.circle.tick : since;
     std::int64_t bytes = 0;
     for (const BeamSize &size : sizes) {
-        const std::int64_t more = size.sender == seat->member.number ? 0 : size.bytes;
+        const std::int64_t more = size.sender == seat.member.number ? 0 : size.bytes;
         if (bytes > 0 && bytes + more > settings_.pollBytes)
             break;
         bytes += more;
@@ -187,7 +193,7 @@ Poll Circles::poll(const std::string &circleId, const std::string &memberId, Sec
     }
     Poll poll{{}, covered + 1};
     if (bytes > 0)
-        poll.beams = ledger_.view().beams(seat->circle.number, seat->member.number, since, covered);
+        poll.beams = ledger_.view().beams(seat.circle.number, seat.member.number, since, covered);
     seal(poll.beams);
     return poll;
 }
@@ -224,33 +230,30 @@ std::vector<Beam> Circles::latest(std::int64_t circle, std::int64_t exceptSender
     return beams;
 }
 
-void Circles::checkPoll(const std::string &circleId, const std::string &memberId)
+Seat Circles::checkPoll(const std::string &seatKey, const std::string &memberId)
 {
-    if (!ledger_.view().seat(circleId, memberId))
-        refuseStranger(circleId);
+    return taken(ledger_.view(), seatKey, memberId);
 }
 
-Circle Circles::checkHistory(const std::string &circleId, std::int64_t limit)
+Seat Circles::checkHistory(const std::string &seatKey, std::int64_t limit)
 {
     if (limit < 1 || limit > historyBeams)
         throw Refusal(Reason::Invalid, "A history has between 1 and 200 beams.");
-    std::optional<Circle> circle = ledger_.view().circleById(circleId);
-    if (!circle)
-        throw Refusal(Reason::NotFound, "This circle does not exist.");
-    return std::move(*circle);
+    return taken(ledger_.view(), seatKey);
 }
 
-std::vector<Beam> Circles::history(const std::string &circleId, std::int64_t limit)
+std::vector<Beam> Circles::history(const std::string &seatKey, std::int64_t limit)
 {
-    const Circle circle = checkHistory(circleId, limit);
+    const Seat seat = checkHistory(seatKey, limit);
     Tick covered = 0;
-    return latest(circle.number, 0, static_cast<int>(limit), settings_.historyBytes, covered);
+    return latest(seat.circle.number, 0, static_cast<int>(limit), settings_.historyBytes, covered);
 }
 
-std::variant<Beam, Circles::Time> Circles::capsule(const std::string &circleId,
+std::variant<Beam, Circles::Time> Circles::capsule(const std::string &seatKey,
                                                    const std::string &beamId)
 {
-    std::optional<Beam> beam = ledger_.view().capsule(circleId, beamId);
+    const Seat seat = taken(ledger_.view(), seatKey);
+    std::optional<Beam> beam = ledger_.view().capsule(seat.circle.number, beamId);
     if (!beam)
         throw Refusal(Reason::NotFound, "This time capsule does not exist.");
     const Time opening{std::chrono::seconds(*beam->openAt)};

@@ -53,35 +53,36 @@ public:
 
     Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings settings);
 
-    void create(CreateRequest request, Done<Circle> done);
+    void create(CreateRequest request, Done<Founding> done);
     void join(JoinRequest request, Done<Membership> done);
     void send(BeamRequest request, Done<Beam> done);
 
     std::optional<Membership> status(const std::string &deviceId);
     // Whether the poll and the history would be told; each throws as they do.
-    void checkPoll(const std::string &circleId, const std::string &memberId);
-    Circle checkHistory(const std::string &circleId, std::int64_t limit);
+    Seat checkPoll(const std::string &seatKey, const std::string &memberId);
+    Seat checkHistory(const std::string &seatKey, std::int64_t limit);
 
-    Poll poll(const std::string &circleId, const std::string &memberId, Seconds since);
-    std::vector<Beam> history(const std::string &circleId, std::int64_t limit);
+    Poll poll(const std::string &seatKey, const std::string &memberId, Tick since);
+    std::vector<Beam> history(const std::string &seatKey, std::int64_t limit);
 
     using Time = std::chrono::system_clock::time_point;
     /// The opened capsule, or, shortly before its time, when to ask again.
-    std::variant<Beam, Time> capsule(const std::string &circleId, const std::string &beamId);
+    std::variant<Beam, Time> capsule(const std::string &seatKey, const std::string &beamId);
 
 private:
     template<typename Result>
     void change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
                 Done<Result> done);
 
-    Circle createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
+    Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
     Membership joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
     Beam sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
     Poll firstPoll(const Seat &seat);
     std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit,
                              std::int64_t maxBytes, Tick &covered);
-    [[noreturn]] void refuseStranger(const std::string &circleId);
+    static Seat taken(LedgerView &ledger, const std::string &seatKey);
+    static Seat taken(LedgerView &ledger, const std::string &seatKey, const std::string &memberId);
     void seal(std::vector<Beam> &beams) const;
 
     Ledger &ledger_;

@@ -1,7 +1,7 @@
 // Where circles, members and beams are kept. One implementation per database engine.
 #pragma once
 
-#include "records.h"
+#include "requests.h"
 
 #include <chrono>
 #include <exception>
@@ -28,13 +28,6 @@ struct BeamSize
     std::int64_t bytes = 0;
 };
 
-/// A circle and one of its members, found in a single look.
-struct Seat
-{
-    Circle circle;
-    Member member;
-};
-
 /// What can be read. Each call sees one consistent state of the database and throws
 /// LedgerUnavailable where the database fails.
 class LedgerView
@@ -42,13 +35,12 @@ class LedgerView
 public:
     virtual ~LedgerView() = default;
 
-    virtual std::optional<Circle> circleById(const std::string &id) = 0;
     /// By the invite code as it is kept: normalizedInviteCode() brings it there.
     virtual std::optional<Circle> circleByCode(const std::string &code) = 0;
     /// The one seat that a device can have.
     virtual std::optional<Seat> seatOfDevice(const std::string &deviceId) = 0;
-    /// Nothing also where the member sits in another circle by now.
-    virtual std::optional<Seat> seat(const std::string &circleId, const std::string &memberId) = 0;
+    /// Nothing also where the seat has been given up.
+    virtual std::optional<Seat> seatOfKey(const std::string &key) = 0;
     /// In the order of joining. `circle` is `Circle::number`.
     virtual std::vector<Member> members(std::int64_t circle) = 0;
 
@@ -61,7 +53,7 @@ public:
     virtual std::vector<Beam> beams(std::int64_t circle, std::int64_t exceptSender, Tick after,
                                     Tick until) = 0;
     /// A time capsule of that circle, with its body even while it is sealed.
-    virtual std::optional<Beam> capsule(const std::string &circleId, const std::string &id) = 0;
+    virtual std::optional<Beam> capsule(std::int64_t circle, const std::string &id) = 0;
 };
 
 /// What can be changed, in one transaction that no other writer of the database runs beside.
@@ -69,8 +61,11 @@ class LedgerTransaction : public LedgerView
 {
 public:
     // The numbers of new rows are the ledger's to give; those of the arguments are not looked at.
-    virtual void addCircle(const Circle &circle, const std::string &ownerEmail, Seconds now) = 0;
-    virtual void addMember(const Member &member, const std::string &deviceId, Seconds now) = 0;
+    virtual void addCircle(const Founding &founding, const CreateRequest &founder, Seconds now) = 0;
+    /// The key that was promised to the device that made the circle; once, then it is forgotten.
+    virtual std::optional<std::string> takeFounderKey(std::int64_t circle,
+                                                      const std::string &deviceId) = 0;
+    virtual void addMember(const Seat &seat, const std::string &deviceId, Seconds now) = 0;
     /// Gives the member of that number its handle and emoji.
     virtual void renameMember(const Member &member) = 0;
     /// Frees the seat; the member's beams stay.

@@ -16,19 +16,18 @@ using Seconds = std::int64_t;
 /// order of ticks is that of the commits, whatever clocks do.
 using Tick = std::int64_t;
 
-/// A closed group of devices. `number` is the ledger's own key and never leaves the server;
-/// `id` is the secret that members name the circle by.
+/// A closed group of devices. `number` is the ledger's own name for it and never leaves the server.
 struct Circle
 {
     std::int64_t number = 0;
-    std::string id;
     std::string code; ///< The invite code, in upper case.
     std::int64_t maxSeats = 0;
     Tick tick = 0;         ///< Of its latest beam; before the first, when it was created.
     Seconds busyUntil = 0; ///< When it will have paid for what it has sent.
 };
 
-/// A seat in a circle. `number` grows in the order of joining and is never used twice.
+/// Who sits in a circle. `number` grows in the order of joining and is never used twice; `id` is
+/// for everyone in the circle to see and opens nothing.
 struct Member
 {
     std::int64_t number = 0;
@@ -53,11 +52,27 @@ struct Beam
     bool sealed = false;
 };
 
+/// A circle, one of its members, and the secret by which that one is known: whoever has it reads
+/// and sends in that seat, for as long as the seat is taken.
+struct Seat
+{
+    Circle circle;
+    Member member;
+    std::string key;
+};
+
+/// A new circle. Its creator has no seat yet; the first that he takes will have this key, which
+/// opens nothing until then.
+struct Founding
+{
+    Circle circle;
+    std::string key;
+};
+
 /// What a device knows of its circle.
 struct Membership
 {
-    Circle circle;
-    Member self;
+    Seat seat;
     std::vector<Member> members; ///< All of them, in the order of joining.
 };
 

@@ -21,7 +21,7 @@ struct JoinRequest
 
 struct BeamRequest
 {
-    std::string circleId;
+    std::string seatKey;
     std::string fromMember;
     std::string type;
     std::string body;

@@ -145,7 +145,7 @@ Answer Routes::me(const Request &request, Reply &)
 
 Answer Routes::create(const Request &request, Reply &later)
 {
-    circles_.create(wire::createRequest(request.body), telling<Circle>(later, wire::created));
+    circles_.create(wire::createRequest(request.body), telling<Founding>(later, wire::created));
     return http::Later();
 }
 
@@ -163,32 +163,32 @@ Answer Routes::send(const Request &request, Reply &later)
 
 Answer Routes::poll(const Request &request, Reply &)
 {
-    const std::string circleId = queryText(request.target, "circle_id");
+    const std::string seatKey = queryText(request.target, "circle_id");
     const std::string memberId = queryText(request.target, "member_id");
     const std::int64_t since = queryNumber(request.target, "since");
     if (request.isHead()) {
-        circles_.checkPoll(circleId, memberId);
+        circles_.checkPoll(seatKey, memberId);
         return unmeasured();
     }
-    return ok(wire::poll(circles_.poll(circleId, memberId, since)));
+    return ok(wire::poll(circles_.poll(seatKey, memberId, since)));
 }
 
 Answer Routes::history(const Request &request, Reply &)
 {
-    const std::string circleId = queryText(request.target, "circle_id");
+    const std::string seatKey = queryText(request.target, "circle_id");
     const std::int64_t limit = queryNumber(request.target, "limit");
     if (request.isHead()) {
-        circles_.checkHistory(circleId, limit);
+        circles_.checkHistory(seatKey, limit);
         return unmeasured();
     }
-    return ok(wire::history(circles_.history(circleId, limit)));
+    return ok(wire::history(circles_.history(seatKey, limit)));
 }
 
 Answer Routes::capsule(const Request &request, Reply &)
 {
-    const std::string circleId = queryText(request.target, "circle_id");
+    const std::string seatKey = queryText(request.target, "circle_id");
     const std::string id = queryText(request.target, "id");
-    std::variant<Beam, Circles::Time> capsule = circles_.capsule(circleId, id);
+    std::variant<Beam, Circles::Time> capsule = circles_.capsule(seatKey, id);
     if (const auto *opening = std::get_if<Circles::Time>(&capsule))
         return http::AgainAt{*opening};
     return ok(wire::beam(std::get<Beam>(capsule)));

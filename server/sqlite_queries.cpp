@@ -25,14 +25,14 @@ std::string circleWhere(const char *condition)
 std::string seatWhere(const char *condition)
 {
     return std::string("SELECT ") + CircleColumns::names + ", " + MemberColumns::names +
-           " FROM member m JOIN circle c ON c.number = m.circle WHERE " + condition;
+           ", m.key FROM member m JOIN circle c ON c.number = m.circle WHERE " + condition;
 }
 
 } // namespace
 
 void CircleColumns::bind(Prepared &query)
 {
-    query, into(number), into(id), into(code), into(maxSeats), into(tick), into(busyUntil);
+    query, into(number), into(code), into(maxSeats), into(tick), into(busyUntil);
 }
 
 void MemberColumns::bind(Prepared &query)
@@ -44,6 +44,7 @@ void SeatColumns::bind(Prepared &query)
 {
     circle.bind(query);
     member.bind(query);
+    query, into(key);
 }
 
 void BeamColumns::bind(Prepared &query)
@@ -66,10 +67,6 @@ void SizeColumns::bind(Prepared &query)
     query, into(tick), into(sender), into(bytes);
 }
 
-CircleById::CircleById(soci::session &session)
-    : statement((select(session, circleWhere("c.id = :id"), out), use(in.id, "id")))
-{}
-
 CircleByCode::CircleByCode(soci::session &session)
     : statement((select(session, circleWhere("c.code = :code"), out), use(in.code, "code")))
 {}
@@ -79,9 +76,8 @@ SeatOfDevice::SeatOfDevice(soci::session &session)
           (select(session, seatWhere("m.device_id = :device"), out), use(in.device, "device")))
 {}
 
-SeatById::SeatById(soci::session &session)
-    : statement((select(session, seatWhere("c.id = :circle AND m.id = :member"), out),
-                 use(in.circle, "circle"), use(in.member, "member")))
+SeatOfKey::SeatOfKey(soci::session &session)
+    : statement((select(session, seatWhere("m.key = :key"), out), use(in.key, "key")))
 {}
 
 Members::Members(soci::session &session)
@@ -122,18 +118,31 @@ Beams::Beams(soci::session &session)
 Capsule::Capsule(soci::session &session)
     : statement((select(session,
                         std::string("SELECT ") + BeamColumns::names +
-                            " FROM beam b JOIN circle c ON c.number = b.circle WHERE b.id = :id"
-                            " AND c.id = :circle AND b.open_at IS NOT NULL",
+                            " FROM beam b WHERE b.id = :id AND b.circle = :circle"
+                            " AND b.open_at IS NOT NULL",
                         out),
                  use(in.id, "id"), use(in.circle, "circle")))
 {}
 
 AddCircle::AddCircle(soci::session &session)
-    : statement((session.prepare << "INSERT INTO circle"
-                                    " (id, code, max_seats, owner_email, created_at, tick)"
-                                    " VALUES (:id, :code, :seats, :email, :now, :tick)",
-                 use(in.id, "id"), use(in.code, "code"), use(in.maxSeats, "seats"),
-                 use(in.ownerEmail, "email"), use(in.now, "now"), use(in.tick, "tick")))
+    : statement((session.prepare << "INSERT INTO circle (code, max_seats, owner_email, founder,"
+                                    " founder_key, created_at, tick) VALUES"
+                                    " (:code, :seats, :email, :founder, :key, :now, :tick)",
+                 use(in.code, "code"), use(in.maxSeats, "seats"), use(in.ownerEmail, "email"),
+                 use(in.founder, "founder"), use(in.founderKey, "key"), use(in.now, "now"),
+                 use(in.tick, "tick")))
+{}
+
+FounderKey::FounderKey(soci::session &session)
+    : statement((session.prepare << "SELECT founder_key FROM circle WHERE number = :circle"
+                                    " AND founder = :device",
+                 into(out.key), use(in.circle, "circle"), use(in.device, "device")))
+{}
+
+ForgetFounder::ForgetFounder(soci::session &session)
+    : statement((session.prepare << "UPDATE circle SET founder = '', founder_key = ''"
+                                    " WHERE number = :circle",
+                 use(in.circle, "circle")))
 {}
 
 StampCircle::StampCircle(soci::session &session)
@@ -143,11 +152,12 @@ StampCircle::StampCircle(soci::session &session)
 {}
 
 AddMember::AddMember(soci::session &session)
-    : statement(
-          (session.prepare << "INSERT INTO member (id, circle, device_id, handle, emoji, joined_at)"
-                              " VALUES (:id, :circle, :device, :handle, :emoji, :now)",
-           use(in.id, "id"), use(in.circle, "circle"), use(in.device, "device"),
-           use(in.handle, "handle"), use(in.emoji, "emoji"), use(in.now, "now")))
+    : statement((session.prepare << "INSERT INTO member"
+                                    " (id, key, circle, device_id, handle, emoji, joined_at)"
+                                    " VALUES (:id, :key, :circle, :device, :handle, :emoji, :now)",
+                 use(in.id, "id"), use(in.key, "key"), use(in.circle, "circle"),
+                 use(in.device, "device"), use(in.handle, "handle"), use(in.emoji, "emoji"),
+                 use(in.now, "now")))
 {}
 
 RenameMember::RenameMember(soci::session &session)

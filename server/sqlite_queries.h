@@ -24,12 +24,11 @@ protected:
 struct CircleColumns
 {
     Number number = 0, maxSeats = 0, tick = 0, busyUntil = 0;
-    std::string id, code;
+    std::string code;
 
-    static constexpr const char *names =
-        "c.number, c.id, c.code, c.max_seats, c.tick, c.busy_until";
+    static constexpr const char *names = "c.number, c.code, c.max_seats, c.tick, c.busy_until";
     void bind(soci::details::prepare_temp_type &query);
-    Circle take() { return {number, std::move(id), std::move(code), maxSeats, tick, busyUntil}; }
+    Circle take() { return {number, std::move(code), maxSeats, tick, busyUntil}; }
 };
 
 struct MemberColumns
@@ -46,9 +45,10 @@ struct SeatColumns
 {
     CircleColumns circle;
     MemberColumns member;
+    std::string key;
 
     void bind(soci::details::prepare_temp_type &query);
-    Seat take() { return {circle.take(), member.take()}; }
+    Seat take() { return {circle.take(), member.take(), std::move(key)}; }
 };
 
 struct BeamColumns
@@ -75,17 +75,6 @@ struct SizeColumns
 
 // What is read.
 
-struct CircleById : Query
-{
-    explicit CircleById(soci::session &session);
-    struct
-    {
-        std::string id;
-    } in;
-    CircleColumns out;
-    soci::statement statement;
-};
-
 struct CircleByCode : Query
 {
     explicit CircleByCode(soci::session &session);
@@ -108,12 +97,12 @@ struct SeatOfDevice : Query
     soci::statement statement;
 };
 
-struct SeatById : Query
+struct SeatOfKey : Query
 {
-    explicit SeatById(soci::session &session);
+    explicit SeatOfKey(soci::session &session);
     struct
     {
-        std::string circle, member;
+        std::string key;
     } in;
     SeatColumns out;
     soci::statement statement;
@@ -170,7 +159,8 @@ struct Capsule : Query
     explicit Capsule(soci::session &session);
     struct
     {
-        std::string circle, id;
+        Number circle = 0;
+        std::string id;
     } in;
     BeamColumns out;
     soci::statement statement;
@@ -183,8 +173,34 @@ struct AddCircle : Query
     explicit AddCircle(soci::session &session);
     struct
     {
-        std::string id, code, ownerEmail;
+        std::string code, ownerEmail, founder, founderKey;
         Number maxSeats = 0, now = 0, tick = 0;
+    } in;
+    soci::statement statement;
+};
+
+struct FounderKey : Query
+{
+    explicit FounderKey(soci::session &session);
+    struct
+    {
+        Number circle = 0;
+        std::string device;
+    } in;
+    struct
+    {
+        std::string key;
+        std::string take() { return std::move(key); }
+    } out;
+    soci::statement statement;
+};
+
+struct ForgetFounder : Query
+{
+    explicit ForgetFounder(soci::session &session);
+    struct
+    {
+        Number circle = 0;
     } in;
     soci::statement statement;
 };
@@ -204,7 +220,7 @@ struct AddMember : Query
     explicit AddMember(soci::session &session);
     struct
     {
-        std::string id, device, handle, emoji;
+        std::string id, key, device, handle, emoji;
         Number circle = 0, now = 0;
     } in;
     soci::statement statement;

@@ -6,20 +6,19 @@ using soci::into;
 
 namespace {
 
-constexpr int schemaVersion = 3;
+constexpr int schemaVersion = 4;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The beams' index carries what a poll needs to know before it reads any of them.
 constexpr const char *schema[] = {
     "CREATE TABLE circle ("
-    " number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE, code TEXT NOT NULL UNIQUE,"
-    " max_seats INTEGER NOT NULL, tick INTEGER NOT NULL, busy_until INTEGER NOT NULL DEFAULT 0,"
-    " owner_email TEXT NOT NULL, created_at INTEGER NOT NULL)",
+    " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
+    " tick INTEGER NOT NULL, busy_until INTEGER NOT NULL DEFAULT 0, founder TEXT NOT NULL,"
+    " founder_key TEXT NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL)",
     "CREATE TABLE member ("
-    " number INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT NOT NULL,"
+    " number INTEGER PRIMARY KEY AUTOINCREMENT, key TEXT NOT NULL UNIQUE, id TEXT NOT NULL,"
     " circle INTEGER NOT NULL REFERENCES circle (number), device_id TEXT NOT NULL UNIQUE,"
     " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL)",
-    "CREATE UNIQUE INDEX member_by_id ON member (id, circle)",
     "CREATE INDEX member_of_circle ON member (circle)",
     "CREATE TABLE beam ("
     " number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,"
@@ -69,28 +68,23 @@ void prepareSchema(soci::session &session)
 }
 
 SqliteStatements::SqliteStatements(soci::session &session)
-    : circleById_(session)
-    , circleByCode_(session)
+    : circleByCode_(session)
     , seatOfDevice_(session)
-    , seat_(session)
+    , seatOfKey_(session)
     , members_(session)
     , sizesAfter_(session)
     , latestSizes_(session)
     , beams_(session)
     , capsule_(session)
     , addCircle_(session)
+    , founderKey_(session)
+    , forgetFounder_(session)
     , addMember_(session)
     , renameMember_(session)
     , removeMember_(session)
     , stampCircle_(session)
     , addBeam_(session)
 {}
-
-std::optional<Circle> SqliteStatements::circleById(const std::string &id)
-{
-    circleById_.in = {id};
-    return one(circleById_);
-}
 
 std::optional<Circle> SqliteStatements::circleByCode(const std::string &code)
 {
@@ -104,10 +98,10 @@ std::optional<Seat> SqliteStatements::seatOfDevice(const std::string &deviceId)
     return one(seatOfDevice_);
 }
 
-std::optional<Seat> SqliteStatements::seat(const std::string &circleId, const std::string &memberId)
+std::optional<Seat> SqliteStatements::seatOfKey(const std::string &key)
 {
-    seat_.in = {circleId, memberId};
-    return one(seat_);
+    seatOfKey_.in = {key};
+    return one(seatOfKey_);
 }
 
 std::vector<Member> SqliteStatements::members(std::int64_t circle)
@@ -135,21 +129,39 @@ std::vector<Beam> SqliteStatements::beams(std::int64_t circle, std::int64_t exce
     return all(beams_);
 }
 
-std::optional<Beam> SqliteStatements::capsule(const std::string &circleId, const std::string &id)
+std::optional<Beam> SqliteStatements::capsule(std::int64_t circle, const std::string &id)
 {
-    capsule_.in = {circleId, id};
+    capsule_.in = {circle, id};
     return one(capsule_);
 }
 
-void SqliteStatements::addCircle(const Circle &circle, const std::string &ownerEmail, Seconds now)
+void SqliteStatements::addCircle(const Founding &founding, const CreateRequest &founder,
+                                 Seconds now)
 {
-    addCircle_.in = {circle.id, circle.code, ownerEmail, circle.maxSeats, now, circle.tick};
+    const Circle &circle = founding.circle;
+    addCircle_.in = {circle.code,  founder.ownerEmail, founder.deviceId,
+                     founding.key, circle.maxSeats,    now,
+                     circle.tick};
     runOnce(addCircle_.statement);
 }
 
-void SqliteStatements::addMember(const Member &member, const std::string &deviceId, Seconds now)
+std::optional<std::string> SqliteStatements::takeFounderKey(std::int64_t circle,
+                                                            const std::string &deviceId)
 {
-    addMember_.in = {member.id, deviceId, member.handle, member.emoji, member.circle, now};
+    founderKey_.in = {circle, deviceId};
+    std::optional<std::string> key = one(founderKey_);
+    if (key) {
+        forgetFounder_.in = {circle};
+        runOnce(forgetFounder_.statement);
+    }
+    return key;
+}
+
+void SqliteStatements::addMember(const Seat &seat, const std::string &deviceId, Seconds now)
+{
+    const Member &member = seat.member;
+    addMember_.in = {member.id,    seat.key,           deviceId, member.handle,
+                     member.emoji, seat.circle.number, now};
     runOnce(addMember_.statement);
 }
 

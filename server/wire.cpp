@@ -60,6 +60,8 @@ std::optional<Seconds> optionalSeconds(const json::object &object, std::string_v
     return value->get_int64();
 }
 
+// On the wire a seat's key is called "circle_id": to a member it is what opens the circle.
+
 // Replies are written straight into one string: a reply can hold many megabytes of doodles, and
 // a tree of values would hold them once more.
 bool needsEscape(char c)
@@ -185,22 +187,23 @@ BeamRequest beamRequest(std::string_view text)
             optionalText(object, "effect"),    optionalSeconds(object, "open_at")};
 }
 
-std::string created(const Circle &circle)
+std::string created(const Founding &founding)
 {
     std::string out = "{";
-    putField(out, "circle_id", circle.id);
-    putField(out, "code", circle.code);
-    putField(out, "max_seats", circle.maxSeats);
+    putField(out, "circle_id", founding.key);
+    putField(out, "code", founding.circle.code);
+    putField(out, "max_seats", founding.circle.maxSeats);
     return out += '}';
 }
 
 std::string joined(const Membership &membership)
 {
+    const Seat &seat = membership.seat;
     std::string out = "{";
-    putField(out, "circle_id", membership.circle.id);
-    putField(out, "member_id", membership.self.id);
-    putField(out, "code", membership.circle.code);
-    putField(out, "max_seats", membership.circle.maxSeats);
+    putField(out, "circle_id", seat.key);
+    putField(out, "member_id", seat.member.id);
+    putField(out, "code", seat.circle.code);
+    putField(out, "max_seats", seat.circle.maxSeats);
     putMembers(out, membership.members);
     return out += '}';
 }
@@ -209,12 +212,13 @@ std::string status(const std::optional<Membership> &membership)
 {
     if (!membership)
         return R"({"joined":false})";
+    const Seat &seat = membership->seat;
     std::string out = R"({"joined":true)";
-    putField(out, "circle_id", membership->circle.id);
-    putField(out, "code", membership->circle.code);
-    putField(out, "member_id", membership->self.id);
-    putField(out, "handle", membership->self.handle);
-    putField(out, "max_seats", membership->circle.maxSeats);
+    putField(out, "circle_id", seat.key);
+    putField(out, "code", seat.circle.code);
+    putField(out, "member_id", seat.member.id);
+    putField(out, "handle", seat.member.handle);
+    putField(out, "max_seats", seat.circle.maxSeats);
     putMembers(out, membership->members);
     return out += '}';
 }

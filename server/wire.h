@@ -14,7 +14,7 @@ JoinRequest joinRequest(std::string_view json);
 BeamRequest beamRequest(std::string_view json);
 
 // Replies; errors are told by http::errorResponse().
-std::string created(const Circle &circle);
+std::string created(const Founding &founding);
 std::string joined(const Membership &membership);
 std::string status(const std::optional<Membership> &membership);
 std::string accepted(const Beam &beam);

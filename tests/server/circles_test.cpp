@@ -1,5 +1,6 @@
 #include "support.h"
 
+#include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
 
@@ -69,7 +70,8 @@ TEST(Membership, OneCirclePerDeviceAndSeatsInOrderOfJoining)
     EXPECT_EQ(house.poll(ana, 0).status, 403u);
 
     // What was sent stays readable, with the name of then.
-    const Told history = house.call("GET", "/history?limit=9&circle_id=" + ana.text("circle_id"));
+    const std::string bens = house.call("GET", "/me?device_id=b").text("circle_id");
+    const Told history = house.call("GET", "/history?limit=9&circle_id=" + bens);
     ASSERT_EQ(history.beams().size(), 1u);
     EXPECT_EQ(history.beams()[0].at("from_handle").as_string(), "Anna");
 
@@ -80,6 +82,59 @@ TEST(Membership, OneCirclePerDeviceAndSeatsInOrderOfJoining)
               409u);
     EXPECT_EQ(house.call("GET", "/me?device_id=b").text("code"), first);
     EXPECT_FALSE(house.call("GET", "/me?device_id=nobody").body.at("joined").as_bool());
+}
+
+// What a member is given as the circle's id is the key of its own seat.
+TEST(Membership, ASeatsKeyOpensAsMuchAndAsLongAsTheSeat)
+{
+    House house;
+    const Told founded = house.post("/circle/create", {{"device_id", "a"}});
+    const std::string code = founded.text("code");
+    const std::string promised = founded.text("circle_id");
+    const auto opens = [&](const std::string &key, const std::string &member) {
+        const std::string circle = "circle_id=" + key;
+        const std::string poll = "/beams?" + circle + "&member_id=" + member + "&since=";
+        const unsigned statuses[] = {
+            house.call("GET", poll + "0").status,
+            house.call("GET", poll + "1").status,
+            house
+                .post(
+                    "/beam",
+                    {{"circle_id", key}, {"from_member", member}, {"type", "text"}, {"body", "x"}})
+                .status,
+            house.call("GET", "/history?limit=1&" + circle).status,
+            house.call("GET", "/capsule?id=x&" + circle).status == 404 ? 200u : 403u,
+        };
+        EXPECT_EQ(std::count(std::begin(statuses), std::end(statuses), statuses[0]), 5);
+        return statuses[0] == 200;
+    };
+    EXPECT_FALSE(opens(promised, "x")) << "nobody has joined yet";
+    const Told ben = house.join(code, "b");
+    const Told ana = house.join(code, "a");
+    EXPECT_EQ(ana.text("circle_id"), promised);
+    EXPECT_NE(ben.text("circle_id"), promised);
+    for (const Told &told : {ana, ben})
+        EXPECT_TRUE(opens(told.text("circle_id"), told.text("member_id")));
+    EXPECT_EQ(house.call("GET", "/me?device_id=b").text("circle_id"), ben.text("circle_id"));
+    EXPECT_EQ(house.join(code, "b", "Benno").text("circle_id"), ben.text("circle_id"));
+
+    // What everyone in the circle sees opens nothing.
+    for (const std::string &seen : {ana.text("member_id"), code, std::string("1")})
+        EXPECT_FALSE(opens(seen, ana.text("member_id"))) << seen;
+    EXPECT_EQ(house
+                  .call("GET", "/beams?since=0&circle_id=" + ben.text("circle_id") +
+                                   "&member_id=" + ana.text("member_id"))
+                  .status,
+              403u);
+    EXPECT_EQ(house.sendText(ben, "x", {{"from_member", ana.text("member_id")}}).status, 403u);
+
+    // It dies with the seat, and coming back does not wake it, the founder's neither.
+    house.join(house.newCircle().text("code"), "a");
+    EXPECT_FALSE(opens(promised, ana.text("member_id")));
+    const Told back = house.join(code, "a");
+    EXPECT_FALSE(opens(promised, ana.text("member_id")));
+    EXPECT_FALSE(opens(promised, back.text("member_id")));
+    EXPECT_TRUE(opens(back.text("circle_id"), back.text("member_id")));
 }
 
 TEST(Beams, AreAcceptedWithinBoundsOnly)
@@ -124,7 +179,7 @@ TEST(Beams, AreAcceptedWithinBoundsOnly)
         {"a JPEG", {{"type", "doodle"}, {"body", "data:image/png;base64,/9j/4AAQSkZJRgAB"}}, 400},
         {"an SVG", {{"type", "doodle"}, {"body", "data:image/svg+xml;base64,PHN2Zy8+"}}, 400},
         {"a stranger", {{"from_member", "x"}}, 403},
-        {"nowhere", {{"circle_id", "x"}}, 404},
+        {"nowhere", {{"circle_id", "x"}}, 403},
     };
     std::size_t accepted = 0;
     for (const Case &c : cases) {
@@ -257,7 +312,7 @@ TEST(Capsules, AreSealedForEveryoneUntilTheirTime)
 
     const std::string noteId = note.text("id");
     EXPECT_EQ(house.call("GET", "/capsule?id=" + noteId + "&circle_id=" + circle).status, 404u);
-    EXPECT_EQ(house.call("GET", "/capsule?id=" + id + "&circle_id=x").status, 404u);
+    EXPECT_EQ(house.call("GET", "/capsule?id=" + id + "&circle_id=x").status, 403u);
 }
 
 } // namespace kivolo::server::test

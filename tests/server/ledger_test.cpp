@@ -294,7 +294,7 @@ TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
     std::promise<std::exception_ptr> told;
     house.ledger->write(
         [](LedgerTransaction &ledger, Seconds now) {
-            ledger.addCircle({0, "id", "CODE", 5}, "", now);
+            ledger.addCircle({{.code = "CODE", .maxSeats = 5}, "key"}, {"device", ""}, now);
             throw LedgerUnavailable("disk full");
         },
         0, [&](std::exception_ptr failure) { told.set_value(failure); });
@@ -302,12 +302,12 @@ TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
     std::promise<std::exception_ptr> refused;
     house.ledger->write(
         [](LedgerTransaction &ledger, Seconds now) {
-            ledger.addCircle({0, "id", "CODE", 5}, "", now);
+            ledger.addCircle({{.code = "CODE", .maxSeats = 5}, "key"}, {"device", ""}, now);
             throw Refusal(Refusal::Reason::Conflict, "no");
         },
         0, [&](std::exception_ptr failure) { refused.set_value(failure); });
     EXPECT_THROW(std::rethrow_exception(refused.get_future().get()), Refusal);
-    EXPECT_FALSE(house.ledger->view().circleById("id"));
+    EXPECT_FALSE(house.ledger->view().circleByCode("CODE"));
     EXPECT_EQ(house.sendText(ana, "after").status, 200u);
 }
 

@@ -73,9 +73,9 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
         {"GET", "/beams?" + ids + "&since=99999999999999999999", "", 400},
         {"GET", "/beams?" + ids + "&since=1&since=1", "", 400},
         {"GET", "/beams?" + ids + "&since=9223372036854775807", "", 200},
-        {"GET", "/beams?circle_id=x&member_id=y&since=1", "", 404},
-        {"GET", "/beams?circle_id=x&member_id=y&since=0", "", 404},
-        {"GET", "/history?limit=1&circle_id=' OR 1=1 --", "", 404},
+        {"GET", "/beams?circle_id=x&member_id=y&since=1", "", 403},
+        {"GET", "/beams?circle_id=x&member_id=y&since=0", "", 403},
+        {"GET", "/history?limit=1&circle_id=' OR 1=1 --", "", 403},
         {"GET", "/capsule?id=x&circle_id=" + ana.text("circle_id"), "", 404},
     };
     for (const Case &c : cases) {
