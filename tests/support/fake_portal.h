@@ -6,10 +6,12 @@
 #include <QMap>
 #include <QObject>
 #include <QProcess>
+#include <QTemporaryFile>
 
 namespace kivolo {
 
-/// A message bus of its own: nothing that runs beside the test is on it.
+/// A message bus of its own: nothing that runs beside the test is on it, and nothing that the
+/// machine has installed is started on it.
 class PrivateBus
 {
 public:
@@ -22,6 +24,7 @@ public:
     QDBusConnection connect() const;
 
 private:
+    QTemporaryFile configuration_;
     QProcess daemon_;
     QString address_;
 };
