@@ -52,6 +52,17 @@
     </message>
 </context>
 <context>
+    <name>KivoloApp</name>
+    <message>
+        <source>Without an X server (XWayland) no card can float on this desktop: what arrives is shown as a notification.</source>
+        <translation>Ohne X-Server (XWayland) können auf diesem Desktop keine Karten schweben: Was ankommt, erscheint als Benachrichtigung.</translation>
+    </message>
+    <message>
+        <source>No notification service answers: what arrives is in the window alone.</source>
+        <translation>Kein Benachrichtigungsdienst antwortet: Was ankommt, steht nur im Fenster.</translation>
+    </message>
+</context>
+<context>
     <name>Store</name>
     <message>
         <source>Enter your name first.</source>
@@ -482,6 +493,14 @@ bei dem du sein willst – sobald er beitritt, seid ihr verbunden.</translation
     <message>
         <source>Start without the window, for autostart.</source>
         <translation>Ohne Fenster starten, für den Autostart.</translation>
+    </message>
+    <message>
+        <source>There is no display to open a window on, neither an X server (DISPLAY) nor Wayland (WAYLAND_DISPLAY).</source>
+        <translation>Es gibt keine Anzeige, auf der sich ein Fenster öffnen ließe, weder einen X-Server (DISPLAY) noch Wayland (WAYLAND_DISPLAY).</translation>
+    </message>
+    <message>
+        <source>There is no X server (XWayland), and Qt lacks its support for Wayland (the package qt6-wayland).</source>
+        <translation>Es gibt keinen X-Server (XWayland), und Qt fehlt die Unterstützung für Wayland (das Paket qt6-wayland).</translation>
     </message>
 </context>
 <context>

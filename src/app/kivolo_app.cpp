@@ -5,13 +5,15 @@
 #include "app/menu_root_view.h"
 #include "app/panel_frame.h"
 #include "core/device_identity.h"
-#include "core/store.h"
+#include "overlays/beam_notifications.h"
 #include "overlays/capsule_manager.h"
 #include "overlays/popup_manager.h"
 #include "overlays/warm_up.h"
 #include "platform/desktop/application.h"
 #include "platform/desktop/cursor_rest.h"
 #include "platform/desktop/menu_bar_extra.h"
+#include "platform/desktop/notifications.h"
+#include "platform/desktop/window_system.h"
 #include "style/motion.h"
 #include "style/palette.h"
 
@@ -43,7 +45,7 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
                      [this] { followMotion(); });
     followColors();
 
-    makeStore();
+    store_ = Store::prepare(queue_, defaults_, makeOverlays());
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
     QObject::connect(&instance_, &SingleInstance::raiseRequested, window_.get(),
                      [this] { application::raise(*window_); });
@@ -55,15 +57,50 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
     return outcome;
 }
 
-void KivoloApp::makeStore()
+Store::Overlays KivoloApp::makeOverlays()
 {
-    store_ = Store::prepare(
-        queue_, defaults_,
-        {.show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
-         .addCapsule =
-             [](const Beam &beam, std::function<void(const Beam &)> onOpen) {
-                 CapsuleManager::shared().add(beam, std::move(onOpen));
-             }});
+    using OpenAction = std::function<void(const Beam &)>;
+    if (window_system::placesWindows()) {
+        return {
+            .show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
+            .addCapsule =
+                [](const Beam &beam, OpenAction onOpen) {
+                    CapsuleManager::shared().add(beam, std::move(onOpen));
+                }};
+    }
+    notifications_ = std::make_unique<Notifications>();
+    beamNotifications_ = std::make_unique<BeamNotifications>(BeamNotifications::Surroundings{
+        queue_, [this](const Notification &notification) { notifications_->show(notification); },
+        [this] { application::activate(queue_); }});
+    sayThatNoCardsFloat();
+    return {.show = [this](const Beam &beam, bool shake) { beamNotifications_->show(beam, shake); },
+            .addCapsule =
+                [this](const Beam &beam, OpenAction onOpen) {
+                    beamNotifications_->add(beam, std::move(onOpen));
+                }};
+}
+
+// To whoever reads what programs write at each start, on the desktop once in the life of this
+// installation.
+void KivoloApp::sayThatNoCardsFloat()
+{
+    static const QString said = QStringLiteral("kivolo_notifications_explained");
+    const QString explanation = QCoreApplication::translate(
+        "KivoloApp", "Without an X server (XWayland) no card can float on this desktop: what "
+                     "arrives is shown as a notification.");
+    application::tell(explanation);
+    if (defaults_.boolean(said))
+        return;
+    notifications_->show(
+        {.summary = QStringLiteral("Kivolo"), .body = explanation, .picture = {}, .life = 12s},
+        [this](bool taken) {
+            if (taken)
+                defaults_.setBoolean(said, true);
+            else
+                application::tell(QCoreApplication::translate(
+                    "KivoloApp", "No notification service answers: what arrives "
+                                 "is in the window alone."));
+        });
 }
 
 std::unique_ptr<QWidget> KivoloApp::makeContent()
@@ -84,7 +121,8 @@ void KivoloApp::settle()
         QStringLiteral("kivolo"), trayHeart(),
         [this] { return std::make_unique<PanelFrame>(makeContent()); }, screen_, queue_);
     // The first beam can arrive only with the second poll.
-    queue_.after(500ms, window_.get(), warmUpCards);
+    if (!beamNotifications_)
+        queue_.after(500ms, window_.get(), warmUpCards);
 }
 
 // Where the toolkit has a theme for the desktop, its palette follows the desktop, and its colours

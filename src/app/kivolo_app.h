@@ -1,6 +1,7 @@
 // The program: its one store, and the two scenes that show it.
 #pragma once
 
+#include "core/store.h"
 #include "platform/desktop/appearance.h"
 #include "platform/desktop/screen.h"
 #include "platform/desktop/single_instance.h"
@@ -12,10 +13,11 @@
 
 namespace kivolo {
 
+class BeamNotifications;
 class CursorRest;
 class MainWindow;
 class MenuBarExtra;
-class Store;
+class Notifications;
 
 /// Owns what lives as long as the process. Made after the application object, on its thread.
 class KivoloApp
@@ -36,7 +38,8 @@ public:
     QString errorText() const { return instance_.errorText(); }
 
 private:
-    void makeStore();
+    Store::Overlays makeOverlays();
+    void sayThatNoCardsFloat();
     void settle();
     void followColors();
     void followMotion();
@@ -47,6 +50,9 @@ private:
     UserDefaults defaults_;
     SingleInstance instance_;
     std::unique_ptr<Appearance> appearance_;
+    // Both only where no cards can float.
+    std::unique_ptr<Notifications> notifications_;
+    std::unique_ptr<BeamNotifications> beamNotifications_;
     std::shared_ptr<Store> store_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MenuBarExtra> extra_;

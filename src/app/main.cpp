@@ -2,14 +2,19 @@
 #include "app/kivolo_app.h"
 #include "app/translations.h"
 #include "platform/desktop/application.h"
+#include "platform/desktop/notifications.h"
+#include "platform/desktop/window_system.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QLocale>
-#include <cstdio>
+#include <memory>
+#include <unistd.h>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
+
+namespace window_system = kivolo::window_system;
 
 namespace {
 
@@ -23,8 +28,40 @@ void shareOneHeap()
 
 int fail(const QString &reason)
 {
-    std::fprintf(stderr, "kivolo: %s\n", qUtf8Printable(reason));
+    kivolo::application::tell(reason);
     return EXIT_FAILURE;
+}
+
+/// Empty when windows can be opened.
+QString whyNoWindowOpens(window_system::Choice choice)
+{
+    switch (choice) {
+    case window_system::Choice::Made:
+        break;
+    case window_system::Choice::NoDisplay:
+        return QCoreApplication::translate(
+            "main", "There is no display to open a window on, neither an X server (DISPLAY) nor "
+                    "Wayland (WAYLAND_DISPLAY).");
+    case window_system::Choice::NoWaylandPlugin:
+        return QCoreApplication::translate(
+            "main", "There is no X server (XWayland), and Qt lacks its support for Wayland "
+                    "(the package qt6-wayland).");
+    }
+    return {};
+}
+
+/// Who starts a program from a menu does not see what it writes.
+void tellDesktop(const QString &reason)
+{
+    constexpr std::chrono::seconds patience{3};
+    constexpr std::chrono::seconds life{12};
+    kivolo::SystemMainQueue queue;
+    kivolo::Notifications notifications;
+    notifications.show(
+        {.summary = QStringLiteral("Kivolo"), .body = reason, .picture = {}, .life = life},
+        [](bool) { QCoreApplication::quit(); });
+    queue.after(patience, qApp, &QCoreApplication::quit);
+    QCoreApplication::exec();
 }
 
 } // namespace
@@ -33,8 +70,10 @@ int main(int argc, char **argv)
 {
     using kivolo::SingleInstance;
     shareOneHeap();
-    kivolo::application::chooseWindowSystem();
-    QApplication application(argc, argv);
+    const window_system::Choice choice = window_system::choose();
+    const std::unique_ptr<QCoreApplication> application =
+        choice == window_system::Choice::Made ? std::make_unique<QApplication>(argc, argv)
+                                              : std::make_unique<QCoreApplication>(argc, argv);
     QApplication::setApplicationName(QStringLiteral("kivolo"));
     QApplication::setApplicationDisplayName(QStringLiteral("Kivolo"));
     QApplication::setApplicationVersion(QStringLiteral(KIVOLO_VERSION));
@@ -46,15 +85,21 @@ int main(int argc, char **argv)
 
     QCommandLineParser options;
     options.setApplicationDescription(
-        QApplication::translate("main", "A desktop messenger for a closed circle."));
+        QCoreApplication::translate("main", "A desktop messenger for a closed circle."));
     options.addHelpOption();
     options.addVersionOption();
     const QCommandLineOption hidden(
         QStringLiteral("hidden"),
-        QApplication::translate("main", "Start without the window, for autostart."));
+        QCoreApplication::translate("main", "Start without the window, for autostart."));
     options.addOption(hidden);
-    options.process(application);
+    options.process(*application);
 
+    if (const QString reason = whyNoWindowOpens(choice); !reason.isEmpty()) {
+        const int status = fail(reason);
+        if (::isatty(STDERR_FILENO) == 0)
+            tellDesktop(reason);
+        return status;
+    }
     try {
         kivolo::requestUrl(kivolo::apiOrigin());
         kivolo::requestUrl(kivolo::siteOrigin());

@@ -1,11 +1,14 @@
 // The program as its user starts it: real processes on a real display.
 #include "support/eventually.h"
+#include "support/fake_notifications.h"
 #include "support/fake_portal.h"
+#include "support/scripted_server.h"
 #include "support/x_server.h"
 
 #include <QCursor>
 #include <QDBusMessage>
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QScreen>
 #include <QTemporaryDir>
@@ -13,6 +16,7 @@
 #include <QWidget>
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <map>
 #include <optional>
 
 using namespace kivolo;
@@ -63,7 +67,10 @@ protected:
 
     void SetUp() override { ASSERT_FALSE(bus.address().isEmpty()); }
 
-    Program start(const QStringList &arguments = {})
+    /// What the environment has to be apart from the usual; an empty value is none.
+    using Environment = std::map<QString, QString>;
+
+    Program start(const QStringList &arguments = {}, const Environment &apart = {})
     {
         auto program = std::make_unique<QProcess>();
         auto environment = QProcessEnvironment::systemEnvironment();
@@ -73,8 +80,9 @@ protected:
         environment.insert(u"XDG_CONFIG_HOME"_s, folder.path());
         environment.insert(u"XDG_RUNTIME_DIR"_s, folder.path());
         environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, bus.address());
+        for (const auto &[name, value] : apart)
+            environment.insert(name, value);
         program->setProcessEnvironment(environment);
-        program->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         program->start(QStringLiteral(KIVOLO_PROGRAM), arguments);
         return program;
     }
@@ -189,6 +197,121 @@ TEST_F(ProgramTest, ATrayThatComesLaterOpensThePanelInTheCornerByThePointer)
     EXPECT_EQ(exitCode(start()), 0);
     EXPECT_TRUE(isInFront()) << "the window, where there was none";
     EXPECT_EQ(terminate(program), 0);
+}
+
+TEST_F(ProgramTest, ShowsItsWindowThroughXEvenWhereTheSessionPrefersWayland)
+{
+    const Program program = start({}, {{u"QT_QPA_PLATFORM"_s, u"wayland"_s}});
+    EXPECT_TRUE(isInFront());
+    EXPECT_EQ(terminate(program), 0);
+}
+
+TEST_F(ProgramTest, SaysOnTheDesktopTooThatThereIsNoDisplay)
+{
+    const Environment nowhere{{u"DISPLAY"_s, {}}, {u"QT_QPA_PLATFORM"_s, u"wayland"_s}};
+    EXPECT_EQ(exitCode(start({}, nowhere)), 1) << "nobody to tell";
+    const FakeNotifications desktop(bus.connect(), {});
+    const Program program = start({}, nowhere);
+    ASSERT_TRUE(eventually([&] { return program->state() == QProcess::NotRunning; }));
+    EXPECT_EQ(program->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(program->exitCode(), 1);
+    const QString said = QString::fromUtf8(program->readAllStandardError());
+    EXPECT_TRUE(said.startsWith(u"kivolo: There is no display"_s)) << said.toStdString();
+    ASSERT_EQ(desktop.taken().size(), 1);
+    EXPECT_EQ(said, u"kivolo: "_s + desktop.taken().front().body + u'\n');
+
+    const Program help = start({u"--help"_s}, nowhere);
+    EXPECT_EQ(exitCode(help), 0);
+}
+
+/// A desktop without an X server.
+class Compositor
+{
+public:
+    explicit Compositor(const QString &runtimeFolder)
+        : socket_(runtimeFolder + u"/wayland-kivolo"_s)
+    {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"XDG_RUNTIME_DIR"_s, runtimeFolder);
+        process_.setProcessEnvironment(environment);
+        process_.setProcessChannelMode(QProcess::MergedChannels);
+        process_.start(u"weston"_s, {u"--backend=headless-backend.so"_s, u"--use-pixman"_s,
+                                     u"--socket="_s + QFileInfo(socket_).fileName(),
+                                     u"--idle-time=0"_s, u"--no-config"_s});
+    }
+    ~Compositor()
+    {
+        process_.terminate();
+        process_.waitForFinished(patience);
+    }
+    bool isUp() const
+    {
+        return eventually([&] { return QFileInfo::exists(socket_); });
+    }
+    const QString &socket() const { return socket_; }
+
+private:
+    QString socket_;
+    QProcess process_;
+};
+
+TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
+{
+    const Compositor compositor(folder.path());
+    ASSERT_TRUE(compositor.isUp());
+    const FakeNotifications desktop(bus.connect(), {u"body-markup"_s});
+    ScriptedServer server;
+    const QByteArray from =
+        R"("from_member":"m2","type":"text","created_at":1,"from_handle":"Mia",)"
+        R"("from_emoji":"💜","body":)";
+    server.answer("/me", R"({"joined":true,"circle_id":"c","member_id":"me","members":[]})");
+    server.answer("/beams", R"({"beams":[],"server_time":1000})");
+    server.answer("/beams", R"({"server_time":1000,"beams":[)"
+                            R"({"id":"note",)" +
+                                from +
+                                R"("1 < 2"},)"
+                                R"({"id":"buzz","effect":"shake",)" +
+                                from +
+                                R"("Hey"},)"
+                                R"({"id":"capsule","sealed":1,"open_at":1001,)" +
+                                from + R"(""}]})");
+    server.answer("/capsule", R"({"id":"capsule","open_at":1001,)" + from + R"("Surprise"})");
+    const QString origin = QString::fromLatin1(server.origin());
+    const Environment wayland{{u"DISPLAY"_s, {}},
+                              {u"WAYLAND_DISPLAY"_s, compositor.socket()},
+                              {u"WAYLAND_DEBUG"_s, u"client"_s},
+                              {u"KIVOLO_API_URL"_s, origin},
+                              {u"KIVOLO_SITE_URL"_s, origin}};
+    const auto texts = [&] {
+        QStringList all;
+        for (const auto &each : desktop.taken())
+            all << each.summary + u": "_s + each.body;
+        return all;
+    };
+
+    const Program program = start({}, wayland);
+    EXPECT_TRUE(eventually([&] { return desktop.taken().size() == 5; }));
+    const QString explanation = texts().value(0);
+    EXPECT_TRUE(explanation.startsWith(u"Kivolo: Without an X server"_s));
+    EXPECT_EQ(texts().mid(1).join(u'\n').toStdString(), "Mia: 1 &lt; 2\n"
+                                                        "Mia · Buzz: Hey\n"
+                                                        "Mia's time capsule: Opens in 0s\n"
+                                                        "Mia: Surprise");
+    EXPECT_EQ(exitCode(start({}, wayland)), 0) << "a second start";
+    EXPECT_EQ(terminate(program), 0);
+    const QByteArray said = program->readAllStandardError();
+    EXPECT_EQ(said.count("kivolo: Without an X server"), 1);
+    EXPECT_TRUE(said.contains(R"(set_title("Kivolo"))"));
+    EXPECT_EQ(said.count(".get_toplevel("), 1) << "no card is a window";
+
+    // The same again to who starts it, and on the desktop nothing but what arrives.
+    const qsizetype polls = server.requestsTo("/beams").size();
+    const Program again = start({u"--hidden"_s}, wayland);
+    ASSERT_TRUE(eventually(
+        [&] { return again->readAllStandardError().contains("kivolo: Without an X server"); }));
+    EXPECT_TRUE(eventually([&] { return server.requestsTo("/beams").size() > polls; }));
+    EXPECT_EQ(texts().count(explanation), 1);
+    EXPECT_EQ(terminate(again), 0);
 }
 
 TEST_F(ProgramTest, TakesOnlyTheOptionsThatItHas)

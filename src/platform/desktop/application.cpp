@@ -9,17 +9,12 @@
 #include <QUrl>
 #include <QWidget>
 #include <csignal>
+#include <cstdio>
 #include <memory>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 namespace kivolo::application {
-
-void chooseWindowSystem()
-{
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "xcb");
-}
 
 void activate(const MainQueue &queue)
 {
@@ -45,6 +40,11 @@ void raise(QWidget &window)
     window.raise();
     // Not activateWindow(), too: Qt may put that off, and so take the focus back a moment later.
     panel_system::bringToUser(*window.windowHandle());
+}
+
+void tell(const QString &sentence)
+{
+    std::fprintf(stderr, "kivolo: %s\n", qUtf8Printable(sentence));
 }
 
 void terminate()

@@ -1,6 +1,7 @@
 // The program as one of the desktop's applications.
 #pragma once
 
+class QString;
 class QUrl;
 class QWidget;
 
@@ -9,11 +10,6 @@ class MainQueue;
 }
 
 namespace kivolo::application {
-
-/// To be called before the application object is made. A Wayland client may not place its own
-/// windows, so on such a session the program goes through the X server that comes with it, unless
-/// the environment already names a window system.
-void chooseWindowSystem();
 
 /// Brings the program's ordinary windows in front of other programs' windows, and the program with
 /// them; does nothing while it shows none. Whoever is typing in one of them goes on typing there;
@@ -24,6 +20,9 @@ void activate(const MainQueue &queue);
 /// others and with the focus. For the user's own demand only: it takes the focus from whatever
 /// has it.
 void raise(QWidget &window);
+
+/// Writes one sentence to whoever has started the program and sees what it writes (stderr).
+void tell(const QString &sentence);
 
 /// Ends the program.
 void terminate();
