@@ -120,8 +120,11 @@ QFont bold(QFont font)
 
 QFont monospaced(const QFont &font)
 {
-    static const QString family =
-        installedFamily(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    static const QString family = [] {
+        QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+        fixed.setStyleHint(QFont::Monospace); // what takes its place is of one width, too
+        return installedFamily(fixed);
+    }();
     QFont result = font;
     result.setFamilies(withEmoji(family));
     result.setStyleHint(QFont::Monospace);

@@ -6,6 +6,7 @@
 #include "style/text_style.h"
 
 #include <QApplication>
+#include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
 #include <QRawFont>
@@ -207,20 +208,28 @@ TEST(TextStyleTest, OnlyEmojiComeFromTheEmojiFont)
         TextStyle::Caption,    TextStyle::Caption2};
     const QFont desktop = QApplication::font();
     const QStringList emoji{QStringLiteral("Noto Color Emoji")};
-    for (const char *named : {"Inter", "Sans", "Sans Serif", "Not Installed", "Monospace"}) {
-        QApplication::setFont(QFont(QString::fromLatin1(named)));
+    for (const QString &named : {desktop.family(), QStringLiteral("Inter"), QStringLiteral("Sans"),
+                                 QStringLiteral("Sans Serif"), QStringLiteral("Not Installed"),
+                                 QStringLiteral("Monospace")}) {
+        QApplication::setFont(QFont(named));
         for (const TextStyle style : styles) {
             for (const QFont &font :
                  {textFont(style), bold(textFont(style)), monospaced(textFont(style))}) {
                 const QStringList families = familiesIn(QStringLiteral("a0123456789 #*"), font);
-                EXPECT_EQ(families.size(), 1) << named << ' ' << qPrintable(font.toString());
-                EXPECT_NE(families, emoji) << named << ' ' << qPrintable(font.toString());
+                EXPECT_EQ(families.size(), 1)
+                    << qPrintable(named) << ' ' << qPrintable(font.toString());
+                EXPECT_NE(families, emoji)
+                    << qPrintable(named) << ' ' << qPrintable(font.toString());
                 EXPECT_EQ(familiesIn(QStringLiteral("🦊"), font), emoji)
-                    << named << ' ' << qPrintable(font.toString());
+                    << qPrintable(named) << ' ' << qPrintable(font.toString());
             }
         }
     }
     QApplication::setFont(desktop);
+
+    const QFontMetricsF code(monospaced(textFont(TextStyle::LargeTitle)));
+    EXPECT_EQ(code.horizontalAdvance(QStringLiteral("i1l")),
+              code.horizontalAdvance(QStringLiteral("WM0")));
 }
 
 TEST(TextStyleTest, CutsBetweenCharacters)
