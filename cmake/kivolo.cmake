@@ -1,6 +1,7 @@
 # What every target of the project shares, and one function per kind of target.
 
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent DBus Gui Network Svg Widgets Test)
+find_package(Boost 1.81 REQUIRED)
 find_package(QCoro6 0.8 REQUIRED COMPONENTS Core)
 find_package(GTest REQUIRED)
 find_package(Threads REQUIRED)

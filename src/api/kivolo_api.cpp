@@ -1,5 +1,6 @@
 #include "api/kivolo_api.h"
 
+#include "api/json.h"
 #include "api/origins.h"
 #include "platform/foundation/bundle.h"
 
@@ -19,10 +20,11 @@ const QByteArray versionHeader = "X-Kivolo-Version";
 constexpr std::chrono::seconds requestTimeout{60}; // without a byte of progress
 
 /// The string under `key` if `json` is an object that has one.
-std::optional<QString> stringIn(const QByteArray &json, QLatin1StringView key)
+std::optional<QString> stringIn(const QByteArray &json, std::string_view key)
 {
-    const QJsonValue value = QJsonDocument::fromJson(json).object().value(key);
-    return value.isString() ? std::optional(value.toString()) : std::nullopt;
+    const auto object = jsonObject(json);
+    const boost::json::value *value = object ? object->if_contains(key) : nullptr;
+    return value && value->is_string() ? std::optional(toText(value->get_string())) : std::nullopt;
 }
 
 QByteArray serialize(const KivoloAPI::Body &body)
@@ -76,7 +78,7 @@ UrlRequest KivoloAPI::postRequest(const QString &path, const Body &body)
 
 ApiError KivoloAPI::apiError(const QByteArray &body)
 {
-    return ApiError(stringIn(body, QLatin1StringView("error"))
+    return ApiError(stringIn(body, "error")
                         .value_or(QCoreApplication::translate(
                             "KivoloAPI", "Something went wrong. Please try again.")));
 }
@@ -86,8 +88,8 @@ void KivoloAPI::check(const UrlReply &reply)
     if (!reply.status)
         return;
     if (*reply.status == 426) {
-        const QString url = stringIn(reply.body, QLatin1StringView("url"))
-                                .value_or(siteOrigin() + QStringLiteral("/Kivolo.dmg"));
+        const QString url =
+            stringIn(reply.body, "url").value_or(siteOrigin() + QStringLiteral("/Kivolo.dmg"));
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
             [callback = onForceUpdate, url] {

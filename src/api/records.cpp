@@ -1,12 +1,13 @@
 #include "api/records.h"
 
+#include "api/json.h"
+
 #include <QCoreApplication>
 #include <QHashFunctions>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 namespace kivolo {
+
+namespace json = boost::json;
 
 namespace {
 
@@ -16,108 +17,111 @@ namespace {
         QCoreApplication::translate("KivoloAPI", "The server's reply could not be read."));
 }
 
-void read(const QJsonValue &value, QString &field)
+void read(const json::value &value, QString &field)
 {
-    if (!value.isString())
+    if (!value.is_string())
         fail();
-    field = value.toString();
+    field = toText(value.get_string());
 }
 
-void read(const QJsonValue &value, bool &field)
+void read(const json::value &value, bool &field)
 {
-    if (!value.isBool())
+    if (!value.is_bool())
         fail();
-    field = value.toBool();
+    field = value.get_bool();
 }
 
-void read(const QJsonValue &value, qint64 &field)
+void read(const json::value &value, qint64 &field)
 {
-    // toInteger() answers with the default for a fraction and for what 64 bits do not hold.
-    field = value.toInteger(0);
-    if (!value.isDouble() || field != value.toInteger(1))
+    if (!value.is_int64())
         fail();
+    field = value.get_int64();
 }
 
-void read(const QJsonValue &value, Beam &beam);
-void read(const QJsonValue &value, Member &member);
+void read(const json::value &value, Beam &beam);
+void read(const json::value &value, Member &member);
 template<typename Record>
-void read(const QJsonValue &value, QList<Record> &records);
+void read(const json::value &value, QList<Record> &records);
 
 /// Reads the fields of one JSON object by their names.
 class Fields
 {
 public:
-    explicit Fields(const QJsonValue &value)
-        : object_(value.toObject())
-    {
-        if (!value.isObject())
-            fail();
-    }
+    explicit Fields(const json::object &object)
+        : object_(object)
+    {}
 
     template<typename T>
-    Fields &required(QLatin1StringView key, T &field)
+    Fields &required(std::string_view key, T &field)
     {
-        read(object_.value(key), field);
+        const json::value *value = object_.if_contains(key);
+        if (!value)
+            fail();
+        read(*value, field);
         return *this;
     }
 
     template<typename T>
-    Fields &optional(QLatin1StringView key, std::optional<T> &field)
+    Fields &optional(std::string_view key, std::optional<T> &field)
     {
-        const QJsonValue value = object_.value(key);
-        if (!value.isUndefined() && !value.isNull())
-            read(value, field.emplace());
+        const json::value *value = object_.if_contains(key);
+        if (value && !value->is_null())
+            read(*value, field.emplace());
         return *this;
     }
 
 private:
-    QJsonObject object_;
+    const json::object &object_;
 };
 
-void read(const QJsonValue &value, Beam &beam)
+const json::object &objectOf(const json::value &value)
 {
-    using namespace Qt::StringLiterals;
-    Fields(value)
-        .required("id"_L1, beam.id)
-        .required("from_member"_L1, beam.from_member)
-        .required("type"_L1, beam.type)
-        .required("body"_L1, beam.body)
-        .required("created_at"_L1, beam.created_at)
-        .required("from_handle"_L1, beam.from_handle)
-        .required("from_emoji"_L1, beam.from_emoji)
-        .optional("effect"_L1, beam.effect)
-        .optional("open_at"_L1, beam.open_at)
-        .optional("sealed"_L1, beam.sealed);
+    if (!value.is_object())
+        fail();
+    return value.get_object();
 }
 
-void read(const QJsonValue &value, Member &member)
+void read(const json::value &value, Beam &beam)
 {
-    using namespace Qt::StringLiterals;
-    Fields(value)
-        .required("id"_L1, member.id)
-        .required("handle"_L1, member.handle)
-        .required("emoji"_L1, member.emoji)
-        .optional("last_seen"_L1, member.last_seen);
+    Fields(objectOf(value))
+        .required("id", beam.id)
+        .required("from_member", beam.from_member)
+        .required("type", beam.type)
+        .required("body", beam.body)
+        .required("created_at", beam.created_at)
+        .required("from_handle", beam.from_handle)
+        .required("from_emoji", beam.from_emoji)
+        .optional("effect", beam.effect)
+        .optional("open_at", beam.open_at)
+        .optional("sealed", beam.sealed);
+}
+
+void read(const json::value &value, Member &member)
+{
+    Fields(objectOf(value))
+        .required("id", member.id)
+        .required("handle", member.handle)
+        .required("emoji", member.emoji)
+        .optional("last_seen", member.last_seen);
 }
 
 template<typename Record>
-void read(const QJsonValue &value, QList<Record> &records)
+void read(const json::value &value, QList<Record> &records)
 {
-    if (!value.isArray())
+    if (!value.is_array())
         fail();
-    const QJsonArray array = value.toArray();
-    records.reserve(array.size());
-    for (const QJsonValue element : array)
+    const json::array &array = value.get_array();
+    records.reserve(static_cast<qsizetype>(array.size()));
+    for (const json::value &element : array)
         read(element, records.emplaceBack());
 }
 
-QJsonValue parse(const QByteArray &json)
+json::object parse(const QByteArray &bytes)
 {
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
+    std::optional<json::object> object = jsonObject(bytes);
+    if (!object)
         fail();
-    return document.object();
+    return std::move(*object);
 }
 
 } // namespace
@@ -127,8 +131,6 @@ size_t qHash(const Member &member, size_t seed) noexcept
     return qHashMulti(seed, member.id, member.handle, member.emoji, member.last_seen.has_value(),
                       member.last_seen.value_or(0));
 }
-
-using namespace Qt::StringLiterals;
 
 Beam Beam::decode(const QByteArray &json)
 {
@@ -141,9 +143,9 @@ VersionInfo VersionInfo::decode(const QByteArray &json)
 {
     VersionInfo info;
     Fields(parse(json))
-        .required("version"_L1, info.version)
-        .required("url"_L1, info.url)
-        .optional("notes"_L1, info.notes);
+        .required("version", info.version)
+        .required("url", info.url)
+        .optional("notes", info.notes);
     return info;
 }
 
@@ -151,29 +153,27 @@ MeResponse MeResponse::decode(const QByteArray &json)
 {
     MeResponse reply;
     Fields(parse(json))
-        .required("joined"_L1, reply.joined)
-        .optional("circle_id"_L1, reply.circle_id)
-        .optional("code"_L1, reply.code)
-        .optional("member_id"_L1, reply.member_id)
-        .optional("handle"_L1, reply.handle)
-        .optional("max_seats"_L1, reply.max_seats)
-        .optional("members"_L1, reply.members);
+        .required("joined", reply.joined)
+        .optional("circle_id", reply.circle_id)
+        .optional("code", reply.code)
+        .optional("member_id", reply.member_id)
+        .optional("handle", reply.handle)
+        .optional("max_seats", reply.max_seats)
+        .optional("members", reply.members);
     return reply;
 }
 
 BeamsResponse BeamsResponse::decode(const QByteArray &json)
 {
     BeamsResponse reply;
-    Fields(parse(json))
-        .required("beams"_L1, reply.beams)
-        .required("server_time"_L1, reply.server_time);
+    Fields(parse(json)).required("beams", reply.beams).required("server_time", reply.server_time);
     return reply;
 }
 
 HistoryResponse HistoryResponse::decode(const QByteArray &json)
 {
     HistoryResponse reply;
-    Fields(parse(json)).required("beams"_L1, reply.beams);
+    Fields(parse(json)).required("beams", reply.beams);
     return reply;
 }
 
@@ -181,9 +181,9 @@ OkResponse OkResponse::decode(const QByteArray &json)
 {
     OkResponse reply;
     Fields(parse(json))
-        .required("ok"_L1, reply.ok)
-        .optional("id"_L1, reply.id)
-        .optional("created_at"_L1, reply.created_at);
+        .required("ok", reply.ok)
+        .optional("id", reply.id)
+        .optional("created_at", reply.created_at);
     return reply;
 }
 
@@ -191,9 +191,9 @@ CreateResponse CreateResponse::decode(const QByteArray &json)
 {
     CreateResponse reply;
     Fields(parse(json))
-        .required("circle_id"_L1, reply.circle_id)
-        .required("code"_L1, reply.code)
-        .required("max_seats"_L1, reply.max_seats);
+        .required("circle_id", reply.circle_id)
+        .required("code", reply.code)
+        .required("max_seats", reply.max_seats);
     return reply;
 }
 
@@ -201,11 +201,11 @@ JoinResponse JoinResponse::decode(const QByteArray &json)
 {
     JoinResponse reply;
     Fields(parse(json))
-        .required("circle_id"_L1, reply.circle_id)
-        .required("member_id"_L1, reply.member_id)
-        .required("code"_L1, reply.code)
-        .required("max_seats"_L1, reply.max_seats)
-        .required("members"_L1, reply.members);
+        .required("circle_id", reply.circle_id)
+        .required("member_id", reply.member_id)
+        .required("code", reply.code)
+        .required("max_seats", reply.max_seats)
+        .required("members", reply.members);
     return reply;
 }
 

@@ -1,8 +1,9 @@
 // The records that travel on the wire, and their decoders.
 //
 // A record is a JSON object whose keys are the field names as they stand here. Integers are signed
-// 64-bit without fraction, times whole seconds since 1970 (UTC). A required field must be present
-// and not null; an optional one that is missing or null is absent; keys not listed are ignored.
+// 64-bit, written in digits alone, times whole seconds since 1970 (UTC). A required field must be
+// present and not null; an optional one that is missing or null is absent; keys not listed are
+// ignored.
 #pragma once
 
 #include "platform/foundation/localized_error.h"

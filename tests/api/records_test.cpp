@@ -44,10 +44,22 @@ TEST(Records, BeamFields)
         {R"(,"created_at":1700000000.5)", false},
         {R"(,"created_at":9223372036854775807)", true},
         {R"(,"created_at":9223372036854775808)", false},
+        {R"(,"created_at":18446744073709551616)", false},
+        {R"(,"created_at":-9223372036854775809)", false},
+        {R"(,"created_at":0.99999999999999999999)", false},
+        {R"(,"created_at":9007199254740993.0)", false},
+        {R"(,"created_at":1e3)", false},
         {R"(,"created_at":1e400)", false},
+        {R"(,"created_at":01)", false},
+        {R"(,"created_at":-0)", true},
         {R"(,"created_at":true)", false},
         {R"(,"created_at":null)", false},
         {R"(,"id":7)", false},
+        {R"(,"id":"\ud83d")", false},
+        {R"(,"id":"\udc9c\ud83d")", false},
+        {R"(,"id":"\ud83d\u0041")", false},
+        {R"(,"unknown":"\udc9c")", false},
+        {R"(,"unknown":1e400)", true},
         {R"(,"body":null)", false},
         {R"(,"from_emoji":["💜"])", false},
         {R"(,"effect":1)", false},
@@ -58,8 +70,11 @@ TEST(Records, BeamFields)
         EXPECT_EQ(decodes<Beam>(beamWith(c.change)), c.decodes) << c.change;
 }
 
-TEST(Records, IntegersKeepAllTheirDigits)
+TEST(Records, TextsAndIntegersKeepAllOfTheirs)
 {
+    EXPECT_EQ(Beam::decode(beamWith(R"(,"body":"\ud83d\udc9c\u0000\/é\n")")).body,
+              QStringLiteral("💜") + QChar(u'\0') + QStringLiteral("/é\n"));
+    EXPECT_EQ(Beam::decode("\xef\xbb\xbf" + beamWith("")).body, QStringLiteral("hi"));
     EXPECT_EQ(Beam::decode(beamWith(R"(,"open_at":9007199254740993)")).open_at, 9007199254740993);
     EXPECT_EQ(Beam::decode(beamWith(R"(,"open_at":-9223372036854775808)")).open_at,
               std::numeric_limits<qint64>::min());
@@ -105,6 +120,8 @@ TEST(Records, BytesThatAreNoRecord)
         R"({"ok":)" + QByteArray(100'000, '[') + QByteArray(100'000, ']') + "}",
         QByteArray(1'000'000, '{'),
         "{\"ok\":true,\"id\":\"\xc3\x28\"}",
+        "{\"ok\":true,\"unknown\":\"\xed\xa0\xbd\"}",
+        "{\"ok\":true,}",
     };
     for (const QByteArray &bytes : cases)
         EXPECT_FALSE(decodes<OkResponse>(bytes)) << bytes.left(40).constData();
