@@ -1,18 +1,11 @@
 #include "style/symbols.h"
 
+#include "style/drawing.h"
 #include "style/shapes.h"
 
 #include <QCache>
 #include <QImage>
 #include <QPainter>
-#include <QSvgRenderer>
-
-// A static library's resources are dropped by the linker unless something asks for them. The macro
-// has to stand outside of namespaces.
-static void initAssets()
-{
-    Q_INIT_RESOURCE(kivolo_assets);
-}
 
 namespace kivolo {
 
@@ -20,16 +13,12 @@ namespace {
 
 constexpr qsizetype cacheBytes = 4 * 1024 * 1024; // every picture of a window, at two resolutions
 
-QImage rendered(const QString &path, const QSize &pixels)
+QImage rendered(const QString &name, const QSize &pixels)
 {
-    initAssets();
-    QSvgRenderer renderer(path);
-    Q_ASSERT_X(renderer.isValid(), "rendered", qPrintable(path));
     QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    renderer.setAspectRatioMode(Qt::KeepAspectRatio);
-    renderer.render(&painter, QRectF(QPointF(), QSizeF(pixels)));
+    Drawing(name).paint(painter, QRectF(QPointF(), QSizeF(pixels)));
     return image;
 }
 
@@ -46,14 +35,14 @@ QImage maskOf(const QImage &drawing)
     return mask;
 }
 
-const QImage &cached(const QString &path, const QSize &pixels, bool asMask)
+const QImage &cached(const QString &name, const QSize &pixels, bool asMask)
 {
     static QCache<QString, QImage> cache(cacheBytes);
     const QString key =
-        QStringLiteral("%1@%2x%3").arg(path).arg(pixels.width()).arg(pixels.height());
+        QStringLiteral("%1@%2x%3").arg(name).arg(pixels.width()).arg(pixels.height());
     if (const QImage *image = cache.object(key))
         return *image;
-    const QImage drawing = rendered(path, pixels);
+    const QImage drawing = rendered(name, pixels);
     auto image = std::make_unique<QImage>(asMask ? maskOf(drawing) : drawing);
     const qsizetype bytes = qMin(image->sizeInBytes(), cacheBytes);
     const QImage &result = *image;
@@ -74,8 +63,7 @@ void paintSymbol(QPainter &painter, const QString &name, const QRectF &box, cons
     QRectF square(0, 0, side, side);
     square.moveCenter(box.center());
     const PixelFrame target = PixelFrame::nearest(painter, square);
-    const QImage &mask =
-        cached(QStringLiteral(":/kivolo/symbols/%1.svg").arg(name), target.pixels, true);
+    const QImage &mask = cached(QStringLiteral("symbols/") + name, target.pixels, true);
 
     QImage tinted(target.pixels, QImage::Format_ARGB32_Premultiplied);
     tinted.fill(Qt::transparent);
@@ -92,8 +80,7 @@ void paintSymbol(QPainter &painter, const QString &name, const QRectF &box, cons
 void paintIllustration(QPainter &painter, const QString &name, const QRectF &box)
 {
     const PixelFrame target = PixelFrame::nearest(painter, box);
-    const QString path = QStringLiteral(":/kivolo/images/%1.svg").arg(name);
-    painter.drawImage(target.frame, cached(path, target.pixels, false));
+    painter.drawImage(target.frame, cached(QStringLiteral("images/") + name, target.pixels, false));
 }
 
 } // namespace kivolo

@@ -5,6 +5,7 @@
 //
 // Without --symbols: the illustrations, the application's icon, the heart of the tray.
 #include "style/brand.h"
+#include "style/drawing.h"
 #include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
@@ -13,7 +14,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
-#include <QSvgRenderer>
 
 using namespace kivolo;
 
@@ -37,16 +37,16 @@ void paintIllustrations(QPainter &painter)
 
 void paintIcons(QPainter &painter)
 {
-    QSvgRenderer icon(QStringLiteral(":/kivolo/icons/kivolo.svg"));
+    Drawing icon(QStringLiteral("icons/kivolo"));
     qreal x = 4;
     for (const int side : {16, 22, 24, 32, 48, 64, 128, 256}) {
-        icon.render(&painter, QRectF(x, 515, side, side));
+        icon.paint(painter, QRectF(x, 515, side, side));
         x += side + 2;
     }
-    QSvgRenderer heart(QStringLiteral(":/kivolo/icons/tray.svg"));
+    Drawing heart(QStringLiteral("icons/tray"));
     x = 20;
     for (const int side : {16, 22, 24, 32, 44}) {
-        heart.render(&painter, QRectF(x, 720, side, side));
+        heart.paint(painter, QRectF(x, 720, side, side));
         x += side + 10;
     }
 }
@@ -91,7 +91,7 @@ void paintSheet(QPainter &painter, const Palette &colors, bool symbols)
     }
     const QStringList files = QDir(QStringLiteral(":/kivolo/symbols")).entryList();
     for (qsizetype i = 0; i < files.size(); ++i)
-        paintSymbolRow(painter, files[i].chopped(4), 28 + 56 * qreal(i), colors);
+        paintSymbolRow(painter, files[i], 28 + 56 * qreal(i), colors);
 }
 
 } // namespace
