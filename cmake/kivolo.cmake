@@ -13,9 +13,9 @@ if(KIVOLO_WARNINGS_AS_ERRORS)
   target_compile_options(kivolo_options INTERFACE -Werror)
 endif()
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
-  # What nothing refers to would still be read into memory with its neighbours.
+  # What nothing refers to, and each place to relocate, would be read into memory with its neighbours.
   target_compile_options(kivolo_options INTERFACE -ffunction-sections -fdata-sections)
-  target_link_options(kivolo_options INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+  target_link_options(kivolo_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,-z,pack-relative-relocs)
 endif()
 if(KIVOLO_SANITIZE)
   set(sanitize -fsanitize=${KIVOLO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
