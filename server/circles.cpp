@@ -30,18 +30,35 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
     , settings_(settings)
 {}
 
+namespace {
+
+/// Tells what came of something that puts its result there.
+template<typename Result>
+Ledger::Done telling(std::shared_ptr<std::optional<Result>> result, Done<Result> done)
+{
+    return [result = std::move(result), done = std::move(done)](std::exception_ptr failure) {
+        done(failure ? Outcome<Result>(failure) : Outcome<Result>(std::move(**result)));
+    };
+}
+
+} // namespace
+
 template<typename Result>
 void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
                      Done<Result> done)
 {
-    auto result = std::make_shared<Result>();
+    auto result = std::make_shared<std::optional<Result>>();
     ledger_.write([rule = std::move(rule), result](LedgerTransaction &ledger,
                                                    Seconds now) { *result = rule(ledger, now); },
-                  bytes,
-                  [done = std::move(done), result](std::exception_ptr failure) {
-                      done(failure ? Outcome<Result>(failure)
-                                   : Outcome<Result>(std::move(*result)));
-                  });
+                  bytes, telling(result, std::move(done)));
+}
+
+template<typename Result>
+void Circles::look(std::function<Result(LedgerView &)> rule, Done<Result> done)
+{
+    auto result = std::make_shared<std::optional<Result>>();
+    ledger_.read([rule = std::move(rule), result](LedgerView &ledger) { *result = rule(ledger); },
+                 telling(result, std::move(done)));
 }
 
 void Circles::create(CreateRequest request, Done<Founding> done)
@@ -143,7 +160,7 @@ Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now
     return end;
 }
 
-Seat Circles::taken(LedgerView &ledger, const std::string &seatKey)
+Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey)
 {
     std::optional<Seat> seat = ledger.seatOfKey(seatKey);
     if (!seat)
@@ -151,7 +168,7 @@ Seat Circles::taken(LedgerView &ledger, const std::string &seatKey)
     return std::move(*seat);
 }
 
-Seat Circles::taken(LedgerView &ledger, const std::string &seatKey, const std::string &memberId)
+Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey, const std::string &memberId)
 {
     Seat seat = taken(ledger, seatKey);
     if (seat.member.id != memberId)
@@ -159,28 +176,60 @@ Seat Circles::taken(LedgerView &ledger, const std::string &seatKey, const std::s
     return seat;
 }
 
-std::optional<Membership> Circles::status(const std::string &deviceId)
+void Circles::status(const std::string &deviceId, Done<std::optional<Membership>> done)
 {
     checkDeviceId(deviceId);
-    std::optional<Seat> seat = ledger_.view().seatOfDevice(deviceId);
-    if (!seat)
-        return std::nullopt;
-    std::vector<Member> members = ledger_.view().members(seat->circle.number);
-    return Membership{std::move(*seat), std::move(members)};
+    look<std::optional<Membership>>(
+        [deviceId](LedgerView &ledger) -> std::optional<Membership> {
+            std::optional<Seat> seat = ledger.seatOfDevice(deviceId);
+            if (!seat)
+                return std::nullopt;
+            std::vector<Member> members = ledger.members(seat->circle.number);
+            return Membership{std::move(*seat), std::move(members)};
+        },
+        std::move(done));
 }
 
-Poll Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since)
+std::optional<Poll> Circles::nothingNew(const std::string &seatKey, const std::string &memberId,
+                                        Tick since)
 {
-    const Seat seat = checkPoll(seatKey, memberId);
-    if (since == seat.circle.tick)
-        return {{}, since + 1};
+    LedgerGlance *glance = ledger_.glance();
+    if (!glance || since == 0)
+        return std::nullopt;
+    try {
+        if (taken(*glance, seatKey, memberId).circle.tick == since)
+            return Poll{{}, since + 1};
+    } catch (const LedgerUnavailable &) {
+        // Locked for a moment. Whoever may wait for that finds out.
+    }
+    return std::nullopt;
+}
+
+void Circles::checkPoll(const std::string &seatKey, const std::string &memberId, Done<Seat> done)
+{
+    look<Seat>([seatKey, memberId](LedgerView &ledger) { return taken(ledger, seatKey, memberId); },
+               std::move(done));
+}
+
+void Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since,
+                   Done<Poll> done)
+{
+    look<Poll>(
+        [this, seatKey, memberId, since](LedgerView &ledger) {
+            return pollIn(ledger, taken(ledger, seatKey, memberId), since);
+        },
+        std::move(done));
+}
+
+Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since) const
+{
     // What lies beyond the circle's latest beam was told before the database was restored.
     if (since <= 0 || since > seat.circle.tick)
-        return firstPoll(seat);
+        return firstPollIn(ledger, seat);
     // Only so many rows are looked at, so that the asker's own beams, which are not returned, do
     // not make a poll long either. The next one goes on behind them.
     const std::vector<BeamSize> sizes =
-        ledger_.view().sizesAfter(seat.circle.number, since, settings_.pollRows);
+        ledger.sizesAfter(seat.circle.number, since, settings_.pollRows);
     const bool all = sizes.size() < static_cast<std::size_t>(settings_.pollRows);
     Tick covered = all ? seat.circle.tick : since;
     std::int64_t bytes = 0;
@@ -193,27 +242,27 @@ Poll Circles::poll(const std::string &seatKey, const std::string &memberId, Tick
     }
     Poll poll{{}, covered + 1};
     if (bytes > 0)
-        poll.beams = ledger_.view().beams(seat.circle.number, seat.member.number, since, covered);
+        poll.beams = ledger.beams(seat.circle.number, seat.member.number, since, covered);
     seal(poll.beams);
     return poll;
 }
 
-Poll Circles::firstPoll(const Seat &seat)
+Poll Circles::firstPollIn(LedgerView &ledger, const Seat &seat) const
 {
     Tick covered = seat.circle.tick;
     Poll poll;
     poll.beams =
-        latest(seat.circle.number, seat.member.number, firstPollRows, settings_.pollBytes, covered);
+        latestIn(ledger, seat, seat.member.number, firstPollRows, settings_.pollBytes, covered);
     poll.serverTime = covered + 1;
     return poll;
 }
 
 // Sets `covered` to the latest beam's tick, which is newer than what the caller knew where
 // something was sent meanwhile.
-std::vector<Beam> Circles::latest(std::int64_t circle, std::int64_t exceptSender, int limit,
-                                  std::int64_t maxBytes, Tick &covered)
+std::vector<Beam> Circles::latestIn(LedgerView &ledger, const Seat &seat, std::int64_t exceptSender,
+                                    int limit, std::int64_t maxBytes, Tick &covered) const
 {
-    const std::vector<BeamSize> sizes = ledger_.view().latestSizes(circle, limit);
+    const std::vector<BeamSize> sizes = ledger.latestSizes(seat.circle.number, limit);
     if (sizes.empty())
         return {};
     covered = sizes.front().tick;
@@ -225,35 +274,44 @@ std::vector<Beam> Circles::latest(std::int64_t circle, std::int64_t exceptSender
             break;
         after = size.tick - 1;
     }
-    std::vector<Beam> beams = ledger_.view().beams(circle, exceptSender, after, covered);
+    std::vector<Beam> beams = ledger.beams(seat.circle.number, exceptSender, after, covered);
     seal(beams);
     return beams;
 }
 
-Seat Circles::checkPoll(const std::string &seatKey, const std::string &memberId)
-{
-    return taken(ledger_.view(), seatKey, memberId);
-}
-
-Seat Circles::checkHistory(const std::string &seatKey, std::int64_t limit)
+void Circles::checkHistory(const std::string &seatKey, std::int64_t limit, Done<Seat> done)
 {
     if (limit < 1 || limit > historyBeams)
         throw Refusal(Reason::Invalid, "A history has between 1 and 200 beams.");
-    return taken(ledger_.view(), seatKey);
+    look<Seat>([seatKey](LedgerView &ledger) { return taken(ledger, seatKey); }, std::move(done));
 }
 
-std::vector<Beam> Circles::history(const std::string &seatKey, std::int64_t limit)
+void Circles::history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done)
 {
-    const Seat seat = checkHistory(seatKey, limit);
-    Tick covered = 0;
-    return latest(seat.circle.number, 0, static_cast<int>(limit), settings_.historyBytes, covered);
+    if (limit < 1 || limit > historyBeams)
+        throw Refusal(Reason::Invalid, "A history has between 1 and 200 beams.");
+    look<std::vector<Beam>>(
+        [this, seatKey, limit](LedgerView &ledger) {
+            Tick covered = 0;
+            return latestIn(ledger, taken(ledger, seatKey), 0, static_cast<int>(limit),
+                            settings_.historyBytes, covered);
+        },
+        std::move(done));
 }
 
-std::variant<Beam, Circles::Time> Circles::capsule(const std::string &seatKey,
-                                                   const std::string &beamId)
+void Circles::capsule(const std::string &seatKey, const std::string &beamId, Done<Capsule> done)
 {
-    const Seat seat = taken(ledger_.view(), seatKey);
-    std::optional<Beam> beam = ledger_.view().capsule(seat.circle.number, beamId);
+    look<Capsule>(
+        [this, seatKey, beamId](LedgerView &ledger) {
+            return capsuleIn(ledger, taken(ledger, seatKey), beamId);
+        },
+        std::move(done));
+}
+
+Circles::Capsule Circles::capsuleIn(LedgerView &ledger, const Seat &seat,
+                                    const std::string &beamId) const
+{
+    std::optional<Beam> beam = ledger.capsule(seat.circle.number, beamId);
     if (!beam)
         throw Refusal(Reason::NotFound, "This time capsule does not exist.");
     const Time opening{std::chrono::seconds(*beam->openAt)};

@@ -31,12 +31,13 @@ private:
     std::variant<Result, std::exception_ptr> value_;
 };
 
-/// Told once, on the ledger's writing thread.
+/// Told once, on a thread of the ledger.
 template<typename Result>
 using Done = std::function<void(Outcome<Result>)>;
 
-/// Reads belong to one thread; changes may be asked for from any. What the rules turn down is a
-/// Refusal; where the database fails, LedgerUnavailable.
+/// All but nothingNew() may be asked for from any thread. What the rules turn down is a Refusal,
+/// thrown at once where the request itself says so and told otherwise; where the database fails,
+/// LedgerUnavailable.
 class Circles
 {
 public:
@@ -57,32 +58,43 @@ public:
     void join(JoinRequest request, Done<Membership> done);
     void send(BeamRequest request, Done<Beam> done);
 
-    std::optional<Membership> status(const std::string &deviceId);
-    // Whether the poll and the history would be told; each throws as they do.
-    Seat checkPoll(const std::string &seatKey, const std::string &memberId);
-    Seat checkHistory(const std::string &seatKey, std::int64_t limit);
-
-    Poll poll(const std::string &seatKey, const std::string &memberId, Tick since);
-    std::vector<Beam> history(const std::string &seatKey, std::int64_t limit);
+    void status(const std::string &deviceId, Done<std::optional<Membership>> done);
+    void poll(const std::string &seatKey, const std::string &memberId, Tick since, Done<Poll> done);
+    /// The poll's answer where it is an empty one and can be told without waiting for anything. On
+    /// the thread of the connections.
+    std::optional<Poll> nothingNew(const std::string &seatKey, const std::string &memberId,
+                                   Tick since);
+    void history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done);
 
     using Time = std::chrono::system_clock::time_point;
     /// The opened capsule, or, shortly before its time, when to ask again.
-    std::variant<Beam, Time> capsule(const std::string &seatKey, const std::string &beamId);
+    using Capsule = std::variant<Beam, Time>;
+    void capsule(const std::string &seatKey, const std::string &beamId, Done<Capsule> done);
+
+    // Whether the poll and the history would be told, without reading them.
+    void checkPoll(const std::string &seatKey, const std::string &memberId, Done<Seat> done);
+    void checkHistory(const std::string &seatKey, std::int64_t limit, Done<Seat> done);
 
 private:
     template<typename Result>
     void change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
                 Done<Result> done);
 
+    template<typename Result>
+    void look(std::function<Result(LedgerView &)> rule, Done<Result> done);
+
     Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
     Membership joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
     Beam sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
-    Poll firstPoll(const Seat &seat);
-    std::vector<Beam> latest(std::int64_t circle, std::int64_t exceptSender, int limit,
-                             std::int64_t maxBytes, Tick &covered);
-    static Seat taken(LedgerView &ledger, const std::string &seatKey);
-    static Seat taken(LedgerView &ledger, const std::string &seatKey, const std::string &memberId);
+    Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since) const;
+    Poll firstPollIn(LedgerView &ledger, const Seat &seat) const;
+    Capsule capsuleIn(LedgerView &ledger, const Seat &seat, const std::string &beamId) const;
+    std::vector<Beam> latestIn(LedgerView &ledger, const Seat &seat, std::int64_t exceptSender,
+                               int limit, std::int64_t maxBytes, Tick &covered) const;
+    static Seat taken(LedgerGlance &ledger, const std::string &seatKey);
+    static Seat taken(LedgerGlance &ledger, const std::string &seatKey,
+                      const std::string &memberId);
     void seal(std::vector<Beam> &beams) const;
 
     Ledger &ledger_;

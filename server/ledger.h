@@ -28,19 +28,25 @@ struct BeamSize
     std::int64_t bytes = 0;
 };
 
-/// What can be read. Each call sees one consistent state of the database and throws
-/// LedgerUnavailable where the database fails.
-class LedgerView
+/// What can be read in microseconds: a row of an index or two. Throws LedgerUnavailable where the
+/// database fails.
+class LedgerGlance
 {
 public:
-    virtual ~LedgerView() = default;
+    virtual ~LedgerGlance() = default;
 
+    /// Nothing also where the seat has been given up.
+    virtual std::optional<Seat> seatOfKey(const std::string &key) = 0;
+};
+
+/// What can be read. Each call sees one consistent state of the database.
+class LedgerView : public LedgerGlance
+{
+public:
     /// By the invite code as it is kept: normalizedInviteCode() brings it there.
     virtual std::optional<Circle> circleByCode(const std::string &code) = 0;
     /// The one seat that a device can have.
     virtual std::optional<Seat> seatOfDevice(const std::string &deviceId) = 0;
-    /// Nothing also where the seat has been given up.
-    virtual std::optional<Seat> seatOfKey(const std::string &key) = 0;
     /// In the order of joining. `circle` is `Circle::number`.
     virtual std::vector<Member> members(std::int64_t circle) = 0;
 
@@ -76,21 +82,28 @@ public:
     virtual void addBeam(const Beam &beam, Tick tick, const Member &sender, std::int64_t bytes) = 0;
 };
 
-/// A database. view() belongs to one thread; write() may be called from any.
+/// A database. read() and write() may be called from any thread. Both see everything that was told
+/// to be on disk before they are asked, by whichever process.
 class Ledger
 {
 public:
     /// Runs inside a transaction. `now` is the clock's second. A job that throws leaves no trace.
     /// It can be run again after its transaction failed, so it only assigns to what it captured.
     using Job = std::function<void(LedgerTransaction &, Seconds now)>;
-    /// Told once, on the writer's thread, when the job is on disk (nullptr) or has failed.
+    /// Reads. What it throws is what the asker is told.
+    using Look = std::function<void(LedgerView &)>;
+    /// Told once, on a thread of the ledger, when the look has been taken or the job is on disk
+    /// (nullptr), or when it has failed.
     using Done = std::function<void(std::exception_ptr)>;
 
     virtual ~Ledger() = default;
 
-    /// Lives as long as the ledger. Sees everything that was told to be on disk before it is asked,
-    /// by whichever process.
-    virtual LedgerView &view() = 0;
+    /// For the thread of the connections alone, which waits for nothing. Lives as long as the
+    /// ledger; none where the database is too far away for that.
+    virtual LedgerGlance *glance() = 0;
+
+    /// Has the look taken on a thread that may wait.
+    virtual void read(Look look, Done done) = 0;
 
     /// Puts the job behind those that wait. `bytes` is what it holds of a member's data: beyond a
     /// bound of all that wait it is refused at once, with LedgerUnavailable and on this thread. A

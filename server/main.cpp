@@ -3,7 +3,9 @@
 #include "options.h"
 #include "routes.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <csignal>
 #include <iostream>
 #include <spdlog/spdlog.h>
@@ -42,12 +44,15 @@ void serve(const Options &options)
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
     Circles circles(*ledger, clock, systemRandomness, settings);
-    Routes routes(circles, site);
+    boost::asio::thread_pool workers(1);
+    Routes routes(circles, site, [&workers](std::function<void()> work) {
+        boost::asio::post(workers, std::move(work));
+    });
     http::Limits limits;
     limits.connections = connectionsWithinDescriptors(limits.connections);
     http::Server server(
         context,
-        [&routes](const http::Request &request, http::Reply later) {
+        [&routes](http::Request &request, http::Reply later) {
             return routes.handle(request, std::move(later));
         },
         limits);

@@ -43,14 +43,14 @@ Response ok(std::string body)
 }
 
 /// To a HEAD for what may be large: nothing of it is read.
-Response unmeasured()
+Response unmeasured(const Seat &)
 {
     Response response;
     response.measured = false;
     return response;
 }
 
-/// The action's response, or the one that tells how it failed.
+/// The action's answer, or the one that tells how it failed.
 template<typename Action>
 auto told(Action &&action) -> decltype(action())
 {
@@ -67,13 +67,22 @@ auto told(Action &&action) -> decltype(action())
     }
 }
 
-/// What is told once a change is on disk: its record, or why it was not made.
-template<typename Result>
-Done<Result> telling(Reply &later, std::string (*record)(const Result &))
+/// Answers with what came of it, or with why it did not. `answer` takes the result and may run on
+/// any thread.
+template<typename Result, typename AnswerOf>
+Done<Result> answering(Reply later, AnswerOf answer)
 {
-    return [later = std::move(later), record](Outcome<Result> outcome) {
-        later(told([&] { return ok(record(outcome.take())); }));
+    return [later = std::move(later), answer](Outcome<Result> outcome) {
+        later(told([&] { return Answer(answer(outcome.take())); }));
     };
+}
+
+/// Answers with the record of what came of it.
+template<typename Result>
+Done<Result> telling(Reply later, std::string (*record)(const Result &))
+{
+    return answering<Result>(std::move(later),
+                             [record](const Result &result) { return ok(record(result)); });
 }
 
 // A browser sends other types across origins without asking; this one it has to ask for first.
@@ -101,20 +110,21 @@ const Routes::Endpoint Routes::endpoints[] = {
     {"/circle/create", "POST", &Routes::create},
 };
 
-Routes::Routes(Circles &circles, const Site &site)
+Routes::Routes(Circles &circles, const Site &site, Offload offload)
     : circles_(circles)
     , site_(site)
+    , offload_(std::move(offload))
 {}
 
-Answer Routes::handle(const Request &request, Reply later)
+std::optional<Answer> Routes::handle(Request &request, Reply later)
 {
     return told([&] { return dispatch(request, later); });
 }
 
-Answer Routes::dispatch(const Request &request, Reply &later)
+std::optional<Answer> Routes::dispatch(Request &request, Reply &later)
 {
     const std::string_view path = request.path();
-    const bool reads = request.method == "GET" || request.method == "HEAD";
+    const bool reads = request.method == "GET" || request.isHead();
     const auto notAllowed = [&](std::string_view allow) {
         Response response = errorResponse(405, "The request is wrong: this is done with " +
                                                    std::string(allow) + ".");
@@ -125,7 +135,8 @@ Answer Routes::dispatch(const Request &request, Reply &later)
         if (endpoint.path != path)
             continue;
         if (endpoint.method == "GET")
-            return reads ? (this->*endpoint.handler)(request, later) : notAllowed("GET, HEAD");
+            return reads ? (this->*endpoint.handler)(request, later)
+                         : std::optional<Answer>(notAllowed("GET, HEAD"));
         if (request.method != "POST")
             return notAllowed("POST");
         if (!isJson(request.contentType))
@@ -138,60 +149,77 @@ Answer Routes::dispatch(const Request &request, Reply &later)
     return reads ? std::move(*file) : notAllowed("GET, HEAD");
 }
 
-Answer Routes::me(const Request &request, Reply &)
+std::optional<Answer> Routes::me(Request &request, Reply &later)
 {
-    return ok(wire::status(circles_.status(onlyQueryText(request.target, "device_id"))));
+    circles_.status(onlyQueryText(request.target, "device_id"),
+                    telling<std::optional<Membership>>(later, wire::status));
+    return std::nullopt;
 }
 
-Answer Routes::create(const Request &request, Reply &later)
+std::optional<Answer> Routes::create(Request &request, Reply &later)
 {
     circles_.create(wire::createRequest(request.body), telling<Founding>(later, wire::created));
-    return http::Later();
+    return std::nullopt;
 }
 
-Answer Routes::join(const Request &request, Reply &later)
+std::optional<Answer> Routes::join(Request &request, Reply &later)
 {
     circles_.join(wire::joinRequest(request.body), telling<Membership>(later, wire::joined));
-    return http::Later();
+    return std::nullopt;
 }
 
-Answer Routes::send(const Request &request, Reply &later)
+// A note is taken apart in microseconds, a doodle not always.
+std::optional<Answer> Routes::send(Request &request, Reply &later)
 {
-    circles_.send(wire::beamRequest(request.body), telling<Beam>(later, wire::accepted));
-    return http::Later();
+    const auto take = [this](std::string_view body, const Reply &reply) {
+        circles_.send(wire::beamRequest(body), telling<Beam>(reply, wire::accepted));
+        return std::optional<Answer>();
+    };
+    constexpr std::size_t large = 64 << 10;
+    if (request.body.size() <= large)
+        return take(request.body, later);
+    offload_([take, body = std::move(request.body), later] {
+        if (std::optional<Answer> answer = told([&] { return take(body, later); }))
+            later(std::move(*answer));
+    });
+    return std::nullopt;
 }
 
-Answer Routes::poll(const Request &request, Reply &)
+std::optional<Answer> Routes::poll(Request &request, Reply &later)
 {
     const std::string seatKey = queryText(request.target, "circle_id");
     const std::string memberId = queryText(request.target, "member_id");
     const std::int64_t since = queryNumber(request.target, "since");
-    if (request.isHead()) {
-        circles_.checkPoll(seatKey, memberId);
-        return unmeasured();
-    }
-    return ok(wire::poll(circles_.poll(seatKey, memberId, since)));
+    if (request.isHead())
+        circles_.checkPoll(seatKey, memberId, answering<Seat>(later, unmeasured));
+    else if (const std::optional<Poll> empty = circles_.nothingNew(seatKey, memberId, since))
+        return ok(wire::poll(*empty));
+    else
+        circles_.poll(seatKey, memberId, since, telling<Poll>(later, wire::poll));
+    return std::nullopt;
 }
 
-Answer Routes::history(const Request &request, Reply &)
+std::optional<Answer> Routes::history(Request &request, Reply &later)
 {
     const std::string seatKey = queryText(request.target, "circle_id");
     const std::int64_t limit = queryNumber(request.target, "limit");
-    if (request.isHead()) {
-        circles_.checkHistory(seatKey, limit);
-        return unmeasured();
-    }
-    return ok(wire::history(circles_.history(seatKey, limit)));
+    if (request.isHead())
+        circles_.checkHistory(seatKey, limit, answering<Seat>(later, unmeasured));
+    else
+        circles_.history(seatKey, limit, telling<std::vector<Beam>>(later, wire::history));
+    return std::nullopt;
 }
 
-Answer Routes::capsule(const Request &request, Reply &)
+std::optional<Answer> Routes::capsule(Request &request, Reply &later)
 {
-    const std::string seatKey = queryText(request.target, "circle_id");
-    const std::string id = queryText(request.target, "id");
-    std::variant<Beam, Circles::Time> capsule = circles_.capsule(seatKey, id);
-    if (const auto *opening = std::get_if<Circles::Time>(&capsule))
-        return http::AgainAt{*opening};
-    return ok(wire::beam(std::get<Beam>(capsule)));
+    const auto answer = [](const Circles::Capsule &capsule) -> Answer {
+        if (const auto *opening = std::get_if<Circles::Time>(&capsule))
+            return http::AgainAt{*opening};
+        return ok(wire::beam(std::get<Beam>(capsule)));
+    };
+    circles_.capsule(queryText(request.target, "circle_id"), queryText(request.target, "id"),
+                     answering<Circles::Capsule>(later, answer));
+    return std::nullopt;
 }
 
 } // namespace kivolo::server

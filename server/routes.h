@@ -11,12 +11,15 @@ namespace kivolo::server {
 class Routes
 {
 public:
-    Routes(Circles &circles, const Site &site);
+    /// Runs something on a thread that may take its time, some time.
+    using Offload = std::function<void(std::function<void()>)>;
 
-    http::Answer handle(const http::Request &request, http::Reply later);
+    Routes(Circles &circles, const Site &site, Offload offload);
+
+    std::optional<http::Answer> handle(http::Request &request, http::Reply later);
 
 private:
-    using Handler = http::Answer (Routes::*)(const http::Request &, http::Reply &);
+    using Handler = std::optional<http::Answer> (Routes::*)(http::Request &, http::Reply &);
     struct Endpoint
     {
         std::string_view path;
@@ -25,17 +28,18 @@ private:
     };
     static const Endpoint endpoints[];
 
-    http::Answer dispatch(const http::Request &request, http::Reply &later);
-    http::Answer me(const http::Request &request, http::Reply &later);
-    http::Answer create(const http::Request &request, http::Reply &later);
-    http::Answer join(const http::Request &request, http::Reply &later);
-    http::Answer send(const http::Request &request, http::Reply &later);
-    http::Answer poll(const http::Request &request, http::Reply &later);
-    http::Answer history(const http::Request &request, http::Reply &later);
-    http::Answer capsule(const http::Request &request, http::Reply &later);
+    std::optional<http::Answer> dispatch(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> me(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> create(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> join(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> send(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> poll(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> history(http::Request &request, http::Reply &later);
+    std::optional<http::Answer> capsule(http::Request &request, http::Reply &later);
 
     Circles &circles_;
     const Site &site_;
+    Offload offload_;
 };
 
 } // namespace kivolo::server

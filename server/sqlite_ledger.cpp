@@ -17,8 +17,8 @@ constexpr std::size_t batchLimit = 128;
 constexpr std::size_t queueLimit = 2'048;
 constexpr std::size_t queueBytes = 64 << 20;
 
-// A reader waits for another process only while that recovers the log.
-constexpr std::chrono::milliseconds readerPatience{250};
+// A glance waits for nobody. Another process locks readers out only while it recovers the log.
+constexpr std::chrono::milliseconds glancePatience{0};
 
 } // namespace
 
@@ -29,9 +29,10 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , patience_(settings.patience)
     , beforeCommit_(std::move(settings.beforeCommit))
     , writeConnection_(path, settings.patience, prepareSchema)
-    , readConnection_(path, readerPatience)
-    , readStatements_(readConnection_.session())
+    , glanceConnection_(path, glancePatience)
+    , glanceStatements_(glanceConnection_.session())
     , writeStatements_(writeConnection_.session())
+    , readers_(path)
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
 {}
 

@@ -1,8 +1,8 @@
-// The ledger on an SQLite file: one connection that reads, one that writes.
+// The ledger on an SQLite file: one connection that writes, some that read.
 #pragma once
 
 #include "ledger.h"
-#include "sqlite_statements.h"
+#include "sqlite_readers.h"
 
 #include <condition_variable>
 #include <deque>
@@ -24,7 +24,8 @@ public:
     /// Finishes the jobs that wait, then closes the file.
     ~SqliteLedger() override;
 
-    LedgerView &view() override { return readStatements_; }
+    LedgerGlance *glance() override { return &glanceStatements_; }
+    void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
     void write(Job job, std::size_t bytes, Done done) override;
 
 private:
@@ -49,9 +50,10 @@ private:
     std::function<void()> beforeCommit_;
 
     SqliteConnection writeConnection_;
-    SqliteConnection readConnection_;
-    SqliteStatements readStatements_;
+    SqliteConnection glanceConnection_;
+    SqliteStatements glanceStatements_;
     SqliteStatements writeStatements_;
+    SqliteReaders readers_;
 
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;

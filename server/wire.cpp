@@ -2,8 +2,9 @@
 
 #include "refusal.h"
 
-#include <boost/json/parse.hpp>
-#include <boost/json/value.hpp>
+#include <algorithm>
+#include <boost/json/basic_parser_impl.hpp>
+#include <variant>
 
 namespace kivolo::server::wire {
 
@@ -16,33 +17,128 @@ namespace {
     throw Refusal(Refusal::Reason::Invalid, sentence);
 }
 
-json::object parsedObject(std::string_view text)
+/// The values of one object, as they come. A tree of everything would take thirty times a hostile
+/// request's size; of what lies deeper nothing is kept, because no request of ours has it.
+class FlatObject
+{
+public:
+    static constexpr std::size_t max_object_size = std::size_t(-1);
+    static constexpr std::size_t max_array_size = std::size_t(-1);
+    static constexpr std::size_t max_key_size = std::size_t(-1);
+    static constexpr std::size_t max_string_size = std::size_t(-1);
+
+    struct Other
+    {};
+    using Value = std::variant<std::nullptr_t, std::string, std::int64_t, Other>;
+
+    /// Nothing also where it is null. Of two values with the same key the later one counts.
+    const Value *present(std::string_view key) const
+    {
+        const auto found = std::find_if(values_.rbegin(), values_.rend(),
+                                        [&](const auto &value) { return value.first == key; });
+        if (found == values_.rend() || std::holds_alternative<std::nullptr_t>(found->second))
+            return nullptr;
+        return &found->second;
+    }
+
+    // What the parser calls. False stops it.
+    using Error = boost::system::error_code;
+    bool on_document_begin(Error &) { return true; }
+    bool on_document_end(Error &) { return true; }
+    bool on_object_begin(Error &error) { return open(true, error); }
+    bool on_object_end(std::size_t, Error &error) { return close(error); }
+    bool on_array_begin(Error &error) { return open(false, error); }
+    bool on_array_end(std::size_t, Error &error) { return close(error); }
+    bool on_key_part(json::string_view part, std::size_t, Error &) { return append(part); }
+    bool on_key(json::string_view part, std::size_t, Error &error)
+    {
+        append(part);
+        if (depth_ == 1)
+            values_.emplace_back(std::exchange(text_, {}), nullptr);
+        return values_.size() <= mostKeys || stop(error);
+    }
+    bool on_string_part(json::string_view part, std::size_t, Error &) { return append(part); }
+    bool on_string(json::string_view part, std::size_t, Error &error)
+    {
+        append(part);
+        return put(std::exchange(text_, {}), error);
+    }
+    bool on_number_part(json::string_view, Error &) { return true; }
+    bool on_int64(std::int64_t number, json::string_view, Error &error)
+    {
+        return put(number, error);
+    }
+    bool on_uint64(std::uint64_t, json::string_view, Error &error) { return put(Other(), error); }
+    bool on_double(double, json::string_view, Error &error) { return put(Other(), error); }
+    bool on_bool(bool, Error &error) { return put(Other(), error); }
+    bool on_null(Error &error) { return put(nullptr, error); }
+    bool on_comment_part(json::string_view, Error &) { return true; }
+    bool on_comment(json::string_view, Error &) { return true; }
+
+private:
+    static constexpr std::size_t mostKeys = 64;
+
+    static bool stop(Error &error)
+    {
+        error = json::error::object_too_large;
+        return false;
+    }
+    bool append(json::string_view part)
+    {
+        if (depth_ == 1)
+            text_.append(part.data(), part.size());
+        return true;
+    }
+    bool put(Value value, Error &error)
+    {
+        if (depth_ == 0)
+            return stop(error);
+        if (depth_ == 1)
+            values_.back().second = std::move(value);
+        return true;
+    }
+    bool open(bool object, Error &error)
+    {
+        if (depth_ == 0 && !object)
+            return stop(error);
+        if (depth_ == 1)
+            values_.back().second = Other();
+        ++depth_;
+        return true;
+    }
+    bool close(Error &)
+    {
+        --depth_;
+        return true;
+    }
+
+    std::vector<std::pair<std::string, Value>> values_;
+    std::string text_;
+    int depth_ = 0;
+};
+
+FlatObject parsedObject(std::string_view text)
 {
     boost::system::error_code error;
-    json::value value = json::parse(text, error);
-    if (error || !value.is_object())
+    json::basic_parser<FlatObject> parser{json::parse_options()};
+    const std::size_t read = parser.write_some(false, text.data(), text.size(), error);
+    if (error || read != text.size())
         invalid("The request could not be understood.");
-    return std::move(value.as_object());
+    return std::move(parser.handler());
 }
 
-const json::value *present(const json::object &object, std::string_view key)
+std::optional<std::string> optionalText(const FlatObject &object, std::string_view key)
 {
-    const json::value *value = object.if_contains(key);
-    return value && !value->is_null() ? value : nullptr;
-}
-
-std::optional<std::string> optionalText(const json::object &object, std::string_view key)
-{
-    const json::value *value = present(object, key);
+    const FlatObject::Value *value = object.present(key);
     if (!value)
         return std::nullopt;
-    if (!value->is_string())
+    const auto *text = std::get_if<std::string>(value);
+    if (!text)
         invalid("The request is wrong: \"" + std::string(key) + "\" has to be a text.");
-    const json::string &text = value->get_string();
-    return std::string(text.data(), text.size());
+    return *text;
 }
 
-std::string requiredText(const json::object &object, std::string_view key)
+std::string requiredText(const FlatObject &object, std::string_view key)
 {
     std::optional<std::string> text = optionalText(object, key);
     if (!text)
@@ -50,14 +146,15 @@ std::string requiredText(const json::object &object, std::string_view key)
     return std::move(*text);
 }
 
-std::optional<Seconds> optionalSeconds(const json::object &object, std::string_view key)
+std::optional<Seconds> optionalSeconds(const FlatObject &object, std::string_view key)
 {
-    const json::value *value = present(object, key);
+    const FlatObject::Value *value = object.present(key);
     if (!value)
         return std::nullopt;
-    if (!value->is_int64())
+    const auto *number = std::get_if<std::int64_t>(value);
+    if (!number)
         invalid("The request is wrong: \"" + std::string(key) + "\" has to be a whole number.");
-    return value->get_int64();
+    return *number;
 }
 
 // On the wire a seat's key is called "circle_id": to a member it is what opens the circle.
@@ -167,13 +264,13 @@ void putBeams(std::string &out, const std::vector<Beam> &beams)
 
 CreateRequest createRequest(std::string_view text)
 {
-    const json::object object = parsedObject(text);
+    const FlatObject object = parsedObject(text);
     return {requiredText(object, "device_id"), optionalText(object, "owner_email").value_or("")};
 }
 
 JoinRequest joinRequest(std::string_view text)
 {
-    const json::object object = parsedObject(text);
+    const FlatObject object = parsedObject(text);
     return {requiredText(object, "code"), requiredText(object, "handle"),
             requiredText(object, "device_id"),
             optionalText(object, "emoji").value_or("\xF0\x9F\x92\x9C")}; // a purple heart
@@ -181,7 +278,7 @@ JoinRequest joinRequest(std::string_view text)
 
 BeamRequest beamRequest(std::string_view text)
 {
-    const json::object object = parsedObject(text);
+    const FlatObject object = parsedObject(text);
     return {requiredText(object, "circle_id"), requiredText(object, "from_member"),
             requiredText(object, "type"),      requiredText(object, "body"),
             optionalText(object, "effect"),    optionalSeconds(object, "open_at")};

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -12,13 +13,14 @@
 
 namespace kivolo::server::http {
 
-/// Views into the connection's buffers: valid until the reply is there.
+/// But for the body, which may be taken, views into the connection's buffers: valid while the
+/// handler runs.
 struct Request
 {
     std::string_view method;
     std::string_view target; ///< Path and query as they came.
     std::string_view contentType;
-    std::string_view body;
+    std::string body;
 
     /// The head of what GET would give is asked for, and no body.
     bool isHead() const { return method == "HEAD"; }
@@ -69,22 +71,19 @@ struct Response
 /// A reply that says in one sentence, for the member, what went wrong.
 Response errorResponse(unsigned status, std::string_view sentence);
 
-/// The reply comes later, through the Reply that was handed in.
-struct Later
-{};
-
 /// The same request is to be handed in again at that time.
 struct AgainAt
 {
     std::chrono::system_clock::time_point time;
 };
 
-using Answer = std::variant<Response, Later, AgainAt>;
+using Answer = std::variant<Response, AgainAt>;
 
 /// Called once, on any thread.
-using Reply = std::function<void(Response)>;
+using Reply = std::function<void(Answer)>;
 
-/// Answers a request, on the thread of the connections. Throws nothing: a failure is a reply too.
-using Handler = std::function<Answer(const Request &, Reply)>;
+/// Answers a request, on the thread of the connections; where it returns nothing, the answer comes
+/// later through the Reply. Throws nothing: a failure is an answer too.
+using Handler = std::function<std::optional<Answer>(Request &, Reply)>;
 
 } // namespace kivolo::server::http

@@ -66,9 +66,9 @@ asio::awaitable<bool> Session::serveOne()
     const bool received = co_await receive(parser);
     if (!received)
         co_return false;
-    const auto &message = parser.get();
-    const Request request{view(message.method_string()), view(message.target()),
-                          view(message[beast::http::field::content_type]), message.body()};
+    auto &message = parser.get();
+    Request request{view(message.method_string()), view(message.target()),
+                    view(message[beast::http::field::content_type]), std::move(message.body())};
     std::optional<Response> response = co_await answer(request);
     if (!response)
         co_return false;
@@ -225,38 +225,39 @@ asio::awaitable<void> Session::turnAway(Response response)
         co_await drain();
 }
 
-asio::awaitable<std::optional<Response>> Session::answer(Request request)
+asio::awaitable<std::optional<Response>> Session::answer(Request &request)
 {
     enter(Phase::Answering, hub_->limits().answer);
     for (;;) {
-        // Gives up its hold on the session as it is called: the last one must go on this thread.
-        Reply later = [self = shared_from_this()](Response response) mutable {
-            const auto executor = self->socket_.get_executor();
-            asio::post(executor,
-                       [self = std::move(self), response = std::move(response)]() mutable {
-                           self->deliver(std::move(response));
-                       });
-        };
-        Answer answer = hub_->handler()(request, std::move(later));
-        if (auto *response = std::get_if<Response>(&answer))
-            co_return std::move(*response);
-        if (const auto *again = std::get_if<AgainAt>(&answer)) {
-            const auto time = again->time;
-            co_await waitUntil(time);
-            if (gone_)
-                co_return std::nullopt;
-            if (hub_->stopping())
-                co_return errorResponse(503, "Kivolo is being restarted. Please try again.");
-            continue;
-        }
-        while (!delivered_ && !gone_) {
+        answered_ = hub_->handler()(request, laterReply());
+        while (!answered_ && !gone_) {
             wakeUp_.expires_at(std::chrono::steady_clock::time_point::max());
             co_await wakeUp_.async_wait(awaited);
         }
-        std::optional<Response> response = std::move(delivered_);
-        delivered_.reset();
-        co_return response;
+        if (!answered_)
+            co_return std::nullopt;
+        Answer answer = std::move(*answered_);
+        answered_.reset();
+        if (auto *response = std::get_if<Response>(&answer))
+            co_return std::move(*response);
+        const auto time = std::get<AgainAt>(answer).time;
+        co_await waitUntil(time);
+        if (gone_)
+            co_return std::nullopt;
+        if (hub_->stopping())
+            co_return errorResponse(503, "Kivolo is being restarted. Please try again.");
     }
+}
+
+// Gives up its hold on the session as it is called: the last one must go on this thread.
+Reply Session::laterReply()
+{
+    return [self = shared_from_this()](Answer answer) mutable {
+        const auto executor = self->socket_.get_executor();
+        asio::post(executor, [self = std::move(self), answer = std::move(answer)]() mutable {
+            self->deliver(std::move(answer));
+        });
+    };
 }
 
 // The wall clock decides, and it is asked again afterwards; this only has to come back near enough.
@@ -286,9 +287,9 @@ void Session::watchForHangup()
     });
 }
 
-void Session::deliver(Response response)
+void Session::deliver(Answer answer)
 {
-    delivered_ = std::move(response);
+    answered_ = std::move(answer);
     wakeUp_.cancel();
 }
 

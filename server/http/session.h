@@ -41,7 +41,7 @@ private:
     boost::asio::awaitable<void> letOthersGoFirst();
     boost::asio::awaitable<void> refuse(boost::system::error_code error);
     boost::asio::awaitable<void> turnAway(Response response);
-    boost::asio::awaitable<std::optional<Response>> answer(Request request);
+    boost::asio::awaitable<std::optional<Response>> answer(Request &request);
     boost::asio::awaitable<void> waitUntil(std::chrono::system_clock::time_point time);
     boost::asio::awaitable<bool> send(Response response, bool withBody, bool keepAlive);
     boost::asio::awaitable<bool> write(std::string_view bytes);
@@ -49,7 +49,8 @@ private:
     boost::asio::awaitable<void> drain();
 
     void enter(Phase phase, std::chrono::milliseconds limit);
-    void deliver(Response response);
+    Reply laterReply();
+    void deliver(Answer answer);
     void watchForHangup();
     void composeHead(const Response &response, bool keepAlive);
 
@@ -57,7 +58,7 @@ private:
     std::shared_ptr<Hub> hub_;
     boost::beast::flat_buffer buffer_;
     boost::asio::steady_timer wakeUp_;
-    std::optional<Response> delivered_;
+    std::optional<Answer> answered_;
     Budget::Share bodyShare_; ///< Of the request that is being received or answered.
     std::string head_;
     std::int64_t deadline_ = 0;

@@ -29,13 +29,15 @@ struct RunningServer
     explicit RunningServer(http::Limits limits = {})
         : server(
               context,
-              [this](const http::Request &request, http::Reply later) {
-                  http::Answer answer = house.routes.handle(request, std::move(later));
-                  if (std::holds_alternative<http::AgainAt>(answer)) {
-                      ++waits;
-                      waits.notify_all();
-                  }
-                  return answer;
+              [this](http::Request &request, http::Reply later) {
+                  return house.routes.handle(
+                      request, [this, later = std::move(later)](http::Answer answer) {
+                          if (std::holds_alternative<http::AgainAt>(answer)) {
+                              ++waits;
+                              waits.notify_all();
+                          }
+                          later(std::move(answer));
+                      });
               },
               limits)
     {
@@ -133,18 +135,19 @@ TEST(Http, LetsOthersInBetweenTheRequestsOfOneConnection)
     std::promise<void> first;
     std::promise<void> otherHasAsked;
     std::atomic<int> answered = 0;
-    http::Server server(context,
-                        [&](const http::Request &request, const http::Reply &) -> http::Answer {
-                            http::Response response;
-                            if (request.target == "/other") {
-                                response.body = "after " + std::to_string(answered);
-                            } else if (++answered == 1) {
-                                first.set_value();
-                                otherHasAsked.get_future().wait();
-                            }
-                            return response;
-                        },
-                        {});
+    http::Server server(
+        context,
+        [&](const http::Request &request, const http::Reply &) -> std::optional<http::Answer> {
+            http::Response response;
+            if (request.target == "/other") {
+                response.body = "after " + std::to_string(answered);
+            } else if (++answered == 1) {
+                first.set_value();
+                otherHasAsked.get_future().wait();
+            }
+            return response;
+        },
+        {});
     const std::uint16_t port = portOf(server.listen("127.0.0.1:0"));
     const std::jthread thread([&] { context.run(); });
     std::string all;
@@ -212,9 +215,7 @@ TEST(Http, ListensOnAllAddressesThatItIsGiven)
 {
     boost::asio::io_context context;
     http::Server server(
-        context,
-        [](const http::Request &, const http::Reply &) -> http::Answer { return http::Response(); },
-        {});
+        context, [](const http::Request &, const http::Reply &) { return http::Response(); }, {});
     const std::string one = server.listen("127.0.0.1:0");
     const std::string all = server.listen("localhost:0");
     const std::jthread thread([&] { context.run(); });

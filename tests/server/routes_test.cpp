@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <thread>
 
 namespace kivolo::server::test {
 
@@ -14,6 +15,10 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
     const std::string deep(100'000, '[');
     const std::string ids =
         "circle_id=" + ana.text("circle_id") + "&member_id=" + ana.text("member_id");
+    std::string manyKeys = R"({"code":"x","handle":"H","device_id":"z")";
+    for (int i = 0; i < 100; ++i)
+        manyKeys += R"(,"k":0)";
+    manyKeys += '}';
     const auto name = [](const std::string &handle) {
         return R"({"code":"x","device_id":"z","handle":")" + handle + R"("})";
     };
@@ -35,6 +40,12 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
         {"POST", "/join", "{}", 400, "", "Application/JSON ; charset=utf-8"},
         {"POST", "/join", "", 400},
         {"POST", "/join", "[]", 400},
+        {"POST", "/join", "\"code\"", 400},
+        {"POST", "/join", "{} {}", 400},
+        {"POST", "/join", R"({"code":["x"],"handle":"H","device_id":"z"})", 400},
+        {"POST", "/join", R"({"code":"x","handle":"H","device_id":"z","more":[{"code":7}]})", 404},
+        {"POST", "/join", R"({"code":7,"handle":"H","device_id":"z","code":"x"})", 404},
+        {"POST", "/join", manyKeys, 400},
         {"POST", "/join", "{\"code\":", 400},
         {"POST", "/join", deep, 400},
         {"POST", "/join", "{\"code\":\"\\ud800\"}", 400},
@@ -89,6 +100,42 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
     }
     const Told me = house.call("GET", "/me?device_id=a%20b&c=+");
     EXPECT_EQ(me.body.at("members").as_array().size(), 1u);
+}
+
+// The thread of the connections waits for no disk and takes nothing large apart.
+TEST(Routes, LeaveWhatCanTakeLongToOtherThreads)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a");
+    house.sendText(house.join(code, "b"), "new");
+    const std::string circle = "circle_id=" + ana.text("circle_id");
+    const std::string large = "{\"body\":[" + std::string(200'000, '0') + "]}";
+    struct Case
+    {
+        std::string method, target, body;
+        unsigned status;
+    };
+    const Case cases[] = {
+        {"GET", "/me?device_id=a", "", 200},
+        {"GET", "/history?limit=9&" + circle, "", 200},
+        {"HEAD", "/history?limit=9&" + circle, "", 200},
+        {"GET", "/beams?since=1&member_id=" + ana.text("member_id") + "&" + circle, "", 200},
+        {"GET", "/capsule?id=x&" + circle, "", 404},
+        {"POST", "/beam", large, 400},
+    };
+    for (const Case &c : cases) {
+        std::promise<unsigned> status;
+        http::Request request{c.method, c.target, "application/json", c.body};
+        const auto thread = std::this_thread::get_id();
+        const std::optional<http::Answer> atOnce =
+            house.routes.handle(request, [&](const http::Answer &answer) {
+                EXPECT_NE(std::this_thread::get_id(), thread) << c.target;
+                status.set_value(std::get<http::Response>(answer).status);
+            });
+        ASSERT_FALSE(atOnce) << c.target;
+        EXPECT_EQ(status.get_future().get(), c.status) << c.target;
+    }
 }
 
 TEST(Site, GivesItsFilesAndNothingElse)

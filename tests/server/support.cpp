@@ -1,6 +1,7 @@
 #include "support.h"
 
 #include <arpa/inet.h>
+#include <boost/asio/post.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <future>
@@ -40,22 +41,22 @@ House::House(Circles::Settings settings, std::function<void()> beforeCommit)
     : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
                         {.beforeCommit = std::move(beforeCommit)}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
-    , routes(circles, site)
+    , routes(circles, site,
+             [this](std::function<void()> work) { boost::asio::post(workers, std::move(work)); })
 {}
 
 Told House::call(std::string_view method, std::string_view target, std::string_view body,
                  std::string_view contentType)
 {
-    auto later = std::make_shared<std::promise<http::Response>>();
-    std::future<http::Response> reply = later->get_future();
-    http::Answer answer =
-        routes.handle({method, target, contentType, body},
-                      [later](http::Response r) { later->set_value(std::move(r)); });
+    auto later = std::make_shared<std::promise<http::Answer>>();
+    std::future<http::Answer> reply = later->get_future();
+    http::Request request{method, target, contentType, std::string(body)};
+    std::optional<http::Answer> atOnce = routes.handle(
+        request, [later](http::Answer answer) { later->set_value(std::move(answer)); });
+    const http::Answer answer = atOnce ? std::move(*atOnce) : reply.get();
     if (const auto *again = std::get_if<http::AgainAt>(&answer))
         return {0, {}, wholeSeconds(again->time), {}};
-    const http::Response response = std::holds_alternative<http::Later>(answer)
-                                        ? reply.get()
-                                        : std::move(std::get<http::Response>(answer));
+    const auto &response = std::get<http::Response>(answer);
     return {response.status, json::parse(response.body), {}, std::string(response.allow)};
 }
 

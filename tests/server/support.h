@@ -5,8 +5,10 @@
 #include "routes.h"
 
 #include <atomic>
+#include <boost/asio/thread_pool.hpp>
 #include <boost/json/value.hpp>
 #include <filesystem>
+#include <future>
 
 namespace kivolo::server::test {
 
@@ -67,7 +69,17 @@ struct House
     Site site;
     Circles circles;
     Routes routes;
+    boost::asio::thread_pool workers{1}; ///< Last, so that it ends before what it works for.
 };
+
+/// What a call tells that takes a Done for its last argument, once it has.
+template<typename Result, typename Call>
+Result outcomeOf(Call &&call)
+{
+    std::promise<Outcome<Result>> outcome;
+    call(Done<Result>([&](Outcome<Result> told) { outcome.set_value(std::move(told)); }));
+    return outcome.get_future().get().take();
+}
 
 /// The `since` of the poll after the one with that reply, as clients ask for it.
 Tick nextSince(const Told &poll);

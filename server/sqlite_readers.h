@@ -1,0 +1,52 @@
+// The threads that read an SQLite file, each with a connection of its own.
+#pragma once
+
+#include "sqlite_statements.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <stop_token>
+#include <thread>
+#include <vector>
+
+namespace kivolo::server {
+
+/// Reads in the order in which they were asked for, a few at a time. Callable from any thread.
+class SqliteReaders
+{
+public:
+    /// Enough that a history of the largest kind does not keep everyone else waiting. Each holds
+    /// its result in memory until it is handed on, so not many.
+    static constexpr int count = 3;
+
+    explicit SqliteReaders(const std::string &path);
+    /// Finishes the looks that wait.
+    ~SqliteReaders();
+
+    void read(Ledger::Look look, Ledger::Done done);
+
+private:
+    struct Pending
+    {
+        Ledger::Look look;
+        Ledger::Done done;
+    };
+    struct Reader
+    {
+        explicit Reader(const std::string &path);
+        SqliteConnection connection;
+        SqliteStatements statements;
+    };
+
+    void readUntil(std::stop_token stop, Reader &reader);
+    std::optional<Pending> next(std::stop_token stop);
+
+    std::mutex mutex_;
+    std::condition_variable_any wakeUp_;
+    std::deque<Pending> queue_;
+    std::deque<Reader> readers_;
+    std::vector<std::jthread> threads_;
+};
+
+} // namespace kivolo::server
