@@ -1,5 +1,6 @@
 #include "app/kivolo_app.h"
 
+#include "api/origins.h"
 #include "app/icons.h"
 #include "app/main_window.h"
 #include "app/menu_root_view.h"
@@ -23,14 +24,16 @@ namespace kivolo {
 
 using namespace std::chrono_literals;
 
-KivoloApp::KivoloApp()
-    : instance_(deviceIdentity(defaults_))
+KivoloApp::KivoloApp(std::unique_ptr<Network> network)
+    : network_(std::move(network))
+    , instance_(deviceIdentity(defaults_))
 {}
 
 KivoloApp::~KivoloApp() = default;
 
 SingleInstance::Outcome KivoloApp::start(Launch launch)
 {
+    launch_ = launch;
     const bool hidden = launch == Launch::Hidden;
     const SingleInstance::Outcome outcome =
         instance_.claim(hidden ? SingleInstance::Ask::Nothing : SingleInstance::Ask::ToRaise);
@@ -114,7 +117,7 @@ void KivoloApp::settle()
 {
     if (extra_)
         return;
-    store_->begin();
+    beginSession();
     cursorRest_ = std::make_unique<CursorRest>(queue_);
     QApplication::setWindowIcon(applicationIcon());
     extra_ = std::make_unique<MenuBarExtra>(
@@ -123,6 +126,16 @@ void KivoloApp::settle()
     // The first beam can arrive only with the second poll.
     if (!beamNotifications_)
         queue_.after(500ms, window_.get(), warmUpCards);
+}
+
+// A start at the login can be earlier than the network, and the session asks only once which circle
+// this device is in.
+void KivoloApp::beginSession()
+{
+    if (launch_ == Launch::WithWindow)
+        return store_->begin();
+    whenReachable(*network_, requestUrl(apiOrigin()), queue_, window_.get(),
+                  [this] { store_->begin(); });
 }
 
 // Where the toolkit has a theme for the desktop, its palette follows the desktop, and its colours

@@ -6,6 +6,7 @@
 #include "platform/desktop/screen.h"
 #include "platform/desktop/single_instance.h"
 #include "platform/foundation/main_queue.h"
+#include "platform/foundation/network.h"
 #include "platform/foundation/user_defaults.h"
 
 #include <QWidget>
@@ -26,12 +27,13 @@ public:
     /// Whether the window is shown at the start.
     enum class Launch { WithWindow, Hidden };
 
-    KivoloApp();
+    explicit KivoloApp(std::unique_ptr<Network> network = std::make_unique<SystemNetwork>());
     ~KivoloApp();
 
     /// Claims this installation for this process, shows the window and starts the session. When
     /// another process has the installation already, that one is asked to show its window, unless
-    /// this start is hidden, and nothing is started here.
+    /// this start is hidden, and nothing is started here. The session of a hidden start, which may
+    /// come before the network, begins when its server can be reached.
     SingleInstance::Outcome start(Launch launch);
 
     /// Why start() ended in Outcome::Failed.
@@ -41,10 +43,12 @@ private:
     Store::Overlays makeOverlays();
     void sayThatNoCardsFloat();
     void settle();
+    void beginSession();
     void followColors();
     void followMotion();
     std::unique_ptr<QWidget> makeContent();
 
+    const std::unique_ptr<Network> network_;
     SystemMainQueue queue_;
     SystemScreen screen_;
     UserDefaults defaults_;
@@ -53,6 +57,7 @@ private:
     // Both only where no cards can float.
     std::unique_ptr<Notifications> notifications_;
     std::unique_ptr<BeamNotifications> beamNotifications_;
+    Launch launch_ = Launch::WithWindow;
     std::shared_ptr<Store> store_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<MenuBarExtra> extra_;

@@ -1,10 +1,10 @@
 #include "platform/foundation/url_session.h"
 
+#include "platform/foundation/proxies.h"
+
 #include <QCoreApplication>
-#include <QHostAddress>
 #include <QIODevice>
 #include <QNetworkAccessManager>
-#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPromise>
@@ -50,16 +50,12 @@ private:
 
 using ReplyPromise = std::shared_ptr<PendingReply>;
 
-/// The user's proxy settings, except that loopback is never reached through one.
 class ProxyFactory final : public QNetworkProxyFactory
 {
 public:
     QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override
     {
-        const QString host = query.peerHostName();
-        if (host == QLatin1String("localhost") || QHostAddress(host).isLoopback())
-            return {QNetworkProxy::NoProxy};
-        return systemProxyForQuery(query);
+        return proxiesFor(query);
     }
 };
 
