@@ -298,11 +298,19 @@ TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
                                                         "Mia's time capsule: Opens in 0s\n"
                                                         "Mia: Surprise");
     EXPECT_EQ(exitCode(start({}, wayland)), 0) << "a second start";
+    QByteArray said;
+    const FakeTray tray(bus.connect());
+    ASSERT_TRUE(eventually([&] { return !tray.icon().isEmpty(); }));
+    tray.click();
+    EXPECT_TRUE(eventually([&] {
+        said += program->readAllStandardError();
+        return said.contains(R"(set_title("kivolo)");
+    })) << "the panel";
     EXPECT_EQ(terminate(program), 0);
-    const QByteArray said = program->readAllStandardError();
+    said += program->readAllStandardError();
     EXPECT_EQ(said.count("kivolo: Without an X server"), 1);
     EXPECT_TRUE(said.contains(R"(set_title("Kivolo"))"));
-    EXPECT_EQ(said.count(".get_toplevel("), 1) << "no card is a window";
+    EXPECT_EQ(said.count(".get_toplevel("), 2) << "no card is a window";
 
     // The same again to who starts it, and on the desktop nothing but what arrives.
     const qsizetype polls = server.requestsTo("/beams").size();

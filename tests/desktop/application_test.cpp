@@ -193,6 +193,13 @@ TEST_F(ActivationTest, KeysAreTheUsersWhereTheUserHasBroughtTheWindow)
     giveFocusTo(idOf(window));
     field.clear();
     EXPECT_TRUE(takesKeys()) << "left and come back";
+
+    giveFocusTo(other);
+    application::activate(queue);
+    ASSERT_TRUE(isInFront());
+    application::raise(window);
+    field.clear();
+    EXPECT_TRUE(takesKeys()) << "started once more";
 }
 
 } // namespace

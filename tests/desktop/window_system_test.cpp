@@ -1,5 +1,6 @@
 #include "platform/desktop/window_system.h"
 
+#include <QCoreApplication>
 #include <QLocalServer>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -83,6 +84,13 @@ TEST_F(WindowSystemTest, IsTheXServerWhereverThereIsOne)
         EXPECT_EQ(window_system::choose(), c.choice);
         EXPECT_EQ(taken("QT_QPA_PLATFORM"), c.platform);
     }
+
+    const QStringList folders = QCoreApplication::libraryPaths();
+    put("DISPLAY", none);
+    put("WAYLAND_DISPLAY", wayland);
+    QCoreApplication::setLibraryPaths({folder.path()});
+    EXPECT_EQ(window_system::choose(), Choice::NoWaylandPlugin);
+    QCoreApplication::setLibraryPaths(folders);
 }
 
 } // namespace

@@ -38,6 +38,7 @@ void raise(QWidget &window)
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
     window.show();
     window.raise();
+    KeyGuard::dismiss(window);
     // Not activateWindow(), too: Qt may put that off, and so take the focus back a moment later.
     panel_system::bringToUser(*window.windowHandle());
 }

@@ -11,10 +11,21 @@ using namespace std::chrono_literals;
 /// A window that becomes active later than this was chosen by the user.
 static constexpr MainQueue::Duration patience = 2s;
 
+static KeyGuard *guardOf(const QWidget &window)
+{
+    return window.findChild<KeyGuard *>({}, Qt::FindDirectChildrenOnly);
+}
+
 void KeyGuard::watch(QWidget &window, const MainQueue &queue)
 {
-    delete window.findChild<KeyGuard *>({}, Qt::FindDirectChildrenOnly);
+    delete guardOf(window);
     new KeyGuard(window, queue.uptime() + patience, queue);
+}
+
+void KeyGuard::dismiss(QWidget &window)
+{
+    if (KeyGuard *guard = guardOf(window))
+        guard->end(Qt::OtherFocusReason);
 }
 
 KeyGuard::KeyGuard(QWidget &window, MainQueue::Duration expiry, const MainQueue &queue)

@@ -20,6 +20,9 @@ public:
     /// To be called right before `window`, which is shown and not active, asks for the focus.
     static void watch(QWidget &window, const MainQueue &queue);
 
+    /// The user has asked for `window`.
+    static void dismiss(QWidget &window);
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
