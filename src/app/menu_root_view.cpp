@@ -69,7 +69,7 @@ QWidget *MenuRootView::content(Route route)
     case Route::Waiting:
         return new InviteWaitingView(store_, queue_);
     case Route::Composer:
-        return new ComposeView(store_, defaults_, queue_);
+        return new ComposeView(store_, defaults_, queue_, this);
     }
     Q_UNREACHABLE();
 }

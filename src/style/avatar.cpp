@@ -45,9 +45,17 @@ void Avatar::paint(QPainter &painter, const QPointF &topLeft) const
     painter.setBrush(Brand::gradient(circle));
     painter.drawEllipse(circle);
 
-    painter.setFont(systemFont(size_ * 0.44, QFont::Bold));
+    // The toolkit's fonts have whole pixels.
+    const qreal fontSize = size_ * 0.44;
+    const QFont font = systemFont(fontSize, QFont::Bold);
+    painter.save();
+    painter.translate(circle.center());
+    painter.scale(fontSize / font.pixelSize(), fontSize / font.pixelSize());
+    painter.setFont(font);
     painter.setPen(Qt::white);
-    painter.drawText(circle, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip, initial_);
+    painter.drawText(circle.translated(-circle.center()),
+                     Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip, initial_);
+    painter.restore();
 
     QColor ring = Qt::white;
     ring.setAlphaF(0.55f);

@@ -4,6 +4,7 @@
 #include "style/shapes.h"
 
 #include <QPainter>
+#include <cmath>
 
 namespace kivolo {
 
@@ -32,13 +33,17 @@ qreal Background::cornerRadius(const QSizeF &size) const
 
 void Background::paint(QPainter &painter, const QRectF &rect, const Palette &colors) const
 {
+    const QRectF sharp = onPixels(painter, rect);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(shape(rect), fill_.brush(rect, colors));
-    if (form_ == Bar)
-        painter.fillRect(QRectF(rect.topLeft(), QSizeF(rect.width(), 1)), colors.quaternary);
+    painter.fillPath(shape(sharp), fill_.brush(sharp, colors));
+    if (form_ == Bar) {
+        const qreal scale = deviceScale(painter);
+        const qreal line = std::floor(scale) / scale;
+        painter.fillRect(QRectF(sharp.topLeft(), QSizeF(sharp.width(), line)), colors.quaternary);
+    }
     if (outline_)
-        strokeInside(painter, rect, cornerRadius(rect.size()), outline_->width,
-                     outline_->fill.brush(rect, colors));
+        strokeInside(painter, sharp, cornerRadius(sharp.size()), outline_->width,
+                     outline_->fill.brush(sharp, colors));
 }
 
 } // namespace kivolo

@@ -10,6 +10,10 @@ class QPainter;
 
 namespace kivolo {
 
+/// Buttons and fields are of one height and one shape where they stand in a column.
+inline constexpr int controlHeight = 32;
+inline constexpr qreal controlRadius = 8;
+
 /// A value that paints itself. Corners have continuous curvature.
 class Background
 {
@@ -27,6 +31,7 @@ public:
     QPainterPath shape(const QRectF &rect) const;
     /// Of the corners it has on a view of `size`.
     qreal cornerRadius(const QSizeF &size) const;
+    /// Its straight edges are sharp at every resolution.
     void paint(QPainter &painter, const QRectF &rect, const Palette &colors) const;
 
     bool operator==(const Background &) const = default;

@@ -2,6 +2,7 @@
 
 #include "style/focus_ring.h"
 #include "style/palette.h"
+#include "style/shapes.h"
 #include "style/stack_layout.h"
 #include "style/text_style.h"
 
@@ -17,10 +18,6 @@ namespace kivolo {
 namespace {
 
 constexpr int bezelPadding = 14;
-constexpr int bezelHeight = 28;
-constexpr qreal bezelRadius = 6;
-constexpr int largeBezelHeight = 32;
-constexpr qreal largeBezelRadius = 8;
 constexpr double hoverTint = 0.05;
 
 /// The toolkit would leave out the menu that a button opens.
@@ -193,7 +190,7 @@ void Button::paintEvent(QPaintEvent *)
     const Palette colors = Palette::of(palette());
     background_->paint(painter, rect(), colors);
     if (isEnabled() && underMouse() && !isDown())
-        painter.fillPath(background_->shape(rect()), colors.tint(hoverTint));
+        painter.fillPath(background_->shape(onPixels(painter, rect())), colors.tint(hoverTint));
 }
 
 Button *plainButton(QWidget *face, const QString &name, std::function<void()> action)
@@ -208,45 +205,44 @@ Button *plainButton(Text *face, std::function<void()> action)
 }
 
 static Button *bezel(QWidget *face, const QString &name, std::function<void()> action,
-                     const Background &background, int height)
+                     const Background &background)
 {
     return plainButton(face, name, std::move(action))
         ->padded(bezelPadding, 0)
         ->on(background)
-        ->high(height);
+        ->high(controlHeight);
+}
+
+static Background bordered()
+{
+    return Background::rounded(controlRadius, Fill::button()).outlined(Fill::quaternary());
 }
 
 Button *borderedButton(Text *face, std::function<void()> action)
 {
     const QString name = face->text();
-    return bezel(face->oneLine(), name, std::move(action),
-                 Background::rounded(bezelRadius, Fill::button()).outlined(Fill::quaternary()),
-                 bezelHeight);
+    return bezel(face->oneLine(), name, std::move(action), bordered());
 }
 
-Button *largeBorderedButton(Label *face, std::function<void()> action)
+Button *borderedButton(Label *face, std::function<void()> action)
 {
-    return bezel(face, face->text(), std::move(action),
-                 Background::rounded(largeBezelRadius, Fill::button()).outlined(Fill::quaternary()),
-                 largeBezelHeight);
+    return bezel(face, face->text(), std::move(action), bordered());
 }
 
 static Background prominent()
 {
-    return Background::rounded(largeBezelRadius, Fill::violet());
+    return Background::rounded(controlRadius, Fill::violet());
 }
 
 Button *prominentButton(Text *face, std::function<void()> action)
 {
     const QString name = face->text();
-    return bezel(face->oneLine()->in(Fill::white()), name, std::move(action), prominent(),
-                 largeBezelHeight);
+    return bezel(face->oneLine()->in(Fill::white()), name, std::move(action), prominent());
 }
 
 Button *prominentButton(Label *face, std::function<void()> action)
 {
-    return bezel(face->in(Fill::white()), face->text(), std::move(action), prominent(),
-                 largeBezelHeight);
+    return bezel(face->in(Fill::white()), face->text(), std::move(action), prominent());
 }
 
 Button *chip(const QString &text, const QString &symbol, std::function<void()> action)

@@ -53,9 +53,8 @@ Button *plainButton(QWidget *face, const QString &name, std::function<void()> ac
 Button *plainButton(Text *face, std::function<void()> action);
 /// Outlined on the colour of buttons.
 Button *borderedButton(Text *face, std::function<void()> action);
-/// The same in the large size.
-Button *largeBorderedButton(Label *face, std::function<void()> action);
-/// The one that matters most: filled with violet, in the large size. The face becomes white.
+Button *borderedButton(Label *face, std::function<void()> action);
+/// The one that matters most: filled with violet. The face becomes white.
 Button *prominentButton(Text *face, std::function<void()> action);
 Button *prominentButton(Label *face, std::function<void()> action);
 /// A pale violet capsule with a small label.

@@ -84,8 +84,11 @@ void Field::takeColors()
 
 Field *roundedField(const QString &name)
 {
-    return new Field(name, Background::rounded(6, Fill::field()).outlined(Fill::quaternary()),
-                     {8, 5, 8, 5});
+    auto *field = new Field(
+        name, Background::rounded(controlRadius, Fill::field()).outlined(Fill::quaternary()),
+        {8, 0, 8, 0});
+    field->setFixedHeight(controlHeight);
+    return field;
 }
 
 Field *capsuleField(const QString &name)

@@ -85,10 +85,10 @@ void FocusRing::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     const qreal radius = cornerRadius() + reach;
+    const QRectF sharp = onPixels(painter, rect());
     // White beside violet, so that it shows on the brand's gradient as well as on the window.
-    strokeInside(painter, QRectF(rect()).adjusted(1, 1, -1, -1), radius - 1, 2,
-                 QColor(255, 255, 255, 217));
-    strokeInside(painter, rect(), radius, 2, Brand::violet());
+    strokeInside(painter, sharp.adjusted(1, 1, -1, -1), radius - 1, 2, QColor(255, 255, 255, 217));
+    strokeInside(painter, sharp, radius, 2, Brand::violet());
 }
 
 } // namespace kivolo

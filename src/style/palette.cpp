@@ -92,6 +92,13 @@ static bool sameColors(const QPalette &a, const QPalette &b)
     return true;
 }
 
+/// As the toolkit fades what is disabled, texts could not be read.
+static QPalette active(QPalette palette)
+{
+    palette.setCurrentColorGroup(QPalette::Active);
+    return palette;
+}
+
 static Palette resolved(const QPalette &palette)
 {
     // The style's own palette means that nobody chose one.
@@ -109,7 +116,7 @@ Palette Palette::of(const QPalette &palette)
     static qint64 key = 0;
     static Palette last = standardLight();
     if (key != palette.cacheKey()) {
-        last = resolved(palette);
+        last = resolved(active(palette));
         key = palette.cacheKey();
     }
     return last;

@@ -75,13 +75,24 @@ QPainterPath continuousCapsule(const QRectF &rect)
     return continuousRoundedRect(rect, qMin(rect.width(), rect.height()) / 2);
 }
 
+QRectF onPixels(const QPainter &painter, const QRectF &rect)
+{
+    const QTransform &toDevice = painter.deviceTransform();
+    const QRectF device = toDevice.mapRect(rect);
+    const QRectF whole(QPointF(qRound(device.left()), qRound(device.top())),
+                       QPointF(qRound(device.right()), qRound(device.bottom())));
+    return toDevice.inverted().mapRect(whole);
+}
+
 void strokeInside(QPainter &painter, const QRectF &rect, qreal radius, qreal lineWidth,
                   const QBrush &brush)
 {
+    const qreal scale = deviceScale(painter);
+    const qreal line = qMax(1.0, std::floor(lineWidth * scale)) / scale;
     // The ring between two outlines: a stroked polygon would show where it begins and ends.
     QPainterPath ring = continuousRoundedRect(rect, radius);
-    ring.addPath(continuousRoundedRect(rect.adjusted(lineWidth, lineWidth, -lineWidth, -lineWidth),
-                                       qMax(0.0, radius - lineWidth)));
+    ring.addPath(
+        continuousRoundedRect(rect.adjusted(line, line, -line, -line), qMax(0.0, radius - line)));
     ring.setFillRule(Qt::OddEvenFill);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillPath(ring, brush);

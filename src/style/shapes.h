@@ -18,8 +18,13 @@ QPainterPath continuousRoundedRect(const QRectF &rect, qreal radius);
 /// A rectangle with ends as round as it is high (or wide, if it is taller than wide).
 QPainterPath continuousCapsule(const QRectF &rect);
 
+/// `rect` with its edges moved to where device pixels of `painter` begin: they are painted sharp,
+/// and what stands beside it begins where it ends.
+QRectF onPixels(const QPainter &painter, const QRectF &rect);
+
 /// Strokes the inner edge of a continuous rounded rectangle: nothing lies outside `rect`, so the
-/// edge of a window cuts nothing off.
+/// edge of a window cuts nothing off. The line is as many whole device pixels as its width has, one
+/// at least.
 void strokeInside(QPainter &painter, const QRectF &rect, qreal radius, qreal lineWidth,
                   const QBrush &brush);
 

@@ -123,16 +123,27 @@ void setShown(QWidget *view, bool shown)
         view->setVisible(shown);
 }
 
-qreal inkOpacity(const QWidget &view)
+static const QAbstractButton *buttonOf(const QWidget &view)
 {
     for (const QWidget *at = &view; at; at = at->isWindow() ? nullptr : at->parentWidget()) {
-        const auto *button = qobject_cast<const QAbstractButton *>(at);
-        if (button && !button->isEnabled())
-            return at == &view ? 0.5 : 0.95; // what is on it says why, and has to be read
-        if (button)
-            return button->isDown() ? 0.7 : 1;
+        if (const auto *button = qobject_cast<const QAbstractButton *>(at))
+            return button;
     }
-    return 1;
+    return nullptr;
+}
+
+qreal inkOpacity(const QWidget &view)
+{
+    const QAbstractButton *button = buttonOf(view);
+    if (button && !button->isEnabled())
+        return button == &view ? 0.2 : 1;
+    return button && button->isDown() ? 0.7 : 1;
+}
+
+Fill ink(const QWidget &view, Fill fill)
+{
+    const QAbstractButton *button = buttonOf(view);
+    return button && !button->isEnabled() && fill == Fill::white() ? Fill::primary(0.7) : fill;
 }
 
 } // namespace kivolo

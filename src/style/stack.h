@@ -69,7 +69,11 @@ QWidget *divider();
 /// Removes `view` from what is shown, or brings it back.
 void setShown(QWidget *view, bool shown);
 
-/// How strongly a view is painted: fainter while the button it belongs to is pressed or cannot be.
+/// How strongly a view is painted: fainter while the button it belongs to is pressed, and a button
+/// itself where it cannot be.
 qreal inkOpacity(const QWidget &view);
+/// What a view that would be painted in `fill` is painted in: white could not be read on the pale
+/// colour of a button that cannot be pressed.
+Fill ink(const QWidget &view, Fill fill);
 
 } // namespace kivolo

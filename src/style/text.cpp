@@ -151,8 +151,8 @@ void Text::paintEvent(QPaintEvent *event)
     painter.setOpacity(inkOpacity(*this));
     const QRectF area = contentsRect();
     block(area.width())
-        .paint(painter, area.topLeft(), area.width(), fill_.color(Palette::of(palette())),
-               event->rect(), alignment_);
+        .paint(painter, area.topLeft(), area.width(),
+               ink(*this, fill_).color(Palette::of(palette())), event->rect(), alignment_);
 }
 
 void Text::changeEvent(QEvent *event)
@@ -194,7 +194,7 @@ void Symbol::paintEvent(QPaintEvent *)
     QPainter painter(this);
     painter.setOpacity(inkOpacity(*this));
     const QRectF area = contentsRect();
-    paintSymbol(painter, name_, area, fill_.brush(area, Palette::of(palette())));
+    paintSymbol(painter, name_, area, ink(*this, fill_).brush(area, Palette::of(palette())));
 }
 
 Label::Label(const QString &text, const QString &symbol, const QFont &font)

@@ -19,7 +19,8 @@ constexpr qsizetype mostCode = 24; // the server's are shorter
 
 } // namespace
 
-/// The first members' avatars, each partly over the one before it.
+/// The first members' avatars, each partly over the one before it. The header paints them: their
+/// rings reach beyond the place they take.
 class ComposeHeader::Avatars : public QWidget
 {
 public:
@@ -37,24 +38,22 @@ public:
         for (const QString &name : names)
             avatars_.emplace_back(name, diameter);
         updateGeometry();
-        update();
+        parentWidget()->update();
+    }
+
+    void paint(QPainter &painter) const
+    {
+        QPointF at = pos();
+        for (const Avatar &avatar : avatars_) {
+            avatar.paint(painter, at);
+            at.rx() += diameter + spacing;
+        }
     }
 
     QSize sizeHint() const override
     {
         const int count = int(avatars_.size());
         return {count ? count * diameter + (count - 1) * spacing : 0, diameter};
-    }
-
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter painter(this);
-        QPointF at;
-        for (const Avatar &avatar : avatars_) {
-            avatar.paint(painter, at);
-            at.rx() += diameter + spacing;
-        }
     }
 
 private:
@@ -113,6 +112,13 @@ QString ComposeHeader::titleText(const Store &store)
     if (others.size() == 1)
         return tr("You & %1").arg(isolated(singleLine(others.first().handle)));
     return tr("You & %n others", nullptr, int(others.size()));
+}
+
+void ComposeHeader::paintEvent(QPaintEvent *event)
+{
+    Stack::paintEvent(event);
+    QPainter painter(this);
+    avatars_->paint(painter);
 }
 
 void ComposeHeader::render()

@@ -24,6 +24,9 @@ public:
     /// "Your circle", "You & Mia" or "You & 3 others".
     static QString titleText(const Store &store);
 
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
 private:
     void render();
 

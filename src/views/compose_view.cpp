@@ -43,10 +43,10 @@ static ScrollView *emptyState()
 }
 
 ComposeView::ComposeView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue,
-                         QWidget *parent)
-    : QWidget(parent)
-    , store_(std::move(store))
+                         QWidget *stage)
+    : store_(std::move(store))
     , defaults_(defaults)
+    , stage_(stage ? stage : this)
 {
     composer_ = new Composer(store_, queue, [this](FeatureGuide guide) { tapFeature(guide); });
     // clang-format off
@@ -68,6 +68,17 @@ ComposeView::ComposeView(std::shared_ptr<Store> store, UserDefaults &defaults, M
     render();
 }
 
+ComposeView::~ComposeView()
+{
+    delete guideCard_;
+}
+
+void ComposeView::hideEvent(QHideEvent *)
+{
+    if (isHidden()) // itself, for another screen; not with its window
+        setActiveGuide({});
+}
+
 void ComposeView::render()
 {
     const bool empty = store_->feed->isEmpty();
@@ -78,8 +89,6 @@ void ComposeView::render()
 void ComposeView::resizeEvent(QResizeEvent *)
 {
     column_->setGeometry(rect());
-    if (guideCard_)
-        guideCard_->setGeometry(rect());
 }
 
 void ComposeView::tapFeature(FeatureGuide guide)
@@ -108,8 +117,7 @@ void ComposeView::setActiveGuide(std::optional<FeatureGuide> guide)
         composer_->perform(guide);
     };
     guideCard_ = new FeatureGuideCard(
-        *guide, primary, [this] { setActiveGuide({}); }, this);
-    guideCard_->setGeometry(rect());
+        *guide, primary, [this] { setActiveGuide({}); }, stage_);
     guideCard_->show();
     guideCard_->setFocus(byKeys ? Qt::TabFocusReason : Qt::OtherFocusReason);
 }

@@ -22,11 +22,14 @@ class ComposeView : public QWidget
 {
     Q_OBJECT
 public:
-    /// `defaults` and `queue` must outlive the view.
+    /// `defaults` and `queue` must outlive the view. A guide covers `stage`, which has the view in
+    /// it, or only the view if there is none.
     ComposeView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue,
-                QWidget *parent = nullptr);
+                QWidget *stage = nullptr);
+    ~ComposeView() override;
 
 protected:
+    void hideEvent(QHideEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
@@ -36,6 +39,7 @@ private:
 
     std::shared_ptr<Store> store_;
     UserDefaults &defaults_;
+    QWidget *stage_;
 
     Stack *column_;
     FeedView *feed_;

@@ -89,7 +89,7 @@ Stack *Composer::doodleRow()
 {
     // clang-format off
     return hstack(8, {
-        largeBorderedButton(
+        borderedButton(
             label(tr("Text"), QStringLiteral("textformat"), textFont(TextStyle::Body)),
             [this] { setDoodleShown(false); }),
         plainButton(text(tr("Clear"), textFont(TextStyle::Body))->in(Fill::secondary()),

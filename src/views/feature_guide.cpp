@@ -102,6 +102,15 @@ FeatureGuideCard::FeatureGuideCard(FeatureGuide guide, Action onPrimary, Action 
     setAccessibleName(content.title);
     setAccessibleDescription(content.description);
     setFocusProxy(primary_);
+    setGeometry(parent->rect());
+    parent->installEventFilter(this);
+}
+
+bool FeatureGuideCard::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Resize)
+        setGeometry(parentWidget()->rect());
+    return QWidget::eventFilter(watched, event);
 }
 
 bool FeatureGuideCard::event(QEvent *event)
@@ -130,9 +139,23 @@ void FeatureGuideCard::keyPressEvent(QKeyEvent *event)
         QWidget::keyPressEvent(event);
 }
 
+bool FeatureGuideCard::isBeside(const QMouseEvent &event) const
+{
+    const QPoint at = event.position().toPoint();
+    return event.button() == Qt::LeftButton && rect().contains(at) &&
+           !card_->geometry().contains(at);
+}
+
 void FeatureGuideCard::mousePressEvent(QMouseEvent *event)
 {
-    if (!card_->geometry().contains(event->position().toPoint()))
+    pressedBeside_ = isBeside(*event);
+}
+
+void FeatureGuideCard::mouseReleaseEvent(QMouseEvent *event)
+{
+    const bool clicked = pressedBeside_ && isBeside(*event);
+    pressedBeside_ = false;
+    if (clicked)
         onClose_();
 }
 

@@ -29,8 +29,9 @@ struct FeatureGuideContent
     static FeatureGuideContent of(FeatureGuide guide);
 };
 
-/// Lies over a whole view, dims it, and shows a card in its middle. Only reports what is chosen.
-/// While it is shown the focus stays in it, and Escape chooses to close.
+/// Lies over the whole of its parent, dims it, and shows a card in its middle. Only reports what is
+/// chosen. While it is shown the focus stays in it; Escape or a click beside the card chooses to
+/// close.
 class FeatureGuideCard : public QWidget
 {
     Q_OBJECT
@@ -38,15 +39,21 @@ public:
     using Action = std::function<void()>;
     FeatureGuideCard(FeatureGuide guide, Action onPrimary, Action onClose, QWidget *parent);
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 protected:
     bool event(QEvent *event) override;
     bool focusNextPrevChild(bool next) override;
     void keyPressEvent(QKeyEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    bool isBeside(const QMouseEvent &event) const;
+
     Action onClose_;
+    bool pressedBeside_ = false;
     Button *primary_;
     Button *later_;
     Stack *card_;

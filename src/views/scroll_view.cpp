@@ -1,9 +1,14 @@
 #include "views/scroll_view.h"
 
+#include "style/background.h"
+#include "style/brand.h"
+#include "style/focus_ring.h"
+#include "style/shapes.h"
 #include "views/feed_scroll_bar.h"
 
-#include <QEvent>
+#include <QFocusEvent>
 #include <QLayout>
+#include <QPainter>
 
 namespace kivolo {
 
@@ -32,6 +37,31 @@ bool ScrollView::eventFilter(QObject *watched, QEvent *event)
     if (watched == widget() && event->type() == QEvent::LayoutRequest)
         fit();
     return QScrollArea::eventFilter(watched, event);
+}
+
+void ScrollView::showFocus(bool shown)
+{
+    showsFocus_ = shown;
+    viewport()->update();
+}
+
+void ScrollView::focusInEvent(QFocusEvent *event)
+{
+    showFocus(isShownFocus(event->reason()));
+}
+
+void ScrollView::focusOutEvent(QFocusEvent *)
+{
+    showFocus(false);
+}
+
+void ScrollView::paintEvent(QPaintEvent *)
+{
+    if (!showsFocus_)
+        return;
+    QPainter painter(viewport());
+    const QRectF inner = QRectF(viewport()->rect()).adjusted(2, 2, -2, -2);
+    strokeInside(painter, onPixels(painter, inner), controlRadius, 2, Brand::violet());
 }
 
 void ScrollView::fit()

@@ -18,10 +18,16 @@ public:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 protected:
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
 
 private:
     void fit();
+    void showFocus(bool shown);
+
+    bool showsFocus_ = false;
 };
 
 } // namespace kivolo

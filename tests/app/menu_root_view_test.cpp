@@ -3,6 +3,7 @@
 #include "core/store_fixture.h"
 #include "style/button.h"
 #include "style/motion.h"
+#include "views/feature_guide.h"
 
 #include <QDesktopServices>
 #include <QTest>
@@ -144,6 +145,40 @@ TEST_F(MenuRootViewTest, BothScenesTakeTheSameRouteAtOnce)
             press(*view, u"Update now"_s);
         EXPECT_EQ(browser.opened, QList<QUrl>(2, QUrl(download)));
     }
+}
+
+TEST_F(MenuRootViewTest, AGuideCoversTheWholeWindowAndGoesWithItsScreen)
+{
+    defaults.setBoolean(u"kivolo_welcome_seen"_s, true);
+    store->members = QList<Member>(2);
+    store->screen = Store::Screen::joined;
+    store->update = VersionInfo{u"9.9"_s, u"https://kivolo.example"_s, {}};
+    ASSERT_TRUE(bothShow({u"ComposeView"_s, u"UpdateBanner"_s}));
+    press(*window, u"Buzz"_s);
+    const auto guide = [this] { return window->findChild<FeatureGuideCard *>(); };
+    const auto isCovered = [&] {
+        for (const Button *each : window->findChildren<Button *>()) {
+            const QPoint middle = each->mapTo(window.get(), each->rect().center());
+            const QWidget *hit = window->childAt(middle);
+            if (each->isVisible() && hit != guide() && !guide()->isAncestorOf(hit))
+                return false;
+        }
+        return guide()->geometry() == window->rect();
+    };
+    ASSERT_TRUE(guide() && guide()->isVisible());
+    EXPECT_TRUE(isCovered());
+    window->resize(640, 800);
+    store->update = VersionInfo{u"10"_s, u"https://kivolo.example"_s, u"a line more"_s};
+    QTest::qWait(0);
+    EXPECT_TRUE(isCovered());
+    EXPECT_FALSE(panel->findChild<FeatureGuideCard *>());
+
+    window->hide();
+    window->show();
+    EXPECT_TRUE(guide() && guide()->isVisible());
+    store->forceUpdate = u"https://kivolo.example"_s;
+    ASSERT_TRUE(bothShow({u"ForceUpdateView"_s}));
+    EXPECT_FALSE(guide() && guide()->isVisible());
 }
 
 TEST_F(MenuRootViewTest, NothingThatOthersWriteBreaksAScreen)

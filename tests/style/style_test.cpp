@@ -1,4 +1,5 @@
 #include "style/avatar.h"
+#include "style/background.h"
 #include "style/brand.h"
 #include "style/palette.h"
 #include "style/shapes.h"
@@ -10,6 +11,7 @@
 #include <QImage>
 #include <QPainter>
 #include <QRawFont>
+#include <QSet>
 #include <QStyle>
 #include <QTextLayout>
 #include <cmath>
@@ -52,6 +54,53 @@ TEST(BrandTest, ColoursHaveTheirEightBitValues)
 {
     EXPECT_EQ(Brand::violet().rgb(), qRgb(125, 92, 252));
     EXPECT_EQ(Brand::coral().rgb(), qRgb(255, 107, 138));
+}
+
+TEST(BackgroundTest, HasSharpStraightEdgesAtEveryScale)
+{
+    const Palette colors = Palette::standardLight();
+    const Background kinds[] = {
+        Background::rectangle(Fill::black()),
+        Background::bar(),
+        Background::rounded(8, Fill::black()).outlined(Fill::red()),
+    };
+    for (const double scale : {1.0, 1.25, 1.5, 1.75, 2.0}) {
+        for (const int top : {57, 58, 59}) {
+            QImage image = canvas({40, 100}, scale);
+            for (size_t i = 0; i < std::size(kinds); ++i) {
+                image.fill(Qt::white);
+                QPainter painter(&image);
+                painter.translate(0, top);
+                kinds[i].paint(painter, {0, 0, 40, 31}, colors);
+                painter.end();
+                QSet<QRgb> shades; // down the middle
+                for (int y = 0; y < image.height(); ++y)
+                    shades.insert(image.pixel(image.width() / 2, y));
+                EXPECT_EQ(shades.size(), i == 0 ? 2 : 3) << i << " " << scale << " " << top;
+            }
+        }
+    }
+}
+
+TEST(AvatarTest, InitialGrowsWithItsCircle)
+{
+    const auto inkWidth = [](double size) {
+        QImage image = canvas({40, 40}, 8);
+        QPainter painter(&image);
+        Avatar(QStringLiteral("H"), size).paint(painter, {2, 2});
+        painter.end();
+        const int y = int((2 + size / 2 - size * 0.1) * 8); // through both stems
+        int first = 0;
+        int last = 0;
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixelColor(x, y) != Qt::white)
+                continue;
+            first = first ? first : x;
+            last = x;
+        }
+        return last - first;
+    };
+    EXPECT_NEAR(inkWidth(23.5) / double(inkWidth(22)), 23.5 / 22, 0.02);
 }
 
 TEST(AvatarTest, Initial)

@@ -195,8 +195,20 @@ TEST_F(ComposeTest, ExplainsAFeatureUntilItIsUsed)
     EXPECT_FALSE(button("Maybe later"));
 
     press("Capsule");
-    QTest::mouseClick(view->findChild<FeatureGuideCard *>(), Qt::LeftButton, {}, {5, 5});
-    EXPECT_FALSE(button("Maybe later"));
+    auto *guide = view->findChild<FeatureGuideCard *>();
+    const QPoint beside(5, 5);
+    const QPoint onCard = guide->rect().center();
+    const auto drag = [&](Qt::MouseButton with, const QPoint &from, const QPoint &to) {
+        QTest::mousePress(guide, with, {}, from);
+        EXPECT_TRUE(button("Maybe later")) << "a press is no click";
+        QTest::mouseRelease(guide, with, {}, to);
+        return button("Maybe later") == nullptr;
+    };
+    EXPECT_FALSE(drag(Qt::RightButton, beside, beside));
+    EXPECT_FALSE(drag(Qt::LeftButton, beside, onCard));
+    EXPECT_FALSE(drag(Qt::LeftButton, onCard, beside));
+    EXPECT_FALSE(drag(Qt::LeftButton, beside, {-5, 5})) << "outside of the window";
+    EXPECT_TRUE(drag(Qt::LeftButton, beside, {5, view->height() - 5}));
     EXPECT_FALSE(defaults.boolean(key));
 
     press("Capsule");

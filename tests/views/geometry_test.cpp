@@ -1,6 +1,7 @@
 // Where everything stands on every screen, in points.
 #include "doodle/drawing_ns_view.h"
 #include "style/activity_indicator.h"
+#include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
 #include "views/beam_bubble.h"
@@ -8,6 +9,7 @@
 #include "views/feed_view.h"
 #include "views/window_on_show.h"
 
+#include <QApplication>
 #include <QFontMetricsF>
 #include <cmath>
 
@@ -92,6 +94,53 @@ TEST_P(GeometryTest, ComposeHeader)
              on.only<Symbol>("Copy your invite code").left - pill.left, 11},
         });
     }
+}
+
+TEST_F(WindowTest, RingOfAnAvatarIsWhole)
+{
+    const WindowOnShow on("feed", idealSize);
+    constexpr int scale = 8;
+    QImage image(QSize(120, 58) * scale, QImage::Format_RGB32);
+    image.setDevicePixelRatio(scale);
+    on.window.view().render(&image, {}, QRect(0, 0, 120, 58));
+    const auto at = [&](double x, double y) {
+        return image.pixelColor(int(x * scale), int(y * scale)).lightness();
+    };
+    // Half of the line of 1.2 lies beyond the circle from 14 to 48 and from 12 to 46.
+    EXPECT_GT(at(14 - 0.4, 29), at(14 - 1, 29) + 20);
+    EXPECT_GT(at(31, 12 - 0.4), at(31, 12 - 1) + 20);
+    EXPECT_GT(at(31, 46 + 0.4), at(31, 46 + 1) + 20);
+}
+
+TEST_F(WindowTest, WhatIsBeingSentCanBeRead)
+{
+    const auto luminance = [](const QColor &color) {
+        const auto linear = [](double c) {
+            return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(double(color.redF())) + 0.7152 * linear(double(color.greenF())) +
+               0.0722 * linear(double(color.blueF()));
+    };
+    const QPalette before = QApplication::palette();
+    for (const Palette *each : {&Palette::standardLight(), &Palette::standardDark()}) {
+        QApplication::setPalette(each->toQPalette());
+        const WindowOnShow on("sending-doodle", idealSize);
+        const QImage button = on.named<Button>(QStringLiteral("Sending…"))
+                                  ->grab()
+                                  .toImage()
+                                  .convertedTo(QImage::Format_RGB32);
+        const double face = luminance(button.pixelColor(10, button.height() / 2));
+        double contrast = 1;
+        for (int x = 10; x < button.width() - 10; ++x) {
+            for (int y = 8; y < button.height() - 8; ++y) {
+                const double ink = luminance(button.pixelColor(x, y));
+                contrast =
+                    std::max(contrast, (std::max(ink, face) + 0.05) / (std::min(ink, face) + 0.05));
+            }
+        }
+        EXPECT_GE(contrast, 4.5) << (each->dark ? "dark" : "light");
+    }
+    QApplication::setPalette(before);
 }
 
 TEST_P(GeometryTest, ComposerToWrite)
@@ -329,6 +378,10 @@ TEST_P(GeometryTest, CreateOrJoin)
     }
     for (const Frame &each : column)
         EXPECT_NEAR(each.centre(), on.width / 2, 1);
+    for (const size_t control : {2, 3, 4, 6})
+        EXPECT_EQ(column[control].height(), 32) << control;
+    EXPECT_EQ(on.named<Field>(QStringLiteral("invite code"))->cornerRadius(),
+              on.named<Button>(QStringLiteral("Start a circle"))->cornerRadius());
     EXPECT_NEAR(column[0].height(), line(systemFont(30, QFont::ExtraBold)), 1);
     EXPECT_NEAR(column[0].top + column[7].bottom, on.height, 1) << "in the middle";
 }
