@@ -141,7 +141,8 @@ private:
 /// Leaves room for the shadow where it can be seen.
 void makeRoomForShadow(QMenu &menu)
 {
-    const bool blended = panel_system::observeCompositor([] {})->isThere();
+    const bool onWayland = QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+    const bool blended = onWayland || panel_system::observeCompositor([] {})->isThere();
     const int reach = blended ? shadowReach : 0;
     const QMargins margins(reach, reach, reach, reach);
     if (menu.contentsMargins() == margins)

@@ -90,6 +90,7 @@ TEST_F(OverflowMenuTest, IsASurfaceWithAShadowWhereWindowsAreBlended)
         return;
     for (const bool claimed : {true, false}) {
         x.claimCompositor(claimed);
+        ASSERT_EQ(x.hasCompositor(), claimed); // the server has heard of it
         looks(claimed);
     }
 }
