@@ -304,12 +304,12 @@ TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
     tray.click();
     EXPECT_TRUE(eventually([&] {
         said += program->readAllStandardError();
-        return said.contains(R"(set_title("kivolo)");
+        return said.contains("set_title(\"kivolo");
     })) << "the panel";
     EXPECT_EQ(terminate(program), 0);
     said += program->readAllStandardError();
     EXPECT_EQ(said.count("kivolo: Without an X server"), 1);
-    EXPECT_TRUE(said.contains(R"(set_title("Kivolo"))"));
+    EXPECT_TRUE(said.contains("set_title(\"Kivolo\")"));
     EXPECT_EQ(said.count(".get_toplevel("), 2) << "no card is a window";
 
     // The same again to who starts it, and on the desktop nothing but what arrives.
