@@ -1,7 +1,7 @@
 #include "http/server.h"
 #include "log.h"
 #include "options.h"
-#include "routes.h"
+#include "routes/routes.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>

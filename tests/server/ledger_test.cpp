@@ -1,7 +1,7 @@
 // Nothing that was accepted may be lost between two polls, however writes and reads interleave.
 
 #include "allocations.h"
-#include "sqlite_readers.h"
+#include "ledger/sqlite_readers.h"
 #include "support.h"
 
 #include <barrier>

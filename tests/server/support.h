@@ -1,8 +1,8 @@
 // A whole server without sockets, on a clock of its own; and a plain client for those with.
 #pragma once
 
-#include "refusal.h"
-#include "routes.h"
+#include "records/refusal.h"
+#include "routes/routes.h"
 
 #include <atomic>
 #include <boost/asio/thread_pool.hpp>

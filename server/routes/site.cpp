@@ -1,6 +1,6 @@
 #include "site.h"
 
-#include "text.h"
+#include "records/text.h"
 
 #include <cerrno>
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 #include "checks.h"
 
-#include "refusal.h"
-#include "text.h"
+#include "records/refusal.h"
+#include "records/text.h"
 
 #include <algorithm>
 

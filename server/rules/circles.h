@@ -2,8 +2,8 @@
 #pragma once
 
 #include "identifiers.h"
-#include "ledger.h"
-#include "requests.h"
+#include "ledger/ledger.h"
+#include "records/requests.h"
 
 #include <variant>
 

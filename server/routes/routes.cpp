@@ -1,8 +1,8 @@
 #include "routes.h"
 
 #include "query.h"
-#include "refusal.h"
-#include "wire.h"
+#include "records/refusal.h"
+#include "records/wire.h"
 
 #include <spdlog/spdlog.h>
 

@@ -1,7 +1,7 @@
 // What a request must hold before the rules look at it. Pure; each throws a Refusal.
 #pragma once
 
-#include "requests.h"
+#include "records/requests.h"
 
 namespace kivolo::server {
 

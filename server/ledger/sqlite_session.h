@@ -2,7 +2,7 @@
 // something.
 #pragma once
 
-#include "refusal.h"
+#include "records/refusal.h"
 
 // Brings its own sqlite3.h inside a namespace; including that header before it breaks the build.
 #include <soci/soci.h>

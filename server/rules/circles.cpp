@@ -1,8 +1,8 @@
 #include "circles.h"
 
 #include "checks.h"
-#include "refusal.h"
-#include "wire.h"
+#include "records/refusal.h"
+#include "records/wire.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 // The endpoint table: which request calls which rule, and how its outcome is told.
 #pragma once
 
-#include "circles.h"
 #include "http/message.h"
+#include "rules/circles.h"
 #include "site.h"
 
 namespace kivolo::server {

@@ -1,7 +1,7 @@
 // Where circles, members and beams are kept. One implementation per database engine.
 #pragma once
 
-#include "requests.h"
+#include "records/requests.h"
 
 #include <chrono>
 #include <exception>

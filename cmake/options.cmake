@@ -1,0 +1,20 @@
+# What every target of the project shares.
+
+find_package(GTest REQUIRED)
+find_package(Threads REQUIRED)
+
+add_library(kivolo_options INTERFACE)
+target_compile_options(kivolo_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(KIVOLO_WARNINGS_AS_ERRORS)
+  target_compile_options(kivolo_options INTERFACE -Werror)
+endif()
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  # What nothing refers to, and each place to relocate, would be read into memory with its neighbours.
+  target_compile_options(kivolo_options INTERFACE -ffunction-sections -fdata-sections)
+  target_link_options(kivolo_options INTERFACE -Wl,--gc-sections -Wl,--as-needed -Wl,-z,pack-relative-relocs)
+endif()
+if(KIVOLO_SANITIZE)
+  set(sanitize -fsanitize=${KIVOLO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_compile_options(kivolo_options INTERFACE ${sanitize})
+  target_link_options(kivolo_options INTERFACE ${sanitize})
+endif()
