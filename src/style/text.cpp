@@ -8,7 +8,6 @@
 #include <QFontMetricsF>
 #include <QPaintEvent>
 #include <QPainter>
-#include <QRegularExpression>
 #include <cmath>
 
 namespace kivolo {
@@ -81,6 +80,19 @@ TextBlock Text::wrapped(qreal width) const
     return {text(), font(), {.width = width, .lineSpacing = lineSpacing_}};
 }
 
+static qreal longestWord(const QString &text, const QFontMetricsF &metrics)
+{
+    qreal longest = 0;
+    for (qsizetype start = 0; start < text.size();) {
+        qsizetype end = start;
+        while (end < text.size() && !text.at(end).isSpace())
+            ++end;
+        longest = std::max(longest, metrics.horizontalAdvance(text.mid(start, end - start)));
+        start = end + 1;
+    }
+    return longest;
+}
+
 /// Wrapped into no more lines than `width` calls for, none of which is left with a word alone: in
 /// the narrowest column that does it.
 TextBlock Text::balanced(qreal width) const
@@ -90,9 +102,7 @@ TextBlock Text::balanced(qreal width) const
     const qreal height = best.size().height();
     if (height < 2 * metrics.height())
         return best;
-    qreal tooNarrow = 0; // or, a word would be broken
-    for (const QString &word : text().split(QRegularExpression(QStringLiteral("\\s"))))
-        tooNarrow = std::max(tooNarrow, metrics.horizontalAdvance(word));
+    qreal tooNarrow = longestWord(text(), metrics); // it would be broken
     for (qreal wide = best.size().width(); wide - tooNarrow > 1;) {
         const qreal middle = (wide + tooNarrow) / 2;
         TextBlock narrower = wrapped(middle);

@@ -162,11 +162,28 @@ Sheet cards()
              "me the soup if they still have it?",
              "Ich komme zehn Minuten später, die Straßenbahn mal wieder. Bestellst "
              "du mir die Suppe, falls es sie noch gibt?");
+    const QString soup =
+        late + QLatin1Char(' ') +
+        said(
+            "And bread, if there is any: the dark one with the seeds, two slices, or three if you "
+            "want some, too. I have told the others that we sit at the window this time, where "
+            "the lamp is.",
+            "Und Brot, wenn es welches gibt: das dunkle mit den Körnern, zwei Scheiben, oder drei, "
+            "falls du auch magst. Den anderen habe ich gesagt, dass wir diesmal am Fenster sitzen, "
+            "bei der Lampe.");
     const QString lunch = said("lunch is here, wake up!", "Essen ist da, aufwachen!");
-    return sideBySide({
-        {cardShot(noteBeam(), false), cardShot(doodleBeam(), false), cardShot(beam(late), false)},
-        {cardShot(beam(lunch), true), capsuleShot(86'381), capsuleShot(7)},
-    });
+    const Row notes{cardShot(noteBeam(), false), cardShot(doodleBeam(), false),
+                    cardShot(beam(late), false), cardShot(beam(soup), false)};
+    const Shot buzz = cardShot(beam(lunch), true);
+    Sheet sheet = sideBySide({notes, {buzz}});
+    // Two capsules, as far apart as on a screen.
+    const Rect screen{0, 0, 1280, 800};
+    const double pitch = placement::capsule(screen, 1).y - placement::capsule(screen, 0).y;
+    const QPointF upper = sheet.shots.back().topLeft +
+                          QPointF(buzz.picture.deviceIndependentSize().width() + margin, 0);
+    sheet.shots.push_back({capsuleShot(7), upper});
+    sheet.shots.push_back({capsuleShot(86'381), upper + QPointF(0, pitch)});
+    return sheet;
 }
 
 const QSize ideal(520, 720);
@@ -206,7 +223,7 @@ std::map<QString, std::function<Sheet()>> sheets()
              return sideBySide(rows);
          }},
         {QStringLiteral("guides"), of(least, {"guide-buzz", "guide-capsule", "guide-doodle"})},
-        {QStringLiteral("banner"), of(ideal, {"banner", "banner-short"})},
+        {QStringLiteral("banner"), of(ideal, {"banner", "guide-banner", "banner-short"})},
         {QStringLiteral("welcome"),
          of(least, {"welcome-1", "welcome-2", "welcome-3", "welcome-4"})},
         {QStringLiteral("onboarding"), of(least, {"join-error", "waiting", "update-required"})},
