@@ -54,7 +54,7 @@ Text *Text::oneLine()
 Text *Text::lineSpacing(qreal points)
 {
     lineSpacing_ = points;
-    block_.reset();
+    paragraphs_.clear();
     return this;
 }
 
@@ -67,17 +67,17 @@ Text *Text::padded(int horizontal, int vertical)
 void Text::show(const QString &text)
 {
     const QString shown = cutAtCharacter(oneLine_ ? singleLine(text) : text, mostText);
-    if (shown == this->text() && block_)
+    if (shown == this->text() && !paragraphs_.empty())
         return;
-    block_.reset();
+    paragraphs_.clear();
     setText(shown);
     updateGeometry();
     update();
 }
 
-TextBlock Text::wrapped(qreal width) const
+TextBlock Text::wrapped(const QString &paragraph, qreal width) const
 {
-    return {text(), font(), {.width = width, .lineSpacing = lineSpacing_}};
+    return {paragraph, font(), {.width = width, .lineSpacing = lineSpacing_}};
 }
 
 static qreal longestWord(const QString &text, const QFontMetricsF &metrics)
@@ -95,17 +95,17 @@ static qreal longestWord(const QString &text, const QFontMetricsF &metrics)
 
 /// Wrapped into no more lines than `width` calls for, none of which is left with a word alone: in
 /// the narrowest column that does it.
-TextBlock Text::balanced(qreal width) const
+TextBlock Text::balanced(const QString &paragraph, qreal width) const
 {
     const QFontMetricsF metrics(font());
-    TextBlock best = wrapped(width);
+    TextBlock best = wrapped(paragraph, width);
     const qreal height = best.size().height();
     if (height < 2 * metrics.height())
         return best;
-    qreal tooNarrow = longestWord(text(), metrics); // it would be broken
+    qreal tooNarrow = longestWord(paragraph, metrics); // it would be broken
     for (qreal wide = best.size().width(); wide - tooNarrow > 1;) {
         const qreal middle = (wide + tooNarrow) / 2;
-        TextBlock narrower = wrapped(middle);
+        TextBlock narrower = wrapped(paragraph, middle);
         if (narrower.size().height() > height) {
             tooNarrow = middle;
         } else {
@@ -116,38 +116,49 @@ TextBlock Text::balanced(qreal width) const
     return best;
 }
 
-const TextBlock &Text::block(qreal width) const
+const std::vector<TextBlock> &Text::paragraphs(qreal width) const
 {
     width = std::max<qreal>(1, width);
-    if (!block_ || blockWidth_ != width) {
-        if (oneLine_)
-            block_.emplace(QFontMetricsF(font()).elidedText(text(), Qt::ElideRight, width), font(),
-                           TextBlock::Bounds{.width = anyWidth});
-        else
-            block_.emplace(balanced(width));
-        blockWidth_ = width;
+    if (!paragraphs_.empty() && laidOutWidth_ == width)
+        return paragraphs_;
+    laidOutWidth_ = width;
+    paragraphs_.clear();
+    if (oneLine_) {
+        const QFontMetricsF metrics(font());
+        paragraphs_.push_back(wrapped(metrics.elidedText(text(), Qt::ElideRight, width), anyWidth));
+        return paragraphs_;
     }
-    return *block_;
+    for (const QString &paragraph : text().split(u'\n'))
+        paragraphs_.push_back(balanced(paragraph, width));
+    return paragraphs_;
+}
+
+QSizeF Text::sizeOfText(qreal width) const
+{
+    QSizeF size(0, -lineSpacing_);
+    for (const TextBlock &paragraph : paragraphs(width))
+        size = {std::max(size.width(), paragraph.size().width()),
+                size.height() + lineSpacing_ + paragraph.size().height()};
+    return size;
 }
 
 int Text::heightForWidth(int width) const
 {
     const QMargins margins = contentsMargins();
-    return int(std::ceil(block(width - padding()).size().height())) + margins.top() +
+    return int(std::ceil(sizeOfText(width - padding()).height())) + margins.top() +
            margins.bottom();
 }
 
 QSize Text::sizeHint() const
 {
-    const QSizeF size = block(anyWidth).size();
+    const QSizeF size = sizeOfText(anyWidth);
     const QMargins margins = contentsMargins();
     return QSize(int(std::ceil(size.width())), int(std::ceil(size.height()))).grownBy(margins);
 }
 
 int Text::widthWith(const QString &text) const
 {
-    const TextBlock block(text, font(), TextBlock::Bounds{.width = anyWidth});
-    return int(std::ceil(block.size().width())) + padding();
+    return int(std::ceil(wrapped(text, anyWidth).size().width())) + padding();
 }
 
 QSize Text::minimumSizeHint() const
@@ -160,15 +171,18 @@ void Text::paintEvent(QPaintEvent *event)
     QPainter painter(this);
     painter.setOpacity(inkOpacity(*this));
     const QRectF area = contentsRect();
-    block(area.width())
-        .paint(painter, area.topLeft(), area.width(),
-               ink(*this, fill_).color(Palette::of(palette())), event->rect(), alignment_);
+    const QColor color = ink(*this, fill_).color(Palette::of(palette()));
+    QPointF at = area.topLeft();
+    for (const TextBlock &paragraph : paragraphs(area.width())) {
+        paragraph.paint(painter, at, area.width(), color, event->rect(), alignment_);
+        at.ry() += paragraph.size().height() + lineSpacing_;
+    }
 }
 
 void Text::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::FontChange)
-        block_.reset();
+        paragraphs_.clear();
     QLabel::changeEvent(event);
 }
 

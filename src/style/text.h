@@ -7,7 +7,7 @@
 
 #include <QLabel>
 #include <QPixmap>
-#include <optional>
+#include <vector>
 
 namespace kivolo {
 
@@ -42,17 +42,18 @@ protected:
     void changeEvent(QEvent *event) override;
 
 private:
-    const TextBlock &block(qreal width) const;
-    TextBlock wrapped(qreal width) const;
-    TextBlock balanced(qreal width) const;
+    const std::vector<TextBlock> &paragraphs(qreal width) const;
+    TextBlock wrapped(const QString &paragraph, qreal width) const;
+    TextBlock balanced(const QString &paragraph, qreal width) const;
+    QSizeF sizeOfText(qreal width) const;
     int padding() const { return contentsMargins().left() + contentsMargins().right(); }
 
     Fill fill_ = Fill::primary();
     TextBlock::Alignment alignment_ = TextBlock::Alignment::Leading;
     bool oneLine_ = false;
     qreal lineSpacing_ = 0;
-    mutable std::optional<TextBlock> block_; // for blockWidth_, while nothing has changed
-    mutable qreal blockWidth_ = 0;
+    mutable std::vector<TextBlock> paragraphs_; // for laidOutWidth_, while nothing has changed
+    mutable qreal laidOutWidth_ = 0;
 };
 
 /// One of the program's symbols in a font's size.

@@ -163,8 +163,9 @@ TEST(TextTest, WrapsInTheCentreIntoLinesOfAboutOneLength)
         double leastShare; // of the longest line that the shortest has
     } cases[] = {
         {"Invite the one person you like most", 200, 2, 0.6},
-        {"Kivolo is better together. Share this code with the one\nyou want to be with.", 300, 3,
-         0.4},
+        {"Kivolo is better together. Share this code with the one\nyou want to be with — the "
+         "moment they join, you’re connected.",
+         300, 4, 0.7},
         {"short", 200, 1, 1},
     };
     for (const auto &[words, width, lines, leastShare] : cases) {
