@@ -126,18 +126,46 @@ public:
         turnUntil([] { return PopupManager::shared().panels().empty(); });
     }
 
+    /// As many unmanaged windows of the toolkit's, as large and as translucent as a card with its
+    /// shadow, and empty: what the cards are compared with.
+    Clock::duration bareWindows(int count)
+    {
+        application_.reset("QWidget");
+        const auto begin = Clock::now();
+        std::vector<std::unique_ptr<QWidget>> windows;
+        for (int i = 0; i < count; ++i) {
+            QWidget &window = *windows.emplace_back(std::make_unique<QWidget>(
+                nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint));
+            window.setAttribute(Qt::WA_TranslucentBackground);
+            window.setAttribute(Qt::WA_ShowWithoutActivating);
+            window.setGeometry(1092, -8 + 162 * i, 364, 218);
+            window.show();
+        }
+        turnUntil([&] { return application_.cardsPainted() == count; });
+        QGuiApplication::sync();
+        return Clock::now() - begin;
+    }
+
     void twentyCards()
     {
         std::vector<double> times;
+        std::vector<double> bare;
+        std::vector<double> ratios;
         std::vector<double> blocks;
         for (int round = 0; round < rounds; ++round) {
+            bare.push_back(milliseconds(bareWindows(20)));
+            rest(fade);
             deliver(20, "text", "I’ll be ten minutes late, the tram is doing its thing again.");
-            times.push_back(milliseconds(sinceLastByte()));
+            QGuiApplication::sync();
+            times.push_back(milliseconds(Clock::now() - server_.lastByteSent()));
+            ratios.push_back(times.back() / bare.back());
             rest(fade);
             blocks.push_back(milliseconds(application_.longestBlock()));
             turnUntil([] { return PopupManager::shared().panels().empty(); });
         }
         reportRounds("twenty_cards_ms", times);
+        reportRounds("twenty_bare_windows_ms", bare);
+        reportRounds("twenty_cards_per_bare_windows", ratios);
         reportRounds("twenty_cards_longest_block_ms", blocks);
     }
 

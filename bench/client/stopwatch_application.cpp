@@ -11,8 +11,7 @@ bool StopwatchApplication::notify(QObject *receiver, QEvent *event)
     if (QThread::currentThread() != thread())
         return QApplication::notify(receiver, event);
     // The receiver may be gone when its event has been handled.
-    const bool paintsCard =
-        event->type() == QEvent::Paint && receiver->inherits("kivolo::IncomingBeamView");
+    const bool paintsCard = event->type() == QEvent::Paint && receiver->inherits(cardClass_);
     const Clock::time_point begin = Clock::now();
     ++depth_;
     const bool result = QApplication::notify(receiver, event);
@@ -30,8 +29,9 @@ bool StopwatchApplication::notify(QObject *receiver, QEvent *event)
     return result;
 }
 
-void StopwatchApplication::reset()
+void StopwatchApplication::reset(const char *cardClass)
 {
+    cardClass_ = cardClass;
     painted_.clear();
     longestBlock_ = Clock::duration(0);
 }

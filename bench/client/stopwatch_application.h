@@ -13,8 +13,8 @@ public:
 
     bool notify(QObject *receiver, QEvent *event) override;
 
-    /// Forgets the cards painted and the blocks measured so far.
-    void reset();
+    /// Forgets the cards painted and the blocks measured so far. A card is a widget of this class.
+    void reset(const char *cardClass = "kivolo::IncomingBeamView");
     /// How many distinct cards have been painted, and when the latest was there, that is, when the
     /// event that painted it had been handled to its end, the way to the X server included.
     int cardsPainted() const { return static_cast<int>(painted_.size()); }
@@ -24,6 +24,7 @@ public:
     Clock::duration longestBlock() const { return longestBlock_; }
 
 private:
+    const char *cardClass_ = "";
     int depth_ = 0;
     bool paintedNow_ = false;
     QList<QObject *> painted_;

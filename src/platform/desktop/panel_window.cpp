@@ -114,11 +114,18 @@ void PanelWindow::hideEvent(QHideEvent *)
 
 void PanelWindow::adaptToCompositor()
 {
-    winId(); // from here on there is a window handle
-    blended_ = compositor_->isThere() && windowHandle()->format().hasAlpha();
+    blended_ = compositor_->isThere() && (!windowHandle() || windowHandle()->format().hasAlpha());
     content_->setProperty("squareCorners", !blended_);
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();
+    // Only now, so that the window is made where it belongs: each move costs several questions of
+    // Qt's and the compositor's to the window system.
+    const bool isNew = !windowHandle();
+    winId();
+    if (isNew && blended_ && !windowHandle()->format().hasAlpha()) {
+        adaptToCompositor();
+        return;
+    }
     panel_system::setCard(*windowHandle(), content_->size(), margins_);
     thinOut();
 }
