@@ -37,6 +37,8 @@ void serve(const Options &options)
 {
     const std::string database = options.database.empty() ? defaultDatabase() : options.database;
     const Clock clock = [] { return std::chrono::system_clock::now(); };
+    // Outlives the connections, which the context holds.
+    Holds holds(std::chrono::seconds(options.hold));
     // Outlives the ledger, whose last writes still hand their replies to it.
     boost::asio::io_context context(1);
     const std::unique_ptr<Ledger> ledger = openLedger(database, clock);
@@ -44,8 +46,11 @@ void serve(const Options &options)
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
     Circles circles(*ledger, clock, systemRandomness, settings);
+    circles.setObserver([&](const Change &change) {
+        boost::asio::post(context, [&holds, change] { holds.announce(change); });
+    });
     boost::asio::thread_pool workers(1);
-    Routes routes(circles, site, [&workers](std::function<void()> work) {
+    Routes routes(circles, holds, site, [&workers](std::function<void()> work) {
         boost::asio::post(workers, std::move(work));
     });
     http::Limits limits;

@@ -25,6 +25,10 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
     app.add_option("--max-seats", options.maxSeats, "Members that a new circle can have")
         ->option_text("N [5]")
         ->check(CLI::Range(1, 100));
+    app.add_option("--hold", options.hold,
+                   "Seconds for which a poll that finds nothing waits for a beam; 0: not at all")
+        ->option_text("SECONDS [25]")
+        ->check(CLI::Range(0, 45));
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

@@ -15,6 +15,7 @@ struct Options
     std::string database; ///< Empty: the file under the user's data directory.
     std::string site;     ///< Empty: no files are served.
     std::int64_t maxSeats = 5;
+    int hold = 25; ///< Seconds.
 };
 
 /// The options, or the exit code where the program has said all there is to say (help, version,

@@ -118,6 +118,13 @@ std::int64_t Hub::deadlineAfter(std::chrono::milliseconds duration) const
     return ticks_ + duration / limits_.tick + 1;
 }
 
+std::chrono::milliseconds Hub::staggered()
+{
+    constexpr int steps = 64;
+    steps_ = (steps_ + 1) % steps;
+    return limits_.spread * steps_ / steps;
+}
+
 asio::awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
 {
     while (!self->stopping_) {

@@ -35,6 +35,8 @@ public:
     Budget &replies() { return replies_; }
     /// The tick at which something that begins now is over.
     std::int64_t deadlineAfter(std::chrono::milliseconds duration) const;
+    /// How long to wait before the next of many that are answered together.
+    std::chrono::milliseconds staggered();
     /// The Date header's value.
     const std::string &date() const { return date_; }
     void forget(Session *session) { sessions_.erase(session); }
@@ -61,6 +63,7 @@ private:
     std::int64_t ticks_ = 0;
     std::int64_t end_ = 0;
     std::string date_;
+    int steps_ = 0; ///< Of staggered().
     bool stopping_ = false;
 };
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,7 @@ struct Request
     std::string_view target; ///< Path and query as they came.
     std::string_view contentType;
     std::string body;
+    bool waited = false; ///< It was held before and is to be answered now.
 
     /// The head of what GET would give is asked for, and no body.
     bool isHead() const { return method == "HEAD"; }
@@ -77,7 +79,29 @@ struct AgainAt
     std::chrono::system_clock::time_point time;
 };
 
-using Answer = std::variant<Response, AgainAt>;
+/// Where a request waits. Whoever made it has release() called when there is something to tell, on
+/// the thread of the connections; it is destroyed when the request waits no longer.
+class Place
+{
+public:
+    virtual ~Place() = default;
+    void release()
+    {
+        if (onRelease)
+            onRelease();
+    }
+    std::function<void()> onRelease; ///< Of the connection; destroys nothing at once.
+};
+
+/// The same request is to be handed in again when it is released or that time has passed, and then
+/// with `waited` set.
+struct Held
+{
+    std::shared_ptr<Place> place;
+    std::chrono::milliseconds atMost;
+};
+
+using Answer = std::variant<Response, AgainAt, Held>;
 
 /// Called once, on any thread.
 using Reply = std::function<void(Answer)>;

@@ -25,6 +25,8 @@ struct Limits
     /// For a whole reply that is held in memory: 90 MiB at 2.5 Mbit/s.
     std::chrono::milliseconds reply{300'000};
     std::chrono::milliseconds grace{5'000}; ///< For requests under way when the server stops.
+    /// Over which the answers to held requests are spread when the server stops; within the grace.
+    std::chrono::milliseconds spread{2'000};
     std::uint32_t headerBytes = 16 << 10;
     /// A doodle of 2 MiB in JSON, even where every '/' of its Base64 is escaped.
     std::uint64_t bodyBytes = (4 << 20) + (64 << 10);

@@ -240,6 +240,14 @@ asio::awaitable<std::optional<Response>> Session::answer(Request &request)
         answered_.reset();
         if (auto *response = std::get_if<Response>(&answer))
             co_return std::move(*response);
+        if (auto *held = std::get_if<Held>(&answer)) {
+            co_await waitHeld(std::move(*held));
+            if (gone_)
+                co_return std::nullopt;
+            request.waited = true;
+            enter(Phase::Answering, hub_->limits().answer);
+            continue;
+        }
         const auto time = std::get<AgainAt>(answer).time;
         co_await waitUntil(time);
         if (gone_)
@@ -266,13 +274,34 @@ asio::awaitable<void> Session::waitUntil(std::chrono::system_clock::time_point t
     const auto rest = time - std::chrono::system_clock::now();
     const auto wait =
         std::max<std::chrono::system_clock::duration>(rest, std::chrono::milliseconds(1));
-    if (!hub_->stopping() && !gone_) {
-        watchForHangup();
-        wakeUp_.expires_after(wait);
-        co_await wakeUp_.async_wait(awaited);
-        error_code ignored; // a watch that is over already
-        socket_.cancel(ignored);
-    }
+    if (!hub_->stopping())
+        co_await pause(wait);
+}
+
+// While it waits, a connection keeps no more than it has to. When the server stops, all are
+// answered, but not in one instant, in which their clients would come back together.
+asio::awaitable<void> Session::waitHeld(Held held)
+{
+    if (buffer_.size() == 0)
+        buffer_.shrink_to_fit();
+    held.place->onRelease = [this] { wakeUp_.cancel(); };
+    if (!hub_->stopping())
+        co_await pause(held.atMost);
+    held.place.reset();
+    if (hub_->stopping() && !gone_)
+        co_await pause(hub_->staggered());
+}
+
+// Ends early when the client is gone or the timer is cancelled.
+asio::awaitable<void> Session::pause(std::chrono::steady_clock::duration duration)
+{
+    if (gone_)
+        co_return;
+    watchForHangup();
+    wakeUp_.expires_after(duration);
+    co_await wakeUp_.async_wait(awaited);
+    error_code ignored; // a watch that is over already
+    socket_.cancel(ignored);
 }
 
 void Session::watchForHangup()
@@ -280,8 +309,15 @@ void Session::watchForHangup()
     socket_.async_wait(asio::socket_base::wait_read, [self = shared_from_this()](error_code error) {
         char byte = 0;
         const int socket = self->socket_.native_handle();
-        if (error || ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) != 0)
+        if (error)
             return;
+        const ssize_t count = ::recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+        if (count > 0)
+            return; // its next request; from here on nobody can tell without reading that
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            self->watchForHangup(); // woken by what was read long ago
+            return;
+        }
         self->gone_ = true;
         self->wakeUp_.cancel();
     });

@@ -43,6 +43,8 @@ private:
     boost::asio::awaitable<void> turnAway(Response response);
     boost::asio::awaitable<std::optional<Response>> answer(Request &request);
     boost::asio::awaitable<void> waitUntil(std::chrono::system_clock::time_point time);
+    boost::asio::awaitable<void> waitHeld(Held held);
+    boost::asio::awaitable<void> pause(std::chrono::steady_clock::duration duration);
     boost::asio::awaitable<bool> send(Response response, bool withBody, bool keepAlive);
     boost::asio::awaitable<bool> write(std::string_view bytes);
     boost::asio::awaitable<bool> writeFile(const Response &response);

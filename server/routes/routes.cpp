@@ -110,8 +110,9 @@ const Routes::Endpoint Routes::endpoints[] = {
     {"/circle/create", "POST", &Routes::create},
 };
 
-Routes::Routes(Circles &circles, const Site &site, Offload offload)
+Routes::Routes(Circles &circles, Holds &holds, const Site &site, Offload offload)
     : circles_(circles)
+    , holds_(holds)
     , site_(site)
     , offload_(std::move(offload))
 {}
@@ -192,11 +193,18 @@ std::optional<Answer> Routes::poll(Request &request, Reply &later)
     const std::int64_t since = queryNumber(request.target, "since");
     if (request.isHead())
         circles_.checkPoll(seatKey, memberId, answering<Seat>(later, unmeasured));
-    else if (const std::optional<Poll> empty = circles_.nothingNew(seatKey, memberId, since))
-        return ok(wire::poll(*empty));
+    else if (const auto empty = circles_.nothingNew(seatKey, memberId, since))
+        return emptyPoll(*empty, request.waited);
     else
         circles_.poll(seatKey, memberId, since, telling<Poll>(later, wire::poll));
     return std::nullopt;
+}
+
+Answer Routes::emptyPoll(const Circles::EmptyPoll &empty, bool waited)
+{
+    if (std::optional<http::Held> held = waited ? std::nullopt : holds_.hold(empty.seat))
+        return std::move(*held);
+    return ok(wire::poll(empty.poll));
 }
 
 std::optional<Answer> Routes::history(Request &request, Reply &later)

@@ -1,6 +1,7 @@
 // The endpoint table: which request calls which rule, and how its outcome is told.
 #pragma once
 
+#include "holds.h"
 #include "http/message.h"
 #include "rules/circles.h"
 #include "site.h"
@@ -14,7 +15,7 @@ public:
     /// Runs something on a thread that may take its time, some time.
     using Offload = std::function<void(std::function<void()>)>;
 
-    Routes(Circles &circles, const Site &site, Offload offload);
+    Routes(Circles &circles, Holds &holds, const Site &site, Offload offload);
 
     std::optional<http::Answer> handle(http::Request &request, http::Reply later);
 
@@ -37,7 +38,10 @@ private:
     std::optional<http::Answer> history(http::Request &request, http::Reply &later);
     std::optional<http::Answer> capsule(http::Request &request, http::Reply &later);
 
+    http::Answer emptyPoll(const Circles::EmptyPoll &empty, bool waited);
+
     Circles &circles_;
+    Holds &holds_;
     const Site &site_;
     Offload offload_;
 };

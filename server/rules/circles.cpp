@@ -41,6 +41,22 @@ Ledger::Done telling(std::shared_ptr<std::optional<Result>> result, Done<Result>
     };
 }
 
+/// Tells what the step makes of a result, and failures as they are.
+template<typename Result, typename Told, typename Step>
+Done<Result> after(Done<Told> done, Step step)
+{
+    return [done = std::move(done), step](Outcome<Result> outcome) {
+        std::optional<Result> result;
+        try {
+            result = outcome.take();
+        } catch (...) {
+            done(Outcome<Told>(std::current_exception()));
+            return;
+        }
+        done(Outcome<Told>(step(*result)));
+    };
+}
+
 } // namespace
 
 template<typename Result>
@@ -73,18 +89,26 @@ void Circles::join(JoinRequest request, Done<Membership> done)
 {
     check(request);
     request.code = normalizedInviteCode(std::move(request.code));
-    change<Membership>([this, request = std::move(request)](
-                           auto &ledger, Seconds now) { return joinIn(ledger, request, now); },
-                       0, std::move(done));
+    change<Joining>([this, request = std::move(request)](
+                        auto &ledger, Seconds now) { return joinIn(ledger, request, now); },
+                    0, after<Joining, Membership>(std::move(done), [this](Joining &joining) {
+                        observer_({joining.membership.seat.circle.number, 0});
+                        if (joining.left != 0)
+                            observer_({joining.left, 0});
+                        return std::move(joining.membership);
+                    }));
 }
 
 void Circles::send(BeamRequest request, Done<Beam> done)
 {
     check(request, wholeSeconds(clock_()));
     const std::size_t bytes = request.body.size();
-    change<Beam>([this, request = std::move(request)](
-                     auto &ledger, Seconds now) { return sendIn(ledger, request, now); },
-                 bytes, std::move(done));
+    change<Sending>([this, request = std::move(request)](
+                        auto &ledger, Seconds now) { return sendIn(ledger, request, now); },
+                    bytes, after<Sending, Beam>(std::move(done), [this](Sending &sending) {
+                        observer_(sending.change);
+                        return std::move(sending.beam);
+                    }));
 }
 
 Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request,
@@ -102,7 +126,8 @@ Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &reque
     return founding;
 }
 
-Membership Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const
+Circles::Joining Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &request,
+                                 Seconds now) const
 {
     const std::optional<Circle> circle = ledger.circleByCode(request.code);
     if (!circle)
@@ -112,7 +137,7 @@ Membership Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &request
         seat->member.handle = request.handle;
         seat->member.emoji = request.emoji;
         ledger.renameMember(seat->member);
-        return {*seat, ledger.members(circle->number)};
+        return {{*seat, ledger.members(circle->number)}};
     }
     if (static_cast<std::int64_t>(ledger.members(circle->number).size()) >= circle->maxSeats)
         throw Refusal(Reason::Conflict, "This circle is full.");
@@ -123,10 +148,11 @@ Membership Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &request
                      {0, circle->number, newIdentifier(randomness_), request.handle, request.emoji},
                      promised ? std::move(*promised) : newIdentifier(randomness_)};
     ledger.addMember(taken, request.deviceId, now);
-    return {taken, ledger.members(circle->number)};
+    return {{taken, ledger.members(circle->number)}, seat ? seat->circle.number : 0};
 }
 
-Beam Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const
+Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request,
+                                 Seconds now) const
 {
     const Seat seat = taken(ledger, request.seatKey, request.fromMember);
     Beam beam{newIdentifier(randomness_),
@@ -145,7 +171,7 @@ Beam Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seco
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
     ledger.addBeam(beam, circle.tick, seat.member, bytes);
-    return beam;
+    return {std::move(beam), {circle.number, seat.member.number}};
 }
 
 Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now)
@@ -190,15 +216,16 @@ void Circles::status(const std::string &deviceId, Done<std::optional<Membership>
         std::move(done));
 }
 
-std::optional<Poll> Circles::nothingNew(const std::string &seatKey, const std::string &memberId,
-                                        Tick since)
+std::optional<Circles::EmptyPoll> Circles::nothingNew(const std::string &seatKey,
+                                                      const std::string &memberId, Tick since)
 {
     LedgerGlance *glance = ledger_.glance();
     if (!glance || since == 0)
         return std::nullopt;
     try {
-        if (taken(*glance, seatKey, memberId).circle.tick == since)
-            return Poll{{}, since + 1};
+        Seat seat = taken(*glance, seatKey, memberId);
+        if (seat.circle.tick == since)
+            return EmptyPoll{std::move(seat), Poll{{}, since + 1}};
     } catch (const LedgerUnavailable &) {
         // Locked for a moment. Whoever may wait for that finds out.
     }

@@ -35,6 +35,14 @@ private:
 template<typename Result>
 using Done = std::function<void(Outcome<Result>)>;
 
+/// What has been committed: a beam of that member, or, where `sender` is 0, another set of members
+/// or another name of one. By the ledger's numbers.
+struct Change
+{
+    std::int64_t circle = 0;
+    std::int64_t sender = 0;
+};
+
 /// All but nothingNew() may be asked for from any thread. What the rules turn down is a Refusal,
 /// thrown at once where the request itself says so and told otherwise; where the database fails,
 /// LedgerUnavailable.
@@ -54,16 +62,30 @@ public:
 
     Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings settings);
 
+    /// Is called with every change, on a thread of the ledger, before the one who asked for it is
+    /// told. To be set before the first.
+    void setObserver(std::function<void(const Change &)> observer)
+    {
+        observer_ = std::move(observer);
+    }
+
     void create(CreateRequest request, Done<Founding> done);
     void join(JoinRequest request, Done<Membership> done);
     void send(BeamRequest request, Done<Beam> done);
+
+    /// Whose poll it is that finds nothing, and what it is told.
+    struct EmptyPoll
+    {
+        Seat seat;
+        Poll poll;
+    };
 
     void status(const std::string &deviceId, Done<std::optional<Membership>> done);
     void poll(const std::string &seatKey, const std::string &memberId, Tick since, Done<Poll> done);
     /// The poll's answer where it is an empty one and can be told without waiting for anything. On
     /// the thread of the connections.
-    std::optional<Poll> nothingNew(const std::string &seatKey, const std::string &memberId,
-                                   Tick since);
+    std::optional<EmptyPoll> nothingNew(const std::string &seatKey, const std::string &memberId,
+                                        Tick since);
     void history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done);
 
     using Time = std::chrono::system_clock::time_point;
@@ -76,6 +98,17 @@ public:
     void checkHistory(const std::string &seatKey, std::int64_t limit, Done<Seat> done);
 
 private:
+    struct Joining
+    {
+        Membership membership;
+        std::int64_t left = 0; ///< The circle whose seat was given up, or 0.
+    };
+    struct Sending
+    {
+        Beam beam;
+        Change change;
+    };
+
     template<typename Result>
     void change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
                 Done<Result> done);
@@ -84,8 +117,8 @@ private:
     void look(std::function<Result(LedgerView &)> rule, Done<Result> done);
 
     Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
-    Membership joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
-    Beam sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
+    Joining joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
+    Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
     Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since) const;
     Poll firstPollIn(LedgerView &ledger, const Seat &seat) const;
@@ -101,6 +134,7 @@ private:
     Clock clock_;
     Randomness randomness_;
     Settings settings_;
+    std::function<void(const Change &)> observer_ = [](const Change &) {};
 };
 
 } // namespace kivolo::server

@@ -26,11 +26,12 @@ std::uint16_t portOf(const std::string &address)
 
 struct RunningServer
 {
-    explicit RunningServer(http::Limits limits = {})
-        : server(
+    explicit RunningServer(http::Limits limits = {}, std::chrono::milliseconds hold = {})
+        : house({}, {}, hold)
+        , server(
               context,
               [this](http::Request &request, http::Reply later) {
-                  return house.routes.handle(
+                  std::optional<http::Answer> atOnce = house.routes.handle(
                       request, [this, later = std::move(later)](http::Answer answer) {
                           if (std::holds_alternative<http::AgainAt>(answer)) {
                               ++waits;
@@ -38,9 +39,17 @@ struct RunningServer
                           }
                           later(std::move(answer));
                       });
+                  if (atOnce && std::holds_alternative<http::Held>(*atOnce)) {
+                      ++held;
+                      held.notify_all();
+                  }
+                  return atOnce;
               },
               limits)
     {
+        house.circles.setObserver([this](const Change &change) {
+            boost::asio::post(context, [this, change] { house.holds.announce(change); });
+        });
         port = portOf(server.listen("127.0.0.1:0"));
         thread = std::jthread([this] { context.run(); });
     }
@@ -62,6 +71,7 @@ struct RunningServer
 
     House house;
     std::atomic<int> waits = 0; ///< How often a request was told to come again.
+    std::atomic<int> held = 0;  ///< How often a poll was held.
     boost::asio::io_context context;
     http::Server server;
     std::uint16_t port = 0;
@@ -362,6 +372,88 @@ TEST(Http, EndsAReplyThatNobodyReads)
     Connection idle(running.port, ana.history());
     running.awaitFree();
     EXPECT_LT(idle.read().size(), 9 * largeDoodle.size());
+}
+
+namespace {
+
+/// Two members of a circle on a server that holds polls, some time after they joined.
+struct HeldPolls
+{
+    explicit HeldPolls(std::chrono::milliseconds hold, http::Limits limits = {})
+        : running(limits, hold)
+    {
+        const std::string code = running.house.newCircle().text("code");
+        ana = running.house.join(code, "a");
+        ben = running.house.join(code, "b");
+        calm();
+    }
+    /// Until changes of members are long past.
+    void calm()
+    {
+        std::promise<void> announced;
+        boost::asio::post(running.context, [&] { announced.set_value(); });
+        announced.get_future().wait();
+        running.house.time.advance(15);
+    }
+    /// A poll of Ben's that finds nothing.
+    std::string poll()
+    {
+        return httpGet("/beams?circle_id=" + ben.text("circle_id") +
+                       "&member_id=" + ben.text("member_id") +
+                       "&since=" + std::to_string(nextSince(running.house.poll(ben, 0))));
+    }
+    RunningServer running;
+    Told ana, ben;
+};
+
+constexpr std::chrono::seconds longHold{30};
+
+} // namespace
+
+TEST(HeldPolls, AreAnsweredByABeamBySilenceAndByTheEnd)
+{
+    HeldPolls held(longHold);
+    Connection forABeam(held.running.port, held.poll());
+    held.running.held.wait(0);
+    held.running.house.sendText(held.ana, "now");
+    const std::string beam = forABeam.read();
+    EXPECT_TRUE(beam.starts_with("HTTP/1.1 200")) << beam;
+    EXPECT_EQ(fieldOf(beam, "body"), "now");
+
+    Connection untilTheEnd(held.running.port, held.poll());
+    held.running.held.wait(1);
+    boost::asio::post(held.running.context, [&] { held.running.server.stop(); });
+    const std::string last = untilTheEnd.read();
+    EXPECT_TRUE(last.starts_with("HTTP/1.1 200")) << last;
+
+    HeldPolls brief(std::chrono::milliseconds(20));
+    const std::string nothing = talk(brief.running.port, brief.poll());
+    EXPECT_EQ(brief.running.held, 1);
+    EXPECT_NE(nothing.find("{\"beams\":[],"), std::string::npos) << nothing;
+}
+
+TEST(HeldPolls, OfASeatThatIsGivenUpAreRefusedBeforeThatIsTold)
+{
+    HeldPolls held(longHold);
+    const std::string other = held.running.house.newCircle().text("code");
+    Connection poll(held.running.port, held.poll());
+    held.running.held.wait(0);
+    const std::string moved = held.running.post(
+        "/join", {{"code", other}, {"handle", "B"}, {"device_id", "b"}, {"emoji", "e"}});
+    ASSERT_TRUE(moved.starts_with("HTTP/1.1 200")) << moved;
+    EXPECT_TRUE(poll.readWhatIsThere().starts_with("HTTP/1.1 403"));
+}
+
+TEST(HeldPolls, OfClientsThatWentAwayTakeNoPlace)
+{
+    http::Limits limits;
+    limits.connections = 1;
+    HeldPolls held(longHold, limits);
+    {
+        const Connection hangsUp(held.running.port, held.poll());
+        held.running.held.wait(0);
+    }
+    held.running.awaitFree();
 }
 
 } // namespace kivolo::server::test

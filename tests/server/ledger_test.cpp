@@ -81,8 +81,8 @@ Poll pollThrough(Circles &circles, const Told &member, Tick since)
 {
     const std::string key = member.text("circle_id");
     const std::string id = member.text("member_id");
-    if (std::optional<Poll> empty = circles.nothingNew(key, id, since))
-        return std::move(*empty);
+    if (auto empty = circles.nothingNew(key, id, since))
+        return std::move(empty->poll);
     return outcomeOf<Poll>([&](Done<Poll> done) { circles.poll(key, id, since, std::move(done)); });
 }
 

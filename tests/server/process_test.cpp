@@ -132,6 +132,7 @@ TEST(Process, SaysNoToWhatItCannotUse)
     const std::vector<std::string> cases[] = {
         {"--bogus"},
         {"--max-seats", "0", "--database", database},
+        {"--hold", "46", "--database", database},
         {"--listen", "nonsense", "--database", database},
         {"--listen", taken, "--database", database},
         {"--database", "mysql:x"},

@@ -37,11 +37,16 @@ std::string Told::text(std::string_view key) const
     return std::string(body.at(key).as_string());
 }
 
-House::House(Circles::Settings settings, std::function<void()> beforeCommit)
+House::House(Circles::Settings settings, std::function<void()> beforeCommit,
+             std::chrono::milliseconds hold)
     : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
                         {.beforeCommit = std::move(beforeCommit)}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
-    , routes(circles, site,
+    , holds(hold,
+            [this] {
+                return std::chrono::steady_clock::time_point(std::chrono::seconds(time.now()));
+            })
+    , routes(circles, holds, site,
              [this](std::function<void()> work) { boost::asio::post(workers, std::move(work)); })
 {}
 
@@ -141,6 +146,13 @@ std::string Connection::read()
     return received;
 }
 
+std::string Connection::readWhatIsThere()
+{
+    std::string received;
+    readSome(received, MSG_DONTWAIT);
+    return received;
+}
+
 std::string Connection::readUntil(std::string_view end)
 {
     std::string received;
@@ -149,10 +161,10 @@ std::string Connection::readUntil(std::string_view end)
     return received;
 }
 
-bool Connection::readSome(std::string &received)
+bool Connection::readSome(std::string &received, int flags)
 {
     char buffer[4096];
-    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
+    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, flags);
     if (count > 0)
         received.append(buffer, static_cast<std::size_t>(count));
     return count > 0;

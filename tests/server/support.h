@@ -50,7 +50,8 @@ struct Told
 /// Everything behind the sockets, on a database in a temporary folder.
 struct House
 {
-    explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {});
+    explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {},
+                   std::chrono::milliseconds hold = {});
 
     Told call(std::string_view method, std::string_view target, std::string_view body = {},
               std::string_view contentType = "application/json");
@@ -68,6 +69,7 @@ struct House
     std::unique_ptr<Ledger> ledger;
     Site site;
     Circles circles;
+    Holds holds;
     Routes routes;
     boost::asio::thread_pool workers{1}; ///< Last, so that it ends before what it works for.
 };
@@ -96,13 +98,15 @@ public:
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
     ~Connection();
+    /// What has already come, without waiting for more.
+    std::string readWhatIsThere();
     /// What comes until the end of a reply that ends like that.
     std::string readUntil(std::string_view end);
     /// What comes until the peer closes.
     std::string read();
 
 private:
-    bool readSome(std::string &received);
+    bool readSome(std::string &received, int flags = 0);
 
     int socket_;
 };

@@ -1,0 +1,52 @@
+// Polls that wait for a beam.
+#pragma once
+
+#include "http/message.h"
+#include "rules/circles.h"
+
+#include <chrono>
+#include <deque>
+#include <unordered_map>
+#include <vector>
+
+namespace kivolo::server {
+
+/// Who waits in which circle. On the thread of the connections, like the requests themselves: what
+/// looks at the database and takes a place here within one turn of it misses no commit, because
+/// that is announced in a later turn.
+class Holds
+{
+public:
+    using Clock = std::function<std::chrono::steady_clock::time_point()>;
+
+    explicit Holds(std::chrono::milliseconds longest, Clock clock = std::chrono::steady_clock::now);
+    ~Holds();
+
+    /// Waits until it is released, for the longest time that anything waits here. Nothing where the
+    /// circle's polls are answered at once. An older poll of the same seat is released.
+    std::optional<http::Held> hold(const Seat &seat);
+
+    /// Releases those whom the change concerns: for a beam everyone in the circle but its sender;
+    /// when its members have changed all of them, and for a while none is held after that, so that
+    /// their programs, which ask for the members only at every sixth poll, soon do.
+    void announce(const Change &change);
+
+private:
+    class Place;
+
+    void leave(Place *place);
+    void forgetCalmed();
+
+    std::chrono::milliseconds longest_;
+    Clock clock_;
+    std::unordered_map<std::int64_t, std::vector<Place *>> places_; ///< By the circle's number.
+    struct Unrest
+    {
+        std::chrono::steady_clock::time_point end;
+        std::int64_t circle = 0;
+    };
+    std::deque<Unrest> unrest_;                      ///< In the order of their ends.
+    std::unordered_map<std::int64_t, int> restless_; ///< How often each circle is in unrest_.
+};
+
+} // namespace kivolo::server

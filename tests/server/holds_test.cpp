@@ -1,0 +1,60 @@
+#include "routes/holds.h"
+
+#include <gtest/gtest.h>
+#include <map>
+
+namespace kivolo::server::test {
+
+// Who is released by what, and who is not.
+TEST(Holds, ReleaseWhomAChangeConcerns)
+{
+    std::chrono::steady_clock::time_point now{};
+    Holds holds(std::chrono::seconds(25), [&] { return now; });
+    std::map<std::int64_t, http::Held> waiting;
+    std::vector<std::int64_t> released;
+    const auto seat = [](std::int64_t member) {
+        Seat taken;
+        taken.circle.number = member / 10;
+        taken.member.number = member;
+        return taken;
+    };
+    const auto hold = [&](std::int64_t member) {
+        std::optional<http::Held> held = holds.hold(seat(member));
+        if (!held)
+            return false;
+        held->place->onRelease = [&released, member] { released.push_back(member); };
+        waiting.insert_or_assign(member, std::move(*held));
+        return true;
+    };
+    const auto takeReleased = [&] {
+        std::sort(released.begin(), released.end());
+        for (const std::int64_t member : released)
+            waiting.erase(member);
+        return std::exchange(released, {});
+    };
+    using Members = std::vector<std::int64_t>;
+    for (const std::int64_t member : {11, 12, 13, 21, 22})
+        EXPECT_TRUE(hold(member));
+    EXPECT_EQ(waiting.at(11).atMost, std::chrono::seconds(25));
+    holds.announce({1, 12});
+    EXPECT_EQ(takeReleased(), (Members{11, 13})) << "its sender need not be told";
+    holds.announce({1, 11});
+    EXPECT_EQ(takeReleased(), (Members{12})) << "who waits no longer is forgotten";
+    EXPECT_TRUE(hold(11));
+    EXPECT_TRUE(hold(11));
+    EXPECT_EQ(takeReleased(), (Members{11})) << "the older poll of the same seat";
+
+    EXPECT_TRUE(hold(12));
+    holds.announce({1, 0});
+    EXPECT_EQ(takeReleased(), (Members{12})) << "a change of members";
+    now += std::chrono::seconds(10);
+    holds.announce({1, 0});
+    EXPECT_FALSE(hold(11));
+    EXPECT_TRUE(hold(23)) << "other circles are not concerned";
+    now += std::chrono::seconds(14);
+    EXPECT_FALSE(hold(11)) << "the second change counts as well";
+    now += std::chrono::seconds(1);
+    EXPECT_TRUE(hold(11));
+}
+
+} // namespace kivolo::server::test
