@@ -1,10 +1,12 @@
 #include "app/main_window.h"
 
 #include <QAccessibleWidget>
+#include <QGuiApplication>
 #include <QHideEvent>
 #include <QScreen>
 #include <QVBoxLayout>
 #include <QWindow>
+#include <algorithm>
 #include <utility>
 
 namespace kivolo {
@@ -34,9 +36,46 @@ void MainWindow::showEvent(QShowEvent *event)
     if (makeContent_)
         makeContent();
     if (place_)
-        move(*place_);
+        standAt(onScreen({*place_, size()}));
     fitToScreen();
     QWidget::showEvent(event);
+}
+
+// The window manager chooses a place for a window whose place nobody has chosen, and the toolkit
+// does not count it as chosen when it differs from the present one only by that.
+void MainWindow::standAt(const QPoint &place)
+{
+    setGeometry({place, size()});
+    windowHandle()->setPosition(place);
+    wanted_ = place;
+}
+
+// Some window managers put the frame's corner where the content's was asked for.
+void MainWindow::correctPlace()
+{
+    if (!wanted_ || windowHandle()->frameMargins().isNull())
+        return;
+    if (const QPoint place = *std::exchange(wanted_, std::nullopt); geometry().topLeft() != place)
+        windowHandle()->setPosition(place);
+}
+
+// A screen may have gone while the window was closed.
+QPoint MainWindow::onScreen(const QRect &window) const
+{
+    constexpr int grip = 60; // of its title bar that can be taken hold of
+    const QRect frame = window.marginsAdded(frame_);
+    const auto screens = QGuiApplication::screens();
+    for (const QScreen *screen : screens) {
+        const QRect seen = screen->availableGeometry() & frame;
+        if (seen.width() >= grip && seen.height() >= grip && seen.top() == frame.top())
+            return window.topLeft();
+    }
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    const QRect room(area.topLeft(), area.size() - frame.size());
+    const QPoint nearest(
+        std::clamp(frame.x(), room.x(), std::max(room.x(), room.x() + room.width())),
+        std::clamp(frame.y(), room.y(), std::max(room.y(), room.y() + room.height())));
+    return window.topLeft() + nearest - frame.topLeft();
 }
 
 void MainWindow::makeContent()
@@ -76,16 +115,29 @@ void MainWindow::hideEvent(QHideEvent *event)
 {
     // A window manager that minimises it hides it, too.
     if (!event->spontaneous())
-        place_ = pos();
+        rememberPlace();
     QWidget::hideEvent(event);
+}
+
+// Some put it back one border's breadth off, which must not add up.
+void MainWindow::rememberPlace()
+{
+    constexpr int breadth = 2;
+    const QPoint place = geometry().topLeft();
+    const QRect same = QRect(place, QSize(1, 1)) + QMargins(breadth, breadth, breadth, breadth);
+    if (!place_ || !same.contains(*place_))
+        place_ = place;
+    frame_ = windowHandle()->frameMargins(); // unknown while it is closed
 }
 
 void MainWindow::moveEvent(QMoveEvent *event)
 {
     QWidget::moveEvent(event);
     // How thick the frame is turns out only when the window manager has put it around the window.
-    if (isVisible())
-        fitToScreen();
+    if (!isVisible())
+        return;
+    fitToScreen();
+    correctPlace();
 }
 
 void MainWindow::paintEvent(QPaintEvent *event)

@@ -1,6 +1,7 @@
 // The program's one ordinary window.
 #pragma once
 
+#include <QMargins>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -33,10 +34,16 @@ private:
     void makeContent();
     void followScreen();
     void fitToScreen();
+    void rememberPlace();
+    void standAt(const QPoint &place);
+    void correctPlace();
+    QPoint onScreen(const QRect &window) const;
 
     ContentFactory makeContent_;
     bool hasBeenPainted_ = false;
-    std::optional<QPoint> place_; // where it stood when it was last hidden
+    std::optional<QPoint> place_;  // where its content stood when it was last hidden
+    QMargins frame_;               // and what the window manager had put around it
+    std::optional<QPoint> wanted_; // where it is to come back, until that is certain
     QMetaObject::Connection screenArea_;
 };
 

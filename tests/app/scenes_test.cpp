@@ -121,6 +121,27 @@ TEST(TrayHeartTest, StandsOutFromLightAndDarkPanels)
     }
 }
 
+TEST_F(MainWindowTest, ComesBackOntoTheScreenFromWhereNoneIsAnyMore)
+{
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    window.show();
+    ASSERT_TRUE(isShown());
+    for (const QPoint gone : {QPoint(3 * area.width(), 60), QPoint(60, 3 * area.height()),
+                              QPoint(-3 * area.width(), -3 * area.height())}) {
+        window.move(gone);
+        ASSERT_TRUE(eventually([&] { return !area.intersects(window.frameGeometry()); }));
+        window.close();
+        window.show();
+        ASSERT_TRUE(isShown());
+        EXPECT_TRUE(eventually([&] {
+            const QRect points = window.geometry();
+            return area.contains(window.frameGeometry()) &&
+                   x.geometry(window).topLeft() == points.topLeft() * window.devicePixelRatio();
+        })) << "at "
+            << window.frameGeometry().x() << ", " << window.frameGeometry().y();
+    }
+}
+
 TEST(PanelFrameTest, HasRoundCornersOnlyWhereWindowsAreBlended)
 {
     auto content = std::make_unique<QWidget>();
