@@ -18,18 +18,6 @@ using namespace x11;
 
 namespace {
 
-// From back to front.
-std::vector<xcb_window_t> childrenIn(xcb_query_tree_cookie_t cookie)
-{
-    const ReplyPtr<xcb_query_tree_reply_t> reply(
-        xcb_query_tree_reply(connection(), cookie, nullptr));
-    if (!reply)
-        return {}; // its parent has gone
-    const std::span children(xcb_query_tree_children(reply.get()),
-                             std::size_t(xcb_query_tree_children_length(reply.get())));
-    return {children.begin(), children.end()};
-}
-
 std::vector<xcb_window_t> windowsOnScreen()
 {
     return childrenIn(xcb_query_tree(connection(), rootWindow()));

@@ -55,7 +55,7 @@ void bringToUser(QWindow &window);
 /// and transparent to the mouse. In points.
 void setCard(QWindow &window, const QSize &card, const QMargins &shadow);
 
-/// What panels and docks leave of one of several screens. Both in device pixels of the whole
+/// What panels and docks leave of a screen. Both in device pixels of the whole
 /// desktop. Costs a few round trips to the window system.
 std::optional<QRect> workArea(const QRect &screen);
 

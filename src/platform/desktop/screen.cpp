@@ -10,10 +10,13 @@ namespace kivolo {
 
 namespace {
 
-// Qt leaves panels and docks out of the available area only while there is a single screen.
-QRect availableAmongSeveral(const QScreen &screen)
+// Qt leaves panels and docks out of the available area only while there is a single screen, and
+// only where the window manager tells it what they leave.
+QRect available(const QScreen &screen)
 {
     const QRect whole = screen.geometry();
+    if (QGuiApplication::screens().size() == 1 && screen.availableGeometry() != whole)
+        return screen.availableGeometry();
     // Qt scales the size of a screen but keeps its top-left corner in device pixels.
     const double scale = screen.devicePixelRatio();
     const QRect device(whole.topLeft(), (QSizeF(whole.size()) * scale).toSize());
@@ -68,8 +71,7 @@ std::optional<Rect> SystemScreen::visibleFrame() const
     // While no output is connected Qt keeps a placeholder, a screen without an area.
     if (!screen || screen->availableGeometry().isEmpty())
         return std::nullopt;
-    return toProgram(QGuiApplication::screens().size() > 1 ? availableAmongSeveral(*screen)
-                                                           : screen->availableGeometry());
+    return toProgram(available(*screen));
 }
 
 } // namespace kivolo

@@ -6,6 +6,7 @@
 #include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
 #include <algorithm>
+#include <span>
 #include <vector>
 
 namespace kivolo::panel_system {
@@ -53,18 +54,31 @@ std::optional<Strut> strut(const std::vector<uint32_t> &partial, const std::vect
     return result;
 }
 
-std::vector<Strut> struts()
+std::vector<Strut> struts(std::span<const xcb_window_t> windows)
 {
-    const auto clients = numbers(askFor(rootWindow(), Clients));
     std::vector<std::array<xcb_get_property_cookie_t, 2>> asked;
-    for (const xcb_window_t client : clients)
-        asked.push_back({askFor(client, Strut_partial), askFor(client, Strut_whole)});
+    for (const xcb_window_t window : windows)
+        asked.push_back({askFor(window, Strut_partial), askFor(window, Strut_whole)});
     std::vector<Strut> result;
     for (const auto &[partial, whole] : asked) {
         if (const auto one = strut(numbers(partial), numbers(whole)))
             result.push_back(*one);
     }
     return result;
+}
+
+// The windows on the screen, and those in frames that a window manager has put around them.
+std::vector<xcb_window_t> windowsAndFramed()
+{
+    auto windows = childrenIn(xcb_query_tree(connection(), rootWindow()));
+    std::vector<xcb_query_tree_cookie_t> asked;
+    for (const xcb_window_t window : windows)
+        asked.push_back(xcb_query_tree(connection(), window));
+    for (const auto cookie : asked) {
+        const auto framed = childrenIn(cookie);
+        windows.insert(windows.end(), framed.begin(), framed.end());
+    }
+    return windows;
 }
 
 class WorkAreaWatch final : public QObject, public QAbstractNativeEventFilter, public Watch
@@ -108,10 +122,14 @@ std::optional<QRect> workArea(const QRect &screen)
     const auto together = rectangles(numbers(ofDesktop));
     if (const auto area = areaOn(screen, perScreen))
         return area;
-    if (const auto reserved = struts(); !reserved.empty())
+    const auto clients = numbers(askFor(rootWindow(), Clients));
+    if (const auto reserved = struts(clients); !reserved.empty())
         return withoutStruts(screen, desktopSize(), reserved);
     // The bounding box of the rest of all screens, which says little about each.
-    return together.empty() ? std::nullopt : areaOn(screen, std::span(together).first(1));
+    if (!together.empty())
+        return areaOn(screen, std::span(together).first(1));
+    // Who tells nothing may leave panels out of the list of windows, too.
+    return withoutStruts(screen, desktopSize(), struts(windowsAndFramed()));
 }
 
 std::unique_ptr<Watch> watchWorkArea(std::function<void()> changed)

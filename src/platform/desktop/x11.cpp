@@ -65,4 +65,14 @@ std::vector<uint32_t> numbers(xcb_get_property_cookie_t asked)
     return {values, values + reply->value_len};
 }
 
+std::vector<xcb_window_t> childrenIn(xcb_query_tree_cookie_t asked)
+{
+    const ReplyPtr<xcb_query_tree_reply_t> reply(
+        xcb_query_tree_reply(connection(), asked, nullptr));
+    if (!reply)
+        return {};
+    const auto *children = xcb_query_tree_children(reply.get());
+    return {children, children + xcb_query_tree_children_length(reply.get())};
+}
+
 } // namespace kivolo::x11

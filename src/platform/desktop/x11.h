@@ -46,4 +46,7 @@ xcb_atom_t atom(Atom which);
 xcb_get_property_cookie_t askFor(xcb_window_t window, Atom property);
 std::vector<uint32_t> numbers(xcb_get_property_cookie_t asked);
 
+/// The windows in a window, from back to front; none when it has gone.
+std::vector<xcb_window_t> childrenIn(xcb_query_tree_cookie_t asked);
+
 } // namespace kivolo::x11
