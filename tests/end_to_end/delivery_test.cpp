@@ -1,21 +1,14 @@
 // Real processes: a server, a member's program on a real display, and a second member who is a
 // plain HTTP client.
 #include "end_to_end/cards_on_screen.h"
-#include "end_to_end/counting_proxy.h"
-#include "end_to_end/processes.h"
+#include "end_to_end/circle.h"
 #include "support/fake_portal.h"
 
 #include <QBuffer>
 #include <QDateTime>
 #include <QImage>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QTemporaryDir>
-#include <QUrl>
 #include <gtest/gtest.h>
-#include <memory>
 
 using namespace kivolo;
 using namespace Qt::StringLiterals;
@@ -25,73 +18,13 @@ namespace {
 class DeliveryTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        origin = server.start(folder.path());
-        ASSERT_TRUE(origin.isValid());
-        proxy = std::make_unique<CountingProxy>(quint16(origin.port()));
+    void SetUp() override { ASSERT_TRUE(circle.start()); }
+    void TearDown() override { EXPECT_TRUE(circle.stop()); }
 
-        const QString code =
-            post(u"/circle/create"_s, {{u"owner_email"_s, u""_s}, {u"device_id"_s, u"mia"_s}})
-                .value(u"code"_s)
-                .toString();
-        const QJsonObject seat = join(u"mia"_s, u"Mia"_s, code);
-        circle = seat.value(u"circle_id"_s).toString();
-        mia = seat.value(u"member_id"_s).toString();
-        join(u"ana"_s, u"Ana"_s, code);
-    }
+    void startClient(const QString &bus = {}) { ASSERT_TRUE(circle.startAna(bus)); }
+    void send(const QJsonObject &beam) { EXPECT_TRUE(circle.send(beam)); }
 
-    void TearDown() override
-    {
-        EXPECT_TRUE(!client || client->stop());
-        EXPECT_TRUE(server.stop());
-    }
-
-    void startClient(const QString &bus = {})
-    {
-        client = std::make_unique<ClientProcess>(u"ana"_s, folder.path(),
-                                                 QString::fromLatin1(proxy->origin()));
-        if (!bus.isEmpty())
-            client->setEnvironment(u"DBUS_SESSION_BUS_ADDRESS"_s, bus);
-        client->start({u"--hidden"_s});
-        // The second poll shows that the first has been taken in: from now on beams are news.
-        ASSERT_TRUE(eventually([&] { return proxy->requests("GET /beams") >= 2; }));
-    }
-
-    QJsonObject post(const QString &path, const QJsonObject &body)
-    {
-        QNetworkRequest request(origin.resolved(QUrl(path)));
-        request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
-        const std::unique_ptr<QNetworkReply> reply(
-            network.post(request, QJsonDocument(body).toJson()));
-        EXPECT_TRUE(eventually([&] { return reply->isFinished(); }));
-        EXPECT_EQ(reply->error(), QNetworkReply::NoError) << qPrintable(reply->errorString());
-        return QJsonDocument::fromJson(reply->readAll()).object();
-    }
-
-    QJsonObject join(const QString &device, const QString &name, const QString &code)
-    {
-        return post(u"/join"_s, {{u"code"_s, code},
-                                 {u"handle"_s, name},
-                                 {u"device_id"_s, device},
-                                 {u"emoji"_s, u"💜"_s}});
-    }
-
-    void send(QJsonObject beam)
-    {
-        beam.insert(u"circle_id"_s, circle);
-        beam.insert(u"from_member"_s, mia);
-        EXPECT_TRUE(post(u"/beam"_s, beam).value(u"ok"_s).toBool());
-    }
-
-    QTemporaryDir folder;
-    QNetworkAccessManager network;
-    ServerProcess server;
-    std::unique_ptr<ClientProcess> client;
-    QUrl origin;
-    std::unique_ptr<CountingProxy> proxy;
-    QString circle;
-    QString mia;
+    Circle circle;
 };
 
 QString doodle()
@@ -133,7 +66,7 @@ TEST_F(DeliveryTest, EachKindOfBeamArrivesStandsInItsPlaceAndGoes)
         return !cards.contains(capsuleSlot(0)) && cards.contains(popupSlot(0));
     })) << "the capsule has opened by itself";
     EXPECT_TRUE(eventually([] { return cardsOnScreen().isEmpty(); })) << "all have gone";
-    EXPECT_TRUE(client->isRunning());
+    EXPECT_TRUE(circle.ana().isRunning());
 }
 
 TEST_F(DeliveryTest, CardsFollowTheDesktopIntoTheDarkAndBack)

@@ -8,9 +8,8 @@ using namespace Qt::StringLiterals;
 
 static constexpr int patience = 30'000; // milliseconds
 
-static bool stopProcess(QProcess &process)
+static bool awaitEndOf(QProcess &process)
 {
-    process.terminate();
     return process.waitForFinished(patience) && process.exitStatus() == QProcess::NormalExit &&
            process.exitCode() == EXIT_SUCCESS;
 }
@@ -35,7 +34,8 @@ QUrl ServerProcess::start(const QString &folder)
 
 bool ServerProcess::stop()
 {
-    return stopProcess(process_);
+    process_.terminate();
+    return awaitEndOf(process_);
 }
 
 ClientProcess::ClientProcess(const QString &device, const QString &folder,
@@ -63,9 +63,15 @@ void ClientProcess::start(const QStringList &arguments)
     process_.waitForStarted(patience);
 }
 
+bool ClientProcess::awaitEnd()
+{
+    return awaitEndOf(process_);
+}
+
 bool ClientProcess::stop()
 {
-    return stopProcess(process_);
+    process_.terminate();
+    return awaitEnd();
 }
 
 } // namespace kivolo

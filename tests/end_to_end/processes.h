@@ -35,7 +35,8 @@ public:
 
     void setEnvironment(const QString &name, const QString &value);
     void start(const QStringList &arguments = {});
-    /// Whether it ended well.
+    /// Whether it ended well, by itself or because it was told to.
+    bool awaitEnd();
     bool stop();
 
     bool isRunning() const { return process_.state() == QProcess::Running; }

@@ -29,8 +29,8 @@ xcb_window_t idOf(const QWidget &widget)
     return xcb_window_t(widget.winId());
 }
 
-XServer::XServer()
-    : connection_(xcb_connect(nullptr, nullptr))
+XServer::XServer(const char *display)
+    : connection_(xcb_connect(display, nullptr))
     , root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root)
     , owner_(xcb_generate_id(connection_))
 {
@@ -84,6 +84,20 @@ std::string XServer::text(xcb_window_t window, const char *property) const
     if (!reply || reply->format != 8)
         return {};
     return {static_cast<const char *>(xcb_get_property_value(reply.get())), reply->value_len};
+}
+
+std::vector<xcb_window_t> XServer::allWindows() const
+{
+    std::vector<xcb_window_t> all{root_};
+    for (std::size_t parent = 0; parent < all.size(); ++parent) {
+        const auto reply = own(
+            xcb_query_tree_reply(connection_, xcb_query_tree(connection_, all[parent]), nullptr));
+        if (!reply)
+            continue; // it has gone
+        const std::span children(xcb_query_tree_children(reply.get()), reply->children_len);
+        all.insert(all.end(), children.begin(), children.end());
+    }
+    return all;
 }
 
 bool XServer::isViewable(xcb_window_t window) const
@@ -165,6 +179,27 @@ void XServer::ask(xcb_window_t window, const char *what, std::array<std::uint32_
     own(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
 }
 
+void XServer::move(xcb_window_t window, const QPoint &to) const
+{
+    const std::array place{std::uint32_t(to.x()), std::uint32_t(to.y())};
+    xcb_configure_window(connection_, window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
+                         place.data());
+    xcb_flush(connection_);
+}
+
+void XServer::close(xcb_window_t window) const
+{
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window;
+    event.type = atom("WM_PROTOCOLS");
+    event.data.data32[0] = atom("WM_DELETE_WINDOW");
+    xcb_send_event(connection_, false, window, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char *>(&event));
+    xcb_flush(connection_);
+}
+
 QRect XServer::geometry(xcb_window_t window) const
 {
     const auto size =
@@ -174,6 +209,26 @@ QRect XServer::geometry(xcb_window_t window) const
     if (!size || !place)
         return {}; // it has gone
     return {place->dst_x, place->dst_y, size->width, size->height};
+}
+
+void XServer::followPlaces() const
+{
+    constexpr std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+    xcb_change_window_attributes(connection_, root_, XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(connection_);
+}
+
+std::vector<std::pair<xcb_window_t, QRect>> XServer::placesGiven() const
+{
+    std::vector<std::pair<xcb_window_t, QRect>> places;
+    while (const auto event = own(xcb_poll_for_event(connection_))) {
+        if ((event->response_type & 0x7f) != XCB_CONFIGURE_NOTIFY)
+            continue;
+        const auto *notify = reinterpret_cast<const xcb_configure_notify_event_t *>(event.get());
+        places.emplace_back(notify->window,
+                            QRect(notify->x, notify->y, notify->width, notify->height));
+    }
+    return places;
 }
 
 std::vector<QRgb> XServer::pixels(const QRect &area) const
@@ -190,12 +245,13 @@ std::vector<QRgb> XServer::pixels(const QRect &area) const
     return {data, data + std::size_t(xcb_get_image_data_length(reply.get())) / sizeof(QRgb)};
 }
 
-std::vector<QRect> XServer::inputShape(const QWidget &widget) const
+std::vector<QRect> XServer::inputShape(xcb_window_t window) const
 {
     const auto reply = own(xcb_shape_get_rectangles_reply(
-        connection_, xcb_shape_get_rectangles(connection_, idOf(widget), XCB_SHAPE_SK_INPUT),
-        nullptr));
+        connection_, xcb_shape_get_rectangles(connection_, window, XCB_SHAPE_SK_INPUT), nullptr));
     std::vector<QRect> shape;
+    if (!reply)
+        return shape; // it has gone
     for (const xcb_rectangle_t &part :
          std::span(xcb_shape_get_rectangles_rectangles(reply.get()), reply->rectangles_len))
         shape.emplace_back(part.x, part.y, part.width, part.height);
@@ -216,6 +272,12 @@ xcb_window_t XServer::addWindow()
     xcb_map_window(connection_, window);
     xcb_flush(connection_);
     return window;
+}
+
+xcb_window_t XServer::focus() const
+{
+    return own(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr))
+        ->focus;
 }
 
 void XServer::addBar(Edge edge, std::uint32_t depth, std::array<std::uint32_t, 2> extent)

@@ -7,6 +7,7 @@
 #include <array>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -19,7 +20,8 @@ xcb_window_t idOf(const QWidget &widget);
 class XServer
 {
 public:
-    XServer();
+    /// Of this process's display, or of another one.
+    explicit XServer(const char *display = nullptr);
     ~XServer();
     XServer(const XServer &) = delete;
     XServer &operator=(const XServer &) = delete;
@@ -41,18 +43,32 @@ public:
     void raise(xcb_window_t window) const;
     /// Marks an unmanaged window as window managers mark those that they take care of.
     void markAsManaged(xcb_window_t window) const;
+    /// Every window there is, managed or not, each before those that stand in it.
+    std::vector<xcb_window_t> allWindows() const;
     bool isViewable(xcb_window_t window) const;
     /// Asks the window manager to do something with a window, as a task bar does.
     void ask(xcb_window_t window, const char *what, std::array<std::uint32_t, 5> data) const;
 
+    /// As a program does that wants its own window elsewhere, or gone.
+    void move(xcb_window_t window, const QPoint &to) const;
+    void close(xcb_window_t window) const;
+
     /// Where the window stands on the screen, in device pixels.
     QRect geometry(const QWidget &widget) const { return geometry(idOf(widget)); }
     QRect geometry(xcb_window_t window) const;
+    /// Takes note from now on of every place that is given to a window without a frame.
+    void followPlaces() const;
+    /// Those noted since it was last asked.
+    std::vector<std::pair<xcb_window_t, QRect>> placesGiven() const;
     /// The pixels of a part of the screen, row by row, as the screen shows them.
     std::vector<QRgb> pixels(const QRect &area) const;
     /// Where the window takes the mouse, in device pixels from its own corner.
-    std::vector<QRect> inputShape(const QWidget &widget) const;
+    std::vector<QRect> inputShape(const QWidget &widget) const { return inputShape(idOf(widget)); }
+    std::vector<QRect> inputShape(xcb_window_t window) const;
     xcb_window_t activeWindow() const;
+    /// The window that keys go to; XCB_INPUT_FOCUS_POINTER_ROOT when that is the one under the
+    /// pointer.
+    xcb_window_t focus() const;
 
     /// An ordinary window of another program, shown. Goes with this connection.
     xcb_window_t addWindow();

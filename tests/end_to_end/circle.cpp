@@ -1,0 +1,79 @@
+#include "end_to_end/circle.h"
+
+#include <QJsonDocument>
+#include <QNetworkReply>
+
+namespace kivolo {
+
+using namespace Qt::StringLiterals;
+
+bool Circle::start()
+{
+    origin_ = server_.start(folder_.path());
+    if (!origin_.isValid())
+        return false;
+    proxy_ = std::make_unique<CountingProxy>(quint16(origin_.port()));
+    const QString code =
+        post(u"/circle/create"_s, {{u"owner_email"_s, u""_s}, {u"device_id"_s, u"mia"_s}})
+            .value(u"code"_s)
+            .toString();
+    const QJsonObject seat = join(u"mia"_s, u"Mia"_s, code);
+    circle_ = seat.value(u"circle_id"_s).toString();
+    mia_ = seat.value(u"member_id"_s).toString();
+    return !circle_.isEmpty() && !join(u"ana"_s, u"Ana"_s, code).isEmpty();
+}
+
+std::unique_ptr<ClientProcess> Circle::program() const
+{
+    return std::make_unique<ClientProcess>(u"ana"_s, folder_.path(),
+                                           QString::fromLatin1(proxy_->origin()));
+}
+
+bool Circle::startAna(const QString &bus)
+{
+    ana_ = program();
+    if (!bus.isEmpty())
+        ana_->setEnvironment(u"DBUS_SESSION_BUS_ADDRESS"_s, bus);
+    ana_->start({u"--hidden"_s});
+    // The second poll shows that the first has been taken in.
+    return eventually([&] { return proxy_->requests("GET /beams") >= 2; });
+}
+
+bool Circle::startAgain(const QStringList &arguments) const
+{
+    const auto again = program();
+    again->start(arguments);
+    return again->awaitEnd();
+}
+
+bool Circle::send(QJsonObject beam)
+{
+    beam.insert(u"circle_id"_s, circle_);
+    beam.insert(u"from_member"_s, mia_);
+    return post(u"/beam"_s, beam).value(u"ok"_s).toBool();
+}
+
+bool Circle::stop()
+{
+    const bool ended = !ana_ || ana_->stop();
+    return server_.stop() && ended;
+}
+
+QJsonObject Circle::post(const QString &path, const QJsonObject &body)
+{
+    QNetworkRequest request(origin_.resolved(QUrl(path)));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+    const std::unique_ptr<QNetworkReply> reply(
+        network_.post(request, QJsonDocument(body).toJson()));
+    const bool ended = eventually([&] { return reply->isFinished(); });
+    return ended ? QJsonDocument::fromJson(reply->readAll()).object() : QJsonObject();
+}
+
+QJsonObject Circle::join(const QString &device, const QString &name, const QString &code)
+{
+    return post(
+        u"/join"_s,
+        {{u"code"_s, code}, {u"handle"_s, name}, {u"device_id"_s, device}, {u"emoji"_s, u"💜"_s}});
+}
+
+} // namespace kivolo

@@ -1,0 +1,47 @@
+// Two members, of whom one is a program and the other a plain HTTP client.
+#pragma once
+
+#include "end_to_end/counting_proxy.h"
+#include "end_to_end/processes.h"
+
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+#include <memory>
+
+namespace kivolo {
+
+/// Ana's program and Mia, who sends to her, on a server of their own.
+class Circle
+{
+public:
+    /// The server with its two members. Whether it could be done.
+    bool start();
+    /// Ana's program without its window, on the session bus at `bus` if one is given. Whether what
+    /// is sent from now on is news to it.
+    bool startAna(const QString &bus = {});
+    /// Starts her program once more, as an icon's click does, and waits for its end. Whether that
+    /// was a good one.
+    bool startAgain(const QStringList &arguments = {}) const;
+    ClientProcess &ana() { return *ana_; }
+    /// A beam of Mia's. Whether the server has accepted it.
+    bool send(QJsonObject beam);
+    /// Whether everything ended well.
+    bool stop();
+
+private:
+    std::unique_ptr<ClientProcess> program() const;
+    QJsonObject post(const QString &path, const QJsonObject &body);
+    QJsonObject join(const QString &device, const QString &name, const QString &code);
+
+    QTemporaryDir folder_;
+    QNetworkAccessManager network_;
+    ServerProcess server_;
+    QUrl origin_;
+    std::unique_ptr<CountingProxy> proxy_;
+    std::unique_ptr<ClientProcess> ana_;
+    QString circle_;
+    QString mia_;
+};
+
+} // namespace kivolo
