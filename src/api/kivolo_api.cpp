@@ -7,8 +7,9 @@
 #include <QCoreApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPromise>
+#include <QThreadPool>
 #include <QUrl>
-#include <QtConcurrent>
 
 namespace kivolo {
 
@@ -108,18 +109,35 @@ namespace {
 /// is not worth it: an idle client polls all day.
 constexpr qsizetype smallReplyBytes = 64 * 1024;
 
-/// Builds and sends a request on the session's thread; judges the reply there, or on the thread
-/// pool when that would keep the session from other replies.
+/// Builds and sends a request on the session's thread and has the reply judged there, or on the
+/// thread pool when that would keep the session from other replies. No template, as the machinery
+/// of futures would be compiled for each kind of record anew.
+void exchange(std::function<UrlRequest()> build,
+              const std::function<void(const QFuture<UrlReply> &)> &judge)
+{
+    UrlSession::shared().data(std::move(build)).then([judge](const QFuture<UrlReply> &reply) {
+        const bool large = reply.resultCount() > 0 && reply.result().body.size() > smallReplyBytes;
+        if (large)
+            QThreadPool::globalInstance()->start([judge, reply] { judge(reply); });
+        else
+            judge(reply);
+    });
+}
+
 template<typename Record>
 QFuture<Record> exchange(std::function<UrlRequest()> build, Record (*judge)(const UrlReply &))
 {
-    return UrlSession::shared()
-        .data(std::move(build))
-        .then([judge](const UrlReply &reply) {
-            return reply.body.size() <= smallReplyBytes ? QtFuture::makeReadyFuture(judge(reply))
-                                                        : QtConcurrent::run(judge, reply);
-        })
-        .unwrap();
+    const auto promise = std::make_shared<QPromise<Record>>();
+    promise->start();
+    exchange(std::move(build), [promise, judge](const QFuture<UrlReply> &reply) {
+        try {
+            promise->addResult(judge(reply.result())); // throws what failed the request
+        } catch (...) {
+            promise->setException(std::current_exception());
+        }
+        promise->finish();
+    });
+    return promise->future();
 }
 
 } // namespace
