@@ -5,7 +5,9 @@
 #include <QGuiApplication>
 #include <QTextBoundaryFinder>
 #include <algorithm>
+#include <fontconfig/fontconfig.h>
 #include <initializer_list>
+#include <memory>
 #include <optional>
 
 namespace kivolo {
@@ -57,6 +59,28 @@ static QString installedFamily(const QFont &font)
     return QFontDatabase::hasFamily(font.family()) ? font.family() : QFontInfo(font).family();
 }
 
+/// The family that the font system takes where `family` is asked for. QFontInfo would tell, too,
+/// but loads the font for it: a few hundred kilobytes for one that no text may ever be set in.
+static QString substituteFor(const QString &family)
+{
+    struct Destroy
+    {
+        void operator()(FcPattern *pattern) const { FcPatternDestroy(pattern); }
+    };
+    using Pattern = std::unique_ptr<FcPattern, Destroy>;
+    const Pattern wanted(FcPatternCreate());
+    const QByteArray name = family.toUtf8();
+    FcPatternAddString(wanted.get(), FC_FAMILY, reinterpret_cast<const FcChar8 *>(name.data()));
+    FcConfigSubstitute(nullptr, wanted.get(), FcMatchPattern);
+    FcDefaultSubstitute(wanted.get());
+    FcResult result = FcResultNoMatch;
+    const Pattern match(FcFontMatch(nullptr, wanted.get(), &result));
+    FcChar8 *found = nullptr;
+    if (!match || FcPatternGetString(match.get(), FC_FAMILY, 0, &found) != FcResultMatch)
+        return family;
+    return QString::fromUtf8(reinterpret_cast<const char *>(found));
+}
+
 /// On a desktop that names no font, or none that is there, "sans serif" is whatever the font system
 /// falls back to. A font made for interfaces serves better, if one is installed.
 static QString preferredFamily(const QFont &desktop)
@@ -67,11 +91,13 @@ static QString preferredFamily(const QFont &desktop)
                                        QStringLiteral("Bitstream Vera Sans")};
     const bool chosen = QFontDatabase::hasFamily(desktop.family()) &&
                         !unchosen.contains(desktop.family(), Qt::CaseInsensitive);
-    const QString installed = installedFamily(desktop);
-    if (chosen || !fallbacks.contains(QFontInfo(desktop).family()))
-        return installed;
+    if (chosen)
+        return desktop.family();
+    const QString substitute = substituteFor(desktop.family());
+    if (!fallbacks.contains(substitute))
+        return substitute;
     const QString family = firstInstalled({"Inter", "Inter Variable", "Cantarell", "Noto Sans"});
-    return family.isEmpty() ? installed : family;
+    return family.isEmpty() ? substitute : family;
 }
 
 /// `family`, and for what it lacks a font of colour emoji before others that have some of them in
