@@ -181,7 +181,7 @@ TEST_F(MenuBarExtraTest, AClickOpensThePanelBesideTheIconAndTheNextCloses)
     EXPECT_TRUE(isOpen(false));
 
     clickIcon(3);
-    const QMenu &menu = extra.menu();
+    const QMenu &menu = *extra.menu();
     ASSERT_TRUE(eventually([&] { return menu.isVisible(); }));
     ASSERT_TRUE(QTest::qWaitForWindowExposed(const_cast<QMenu *>(&menu)));
     const QAction *first = menu.actions().front();

@@ -54,7 +54,6 @@ MenuBarExtra::MenuBarExtra(QString title, QIcon icon, ContentFactory makeContent
     , screen_(screen)
     , queue_(queue)
 {
-    menu_.addAction(tr("Open"), this, &MenuBarExtra::open);
     connect(&presence_, &TrayPresence::changed, this, &MenuBarExtra::followTray);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &MenuBarExtra::followFocus);
 }
@@ -66,7 +65,9 @@ void MenuBarExtra::followTray()
     // From the first one on, the toolkit follows the tray by itself.
     if (!tray_) {
         tray_ = std::make_unique<QSystemTrayIcon>(icon_);
-        tray_->setContextMenu(&menu_);
+        menu_ = std::make_unique<QMenu>();
+        menu_->addAction(tr("Open"), this, &MenuBarExtra::open);
+        tray_->setContextMenu(menu_.get());
         tray_->setToolTip(title_.toHtmlEscaped());
         connect(tray_.get(), &QSystemTrayIcon::activated, this, [this](auto reason) {
             if (reason == QSystemTrayIcon::Trigger)

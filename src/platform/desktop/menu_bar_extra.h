@@ -49,9 +49,10 @@ public:
     void close();
     bool isOpen() const { return panel_ && panel_->isVisible(); }
 
-    /// For tests that look at the window system; the panel is null before it is first opened.
+    /// For tests that look at the window system; null are the panel before it is first
+    /// opened, the menu before there is a tray.
     const QWidget *panel() const { return panel_.get(); }
-    const QMenu &menu() const { return menu_; }
+    const QMenu *menu() const { return menu_.get(); }
 
 Q_SIGNALS:
     /// isAvailable() has another value.
@@ -72,8 +73,8 @@ private:
     const Screen &screen_;
     MainQueue &queue_;
     TrayPresence presence_;
-    QMenu menu_;
-    std::unique_ptr<QSystemTrayIcon> tray_; // from the first tray on
+    std::unique_ptr<QMenu> menu_;           // from the first tray on, as is
+    std::unique_ptr<QSystemTrayIcon> tray_; // the icon in it
     std::unique_ptr<QWidget> panel_;        // from the first opening on
     std::unique_ptr<panel_system::Presence> compositor_;
     std::optional<MainQueue::Duration> closedAt_; // by losing the focus
