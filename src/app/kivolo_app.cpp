@@ -15,6 +15,7 @@
 #include "platform/desktop/menu_bar_extra.h"
 #include "platform/desktop/notifications.h"
 #include "platform/desktop/window_system.h"
+#include "platform/foundation/heap.h"
 #include "style/motion.h"
 #include "style/palette.h"
 
@@ -126,6 +127,8 @@ void KivoloApp::settle()
     // The first beam can arrive only with the second poll.
     if (!beamNotifications_)
         queue_.after(500ms, window_.get(), warmUpCards);
+    // What only the start and the first history needed.
+    queue_.after(3s, window_.get(), heap::giveBack);
 }
 
 // A start at the login can be earlier than the network, and the session asks only once which circle

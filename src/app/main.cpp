@@ -4,27 +4,17 @@
 #include "platform/desktop/application.h"
 #include "platform/desktop/notifications.h"
 #include "platform/desktop/window_system.h"
+#include "platform/foundation/heap.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QLocale>
 #include <memory>
 #include <unistd.h>
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 
 namespace window_system = kivolo::window_system;
 
 namespace {
-
-/// The threads take turns, so heaps of their own would only keep memory from one another.
-void shareOneHeap()
-{
-#ifdef __GLIBC__
-    mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): there is one thread yet
-#endif
-}
 
 int fail(const QString &reason)
 {
@@ -69,7 +59,7 @@ void tellDesktop(const QString &reason)
 int main(int argc, char **argv)
 {
     using kivolo::SingleInstance;
-    shareOneHeap();
+    kivolo::heap::share();
     const window_system::Choice choice = window_system::choose();
     const std::unique_ptr<QCoreApplication> application =
         choice == window_system::Choice::Made ? std::make_unique<QApplication>(argc, argv)
