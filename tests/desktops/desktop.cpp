@@ -123,7 +123,7 @@ void Desktop::input(const QStringList &actions) const
 
 void Desktop::click(const QPoint &point) const
 {
-    input(pointerTo(point) + QStringList{u"click"_s, u"1"_s});
+    input(pointerTo(point) + QStringList{u"sleep"_s, u"0.05"_s, u"click"_s, u"1"_s});
 }
 
 void Desktop::drag(const QPoint &from, const QPoint &to) const

@@ -263,7 +263,8 @@ TEST_F(DesktopTest, Drag)
     ASSERT_TRUE(soon([&] { return popupsAre({slot}); })) << popupsNow();
     const QPoint by(-310, 170);
     desktop->drag(slot.center(), slot.center() + by);
-    EXPECT_TRUE(soon([&] { return popupsAre({slot.translated(by)}); })) << popupsNow();
+    EXPECT_EQ(name(settled([] { return desktop->cards(popup).value(0).frame; })),
+              name(slot.translated(by)));
     sendNote(u"to be closed"_s);
     EXPECT_TRUE(soon([&] {
         return popupsAre({slot, popupSlot(area(), 1)});
@@ -358,7 +359,7 @@ TEST_F(DesktopTest, Buzz)
 {
     openWindow();
     const QRect window = settled([] { return x().geometry(desktop->mainWindow()); });
-    Foreign other(*desktop);
+    Foreign other(*desktop, Qt::Window);
     const bool covered = other.showOver(window, window.center());
     const XServer witness;
     witness.followPlaces();
