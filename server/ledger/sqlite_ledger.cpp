@@ -120,6 +120,7 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
         const auto waited = steady_clock::now() - batch.front().since;
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(patience_ - waited);
         writeConnection_.setPatience(std::max(rest, std::chrono::milliseconds(0)));
+        writeConnection_.requireSameFile();
         SqliteTransaction transaction(writeConnection_.session());
         failure = runJobs(batch, transaction);
     } catch (const LedgerUnavailable &) {

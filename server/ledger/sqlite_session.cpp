@@ -1,9 +1,12 @@
 #include "sqlite_session.h"
 
+#include <sys/stat.h>
+
 namespace kivolo::server {
 
 SqliteConnection::SqliteConnection(const std::string &path, std::chrono::milliseconds patience,
                                    void (*prepare)(soci::session &))
+    : path_(path)
 {
     // The name goes into SOCI's connection string, which has no way to spell a quote.
     if (path.find('"') != std::string::npos)
@@ -24,6 +27,21 @@ SqliteConnection::SqliteConnection(const std::string &path, std::chrono::millise
         if (prepare)
             prepare(session_);
     });
+    identity_ = identityOf(path_);
+}
+
+std::optional<SqliteConnection::Identity> SqliteConnection::identityOf(const std::string &path)
+{
+    struct stat status = {};
+    if (::stat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return Identity{status.st_dev, status.st_ino};
+}
+
+void SqliteConnection::requireSameFile() const
+{
+    if (identityOf(path_) != identity_)
+        throw LedgerUnavailable("its file was deleted or replaced; restart the server");
 }
 
 void SqliteConnection::setPatience(std::chrono::milliseconds patience)

@@ -9,7 +9,10 @@
 #include <soci/sqlite3/soci-sqlite3.h>
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace kivolo::server {
 
@@ -61,11 +64,21 @@ public:
                      void (*prepare)(soci::session &) = nullptr);
     soci::session &session() { return session_; }
 
+    /// Throws LedgerUnavailable where the file that was opened is no longer the one of that name:
+    /// it was deleted or replaced, and what is written to it is lost.
+    void requireSameFile() const;
+
     /// From now on, for whatever waits for a lock.
     void setPatience(std::chrono::milliseconds patience);
 
 private:
+    /// What tells one file from another, whatever its name.
+    using Identity = std::pair<std::uint64_t, std::uint64_t>;
+    static std::optional<Identity> identityOf(const std::string &path);
+
+    std::string path_;
     soci::session session_;
+    std::optional<Identity> identity_;
 };
 
 /// A change of the database that no other writer runs beside. What is not committed is undone when

@@ -318,6 +318,21 @@ TEST(Ledger, ADatabaseLockedByAnotherIsToldInTime)
     EXPECT_EQ(house.poll(house.join(ana.text("code"), "b"), 0).beams().size(), 1u);
 }
 
+TEST(Ledger, AcknowledgesNothingThatGoesIntoAFileThatIsGone)
+{
+    for (const bool replaced : {false, true}) {
+        House house;
+        const Told ana = house.join(house.newCircle().text("code"), "a");
+        const std::filesystem::path file = house.folder / "ledger.sqlite";
+        std::filesystem::rename(file, house.folder / "elsewhere");
+        if (replaced)
+            std::filesystem::copy_file(house.folder / "elsewhere", file);
+        EXPECT_EQ(house.sendText(ana, "x").status, 503u);
+        std::filesystem::rename(house.folder / "elsewhere", file);
+        EXPECT_EQ(house.sendText(ana, "x").status, 200u);
+    }
+}
+
 TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
 {
     House house;
