@@ -50,7 +50,7 @@ void tellDesktop(const QString &reason)
     notifications.show(
         {.summary = QStringLiteral("Kivolo"), .body = reason, .picture = {}, .life = life},
         [](bool) { QCoreApplication::quit(); });
-    queue.after(patience, qApp, &QCoreApplication::quit);
+    queue.after(patience, QCoreApplication::instance(), &QCoreApplication::quit);
     QCoreApplication::exec();
 }
 

@@ -281,6 +281,8 @@ TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
     const Environment wayland{{u"DISPLAY"_s, {}},
                               {u"WAYLAND_DISPLAY"_s, compositor.socket()},
                               {u"WAYLAND_DEBUG"_s, u"client"_s},
+                              // Would load a graphics driver, which leaves memory behind.
+                              {u"QT_WAYLAND_DISABLE_WINDOWDECORATION"_s, u"1"_s},
                               {u"KIVOLO_API_URL"_s, origin},
                               {u"KIVOLO_SITE_URL"_s, origin}};
     const auto texts = [&] {

@@ -67,7 +67,8 @@ void terminateOnSignals()
     signalled = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (signalled < 0)
         return; // the signals then end the program at once
-    auto notifier = std::make_unique<QSocketNotifier>(signalled, QSocketNotifier::Read, qApp);
+    auto notifier = std::make_unique<QSocketNotifier>(signalled, QSocketNotifier::Read,
+                                                      QCoreApplication::instance());
     QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                      [n = notifier.get()] {
                          n->setEnabled(false);
