@@ -35,8 +35,9 @@ void Background::paint(QPainter &painter, const QRectF &rect, const Palette &col
 {
     const QRectF sharp = onPixels(painter, rect);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(shape(sharp), fill_.brush(sharp, colors));
-    if (form_ == Bar) {
+    if (form_ != HairLine)
+        painter.fillPath(shape(sharp), fill_.brush(sharp, colors));
+    if (form_ == Bar || form_ == HairLine) {
         const qreal scale = deviceScale(painter);
         const qreal line = std::floor(scale) / scale;
         painter.fillRect(QRectF(sharp.topLeft(), QSizeF(sharp.width(), line)), colors.quaternary);

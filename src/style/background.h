@@ -22,6 +22,8 @@ public:
     static Background rounded(qreal radius, Fill fill) { return {Rounded, radius, fill}; }
     /// A bar at the bottom of a window: set off from what is above it by a hair line.
     static Background bar() { return {Bar, 0, Fill::bar()}; }
+    /// A hair line along the upper edge, and nothing else.
+    static Background hairLine() { return {HairLine, 0, Fill::quaternary()}; }
     /// With ends as round as the view is high; on a square view, a circle.
     static Background capsule(Fill fill) { return {Capsule, 0, fill}; }
 
@@ -37,7 +39,7 @@ public:
     bool operator==(const Background &) const = default;
 
 private:
-    enum Form { Rectangle, Rounded, Capsule, Bar };
+    enum Form { Rectangle, Rounded, Capsule, Bar, HairLine };
     struct Outline
     {
         Fill fill;

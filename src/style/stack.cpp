@@ -111,10 +111,7 @@ Stack::Child yielding(QWidget *view)
 
 QWidget *divider()
 {
-    return hstack(0, {})
-        ->on(Background::rectangle(Fill::quaternary()))
-        ->filling(Qt::Horizontal)
-        ->high(1);
+    return hstack(0, {})->on(Background::hairLine())->filling(Qt::Horizontal)->high(1);
 }
 
 void setShown(QWidget *view, bool shown)
