@@ -130,7 +130,8 @@ void Desktop::drag(const QPoint &from, const QPoint &to) const
 {
     // As slowly as a hand, so that the desktop can follow.
     constexpr int steps = 12;
-    QStringList actions = pointerTo(from) + QStringList{u"mousedown"_s, u"1"_s};
+    QStringList actions =
+        pointerTo(from) + QStringList{u"sleep"_s, u"0.1"_s, u"mousedown"_s, u"1"_s};
     for (int step = 1; step <= steps; ++step)
         actions +=
             pointerTo(from + (to - from) * step / steps) + QStringList{u"sleep"_s, u"0.02"_s};
