@@ -2,6 +2,7 @@
 #include "app/icons.h"
 #include "app/main_window.h"
 #include "app/panel_frame.h"
+#include "support/contrast.h"
 #include "support/eventually.h"
 #include "support/x_server.h"
 
@@ -11,7 +12,6 @@
 #include <QScreen>
 #include <QTest>
 #include <QWindow>
-#include <cmath>
 #include <gtest/gtest.h>
 
 using namespace kivolo;
@@ -86,21 +86,6 @@ TEST_F(MainWindowTest, ClosingHidesItAndItComesBackAsItWas)
     }
     EXPECT_EQ(made, 1);
     EXPECT_EQ(painted, 1);
-}
-
-/// The contrast of two opaque colours as the Web Content Accessibility Guidelines measure it.
-double contrast(const QColor &one, const QColor &other)
-{
-    const auto luminance = [](const QColor &color) {
-        const auto linear = [](double c) {
-            return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-        };
-        return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
-               0.0722 * linear(color.blueF());
-    };
-    const double a = luminance(one) + 0.05;
-    const double b = luminance(other) + 0.05;
-    return std::max(a, b) / std::min(a, b);
 }
 
 TEST(TrayHeartTest, StandsOutFromLightAndDarkPanels)

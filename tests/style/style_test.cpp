@@ -5,6 +5,7 @@
 #include "style/shapes.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "support/contrast.h"
 
 #include <QApplication>
 #include <QFontMetricsF>
@@ -14,7 +15,6 @@
 #include <QRawFont>
 #include <QStyle>
 #include <QTextLayout>
-#include <cmath>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -189,21 +189,6 @@ TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
                     Brand::gradient({0, 0, 24, 24}));
     }
     EXPECT_GT(image.pixelColor(6, 7).blue(), image.pixelColor(12, 19).blue());
-}
-
-/// How much lighter one colour is than the other, from 1 to 21.
-double contrast(const QColor &a, const QColor &b)
-{
-    const auto luminance = [](const QColor &color) {
-        const auto linear = [](double v) {
-            return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
-        };
-        return 0.2126 * linear(double(color.redF())) + 0.7152 * linear(double(color.greenF())) +
-               0.0722 * linear(double(color.blueF()));
-    };
-    const double one = luminance(a) + 0.05;
-    const double other = luminance(b) + 0.05;
-    return std::max(one, other) / std::min(one, other);
 }
 
 TEST(IllustrationsTest, StandOutFromLightAndDark)

@@ -4,6 +4,7 @@
 #include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "support/contrast.h"
 #include "views/beam_bubble.h"
 #include "views/feature_guide.h"
 #include "views/feed_view.h"
@@ -114,13 +115,6 @@ TEST_F(WindowTest, RingOfAnAvatarIsWhole)
 
 TEST_F(WindowTest, WhatIsBeingSentCanBeRead)
 {
-    const auto luminance = [](const QColor &color) {
-        const auto linear = [](double c) {
-            return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-        };
-        return 0.2126 * linear(double(color.redF())) + 0.7152 * linear(double(color.greenF())) +
-               0.0722 * linear(double(color.blueF()));
-    };
     const QPalette before = QApplication::palette();
     for (const Palette *each : {&Palette::standardLight(), &Palette::standardDark()}) {
         QApplication::setPalette(each->toQPalette());
@@ -129,16 +123,13 @@ TEST_F(WindowTest, WhatIsBeingSentCanBeRead)
                                   ->grab()
                                   .toImage()
                                   .convertedTo(QImage::Format_RGB32);
-        const double face = luminance(button.pixelColor(10, button.height() / 2));
-        double contrast = 1;
+        const QColor face = button.pixelColor(10, button.height() / 2);
+        double most = 1;
         for (int x = 10; x < button.width() - 10; ++x) {
-            for (int y = 8; y < button.height() - 8; ++y) {
-                const double ink = luminance(button.pixelColor(x, y));
-                contrast =
-                    std::max(contrast, (std::max(ink, face) + 0.05) / (std::min(ink, face) + 0.05));
-            }
+            for (int y = 8; y < button.height() - 8; ++y)
+                most = std::max(most, contrast(button.pixelColor(x, y), face));
         }
-        EXPECT_GE(contrast, 4.5) << (each->dark ? "dark" : "light");
+        EXPECT_GE(most, 4.5) << (each->dark ? "dark" : "light");
     }
     QApplication::setPalette(before);
 }
