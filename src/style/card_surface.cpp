@@ -22,13 +22,19 @@ void CardSurface::setSquareCorners(bool square)
     update();
 }
 
+void CardSurface::setOpaque(bool opaque)
+{
+    opaque_ = opaque;
+    update();
+}
+
 void CardSurface::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     const QRectF card(rect());
     const qreal radius = squareCorners_ ? 0 : outline_.radius;
     QColor material = Palette::of(palette()).material;
-    if (squareCorners_)
+    if (squareCorners_ || opaque_)
         material.setAlphaF(1);
 
     painter.setRenderHint(QPainter::Antialiasing);

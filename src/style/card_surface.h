@@ -13,6 +13,7 @@ class CardSurface : public QWidget
     Q_OBJECT
     // What carries the card sets and reads these without knowing its type.
     Q_PROPERTY(bool squareCorners READ hasSquareCorners WRITE setSquareCorners)
+    Q_PROPERTY(bool opaque READ isOpaque WRITE setOpaque)
     Q_PROPERTY(double cornerRadius READ cornerRadius CONSTANT)
 public:
     double cornerRadius() const { return outline_.radius; }
@@ -20,6 +21,9 @@ public:
     /// and its corners are square.
     void setSquareCorners(bool square);
     bool hasSquareCorners() const { return squareCorners_; }
+    /// Where nothing blurs what lies beneath the card, it would be read through its material.
+    void setOpaque(bool opaque);
+    bool isOpaque() const { return opaque_; }
 
 protected:
     struct Outline
@@ -39,6 +43,7 @@ protected:
 private:
     Outline outline_;
     bool squareCorners_ = false;
+    bool opaque_ = false;
 };
 
 } // namespace kivolo

@@ -11,6 +11,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QProcess>
+#include <QRegion>
 #include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
@@ -30,9 +31,11 @@ class Card final : public QWidget
     Q_OBJECT
     Q_PROPERTY(double cornerRadius MEMBER cornerRadius)
     Q_PROPERTY(bool squareCorners MEMBER squareCorners)
+    Q_PROPERTY(bool opaque MEMBER opaque)
 public:
     double cornerRadius = 16;
     bool squareCorners = false;
+    bool opaque = false;
     int paints = 0;
     int clicks = 0;
 
@@ -76,7 +79,8 @@ protected:
     double scale() const { return qApp->devicePixelRatio(); }
     QRect device(const QRect &points) const
     {
-        return {(QPointF(points.topLeft()) * scale()).toPoint(), points.size() * int(scale())};
+        return {(QPointF(points.topLeft()) * scale()).toPoint(),
+                (QSizeF(points.size()) * scale()).toSize()};
     }
     // Of a frame in the program's coordinates, with the shadow around it.
     QRect withShadow(const Rect &frame) const
@@ -324,6 +328,60 @@ TEST_F(FloatingPanel, FadesEvenlyAndThenRests)
     EXPECT_EQ(queue.pending(), 0U);
 }
 
+TEST_F(FloatingPanel, AsksForBlurWhereThereIsOneAndIsOpaqueElsewhere)
+{
+    const Shown shown(queue);
+    shown.show(place);
+    EXPECT_TRUE(shown.card().opaque);
+    const auto withdrawn = qScopeGuard([this] { x.announceBlur(false); });
+    const auto region = [&] {
+        const auto numbers = x.values(idOf(shown.window()), "_KDE_NET_WM_BLUR_BEHIND_REGION");
+        QRegion result;
+        for (std::size_t i = 0; i + 4 <= numbers.size(); i += 4)
+            result += QRect(int(numbers[i]), int(numbers[i + 1]), int(numbers[i + 2]),
+                            int(numbers[i + 3]));
+        return result;
+    };
+    x.announceBlur(true);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !shown.card().opaque && !region().isEmpty(); }));
+    const QRect card = device(QRect(32, 24, 300, 150));
+    EXPECT_EQ(region().boundingRect(), card);
+    EXPECT_FALSE(region().contains(card.topLeft())) << "blurred beyond its corner";
+    x.announceBlur(false);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return shown.card().opaque && region().isEmpty(); }));
+}
+
+TEST_F(FloatingPanel, DarkensNoNeighbourWithItsShadow)
+{
+    const Rect above{place.x, place.y + 160, 300, 150};
+    const Shown lower(queue);
+    const Shown upper(queue);
+    lower.show(place);
+    upper.show(above);
+    const auto isAllRed = [&](const Rect &frame) {
+        const QRect card = withShadow(frame).marginsRemoved(
+            {int(32 * scale()), int(24 * scale()), int(32 * scale()), int(44 * scale())});
+        // Without the corners, where the desktop shows.
+        const QRect inside = card.adjusted(40, 0, -40, 0);
+        return QTest::qWaitFor([&] {
+            const auto pixels = x.pixels(inside);
+            return std::all_of(pixels.begin(), pixels.end(), [](QRgb pixel) {
+                return (pixel & RGB_MASK) == (QColor(Qt::red).rgb() & RGB_MASK);
+            });
+        });
+    };
+    EXPECT_TRUE(isAllRed(above));
+    EXPECT_TRUE(isAllRed(place)) << "the lower card lies in the upper one's shadow";
+
+    // Where a neighbour has gone, the shadow falls again.
+    const QPoint onDesktop = withShadow(place).topLeft() + QPoint(180, 20) * scale();
+    const auto brightness = [&] { return qGray(x.pixels(QRect(onDesktop, QSize(1, 1))).front()); };
+    const QRgb desktop = x.pixels(QRect(0, 0, 1, 1)).front();
+    upper.panel->orderOut();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return brightness() > 150; })) << "the card has gone";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return brightness() < qGray(desktop); }));
+}
+
 TEST_F(FloatingPanel, MayBeReleasedByItsContent)
 {
     Shown shown(queue);
@@ -425,7 +483,7 @@ TEST_F(PanelWithoutCompositor, IsOpaqueAndSquareUntilOneAppears)
     shown.panel->setAlpha(0);
     shown.show(place);
     const int height = qApp->primaryScreen()->geometry().height();
-    const QRect bare(80, height - 270, 300, 150);
+    const QRect bare = device(QRect(80, height - 270, 300, 150));
     const auto looks = [&](bool blended) {
         return QTest::qWaitFor([&] {
             return shown.card().squareCorners == !blended &&
@@ -438,11 +496,23 @@ TEST_F(PanelWithoutCompositor, IsOpaqueAndSquareUntilOneAppears)
     EXPECT_EQ(corner.pixelColor(299, 149), QColor(Qt::red));
     EXPECT_THAT(x.values(idOf(shown.window()), "_GTK_FRAME_EXTENTS"), ElementsAre(0U, 0U, 0U, 0U));
 
-    x.claimCompositor(true);
-    EXPECT_TRUE(looks(true));
-    x.claimCompositor(false);
-    EXPECT_TRUE(looks(false));
-    EXPECT_THAT(x.inputShape(shown.window()), ElementsAre(QRect(0, 0, 300, 150)));
+    const auto pixels = [this](double points) { return std::uint32_t(points * scale()); };
+    // Also where it is suspended and resumed as fast as a window learns of its size.
+    for (int round = 0; round < 3; ++round) {
+        for (int blink = 0; blink < round; ++blink) {
+            x.claimCompositor(true);
+            x.claimCompositor(false);
+        }
+        x.claimCompositor(true);
+        EXPECT_TRUE(looks(true));
+        EXPECT_THAT(x.values(idOf(shown.window()), "_GTK_FRAME_EXTENTS"),
+                    ElementsAre(pixels(32), pixels(32), pixels(24), pixels(44)));
+        x.claimCompositor(false);
+        EXPECT_TRUE(looks(false));
+    }
+    EXPECT_THAT(x.values(idOf(shown.window()), "_GTK_FRAME_EXTENTS"), ElementsAre(0U, 0U, 0U, 0U));
+    EXPECT_EQ(shown.panel->frame(), place);
+    EXPECT_THAT(x.inputShape(shown.window()), ElementsAre(QRect({}, bare.size())));
 }
 
 } // namespace

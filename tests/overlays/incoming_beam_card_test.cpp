@@ -143,6 +143,15 @@ TEST_F(IncomingBeamCardTest, WithoutACompositorOpaqueAndSquare)
     EXPECT_EQ(picture.at(210, 180).alpha(), 255);
 }
 
+TEST_F(IncomingBeamCardTest, WhereNothingBlursOpaqueButForItsCorners)
+{
+    IncomingBeamView card(note(QStringLiteral("hi")), true, nullptr);
+    EXPECT_LT(Picture(card).at(210, 180).alpha(), 255);
+    ASSERT_TRUE(card.setProperty("opaque", true));
+    EXPECT_EQ(Picture(card).at(210, 180).alpha(), 255);
+    EXPECT_EQ(Picture(card).at(0, 0).alpha(), 0);
+}
+
 TEST_F(IncomingBeamCardTest, FollowsThePalette)
 {
     IncomingBeamView card(note(QStringLiteral("hi")), false, nullptr);

@@ -56,7 +56,7 @@ std::vector<std::uint32_t> XServer::values(xcb_window_t window, const char *prop
 {
     const auto reply = own(xcb_get_property_reply(
         connection_,
-        xcb_get_property(connection_, false, window, atom(property), XCB_ATOM_ANY, 0, 64),
+        xcb_get_property(connection_, false, window, atom(property), XCB_ATOM_ANY, 0, 512),
         nullptr));
     if (!reply || reply->format != 32)
         return {};
@@ -303,6 +303,17 @@ void XServer::claimCompositor(bool claim)
 {
     xcb_set_selection_owner(connection_, claim ? owner_ : xcb_window_t(XCB_WINDOW_NONE),
                             atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+    xcb_flush(connection_);
+}
+
+void XServer::announceBlur(bool can)
+{
+    const xcb_atom_t property = atom("_KDE_NET_WM_BLUR_BEHIND_REGION");
+    if (can)
+        xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, root_, property, property, 8, 0,
+                            nullptr);
+    else
+        xcb_delete_property(connection_, root_, property);
     xcb_flush(connection_);
 }
 

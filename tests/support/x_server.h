@@ -81,6 +81,8 @@ public:
     /// Takes or gives up the selection by which a compositor makes itself known.
     void claimCompositor(bool claim);
     bool hasCompositor() const;
+    /// Says that the compositor blurs what lies beneath a window, or takes that back.
+    void announceBlur(bool can);
 
 private:
     xcb_atom_t atom(const char *name) const;

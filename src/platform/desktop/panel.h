@@ -15,9 +15,11 @@ class PanelWindow;
 /// A borderless window that floats above all others on every virtual desktop, beside full-screen
 /// windows too, is in no task bar or window cycle, and never takes the focus. Main thread only.
 ///
-/// Its content is one widget that fills it. The panel talks to that widget through two
+/// Its content is one widget that fills it. The panel talks to that widget through three
 /// properties, so that neither needs to know the other's type:
 /// - `cornerRadius` (double, points), read: the shape of the shadow behind the content;
+/// - `opaque` (bool), written before the first paint and whenever it changes: true while the
+///   desktop does not blur what lies beneath the content, which would be read through it;
 /// - `squareCorners` (bool), written before the first paint and whenever it changes: true while
 ///   the desktop cannot blend windows, so that the content must be opaque to its corners.
 ///

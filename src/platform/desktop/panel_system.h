@@ -32,6 +32,9 @@ public:
 /// the event loop after each change.
 std::unique_ptr<Presence> observeCompositor(std::function<void()> changed);
 
+/// The part of the compositor that blurs what lies beneath a window, where it has one; likewise.
+std::unique_ptr<Presence> observeBlur(std::function<void()> changed);
+
 /// The one that shows the small windows of other programs as icons; likewise.
 std::unique_ptr<Presence> observeTray(std::function<void()> changed);
 
@@ -54,6 +57,9 @@ void bringToUser(QWindow &window);
 /// Tells the window system that what surrounds the card is shadow: not part of the window's frame,
 /// and transparent to the mouse. In points.
 void setCard(QWindow &window, const QSize &card, const QMargins &shadow);
+
+/// Asks for blur beneath the card, in points from the window's corner, or for none any more.
+void setBlur(QWindow &window, const QRect &card, double cornerRadius, bool blurred);
 
 /// What panels and docks leave of a screen. Both in device pixels of the whole
 /// desktop. Costs a few round trips to the window system.

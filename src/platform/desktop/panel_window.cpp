@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QScreen>
 #include <QWindow>
+#include <vector>
 
 namespace kivolo {
 
@@ -44,6 +45,17 @@ private:
     double alpha_ = 1;
 };
 
+namespace {
+
+// Those on the screen.
+std::vector<PanelWindow *> &shownPanels()
+{
+    static std::vector<PanelWindow *> panels;
+    return panels;
+}
+
+} // namespace
+
 PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool movableByBackground)
     : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
                            Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
@@ -58,6 +70,7 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool mo
     content_->setParent(this);
     veil_ = std::make_unique<PanelVeil>(this).release(); // owned by its parent
     compositor_ = panel_system::observeCompositor([this] { adaptToCompositor(); });
+    blur_ = panel_system::observeBlur([this] { adaptToCompositor(); });
 }
 
 PanelWindow::~PanelWindow() = default;
@@ -70,17 +83,26 @@ void PanelWindow::abandon()
 
 void PanelWindow::place(const Rect &frame)
 {
+    const QRect before = card();
     frame_ = frame;
     layOut();
     thinOut();
+    if (isVisible() && card() != before) {
+        repaintNeighbours(before);
+        repaintNeighbours(card());
+    }
+}
+
+QRect PanelWindow::card() const
+{
+    return toDesktop(frame_);
 }
 
 void PanelWindow::layOut()
 {
-    const QRect card = toDesktop(frame_);
-    setGeometry(card.marginsAdded(margins_));
+    setGeometry(card().marginsAdded(margins_));
     veil_->resize(size());
-    content_->setGeometry(QRect(QPoint(margins_.left(), margins_.top()), card.size()));
+    content_->setGeometry(QRect(QPoint(margins_.left(), margins_.top()), card().size()));
 }
 
 void PanelWindow::setAlpha(double alpha)
@@ -93,7 +115,7 @@ void PanelWindow::thinOut()
 {
     // An opaque window cannot be half there, and nobody sees the fade of one that stands beyond the
     // screen's edge, while each of its steps would cost a round trip to the window system.
-    const bool seen = screen()->virtualGeometry().intersects(toDesktop(frame_));
+    const bool seen = screen()->virtualGeometry().intersects(card());
     veil_->setAlpha(blended_ && seen ? alpha_ : 1);
 }
 
@@ -107,15 +129,25 @@ void PanelWindow::showInFront()
     show();
 }
 
+void PanelWindow::showEvent(QShowEvent *)
+{
+    shownPanels().push_back(this);
+    repaintNeighbours(card());
+}
+
 void PanelWindow::hideEvent(QHideEvent *)
 {
     foreground_.reset();
+    std::erase(shownPanels(), this);
+    repaintNeighbours(card());
 }
 
 void PanelWindow::adaptToCompositor()
 {
     blended_ = compositor_->isThere() && (!windowHandle() || windowHandle()->format().hasAlpha());
+    const bool blurred = blended_ && blur_->isThere();
     content_->setProperty("squareCorners", !blended_);
+    content_->setProperty("opaque", !blurred);
     margins_ = blended_ ? shadowMargins : QMargins();
     layOut();
     // Only now, so that the window is made where it belongs: each move costs several questions of
@@ -127,6 +159,8 @@ void PanelWindow::adaptToCompositor()
         return;
     }
     panel_system::setCard(*windowHandle(), content_->size(), margins_);
+    panel_system::setBlur(*windowHandle(), content_->geometry(),
+                          content_->property("cornerRadius").toDouble(), blurred);
     thinOut();
 }
 
@@ -136,6 +170,32 @@ void PanelWindow::paintEvent(QPaintEvent *)
         return;
     QPainter painter(this);
     paintShadow(painter, content_->geometry(), content_->property("cornerRadius").toDouble());
+    eraseNeighbours(painter);
+}
+
+// No card's shadow darkens another card: those of a stack stand closer than a shadow reaches.
+void PanelWindow::eraseNeighbours(QPainter &painter) const
+{
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Qt::black);
+    const QPoint corner = card().marginsAdded(margins_).topLeft();
+    for (const PanelWindow *other : shownPanels()) {
+        const QRect neighbour = other->card().translated(-corner);
+        const double radius = other->content_->property("cornerRadius").toDouble();
+        if (other != this && neighbour.intersects(rect()))
+            painter.drawRoundedRect(neighbour, radius, radius);
+    }
+}
+
+void PanelWindow::repaintNeighbours(const QRect &area) const
+{
+    for (PanelWindow *other : shownPanels()) {
+        const QPoint corner = other->card().marginsAdded(other->margins_).topLeft();
+        if (other != this)
+            other->update(area.translated(-corner));
+    }
 }
 
 void PanelWindow::mousePressEvent(QMouseEvent *event)

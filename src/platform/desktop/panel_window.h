@@ -30,6 +30,7 @@ public:
     QWidget *content() const { return content_; }
 
 protected:
+    void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
@@ -40,6 +41,9 @@ private:
     void adaptToCompositor();
     void layOut();
     void thinOut();
+    QRect card() const;
+    void eraseNeighbours(QPainter &painter) const;
+    void repaintNeighbours(const QRect &area) const;
 
     Panel *owner_;
     QWidget *content_;
@@ -51,6 +55,7 @@ private:
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it
     std::unique_ptr<panel_system::Presence> compositor_;
+    std::unique_ptr<panel_system::Presence> blur_;
     std::unique_ptr<panel_system::Watch> foreground_; // while it is shown
 };
 

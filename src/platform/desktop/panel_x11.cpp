@@ -5,10 +5,13 @@
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
 #include <QCoreApplication>
+#include <QPainterPath>
+#include <QRegion>
 #include <QWindow>
 #include <algorithm>
 #include <array>
 #include <span>
+#include <vector>
 #include <xcb/shape.h>
 #include <xcb/xfixes.h>
 
@@ -99,33 +102,104 @@ private:
     uint8_t event_ = 0;
 };
 
-class OwnerPresence final : public Presence
+// Follows a property of the root window by which a compositor announces what it can.
+class Announcement final : public QObject, public QAbstractNativeEventFilter
 {
+    Q_OBJECT
 public:
-    OwnerPresence(Atom selection, std::function<void()> changed)
-        : owner_(SelectionOwner::of(selection))
+    explicit Announcement(Atom property)
+        : property_(property)
     {
-        if (owner_)
-            QObject::connect(owner_.get(), &SelectionOwner::changed, &context_, std::move(changed),
-                             Qt::QueuedConnection);
+        look();
+        qApp->installNativeEventFilter(this);
     }
-    bool isThere() const override { return owner_ && owner_->isThere(); }
+
+    static std::shared_ptr<Announcement> of(Atom property)
+    {
+        static std::array<std::weak_ptr<Announcement>, Atom_count> shared;
+        auto held = shared[property].lock();
+        if (!held && connection())
+            shared[property] = held = std::make_shared<Announcement>(property);
+        return held;
+    }
+
+    bool isThere() const { return isThere_; }
+
+    bool nativeEventFilter(const QByteArray &, void *message, qintptr *) override
+    {
+        const auto *event = static_cast<const xcb_generic_event_t *>(message);
+        if ((event->response_type & 0x7f) != XCB_PROPERTY_NOTIFY)
+            return false;
+        const auto *notify = reinterpret_cast<const xcb_property_notify_event_t *>(event);
+        if (notify->window == rootWindow() && notify->atom == atom(property_)) {
+            isThere_ = notify->state == XCB_PROPERTY_NEW_VALUE;
+            Q_EMIT changed();
+        }
+        return false;
+    }
+
+Q_SIGNALS:
+    void changed();
 
 private:
-    std::shared_ptr<SelectionOwner> owner_;
+    void look()
+    {
+        const ReplyPtr<xcb_get_property_reply_t> reply(
+            xcb_get_property_reply(connection(), askFor(rootWindow(), property_), nullptr));
+        isThere_ = reply && reply->type != XCB_ATOM_NONE;
+    }
+
+    Atom property_;
+    bool isThere_ = false;
+};
+
+// Of what many may follow at once, a SelectionOwner or an Announcement.
+template<typename Followed>
+class SharedPresence final : public Presence
+{
+public:
+    SharedPresence(Atom which, std::function<void()> changed)
+        : followed_(Followed::of(which))
+    {
+        if (followed_)
+            QObject::connect(followed_.get(), &Followed::changed, &context_, std::move(changed),
+                             Qt::QueuedConnection);
+    }
+    bool isThere() const override { return followed_ && followed_->isThere(); }
+
+private:
+    std::shared_ptr<Followed> followed_;
     QObject context_;
 };
+
+// The card's shape in device pixels, as rectangles.
+std::vector<uint32_t> blurRegion(const QRectF &card, double radius)
+{
+    QPainterPath path;
+    path.addRoundedRect(card, radius, radius);
+    std::vector<uint32_t> numbers;
+    for (const QRect &part : QRegion(path.toFillPolygon().toPolygon())) {
+        for (const int number : {part.x(), part.y(), part.width(), part.height()})
+            numbers.push_back(uint32_t(number));
+    }
+    return numbers;
+}
 
 } // namespace
 
 std::unique_ptr<Presence> observeCompositor(std::function<void()> changed)
 {
-    return std::make_unique<OwnerPresence>(Compositor, std::move(changed));
+    return std::make_unique<SharedPresence<SelectionOwner>>(Compositor, std::move(changed));
+}
+
+std::unique_ptr<Presence> observeBlur(std::function<void()> changed)
+{
+    return std::make_unique<SharedPresence<Announcement>>(Blur_region, std::move(changed));
 }
 
 std::unique_ptr<Presence> observeTray(std::function<void()> changed)
 {
-    return std::make_unique<OwnerPresence>(Tray, std::move(changed));
+    return std::make_unique<SharedPresence<SelectionOwner>>(Tray, std::move(changed));
 }
 
 void makeFloating(QWindow &window)
@@ -150,6 +224,19 @@ void setCard(QWindow &window, const QSize &card, const QMargins &shadow)
                                    uint16_t(device(card.width())), uint16_t(device(card.height()))};
     xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
                          XCB_CLIP_ORDERING_UNSORTED, xcb_window_t(window.winId()), 0, 0, 1, &shape);
+}
+
+void setBlur(QWindow &window, const QRect &card, double cornerRadius, bool blurred)
+{
+    if (!connection())
+        return;
+    if (!blurred) {
+        xcb_delete_property(connection(), xcb_window_t(window.winId()), atom(Blur_region));
+        return;
+    }
+    const double scale = window.devicePixelRatio();
+    const QRectF device(QPointF(card.topLeft()) * scale, QSizeF(card.size()) * scale);
+    setProperty(window, Blur_region, XCB_ATOM_CARDINAL, blurRegion(device, cornerRadius * scale));
 }
 
 void bringToUser(QWindow &window)

@@ -37,6 +37,7 @@ enum Atom {
     Active_window,
     Current_desktop,
     Managed_state,
+    Blur_region,
     Atom_count
 };
 
