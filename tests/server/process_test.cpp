@@ -3,6 +3,7 @@
 
 #include "support.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <deque>
@@ -106,6 +107,9 @@ TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
 // The kernel takes connections that the process has no descriptor for; they must not hang there.
 TEST(Process, TurnsAwayWhatItHasNoDescriptorFor)
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the checks of an object's type need a descriptor themselves";
+#endif
     TemporaryFolder folder;
     Process server(
         {"--listen", "127.0.0.1:0", "--database", "sqlite:" + (folder / "x.sqlite").string()});
@@ -118,8 +122,9 @@ TEST(Process, TurnsAwayWhatItHasNoDescriptorFor)
     const std::string reply = talk(port, httpGet("/me?device_id=x"));
     EXPECT_TRUE(reply.starts_with("HTTP/1.1 503")) << reply;
     idle.clear();
-    while (!talk(port, httpGet("/me?device_id=x")).starts_with("HTTP/1.1 200")) {
-    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!talk(port, httpGet("/me?device_id=x")).starts_with("HTTP/1.1 200"))
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "it does not serve again";
     EXPECT_EQ(server.end(SIGTERM), 0);
 }
 
