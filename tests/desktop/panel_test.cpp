@@ -1,5 +1,6 @@
 #include "platform/desktop/panel.h"
 
+#include "platform/desktop/application.h"
 #include "platform/desktop/panel_presenter.h"
 #include "platform/desktop/screen.h"
 #include "support/manual_main_queue.h"
@@ -15,6 +16,7 @@
 #include <QScopeGuard>
 #include <QScreen>
 #include <QTest>
+#include <QWindow>
 #include <gmock/gmock.h>
 
 namespace kivolo {
@@ -180,6 +182,26 @@ TEST_F(PanelAmongWindows, StaysInFrontOfAFullScreenWindowWithoutAFight)
         EXPECT_TRUE(isInFrontOf(second.window(), first.window())) << "in another order";
     }
     EXPECT_GE(time.elapsed(), 20 + 40 + 80 + 160) << "it does not give way to one that insists";
+}
+
+TEST_F(FloatingPanel, KeepsToItselfWhatTheWindowManagerIsAsked)
+{
+    static QStringList complaints;
+    const auto before = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext &, const QString &text) { complaints += text; });
+    const auto restore = qScopeGuard([&] { qInstallMessageHandler(before); });
+    const Shown shown(queue);
+    shown.show(place);
+    QWidget window;
+    window.show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(&window));
+    window.showMinimized();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.windowHandle()->isExposed(); }));
+    application::raise(window);
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+    window.showMaximized();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window.width() > 1000; }));
+    EXPECT_EQ(complaints.join(QLatin1Char('\n')).toStdString(), "");
 }
 
 TEST_F(PanelAmongWindows, StaysBehindALock)

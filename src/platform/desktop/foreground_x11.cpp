@@ -142,6 +142,9 @@ public:
             follow(notify->event, notify->window);
             break;
         }
+        case XCB_CLIENT_MESSAGE:
+            return isForWindowManager(
+                reinterpret_cast<const xcb_client_message_event_t *>(event)->type);
         default:
             break;
         }
@@ -149,6 +152,15 @@ public:
     }
 
 private:
+    // What the program asks of the window manager goes to the root window, and so comes to whoever
+    // listens there. Qt would complain that it knows no such message.
+    static bool isForWindowManager(xcb_atom_t message)
+    {
+        constexpr Atom requests[] = {Active_window, Desktop, State, Minimise, Change_state};
+        return std::any_of(std::begin(requests), std::end(requests),
+                           [message](Atom request) { return atom(request) == message; });
+    }
+
     bool isOurs(xcb_window_t window) const
     {
         return std::find(windows_.begin(), windows_.end(), window) != windows_.end();

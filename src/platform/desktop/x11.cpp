@@ -24,21 +24,16 @@ xcb_atom_t atom(Atom which)
 {
     static const std::array<xcb_atom_t, Atom_count> atoms = [] {
         // The selections carry the screen's number.
-        constexpr std::array<const char *, Atom_count> names = {"_NET_WM_WINDOW_TYPE",
-                                                                "_NET_WM_WINDOW_TYPE_NOTIFICATION",
-                                                                "_NET_WM_DESKTOP",
-                                                                "_GTK_FRAME_EXTENTS",
-                                                                "_NET_WM_CM_S0",
-                                                                "_NET_SYSTEM_TRAY_S0",
-                                                                "_NET_WORKAREA",
-                                                                "_GTK_WORKAREAS_D0",
-                                                                "_NET_CLIENT_LIST",
-                                                                "_NET_WM_STRUT_PARTIAL",
-                                                                "_NET_WM_STRUT",
-                                                                "_NET_ACTIVE_WINDOW",
-                                                                "_NET_CURRENT_DESKTOP",
-                                                                "WM_STATE",
-                                                                "_KDE_NET_WM_BLUR_BEHIND_REGION"};
+        constexpr std::array<const char *, Atom_count> names = {
+            "_NET_WM_WINDOW_TYPE",  "_NET_WM_WINDOW_TYPE_NOTIFICATION",
+            "_NET_WM_DESKTOP",      "_GTK_FRAME_EXTENTS",
+            "_NET_WM_CM_S0",        "_NET_SYSTEM_TRAY_S0",
+            "_NET_WORKAREA",        "_GTK_WORKAREAS_D0",
+            "_NET_CLIENT_LIST",     "_NET_WM_STRUT_PARTIAL",
+            "_NET_WM_STRUT",        "_NET_ACTIVE_WINDOW",
+            "_NET_CURRENT_DESKTOP", "WM_STATE",
+            "_NET_WM_STATE",        "_KDE_WM_CHANGE_STATE",
+            "WM_CHANGE_STATE",      "_KDE_NET_WM_BLUR_BEHIND_REGION"};
         std::array<xcb_intern_atom_cookie_t, Atom_count> cookies;
         for (std::size_t i = 0; i < names.size(); ++i)
             cookies[i] =
