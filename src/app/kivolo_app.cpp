@@ -18,6 +18,7 @@
 #include "platform/foundation/heap.h"
 #include "style/motion.h"
 #include "style/palette.h"
+#include "style/text_style.h"
 
 #include <QApplication>
 
@@ -48,6 +49,7 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
     QObject::connect(appearance_.get(), &Appearance::motionChanged, following,
                      [this] { followMotion(); });
     followColors();
+    beginWithTextFont();
 
     store_ = Store::prepare(queue_, defaults_, makeOverlays());
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });

@@ -1,8 +1,8 @@
 #include "style/text_style.h"
 
+#include <QApplication>
 #include <QFontDatabase>
 #include <QFontInfo>
-#include <QGuiApplication>
 #include <QTextBoundaryFinder>
 #include <algorithm>
 #include <fontconfig/fontconfig.h>
@@ -81,17 +81,21 @@ static QString substituteFor(const QString &family)
     return QString::fromUtf8(reinterpret_cast<const char *>(found));
 }
 
+/// Whether that is what Qt says where the desktop names no font.
+static bool isUnchosen(const QString &family)
+{
+    static const QStringList unchosen{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
+                                      QStringLiteral("sans-serif")};
+    return unchosen.contains(family, Qt::CaseInsensitive);
+}
+
 /// On a desktop that names no font, or none that is there, "sans serif" is whatever the font system
 /// falls back to. A font made for interfaces serves better, if one is installed.
 static QString preferredFamily(const QFont &desktop)
 {
-    static const QStringList unchosen{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
-                                      QStringLiteral("sans-serif")};
     static const QStringList fallbacks{QStringLiteral("DejaVu Sans"),
                                        QStringLiteral("Bitstream Vera Sans")};
-    const bool chosen = QFontDatabase::hasFamily(desktop.family()) &&
-                        !unchosen.contains(desktop.family(), Qt::CaseInsensitive);
-    if (chosen)
+    if (QFontDatabase::hasFamily(desktop.family()) && !isUnchosen(desktop.family()))
         return desktop.family();
     const QString substitute = substituteFor(desktop.family());
     if (!fallbacks.contains(substitute))
@@ -115,7 +119,7 @@ static QFont desktopFont()
 {
     static std::optional<QFont> desktop;
     static QFont resolved;
-    const QFont now = QGuiApplication::font();
+    const QFont now = QApplication::font();
     if (desktop != now) {
         desktop = now;
         resolved = now;
@@ -136,6 +140,15 @@ QFont systemFont(qreal size, QFont::Weight weight)
 QFont textFont(TextStyle style)
 {
     return systemFont(pixelSize(style), weight(style));
+}
+
+void beginWithTextFont()
+{
+    QFont font = QApplication::font();
+    if (!isUnchosen(font.family()))
+        return;
+    font.setFamily(preferredFamily(font));
+    QApplication::setFont(font);
 }
 
 QFont bold(QFont font)

@@ -26,6 +26,11 @@ QFont textFont(TextStyle style);
 /// The desktop's font, `size` device-independent pixels.
 QFont systemFont(qreal size, QFont::Weight weight = QFont::Normal);
 
+/// Has Qt's own widgets begin with the program's font where the desktop names none: each loads what
+/// Qt falls back to before it is given its own. Such a desktop has no font to change later. To be
+/// called once, before the first window.
+void beginWithTextFont();
+
 QFont bold(QFont font);
 
 /// The desktop's fixed-width font in the size and weight of `font`.
