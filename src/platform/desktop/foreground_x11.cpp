@@ -153,12 +153,10 @@ public:
 
 private:
     // What the program asks of the window manager goes to the root window, and so comes to whoever
-    // listens there. Qt would complain that it knows no such message.
+    // listens there. Of these Qt would complain that it knows no such message.
     static bool isForWindowManager(xcb_atom_t message)
     {
-        constexpr Atom requests[] = {Active_window, Desktop, State, Minimise, Change_state};
-        return std::any_of(std::begin(requests), std::end(requests),
-                           [message](Atom request) { return atom(request) == message; });
+        return message == atom(Desktop) || message == atom(Change_state);
     }
 
     bool isOurs(xcb_window_t window) const

@@ -32,8 +32,7 @@ xcb_atom_t atom(Atom which)
             "_NET_CLIENT_LIST",     "_NET_WM_STRUT_PARTIAL",
             "_NET_WM_STRUT",        "_NET_ACTIVE_WINDOW",
             "_NET_CURRENT_DESKTOP", "WM_STATE",
-            "_NET_WM_STATE",        "_KDE_WM_CHANGE_STATE",
-            "WM_CHANGE_STATE",      "_KDE_NET_WM_BLUR_BEHIND_REGION"};
+            "_KDE_WM_CHANGE_STATE", "_KDE_NET_WM_BLUR_BEHIND_REGION"};
         std::array<xcb_intern_atom_cookie_t, Atom_count> cookies;
         for (std::size_t i = 0; i < names.size(); ++i)
             cookies[i] =

@@ -37,8 +37,6 @@ enum Atom {
     Active_window,
     Current_desktop,
     Managed_state,
-    State,
-    Minimise,
     Change_state,
     Blur_region,
     Atom_count
