@@ -88,8 +88,8 @@ void PanelWindow::place(const Rect &frame)
     layOut();
     thinOut();
     if (isVisible() && card() != before) {
-        repaintNeighbours(before);
-        repaintNeighbours(card());
+        repaintShadowsAt(before);
+        repaintShadowsAt(card());
     }
 }
 
@@ -132,14 +132,14 @@ void PanelWindow::showInFront()
 void PanelWindow::showEvent(QShowEvent *)
 {
     shownPanels().push_back(this);
-    repaintNeighbours(card());
+    repaintShadowsAt(card());
 }
 
 void PanelWindow::hideEvent(QHideEvent *)
 {
     foreground_.reset();
     std::erase(shownPanels(), this);
-    repaintNeighbours(card());
+    repaintShadowsAt(card());
 }
 
 void PanelWindow::adaptToCompositor()
@@ -189,12 +189,20 @@ void PanelWindow::eraseNeighbours(QPainter &painter) const
     }
 }
 
-void PanelWindow::repaintNeighbours(const QRect &area) const
+// This card has come to `place` or left it: its neighbours there lose their shadow on it or get it
+// back, and it the one on them. What is invisible yet is painted anew when its fade begins.
+void PanelWindow::repaintShadowsAt(const QRect &place)
 {
     for (PanelWindow *other : shownPanels()) {
-        const QPoint corner = other->card().marginsAdded(other->margins_).topLeft();
-        if (other != this)
-            other->update(area.translated(-corner));
+        const QRect window = other->card().marginsAdded(other->margins_);
+        const bool reached =
+            window.intersects(place) || place.marginsAdded(margins_).intersects(other->card());
+        if (other == this || !reached)
+            continue;
+        if (other->alpha_ > 0)
+            other->update(place.translated(-window.topLeft()));
+        if (alpha_ > 0)
+            update();
     }
 }
 

@@ -43,7 +43,7 @@ private:
     void thinOut();
     QRect card() const;
     void eraseNeighbours(QPainter &painter) const;
-    void repaintNeighbours(const QRect &area) const;
+    void repaintShadowsAt(const QRect &place);
 
     Panel *owner_;
     QWidget *content_;
