@@ -5,6 +5,7 @@
 
 #include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QScreen>
 #include <QWindow>
 #include <algorithm>
@@ -139,6 +140,8 @@ public:
         }
         case XCB_MAP_NOTIFY: {
             const auto *notify = reinterpret_cast<const xcb_map_notify_event_t *>(event);
+            if (notify->event == rootWindow() && isOurs(notify->window))
+                queue_.after(0ms, this, [this, window = notify->window] { yieldToLock(window); });
             follow(notify->event, notify->window);
             break;
         }
@@ -191,6 +194,27 @@ private:
         }
         if (covering != XCB_WINDOW_NONE)
             restack(window, XCB_STACK_MODE_BELOW, covering);
+    }
+
+    // Compositors that keep an order of their own take a window for the front one when it appears,
+    // wherever it was put before. They follow what changes from then on.
+    void yieldToLock(xcb_window_t window)
+    {
+        const auto stack = windowsOnScreen();
+        const auto place = std::find(stack.begin(), stack.end(), window);
+        if (place == stack.end() || stack.size() < 2)
+            return;
+        const auto above = shownAmong({std::next(place), stack.end()});
+        const bool locked = std::any_of(above.begin(), above.end(), [this](xcb_window_t other) {
+            return !isOurs(other) && covers(other, *QGuiApplication::primaryScreen());
+        });
+        if (!locked)
+            return;
+        const bool isLast = place == stack.begin();
+        const xcb_window_t neighbour = isLast ? *std::next(place) : *std::prev(place);
+        restack(window, isLast ? XCB_STACK_MODE_ABOVE : XCB_STACK_MODE_BELOW, neighbour);
+        restack(window, isLast ? XCB_STACK_MODE_BELOW : XCB_STACK_MODE_ABOVE, neighbour);
+        xcb_flush(connection());
     }
 
     // A window that is dragged tells each of its steps, so that they are gathered.
