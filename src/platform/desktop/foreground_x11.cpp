@@ -206,7 +206,8 @@ private:
             return;
         const auto above = shownAmong({std::next(place), stack.end()});
         const bool locked = std::any_of(above.begin(), above.end(), [this](xcb_window_t other) {
-            return !isOurs(other) && covers(other, *QGuiApplication::primaryScreen());
+            return !isOurs(other) && covers(other, *QGuiApplication::primaryScreen()) &&
+                   !isManaged(other);
         });
         if (!locked)
             return;
