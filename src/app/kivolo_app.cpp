@@ -49,7 +49,6 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
     QObject::connect(appearance_.get(), &Appearance::motionChanged, following,
                      [this] { followMotion(); });
     followColors();
-    beginWithTextFont();
 
     store_ = Store::prepare(queue_, defaults_, makeOverlays());
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
@@ -120,6 +119,7 @@ void KivoloApp::settle()
 {
     if (extra_)
         return;
+    beginWithTextFont(); // no text is shown while the session is loading
     beginSession();
     cursorRest_ = std::make_unique<CursorRest>(queue_);
     QApplication::setWindowIcon(applicationIcon());
