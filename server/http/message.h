@@ -63,6 +63,7 @@ struct Response
     unsigned status = 200;
     std::string_view contentType = "application/json"; ///< Static text.
     std::string_view allow = {};                       ///< Static text, with status 405.
+    std::chrono::seconds retryAfter{0};                ///< When to try again; 0: not said.
     std::string body = {};
     File file = {};
     std::uint64_t fileSize = 0;

@@ -433,6 +433,8 @@ void Session::composeHead(const Response &response, bool keepAlive)
     head_ += response.file ? "\r\nX-Content-Type-Options: nosniff" : "\r\nCache-Control: no-store";
     if (!response.allow.empty())
         (head_ += "\r\nAllow: ") += response.allow;
+    if (response.retryAfter.count() > 0)
+        (head_ += "\r\nRetry-After: ") += std::to_string(response.retryAfter.count());
     // Said always, because an older client takes nothing for granted.
     head_ += keepAlive ? "\r\nConnection: keep-alive" : "\r\nConnection: close";
     head_ += "\r\n\r\n";

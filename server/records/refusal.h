@@ -1,6 +1,7 @@
 // How a rule says no.
 #pragma once
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 
@@ -12,14 +13,18 @@ class Refusal : public std::runtime_error
 public:
     enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge, TooMany };
 
-    Refusal(Reason reason, const std::string &sentence)
+    /// `retryAfter` is for what is TooMany: when the same request would be accepted.
+    Refusal(Reason reason, const std::string &sentence, std::chrono::seconds retryAfter = {})
         : std::runtime_error(sentence)
         , reason_(reason)
+        , retryAfter_(retryAfter)
     {}
     Reason reason() const { return reason_; }
+    std::chrono::seconds retryAfter() const { return retryAfter_; }
 
 private:
     Reason reason_;
+    std::chrono::seconds retryAfter_;
 };
 
 /// The database cannot serve just now: locked, full, damaged. Its text is for the operator's log

@@ -57,7 +57,9 @@ auto told(Action &&action) -> decltype(action())
     try {
         return action();
     } catch (const Refusal &refusal) {
-        return errorResponse(statusOf(refusal.reason()), refusal.what());
+        Response response = errorResponse(statusOf(refusal.reason()), refusal.what());
+        response.retryAfter = refusal.retryAfter();
+        return response;
     } catch (const LedgerUnavailable &failure) {
         spdlog::error("the database failed: {}", failure.what());
         return errorResponse(503, "Kivolo cannot do this just now. Please try again in a moment.");

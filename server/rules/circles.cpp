@@ -182,7 +182,8 @@ Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now
     const Seconds end = begin + 1 + bytes / bytesPerSecond;
     if (end > now + longestBusy)
         throw Refusal(Reason::TooMany,
-                      "Too much was sent in a short time. Please try again in a moment.");
+                      "Too much was sent in a short time. Please try again in a moment.",
+                      std::chrono::seconds(end - now - longestBusy));
     return end;
 }
 

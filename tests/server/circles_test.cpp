@@ -247,6 +247,12 @@ TEST(Beams, OfACircleMayComeInABurstButNotForEver)
     EXPECT_EQ(sendAll({}), 3);
     EXPECT_EQ(house.sendText(ana, "x").status, 429u);
     EXPECT_EQ(house.sendText(others, "x").status, 200u);
+    const std::chrono::seconds wait = house.sendText(ana, "x", doodle).retryAfter;
+    EXPECT_EQ(wait, std::chrono::seconds(33));
+    house.time.advance(wait.count() - 1);
+    EXPECT_EQ(house.sendText(ana, "x", doodle).status, 429u);
+    house.time.advance(1);
+    EXPECT_EQ(sendAll(doodle), 1);
     house.time.advance(2);
     EXPECT_EQ(sendAll({}), 2);
     house.time.advance(-100'000);

@@ -60,9 +60,13 @@ Told House::call(std::string_view method, std::string_view target, std::string_v
         request, [later](http::Answer answer) { later->set_value(std::move(answer)); });
     const http::Answer answer = atOnce ? std::move(*atOnce) : reply.get();
     if (const auto *again = std::get_if<http::AgainAt>(&answer))
-        return {0, {}, wholeSeconds(again->time), {}};
+        return {0, {}, wholeSeconds(again->time), {}, {}};
     const auto &response = std::get<http::Response>(answer);
-    return {response.status, json::parse(response.body), {}, std::string(response.allow)};
+    return {response.status,
+            json::parse(response.body),
+            {},
+            std::string(response.allow),
+            response.retryAfter};
 }
 
 Told House::post(std::string_view target, const json::object &body)

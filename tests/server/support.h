@@ -45,6 +45,7 @@ struct Told
     const boost::json::array &beams() const { return body.at("beams").as_array(); }
     std::string text(std::string_view key) const;
     std::string allow;
+    std::chrono::seconds retryAfter{0};
 };
 
 /// Everything behind the sockets, on a database in a temporary folder.
