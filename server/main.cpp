@@ -33,6 +33,14 @@ std::size_t connectionsWithinDescriptors(std::size_t wanted)
     return room;
 }
 
+http::Proxies proxiesOf(const Options &options)
+{
+    http::Proxies proxies;
+    for (const std::string &net : options.trustedProxies)
+        proxies.trust(net);
+    return proxies;
+}
+
 void serve(const Options &options)
 {
     const std::string database = options.database.empty() ? defaultDatabase() : options.database;
@@ -60,7 +68,7 @@ void serve(const Options &options)
         [&routes](http::Request &request, http::Reply later) {
             return routes.handle(request, std::move(later));
         },
-        limits);
+        limits, proxiesOf(options));
 
     boost::asio::signal_set signals(context, SIGTERM, SIGINT);
     signals.async_wait([&server](boost::system::error_code error, int) {

@@ -22,6 +22,12 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
         ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");
     app.add_option("--site", options.site, "Directory of the landing site, with version.json")
         ->option_text("DIR");
+    app.add_option("--trusted-proxy", options.trustedProxies,
+                   "Whose word on where a request comes from is taken (X-Forwarded-For), as often "
+                   "as there are any; unix: whoever comes over a Unix socket")
+        ->option_text("CIDR")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--max-seats", options.maxSeats, "Members that a new circle can have")
         ->option_text("N [5]")
         ->check(CLI::Range(1, 100));

@@ -13,7 +13,8 @@ struct Options
 {
     std::vector<std::string> listen{"127.0.0.1:8787"};
     std::string database; ///< Empty: the file under the user's data directory.
-    std::string site;     ///< Empty: no files are served.
+    std::vector<std::string> trustedProxies;
+    std::string site; ///< Empty: no files are served.
     std::int64_t maxSeats = 5;
     int hold = 25; ///< Seconds.
 };

@@ -67,10 +67,11 @@ File openSpare()
 
 } // namespace
 
-Hub::Hub(asio::io_context &context, Handler handler, Limits limits)
+Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies proxies)
     : context_(context)
     , handler_(std::move(handler))
     , limits_(limits)
+    , proxies_(std::move(proxies))
     , bodies_(limits.allBodiesBytes)
     , replies_(limits.allRepliesBytes)
     , spare_(openSpare())

@@ -21,7 +21,7 @@ class Session;
 class Hub : public std::enable_shared_from_this<Hub>
 {
 public:
-    Hub(boost::asio::io_context &context, Handler handler, Limits limits);
+    Hub(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies);
 
     /// Accepts connections on it. Returns the port, which is a free one where it was 0; throws
     /// boost::system::system_error.
@@ -31,6 +31,7 @@ public:
     bool stopping() const { return stopping_; }
     const Handler &handler() const { return handler_; }
     const Limits &limits() const { return limits_; }
+    const Proxies &proxies() const { return proxies_; }
     Budget &bodies() { return bodies_; }
     Budget &replies() { return replies_; }
     /// The tick at which something that begins now is over.
@@ -53,6 +54,7 @@ private:
     boost::asio::io_context &context_;
     Handler handler_;
     Limits limits_;
+    Proxies proxies_;
     Budget bodies_;
     Budget replies_;
     std::list<Acceptor> acceptors_;

@@ -1,6 +1,8 @@
 // A request and what may come of it, without the connection they travel on.
 #pragma once
 
+#include "address.h"
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -23,6 +25,7 @@ struct Request
     std::string_view contentType;
     std::string body;
     bool waited = false; ///< It was held before and is to be answered now.
+    Address client = {}; ///< Who sent it, where a trusted proxy passed it on.
 
     /// The head of what GET would give is asked for, and no body.
     bool isHead() const { return method == "HEAD"; }

@@ -11,13 +11,13 @@ using boost::asio::ip::tcp;
 
 namespace {
 
-struct Address
+struct HostAndPort
 {
     std::string host;
     std::string_view port;
 };
 
-Address split(const std::string &address)
+HostAndPort split(const std::string &address)
 {
     const std::size_t colon = address.rfind(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 == address.size())
@@ -73,15 +73,15 @@ std::uint16_t openAll(Hub &hub, const std::set<tcp::endpoint> &endpoints)
 
 } // namespace
 
-Server::Server(boost::asio::io_context &context, Handler handler, Limits limits)
-    : hub_(std::make_shared<Hub>(context, std::move(handler), limits))
+Server::Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies)
+    : hub_(std::make_shared<Hub>(context, std::move(handler), limits, std::move(proxies)))
 {}
 
 Server::~Server() = default;
 
 std::string Server::listen(const std::string &address)
 {
-    const Address parts = split(address);
+    const HostAndPort parts = split(address);
     const std::uint16_t port = portNumber(parts.port);
     try {
         const std::uint16_t real = openAll(*hub_, endpointsOf(parts.host, port));

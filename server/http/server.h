@@ -2,6 +2,7 @@
 #pragma once
 
 #include "message.h"
+#include "proxies.h"
 
 #include <boost/asio/io_context.hpp>
 #include <chrono>
@@ -45,7 +46,7 @@ class Hub;
 class Server
 {
 public:
-    Server(boost::asio::io_context &context, Handler handler, Limits limits);
+    Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies = {});
     ~Server();
 
     /// Listens on HOST:PORT, with an IPv6 address in brackets, and begins to accept; of a name on

@@ -41,7 +41,12 @@ Session::Session(asio::ip::tcp::socket socket, std::shared_ptr<Hub> hub)
     , hub_(std::move(hub))
     , buffer_(hub_->limits().headerBytes + bodyChunk)
     , wakeUp_(socket_.get_executor())
-{}
+{
+    error_code gone;
+    const auto peer = socket_.remote_endpoint(gone);
+    if (!gone)
+        peer_ = Address(peer.address());
+}
 
 Session::~Session()
 {
@@ -69,6 +74,7 @@ asio::awaitable<bool> Session::serveOne()
     auto &message = parser.get();
     Request request{view(message.method_string()), view(message.target()),
                     view(message[beast::http::field::content_type]), std::move(message.body())};
+    request.client = clientOf(message);
     std::optional<Response> response = co_await answer(request);
     if (!response)
         co_return false;
@@ -80,6 +86,18 @@ asio::awaitable<bool> Session::serveOne()
     const bool withBody = !request.isHead();
     const bool sent = co_await send(std::move(*response), withBody, keepAlive);
     co_return sent &&keepAlive;
+}
+
+// The header may stand there several times, as every proxy is free to add a line of its own.
+Address Session::clientOf(const Parser::value_type &message) const
+{
+    if (!hub_->proxies().trusts(peer_))
+        return peer_;
+    std::string forwardedFor;
+    const auto [begin, end] = message.equal_range("X-Forwarded-For");
+    for (auto field = begin; field != end; ++field)
+        (forwardedFor += forwardedFor.empty() ? "" : ",") += view(field->value());
+    return hub_->proxies().client(peer_, forwardedFor);
 }
 
 // A request that comes in whole with the previous one is parsed without touching the socket.

@@ -50,6 +50,7 @@ private:
     boost::asio::awaitable<bool> writeFile(const Response &response);
     boost::asio::awaitable<void> drain();
 
+    Address clientOf(const Parser::value_type &message) const;
     void enter(Phase phase, std::chrono::milliseconds limit);
     Reply laterReply();
     void deliver(Answer answer);
@@ -58,6 +59,7 @@ private:
 
     boost::asio::ip::tcp::socket socket_;
     std::shared_ptr<Hub> hub_;
+    Address peer_;
     boost::beast::flat_buffer buffer_;
     boost::asio::steady_timer wakeUp_;
     std::optional<Answer> answered_;
