@@ -25,9 +25,9 @@ std::string_view withoutPort(std::string_view text)
 } // namespace
 
 Address::Address(const ip::address &address)
-    : bytes_((address.is_v4() ? ip::make_address_v6(ip::v4_mapped, address.to_v4())
-                              : address.to_v6())
-                 .to_bytes())
+    : bytes_(
+          (address.is_v4() ? ip::make_address_v6(ip::v4_mapped, address.to_v4()) : address.to_v6())
+              .to_bytes())
 {}
 
 std::optional<Address> Address::parse(std::string_view text)

@@ -3,26 +3,20 @@
 #include "session.h"
 
 #include <array>
-#include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/ip/v6_only.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/asio/write.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <ctime>
 #include <fcntl.h>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server::http {
 
-namespace asio = boost::asio;
 using asio::ip::tcp;
 
 namespace {
 
-constexpr auto awaited = asio::as_tuple(asio::use_awaitable);
-
 /// Starts what serves one connection. It throws for want of memory only, which ends just that one.
-void start(asio::io_context &context, asio::awaitable<void> coroutine)
+void start(asio::io_context &context, Awaitable<void> coroutine)
 {
     asio::co_spawn(context, std::move(coroutine), [](std::exception_ptr failure) {
         try {
@@ -36,7 +30,7 @@ void start(asio::io_context &context, asio::awaitable<void> coroutine)
 
 /// Starts what every connection relies on. Its failure comes out of the context's run() and ends
 /// the process: a server that keeps no deadlines any more must not look healthy.
-void startVital(asio::io_context &context, asio::awaitable<void> coroutine)
+void startVital(asio::io_context &context, Awaitable<void> coroutine)
 {
     asio::co_spawn(context, std::move(coroutine), [](std::exception_ptr failure) {
         if (failure)
@@ -45,14 +39,14 @@ void startVital(asio::io_context &context, asio::awaitable<void> coroutine)
 }
 
 /// What does not fit into an empty socket buffer is not worth waiting for.
-void turnAway(tcp::socket &socket)
+void turnAway(Socket &socket)
 {
     constexpr std::string_view busy =
         "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\n"
         "Content-Length: 66\r\nConnection: close\r\n\r\n"
         R"({"error":"Kivolo is very busy just now. Please try again later."})"
         "\n";
-    boost::system::error_code ignored;
+    error_code ignored;
     socket.non_blocking(true, ignored);
     socket.write_some(asio::buffer(busy), ignored);
     // Closing over an unread request would reset the connection and take the reply with it.
@@ -81,21 +75,13 @@ Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies prox
     refreshDate();
 }
 
-std::uint16_t Hub::open(const tcp::endpoint &endpoint)
+void Hub::serve(Acceptor acceptor)
 {
-    Acceptor acceptor(context_, endpoint.protocol());
-    acceptor.set_option(Acceptor::reuse_address(true));
-    // So that both families of one name or port can be listened on side by side.
-    if (endpoint.protocol() == tcp::v6())
-        acceptor.set_option(asio::ip::v6_only(true));
-    acceptor.bind(endpoint);
-    acceptor.listen();
     acceptor.non_blocking(true);
     if (acceptors_.empty())
         startVital(context_, sweep(shared_from_this()));
     acceptors_.push_back(std::move(acceptor));
     startVital(context_, accept(shared_from_this(), acceptors_.back()));
-    return acceptors_.back().local_endpoint().port();
 }
 
 void Hub::stop()
@@ -104,7 +90,7 @@ void Hub::stop()
         return;
     stopping_ = true;
     end_ = deadlineAfter(limits_.grace);
-    boost::system::error_code ignored; // there is nobody left to tell
+    error_code ignored; // there is nobody left to tell
     for (Acceptor &acceptor : acceptors_)
         acceptor.close(ignored);
     acceptTimer_.cancel();
@@ -126,10 +112,10 @@ std::chrono::milliseconds Hub::staggered()
     return limits_.spread * steps_ / steps;
 }
 
-asio::awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
+Awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
 {
     while (!self->stopping_) {
-        auto [error, socket] = co_await acceptor.async_accept(awaited);
+        auto [error, socket] = co_await acceptor.async_accept(awaitedWithError);
         if (!error) {
             self->welcome(std::move(socket));
         } else if (!self->stopping_) {
@@ -137,7 +123,7 @@ asio::awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
             spdlog::warn("cannot accept a connection: {}", error.message());
             self->turnAwayAll(acceptor);
             self->acceptTimer_.expires_after(self->limits_.tick);
-            co_await self->acceptTimer_.async_wait(awaited);
+            co_await self->acceptTimer_.async_wait(awaitedWithError);
         }
     }
 }
@@ -146,9 +132,9 @@ asio::awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
 void Hub::turnAwayAll(Acceptor &acceptor)
 {
     spare_ = File();
-    boost::system::error_code error;
+    error_code error;
     for (std::size_t i = 0; i < limits_.connections && !error; ++i) {
-        tcp::socket socket(context_);
+        Socket socket(context_);
         acceptor.accept(socket, error);
         if (!error)
             turnAway(socket);
@@ -156,17 +142,21 @@ void Hub::turnAwayAll(Acceptor &acceptor)
     spare_ = openSpare();
 }
 
-void Hub::welcome(tcp::socket socket)
+void Hub::welcome(Socket socket)
 {
-    boost::system::error_code error;
-    socket.set_option(tcp::no_delay(true), error);
-    socket.non_blocking(true, error);
+    const std::optional<Address> peer = peerOf(socket);
+    if (!peer)
+        return;
+    error_code ignored; // as a Unix socket has no such option
+    socket.set_option(tcp::no_delay(true), ignored);
+    socket.non_blocking(true, ignored);
     if (sessions_.size() >= limits_.connections) {
         turnAway(socket);
         return;
     }
     try {
-        auto session = std::make_shared<Session>(std::move(socket), shared_from_this());
+        auto session =
+            std::make_shared<Session>(Stream(std::move(socket), *peer), shared_from_this());
         sessions_.insert(session.get());
         start(context_, Session::run(std::move(session)));
     } catch (const std::bad_alloc &) {
@@ -174,11 +164,11 @@ void Hub::welcome(tcp::socket socket)
     }
 }
 
-asio::awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)
+Awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)
 {
     while (!self->stopping_ || !self->sessions_.empty()) {
         self->sweepTimer_.expires_after(self->limits_.tick);
-        const auto [cancelled] = co_await self->sweepTimer_.async_wait(awaited);
+        const auto [cancelled] = co_await self->sweepTimer_.async_wait(awaitedWithError);
         if (cancelled)
             continue;
         ++self->ticks_;

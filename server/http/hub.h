@@ -2,11 +2,9 @@
 #pragma once
 
 #include "budget.h"
+#include "loop.h"
 #include "server.h"
 
-#include <boost/asio/awaitable.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <list>
 #include <unordered_set>
 
@@ -21,11 +19,10 @@ class Session;
 class Hub : public std::enable_shared_from_this<Hub>
 {
 public:
-    Hub(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies);
+    Hub(asio::io_context &context, Handler handler, Limits limits, Proxies proxies);
 
-    /// Accepts connections on it. Returns the port, which is a free one where it was 0; throws
-    /// boost::system::system_error.
-    std::uint16_t open(const boost::asio::ip::tcp::endpoint &endpoint);
+    /// Accepts connections on what listens.
+    void serve(Acceptor acceptor);
     void stop();
 
     bool stopping() const { return stopping_; }
@@ -43,15 +40,13 @@ public:
     void forget(Session *session) { sessions_.erase(session); }
 
 private:
-    using Acceptor = boost::asio::ip::tcp::acceptor;
-
-    static boost::asio::awaitable<void> accept(std::shared_ptr<Hub> self, Acceptor &acceptor);
-    static boost::asio::awaitable<void> sweep(std::shared_ptr<Hub> self);
-    void welcome(boost::asio::ip::tcp::socket socket);
+    static Awaitable<void> accept(std::shared_ptr<Hub> self, Acceptor &acceptor);
+    static Awaitable<void> sweep(std::shared_ptr<Hub> self);
+    void welcome(Socket socket);
     void turnAwayAll(Acceptor &acceptor);
     void refreshDate();
 
-    boost::asio::io_context &context_;
+    asio::io_context &context_;
     Handler handler_;
     Limits limits_;
     Proxies proxies_;
@@ -59,8 +54,8 @@ private:
     Budget replies_;
     std::list<Acceptor> acceptors_;
     File spare_; ///< Given up to turn a connection away when there is no descriptor left.
-    boost::asio::steady_timer sweepTimer_;
-    boost::asio::steady_timer acceptTimer_;
+    Timer sweepTimer_;
+    Timer acceptTimer_;
     std::unordered_set<Session *> sessions_;
     std::int64_t ticks_ = 0;
     std::int64_t end_ = 0;

@@ -74,6 +74,8 @@ struct Response
     bool measured = true;
 };
 
+constexpr std::string_view busySentence = "Kivolo is very busy just now. Please try again later.";
+
 /// A reply that says in one sentence, for the member, what went wrong.
 Response errorResponse(unsigned status, std::string_view sentence);
 

@@ -2,12 +2,15 @@
 
 #include "hub.h"
 
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/v6_only.hpp>
 #include <charconv>
+#include <cstring>
 #include <set>
 
 namespace kivolo::server::http {
 
-using boost::asio::ip::tcp;
+using asio::ip::tcp;
 
 namespace {
 
@@ -40,7 +43,7 @@ std::uint16_t portNumber(std::string_view text)
 /// Each once: a name can stand for the same address several times.
 std::set<tcp::endpoint> endpointsOf(const std::string &host, std::uint16_t port)
 {
-    boost::asio::io_context lookup;
+    asio::io_context lookup;
     tcp::resolver resolver(lookup);
     std::set<tcp::endpoint> endpoints;
     for (const auto &entry : resolver.resolve(host, std::to_string(port)))
@@ -48,16 +51,36 @@ std::set<tcp::endpoint> endpointsOf(const std::string &host, std::uint16_t port)
     return endpoints;
 }
 
-/// Where the port is 0, the one that the first address got serves for all.
-std::uint16_t openAll(Hub &hub, const std::set<tcp::endpoint> &endpoints)
+Acceptor acceptorFor(asio::io_context &context, const tcp::endpoint &endpoint)
 {
-    std::uint16_t port = 0;
-    boost::system::error_code missing;
+    Acceptor acceptor(context, asio::generic::stream_protocol(endpoint.protocol()));
+    acceptor.set_option(Acceptor::reuse_address(true));
+    // So that both families of one name or port can be listened on side by side.
+    if (endpoint.protocol() == tcp::v6())
+        acceptor.set_option(asio::ip::v6_only(true));
+    acceptor.bind(endpoint);
+    acceptor.listen();
+    return acceptor;
+}
+
+std::uint16_t portOf(const Acceptor &acceptor)
+{
+    tcp::endpoint endpoint;
+    const auto generic = acceptor.local_endpoint();
+    std::memcpy(endpoint.data(), generic.data(), std::min(generic.size(), endpoint.capacity()));
+    return endpoint.port();
+}
+
+/// Where the port is 0, the one that the first address got serves for all.
+std::vector<Acceptor> openAll(asio::io_context &context, const std::set<tcp::endpoint> &endpoints)
+{
+    std::vector<Acceptor> acceptors;
+    error_code missing;
     for (tcp::endpoint endpoint : endpoints) {
-        if (port != 0)
-            endpoint.port(port);
+        if (!acceptors.empty())
+            endpoint.port(portOf(acceptors.front()));
         try {
-            port = hub.open(endpoint);
+            acceptors.push_back(acceptorFor(context, endpoint));
         } catch (const boost::system::system_error &error) {
             // "localhost" may have an address of a family that this machine does without.
             missing = error.code();
@@ -66,15 +89,16 @@ std::uint16_t openAll(Hub &hub, const std::set<tcp::endpoint> &endpoints)
                 throw;
         }
     }
-    if (port == 0)
+    if (acceptors.empty())
         throw boost::system::system_error(missing);
-    return port;
+    return acceptors;
 }
 
 } // namespace
 
-Server::Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies)
-    : hub_(std::make_shared<Hub>(context, std::move(handler), limits, std::move(proxies)))
+Server::Server(asio::io_context &context, Handler handler, Limits limits, Proxies proxies)
+    : context_(context)
+    , hub_(std::make_shared<Hub>(context, std::move(handler), limits, std::move(proxies)))
 {}
 
 Server::~Server() = default;
@@ -84,7 +108,10 @@ std::string Server::listen(const std::string &address)
     const HostAndPort parts = split(address);
     const std::uint16_t port = portNumber(parts.port);
     try {
-        const std::uint16_t real = openAll(*hub_, endpointsOf(parts.host, port));
+        std::vector<Acceptor> acceptors = openAll(context_, endpointsOf(parts.host, port));
+        const std::uint16_t real = portOf(acceptors.front());
+        for (Acceptor &acceptor : acceptors)
+            hub_->serve(std::move(acceptor));
         return address.substr(0, address.size() - parts.port.size()) + std::to_string(real);
     } catch (const boost::system::system_error &error) {
         throw std::runtime_error("cannot listen on " + address + ": " + error.code().message());

@@ -59,6 +59,7 @@ public:
     void stop();
 
 private:
+    boost::asio::io_context &context_;
     std::shared_ptr<Hub> hub_;
 };
 
