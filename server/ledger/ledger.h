@@ -76,7 +76,7 @@ public:
     virtual void renameMember(const Member &member) = 0;
     /// Frees the seat; the member's beams stay.
     virtual void removeMember(const Member &member) = 0;
-    /// Gives the circle of that number its tick and until when it is busy.
+    /// Gives the circle of that number what sending changes of it.
     virtual void stampCircle(const Circle &circle) = 0;
     /// `bytes` is what the beam will take in a reply.
     virtual void addBeam(const Beam &beam, Tick tick, const Member &sender, std::int64_t bytes) = 0;

@@ -32,7 +32,8 @@ std::string seatWhere(const char *condition)
 
 void CircleColumns::bind(Prepared &query)
 {
-    query, into(number), into(code), into(maxSeats), into(tick), into(busyUntil);
+    query, into(number), into(code), into(maxSeats), into(tick), into(sender), into(othersTick),
+        into(busyUntil);
 }
 
 void MemberColumns::bind(Prepared &query)
@@ -146,9 +147,11 @@ ForgetFounder::ForgetFounder(soci::session &session)
 {}
 
 StampCircle::StampCircle(soci::session &session)
-    : statement((session.prepare << "UPDATE circle SET tick = :tick, busy_until = :busy"
-                                    " WHERE number = :circle",
-                 use(in.tick, "tick"), use(in.busyUntil, "busy"), use(in.circle, "circle")))
+    : statement(
+          (session.prepare << "UPDATE circle SET tick = :tick, sender = :sender,"
+                              " others_tick = :others, busy_until = :busy WHERE number = :circle",
+           use(in.tick, "tick"), use(in.sender, "sender"), use(in.othersTick, "others"),
+           use(in.busyUntil, "busy"), use(in.circle, "circle")))
 {}
 
 AddMember::AddMember(soci::session &session)

@@ -23,12 +23,17 @@ protected:
 
 struct CircleColumns
 {
-    Number number = 0, maxSeats = 0, tick = 0, busyUntil = 0;
+    Number number = 0, maxSeats = 0, tick = 0, sender = 0, othersTick = 0, busyUntil = 0;
     std::string code;
 
-    static constexpr const char *names = "c.number, c.code, c.max_seats, c.tick, c.busy_until";
+    static constexpr const char *names =
+        "c.number, c.code, c.max_seats, c.tick, c.sender, c.others_tick,"
+        " c.busy_until";
     void bind(soci::details::prepare_temp_type &query);
-    Circle take() { return {number, std::move(code), maxSeats, tick, busyUntil}; }
+    Circle take()
+    {
+        return {number, std::move(code), maxSeats, tick, sender, othersTick, busyUntil};
+    }
 };
 
 struct MemberColumns
@@ -210,7 +215,7 @@ struct StampCircle : Query
     explicit StampCircle(soci::session &session);
     struct
     {
-        Number circle = 0, tick = 0, busyUntil = 0;
+        Number circle = 0, tick = 0, sender = 0, othersTick = 0, busyUntil = 0;
     } in;
     soci::statement statement;
 };

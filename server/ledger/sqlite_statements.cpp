@@ -6,14 +6,16 @@ using soci::into;
 
 namespace {
 
-constexpr int schemaVersion = 4;
+constexpr int schemaVersion = 5;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The beams' index carries what a poll needs to know before it reads any of them.
 constexpr const char *schema[] = {
     "CREATE TABLE circle ("
     " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
-    " tick INTEGER NOT NULL, busy_until INTEGER NOT NULL DEFAULT 0, founder TEXT NOT NULL,"
+    " tick INTEGER NOT NULL, sender INTEGER NOT NULL DEFAULT 0,"
+    " others_tick INTEGER NOT NULL DEFAULT 0, busy_until INTEGER NOT NULL DEFAULT 0,"
+    " founder TEXT NOT NULL,"
     " founder_key TEXT NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL)",
     "CREATE TABLE member ("
     " number INTEGER PRIMARY KEY AUTOINCREMENT, key TEXT NOT NULL UNIQUE, id TEXT NOT NULL,"
@@ -179,7 +181,8 @@ void SqliteStatements::removeMember(const Member &member)
 
 void SqliteStatements::stampCircle(const Circle &circle)
 {
-    stampCircle_.in = {circle.number, circle.tick, circle.busyUntil};
+    stampCircle_.in = {circle.number, circle.tick, circle.sender, circle.othersTick,
+                       circle.busyUntil};
     runOnce(stampCircle_.statement);
 }
 

@@ -22,8 +22,10 @@ struct Circle
     std::int64_t number = 0;
     std::string code; ///< The invite code, in upper case.
     std::int64_t maxSeats = 0;
-    Tick tick = 0;         ///< Of its latest beam; before the first, when it was created.
-    Seconds busyUntil = 0; ///< When it will have paid for what it has sent.
+    Tick tick = 0;           ///< Of its latest beam; before the first, when it was created.
+    std::int64_t sender = 0; ///< Of its latest beam, by `Member::number`.
+    Tick othersTick = 0;     ///< Of the latest beam that someone else has sent.
+    Seconds busyUntil = 0;   ///< When it will have paid for what it has sent.
 };
 
 /// Who sits in a circle. `number` grows in the order of joining and is never used twice; `id` is

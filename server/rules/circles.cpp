@@ -21,6 +21,14 @@ constexpr int historyBeams = 200;
 constexpr std::int64_t bytesPerSecond = 64 << 10;
 constexpr Seconds longestBusy = 3'600;
 
+/// Whether the circle has no beam of others for that seat after that tick, which is one of its own.
+bool hasNothingAfter(const Seat &seat, Tick tick)
+{
+    const Circle &circle = seat.circle;
+    const bool own = circle.sender == seat.member.number;
+    return tick <= circle.tick && tick >= (own ? circle.othersTick : circle.tick);
+}
+
 } // namespace
 
 Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings settings)
@@ -167,6 +175,9 @@ Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &r
               request.openAt.has_value()};
     const auto bytes = static_cast<std::int64_t>(wire::length(beam));
     Circle circle = seat.circle;
+    if (circle.sender != seat.member.number)
+        circle.othersTick = circle.tick;
+    circle.sender = seat.member.number;
     circle.tick = std::max(now, circle.tick + 1);
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
@@ -225,8 +236,10 @@ std::optional<Circles::EmptyPoll> Circles::nothingNew(const std::string &seatKey
         return std::nullopt;
     try {
         Seat seat = taken(*glance, seatKey, memberId);
-        if (seat.circle.tick == since)
-            return EmptyPoll{std::move(seat), Poll{{}, since + 1}};
+        if (hasNothingAfter(seat, since)) {
+            const Tick covered = seat.circle.tick;
+            return EmptyPoll{std::move(seat), Poll{{}, covered + 1}};
+        }
     } catch (const LedgerUnavailable &) {
         // Locked for a moment. Whoever may wait for that finds out.
     }
@@ -254,6 +267,8 @@ Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since) const
     // What lies beyond the circle's latest beam was told before the database was restored.
     if (since <= 0 || since > seat.circle.tick)
         return firstPollIn(ledger, seat);
+    if (hasNothingAfter(seat, since))
+        return {{}, seat.circle.tick + 1};
     // Only so many rows are looked at, so that the asker's own beams, which are not returned, do
     // not make a poll long either. The next one goes on behind them.
     const std::vector<BeamSize> sizes =

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
+#include <random>
 
 namespace kivolo::server::test {
 
@@ -229,6 +230,45 @@ TEST(Polls, GiveTheOthersBeamsInOrderEachOnceWithinBounds)
     EXPECT_LT(first.beams().size(), sent.size());
     EXPECT_EQ(first.beams().back().at("id").as_string(), sent.back());
     EXPECT_EQ(nextSince(first), since);
+}
+
+// What can be told without reading a beam, and so be held, is right for every seat and every
+// cursor.
+TEST(Polls, KnowWithoutReadingWhetherOthersHaveSentAnything)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    std::vector<Told> seats;
+    for (const char *device : {"a", "b", "c"})
+        seats.push_back(house.join(code, device));
+    std::minstd_rand random(7);
+    std::vector<std::pair<Tick, std::size_t>> sent{{nextSince(house.poll(seats[0], 0)), 3}};
+    int found = 0;
+    for (int i = 0; i < 60; ++i) {
+        const std::size_t sender = random() % 5 == 0 ? random() % 3 : sent.back().second % 3;
+        ASSERT_EQ(house.sendText(seats[sender], "x").status, 200u);
+        house.time.advance(random() % 3);
+        const Tick latest = nextSince(house.poll(seats[sender], sent.back().first));
+        sent.emplace_back(latest, sender);
+        for (std::size_t asker = 0; asker < seats.size(); ++asker) {
+            std::size_t since = sent.size();
+            do {
+                --since;
+                const bool nothing =
+                    std::all_of(sent.begin() + static_cast<std::ptrdiff_t>(since) + 1, sent.end(),
+                                [asker](const auto &beam) { return beam.second == asker; });
+                const auto empty =
+                    house.circles.nothingNew(seats[asker].text("circle_id"),
+                                             seats[asker].text("member_id"), sent[since].first);
+                ASSERT_EQ(empty.has_value(), nothing) << i << ' ' << asker << ' ' << since;
+                if (!empty)
+                    break;
+                EXPECT_EQ(empty->poll.serverTime, latest + 1);
+                found += sent[since].first < latest;
+            } while (since > 0);
+        }
+    }
+    EXPECT_GT(found, 50) << "cursors that lag behind the asker's own beams";
 }
 
 TEST(Beams, OfACircleMayComeInABurstButNotForEver)

@@ -413,7 +413,9 @@ constexpr std::chrono::seconds longHold{30};
 TEST(HeldPolls, AreAnsweredByABeamBySilenceAndByTheEnd)
 {
     HeldPolls held(longHold);
-    Connection forABeam(held.running.port, held.poll());
+    const std::string behindHisOwn = held.poll();
+    held.running.house.sendText(held.ben, "mine");
+    Connection forABeam(held.running.port, behindHisOwn);
     held.running.held.wait(0);
     held.running.house.sendText(held.ana, "now");
     const std::string beam = forABeam.read();
