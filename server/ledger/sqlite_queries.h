@@ -1,268 +1,282 @@
-// Every query of the ledger, one type each. A query is prepared once on one connection and bound to
-// its own `in` and `out`, which it reads and fills at each run; so it never moves.
+// Every query of the ledger, one type each.
 #pragma once
 
 #include "ledger.h"
-#include "sqlite_session.h"
+#include "sqlite_query.h"
 
 namespace kivolo::server::sqlite {
 
-using Number = long long; // what SOCI binds
+// What rows are read into.
 
-struct Query
+template<>
+struct Row<Circle>
 {
-    Query() = default;
-    Query(const Query &) = delete;
-    Query &operator=(const Query &) = delete;
-
-protected:
-    ~Query() = default;
-};
-
-// What the rows of each table are read into.
-
-struct CircleColumns
-{
-    Number number = 0, maxSeats = 0, tick = 0, sender = 0, othersTick = 0, busyUntil = 0;
-    std::string code;
-
-    static constexpr const char *names =
-        "c.number, c.code, c.max_seats, c.tick, c.sender, c.others_tick,"
-        " c.busy_until";
-    void bind(soci::details::prepare_temp_type &query);
-    Circle take()
+    static std::string names()
     {
-        return {number, std::move(code), maxSeats, tick, sender, othersTick, busyUntil};
+        return "c.number, c.code, c.max_seats, c.tick, c.sender, c.others_tick, c.busy_until";
+    }
+    static constexpr const char *tables = "circle c";
+    static auto fields(Circle &c)
+    {
+        return std::tie(c.number, c.code, c.maxSeats, c.tick, c.sender, c.othersTick, c.busyUntil);
     }
 };
 
-struct MemberColumns
+template<>
+struct Row<Member>
 {
-    Number number = 0, circle = 0;
-    std::string id, handle, emoji;
-
-    static constexpr const char *names = "m.number, m.circle, m.id, m.handle, m.emoji";
-    void bind(soci::details::prepare_temp_type &query);
-    Member take() { return {number, circle, std::move(id), std::move(handle), std::move(emoji)}; }
+    static std::string names() { return "m.number, m.circle, m.id, m.handle, m.emoji"; }
+    static constexpr const char *tables = "member m";
+    static auto fields(Member &m) { return std::tie(m.number, m.circle, m.id, m.handle, m.emoji); }
 };
 
-struct SeatColumns
+template<>
+struct Row<Seat>
 {
-    CircleColumns circle;
-    MemberColumns member;
+    static std::string names()
+    {
+        return Row<Circle>::names() + ", " + Row<Member>::names() + ", m.key";
+    }
+    static constexpr const char *tables = "member m JOIN circle c ON c.number = m.circle";
+    static auto fields(Seat &s)
+    {
+        return std::tuple_cat(Row<Circle>::fields(s.circle), Row<Member>::fields(s.member),
+                              std::tie(s.key));
+    }
+};
+
+template<>
+struct Row<Beam>
+{
+    static std::string names()
+    {
+        return "id, from_member, type, body, created_at, from_handle, from_emoji, effect, open_at";
+    }
+    static constexpr const char *tables = "beam";
+    static auto fields(Beam &b)
+    {
+        return std::tie(b.id, b.fromMember, b.type, b.body, b.createdAt, b.fromHandle, b.fromEmoji,
+                        b.effect, b.openAt);
+    }
+};
+
+template<>
+struct Row<BeamSize>
+{
+    static std::string names() { return "tick, sender, bytes"; }
+    static constexpr const char *tables = "beam";
+    static auto fields(BeamSize &s) { return std::tie(s.tick, s.sender, s.bytes); }
+};
+
+struct FounderKey
+{
     std::string key;
-
-    void bind(soci::details::prepare_temp_type &query);
-    Seat take() { return {circle.take(), member.take(), std::move(key)}; }
 };
 
-struct BeamColumns
+template<>
+struct Row<FounderKey>
 {
-    Beam beam;
-    std::string effect;
-    Number createdAt = 0, openAt = 0;
-    soci::indicator effectState = soci::i_ok, openAtState = soci::i_ok;
-
-    static constexpr const char *names = "b.id, b.from_member, b.type, b.body, b.created_at,"
-                                         " b.from_handle, b.from_emoji, b.effect, b.open_at";
-    void bind(soci::details::prepare_temp_type &query);
-    Beam take();
-};
-
-struct SizeColumns
-{
-    Number tick = 0, sender = 0, bytes = 0;
-
-    static constexpr const char *names = "tick, sender, bytes";
-    void bind(soci::details::prepare_temp_type &query);
-    BeamSize take() const { return {tick, sender, bytes}; }
+    static std::string names() { return "founder_key"; }
+    static constexpr const char *tables = "circle";
+    static auto fields(FounderKey &f) { return std::tie(f.key); }
 };
 
 // What is read.
 
-struct CircleByCode : Query
+struct CircleByCode
 {
-    explicit CircleByCode(soci::session &session);
-    struct
+    struct In
     {
         std::string code;
-    } in;
-    CircleColumns out;
-    soci::statement statement;
+    };
+    using Out = Circle;
+    static constexpr const char *where = "c.code = :code";
 };
 
-struct SeatOfDevice : Query
+struct SeatOfDevice
 {
-    explicit SeatOfDevice(soci::session &session);
-    struct
+    struct In
     {
         std::string device;
-    } in;
-    SeatColumns out;
-    soci::statement statement;
+    };
+    using Out = Seat;
+    static constexpr const char *where = "m.device_id = :device";
 };
 
-struct SeatOfKey : Query
+struct SeatOfKey
 {
-    explicit SeatOfKey(soci::session &session);
-    struct
+    struct In
     {
         std::string key;
-    } in;
-    SeatColumns out;
-    soci::statement statement;
+    };
+    using Out = Seat;
+    static constexpr const char *where = "m.key = :key";
 };
 
-struct Members : Query
+struct Members
 {
-    explicit Members(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0;
-    } in;
-    MemberColumns out;
-    soci::statement statement;
+        std::int64_t circle = 0;
+    };
+    using Out = Member;
+    static constexpr const char *where = "m.circle = :circle ORDER BY m.number";
 };
 
-struct SizesAfter : Query
+struct SizesAfter
 {
-    explicit SizesAfter(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0, tick = 0;
+        std::int64_t circle = 0;
+        Tick tick = 0;
         int limit = 0;
-    } in;
-    SizeColumns out;
-    soci::statement statement;
+    };
+    using Out = BeamSize;
+    static constexpr const char *where =
+        "circle = :circle AND tick > :tick ORDER BY tick LIMIT :limit";
 };
 
-struct LatestSizes : Query
+struct LatestSizes
 {
-    explicit LatestSizes(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0;
+        std::int64_t circle = 0;
         int limit = 0;
-    } in;
-    SizeColumns out;
-    soci::statement statement;
+    };
+    using Out = BeamSize;
+    static constexpr const char *where = "circle = :circle ORDER BY tick DESC LIMIT :limit";
 };
 
-struct Beams : Query
+struct Beams
 {
-    explicit Beams(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0, exceptSender = 0, after = 0, until = 0;
-    } in;
-    BeamColumns out;
-    soci::statement statement;
+        std::int64_t circle = 0;
+        Tick after = 0, until = 0;
+        std::int64_t exceptSender = 0;
+    };
+    using Out = Beam;
+    static constexpr const char *where = "circle = :circle AND tick > :after AND tick <= :until"
+                                         " AND sender <> :sender ORDER BY tick";
 };
 
-struct Capsule : Query
+struct Capsule
 {
-    explicit Capsule(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0;
+        std::int64_t circle = 0;
         std::string id;
-    } in;
-    BeamColumns out;
-    soci::statement statement;
+    };
+    using Out = Beam;
+    static constexpr const char *where = "circle = :circle AND id = :id AND open_at IS NOT NULL";
+};
+
+struct KeyOfFounder
+{
+    struct In
+    {
+        std::int64_t circle = 0;
+        std::string device;
+    };
+    using Out = FounderKey;
+    static constexpr const char *where = "number = :circle AND founder = :device";
 };
 
 // What is changed.
 
-struct AddCircle : Query
+struct AddCircle
 {
-    explicit AddCircle(soci::session &session);
-    struct
+    struct In
     {
-        std::string code, ownerEmail, founder, founderKey;
-        Number maxSeats = 0, now = 0, tick = 0;
-    } in;
-    soci::statement statement;
+        std::string code;
+        std::int64_t maxSeats = 0;
+        std::string ownerEmail, founder, founderKey;
+        Seconds now = 0;
+        Tick tick = 0;
+    };
+    static constexpr const char *sql =
+        "INSERT INTO circle (code, max_seats, owner_email, founder, founder_key, created_at, tick)"
+        " VALUES (:code, :seats, :email, :founder, :key, :now, :tick)";
 };
 
-struct FounderKey : Query
+struct ForgetFounder
 {
-    explicit FounderKey(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0;
-        std::string device;
-    } in;
-    struct
-    {
-        std::string key;
-        std::string take() { return std::move(key); }
-    } out;
-    soci::statement statement;
+        std::int64_t circle = 0;
+    };
+    static constexpr const char *sql =
+        "UPDATE circle SET founder = '', founder_key = '' WHERE number = :circle";
 };
 
-struct ForgetFounder : Query
+struct StampCircle
 {
-    explicit ForgetFounder(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0;
-    } in;
-    soci::statement statement;
+        Tick tick = 0;
+        std::int64_t sender = 0;
+        Tick othersTick = 0;
+        Seconds busyUntil = 0;
+        std::int64_t circle = 0;
+    };
+    static constexpr const char *sql =
+        "UPDATE circle SET tick = :tick, sender = :sender, others_tick = :others,"
+        " busy_until = :busy WHERE number = :circle";
 };
 
-struct StampCircle : Query
+struct AddMember
 {
-    explicit StampCircle(soci::session &session);
-    struct
+    struct In
     {
-        Number circle = 0, tick = 0, sender = 0, othersTick = 0, busyUntil = 0;
-    } in;
-    soci::statement statement;
+        std::string id, key;
+        std::int64_t circle = 0;
+        std::string device, handle, emoji;
+        Seconds now = 0;
+    };
+    static constexpr const char *sql =
+        "INSERT INTO member (id, key, circle, device_id, handle, emoji, joined_at)"
+        " VALUES (:id, :key, :circle, :device, :handle, :emoji, :now)";
 };
 
-struct AddMember : Query
+struct RenameMember
 {
-    explicit AddMember(soci::session &session);
-    struct
+    struct In
     {
-        std::string id, key, device, handle, emoji;
-        Number circle = 0, now = 0;
-    } in;
-    soci::statement statement;
-};
-
-struct RenameMember : Query
-{
-    explicit RenameMember(soci::session &session);
-    struct
-    {
-        Number number = 0;
         std::string handle, emoji;
-    } in;
-    soci::statement statement;
+        std::int64_t number = 0;
+    };
+    static constexpr const char *sql =
+        "UPDATE member SET handle = :handle, emoji = :emoji WHERE number = :number";
 };
 
-struct RemoveMember : Query
+struct RemoveMember
 {
-    explicit RemoveMember(soci::session &session);
-    struct
+    struct In
     {
-        Number number = 0;
-    } in;
-    soci::statement statement;
+        std::int64_t number = 0;
+    };
+    static constexpr const char *sql = "DELETE FROM member WHERE number = :number";
 };
 
-struct AddBeam : Query
+struct AddBeam
 {
-    explicit AddBeam(soci::session &session);
-    struct
+    struct In
     {
-        Beam beam;
-        std::string effect;
-        Number circle = 0, tick = 0, createdAt = 0, sender = 0, bytes = 0, openAt = 0;
-        soci::indicator effectState = soci::i_null, openAtState = soci::i_null;
-    } in;
-    soci::statement statement;
+        std::string id;
+        std::int64_t circle = 0;
+        Tick tick = 0;
+        Seconds createdAt = 0;
+        std::int64_t sender = 0, bytes = 0;
+        std::optional<Seconds> openAt;
+        std::string type;
+        std::optional<std::string> effect;
+        std::string fromMember, fromHandle, fromEmoji, body;
+    };
+    static constexpr const char *sql =
+        "INSERT INTO beam (id, circle, tick, created_at, sender, bytes, open_at, type, effect,"
+        " from_member, from_handle, from_emoji, body)"
+        " VALUES (:id, :circle, :tick, :created, :sender, :bytes, :open, :type, :effect,"
+        " :from, :handle, :emoji, :body)";
 };
 
 } // namespace kivolo::server::sqlite

@@ -31,20 +31,6 @@ constexpr const char *schema[] = {
     "CREATE INDEX beam_of_circle ON beam (circle, tick, sender, bytes)",
 };
 
-template<typename Query>
-auto one(Query &query) -> std::optional<decltype(query.out.take())>
-{
-    return runOnce(query.statement) ? std::optional(query.out.take()) : std::nullopt;
-}
-
-template<typename Query>
-auto all(Query &query) -> std::vector<decltype(query.out.take())>
-{
-    std::vector<decltype(query.out.take())> rows;
-    forEachRow(query.statement, [&] { rows.push_back(query.out.take()); });
-    return rows;
-}
-
 } // namespace
 
 void prepareSchema(soci::session &session)
@@ -70,138 +56,97 @@ void prepareSchema(soci::session &session)
 }
 
 SqliteStatements::SqliteStatements(soci::session &session)
-    : circleByCode_(session)
-    , seatOfDevice_(session)
-    , seatOfKey_(session)
-    , members_(session)
-    , sizesAfter_(session)
-    , latestSizes_(session)
-    , beams_(session)
-    , capsule_(session)
-    , addCircle_(session)
-    , founderKey_(session)
-    , forgetFounder_(session)
-    , addMember_(session)
-    , renameMember_(session)
-    , removeMember_(session)
-    , stampCircle_(session)
-    , addBeam_(session)
+    : session_(session)
 {}
 
 std::optional<Circle> SqliteStatements::circleByCode(const std::string &code)
 {
-    circleByCode_.in = {code};
-    return one(circleByCode_);
+    return circleByCode_.one({code});
 }
 
 std::optional<Seat> SqliteStatements::seatOfDevice(const std::string &deviceId)
 {
-    seatOfDevice_.in = {deviceId};
-    return one(seatOfDevice_);
+    return seatOfDevice_.one({deviceId});
 }
 
 std::optional<Seat> SqliteStatements::seatOfKey(const std::string &key)
 {
-    seatOfKey_.in = {key};
-    return one(seatOfKey_);
+    return seatOfKey_.one({key});
 }
 
 std::vector<Member> SqliteStatements::members(std::int64_t circle)
 {
-    members_.in = {circle};
-    return all(members_);
+    return members_.all({circle});
 }
 
 std::vector<BeamSize> SqliteStatements::sizesAfter(std::int64_t circle, Tick tick, int limit)
 {
-    sizesAfter_.in = {circle, tick, limit};
-    return all(sizesAfter_);
+    return sizesAfter_.all({circle, tick, limit});
 }
 
 std::vector<BeamSize> SqliteStatements::latestSizes(std::int64_t circle, int limit)
 {
-    latestSizes_.in = {circle, limit};
-    return all(latestSizes_);
+    return latestSizes_.all({circle, limit});
 }
 
 std::vector<Beam> SqliteStatements::beams(std::int64_t circle, std::int64_t exceptSender,
                                           Tick after, Tick until)
 {
-    beams_.in = {circle, exceptSender, after, until};
-    return all(beams_);
+    return beams_.all({circle, after, until, exceptSender});
 }
 
 std::optional<Beam> SqliteStatements::capsule(std::int64_t circle, const std::string &id)
 {
-    capsule_.in = {circle, id};
-    return one(capsule_);
+    return capsule_.one({circle, id});
 }
 
 void SqliteStatements::addCircle(const Founding &founding, const CreateRequest &founder,
                                  Seconds now)
 {
     const Circle &circle = founding.circle;
-    addCircle_.in = {circle.code,  founder.ownerEmail, founder.deviceId,
-                     founding.key, circle.maxSeats,    now,
-                     circle.tick};
-    runOnce(addCircle_.statement);
+    addCircle_.run({circle.code, circle.maxSeats, founder.ownerEmail, founder.deviceId,
+                    founding.key, now, circle.tick});
 }
 
 std::optional<std::string> SqliteStatements::takeFounderKey(std::int64_t circle,
                                                             const std::string &deviceId)
 {
-    founderKey_.in = {circle, deviceId};
-    std::optional<std::string> key = one(founderKey_);
-    if (key) {
-        forgetFounder_.in = {circle};
-        runOnce(forgetFounder_.statement);
-    }
-    return key;
+    std::optional<sqlite::FounderKey> founder = keyOfFounder_.one({circle, deviceId});
+    if (!founder)
+        return std::nullopt;
+    forgetFounder_.run({circle});
+    return std::move(founder->key);
 }
 
 void SqliteStatements::addMember(const Seat &seat, const std::string &deviceId, Seconds now)
 {
     const Member &member = seat.member;
-    addMember_.in = {member.id,    seat.key,           deviceId, member.handle,
-                     member.emoji, seat.circle.number, now};
-    runOnce(addMember_.statement);
+    addMember_.run(
+        {member.id, seat.key, seat.circle.number, deviceId, member.handle, member.emoji, now});
 }
 
 void SqliteStatements::renameMember(const Member &member)
 {
-    renameMember_.in = {member.number, member.handle, member.emoji};
-    runOnce(renameMember_.statement);
+    renameMember_.run({member.handle, member.emoji, member.number});
 }
 
 void SqliteStatements::removeMember(const Member &member)
 {
-    removeMember_.in = {member.number};
-    runOnce(removeMember_.statement);
+    removeMember_.run({member.number});
 }
 
 void SqliteStatements::stampCircle(const Circle &circle)
 {
-    stampCircle_.in = {circle.number, circle.tick, circle.sender, circle.othersTick,
-                       circle.busyUntil};
-    runOnce(stampCircle_.statement);
+    stampCircle_.run(
+        {circle.tick, circle.sender, circle.othersTick, circle.busyUntil, circle.number});
 }
 
 void SqliteStatements::addBeam(const Beam &beam, Tick tick, const Member &sender,
                                std::int64_t bytes)
 {
-    auto &in = addBeam_.in;
-    in.beam = beam;
-    in.circle = sender.circle;
-    in.tick = tick;
-    in.createdAt = beam.createdAt;
-    in.sender = sender.number;
-    in.bytes = bytes;
-    in.effect = beam.effect.value_or("");
-    in.effectState = beam.effect ? soci::i_ok : soci::i_null;
-    in.openAt = beam.openAt.value_or(0);
-    in.openAtState = beam.openAt ? soci::i_ok : soci::i_null;
-    runOnce(addBeam_.statement);
-    in.beam.body = {}; // a doodle need not be kept until the next
+    addBeam_.run({beam.id, sender.circle, tick, beam.createdAt, sender.number, bytes, beam.openAt,
+                  beam.type, beam.effect, beam.fromMember, beam.fromHandle, beam.fromEmoji,
+                  beam.body});
 }
 
 } // namespace kivolo::server

@@ -36,22 +36,23 @@ public:
     void addBeam(const Beam &beam, Tick tick, const Member &sender, std::int64_t bytes) override;
 
 private:
-    sqlite::CircleByCode circleByCode_;
-    sqlite::SeatOfDevice seatOfDevice_;
-    sqlite::SeatOfKey seatOfKey_;
-    sqlite::Members members_;
-    sqlite::SizesAfter sizesAfter_;
-    sqlite::LatestSizes latestSizes_;
-    sqlite::Beams beams_;
-    sqlite::Capsule capsule_;
-    sqlite::AddCircle addCircle_;
-    sqlite::FounderKey founderKey_;
-    sqlite::ForgetFounder forgetFounder_;
-    sqlite::AddMember addMember_;
-    sqlite::RenameMember renameMember_;
-    sqlite::RemoveMember removeMember_;
-    sqlite::StampCircle stampCircle_;
-    sqlite::AddBeam addBeam_;
+    soci::session &session_;
+    sqlite::Select<sqlite::CircleByCode> circleByCode_{session_};
+    sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{session_};
+    sqlite::Select<sqlite::SeatOfKey> seatOfKey_{session_};
+    sqlite::Select<sqlite::Members> members_{session_};
+    sqlite::Select<sqlite::SizesAfter> sizesAfter_{session_};
+    sqlite::Select<sqlite::LatestSizes> latestSizes_{session_};
+    sqlite::Select<sqlite::Beams> beams_{session_};
+    sqlite::Select<sqlite::Capsule> capsule_{session_};
+    sqlite::Select<sqlite::KeyOfFounder> keyOfFounder_{session_};
+    sqlite::Change<sqlite::AddCircle> addCircle_{session_};
+    sqlite::Change<sqlite::ForgetFounder> forgetFounder_{session_};
+    sqlite::Change<sqlite::AddMember> addMember_{session_};
+    sqlite::Change<sqlite::RenameMember> renameMember_{session_};
+    sqlite::Change<sqlite::RemoveMember> removeMember_{session_};
+    sqlite::Change<sqlite::StampCircle> stampCircle_{session_};
+    sqlite::Change<sqlite::AddBeam> addBeam_{session_};
 };
 
 } // namespace kivolo::server
