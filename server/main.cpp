@@ -15,20 +15,21 @@
 namespace kivolo::server {
 namespace {
 
-// Every connection takes a descriptor, and one more while it is sent a file; the database needs
-// some as well. The usual soft limit is below that.
-std::size_t connectionsWithinDescriptors(std::size_t wanted)
+// Every connection takes a descriptor, and one more while it is sent a file of the site; the
+// database needs some as well. The usual soft limit is below that.
+std::size_t connectionsWithinDescriptors(const Options &options)
 {
     constexpr rlim_t reserve = 64;
+    const rlim_t each = options.site.empty() ? 1 : 2;
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return wanted;
+        return options.connections;
     limit.rlim_cur = limit.rlim_max;
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0 && getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return wanted;
-    const rlim_t room = limit.rlim_cur > reserve ? (limit.rlim_cur - reserve) / 2 : 1;
-    if (room >= wanted)
-        return wanted;
+        return options.connections;
+    const rlim_t room = limit.rlim_cur > reserve ? (limit.rlim_cur - reserve) / each : 1;
+    if (room >= options.connections)
+        return options.connections;
     spdlog::warn("the limit on open files leaves room for {} connections only", room);
     return room;
 }
@@ -62,7 +63,7 @@ void serve(const Options &options)
         boost::asio::post(workers, std::move(work));
     });
     http::Limits limits;
-    limits.connections = connectionsWithinDescriptors(limits.connections);
+    limits.connections = connectionsWithinDescriptors(options);
     http::Server server(
         context,
         [&routes](http::Request &request, http::Reply later) {

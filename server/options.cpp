@@ -35,6 +35,10 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
                    "Seconds for which a poll that finds nothing waits for a beam; 0: not at all")
         ->option_text("SECONDS [25]")
         ->check(CLI::Range(0, 45));
+    app.add_option("--connections", options.connections,
+                   "Connections at a time; each takes a descriptor, and two where there is a site")
+        ->option_text("N [4096]")
+        ->check(CLI::Range(1, 1'000'000));
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

@@ -17,6 +17,7 @@ struct Options
     std::string site; ///< Empty: no files are served.
     std::int64_t maxSeats = 5;
     int hold = 25; ///< Seconds.
+    std::size_t connections = 4'096;
 };
 
 /// The options, or the exit code where the program has said all there is to say (help, version,
