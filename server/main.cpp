@@ -50,10 +50,12 @@ void serve(const Options &options)
     Holds holds(std::chrono::seconds(options.hold));
     // Outlives the ledger, whose last writes still hand their replies to it.
     boost::asio::io_context context(1);
-    const std::unique_ptr<Ledger> ledger = openLedger(database, clock);
+    std::unique_ptr<Ledger> ledger = openLedger(database, clock);
     const Site site = options.site.empty() ? Site() : Site(options.site);
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
+    settings.idleSeat = options.idleSeat * Seconds{86'400};
+    settings.calendar = steadyCalendar(clock);
     Circles circles(*ledger, clock, systemRandomness, settings);
     circles.setObserver([&](const Change &change) {
         boost::asio::post(context, [&holds, change] { holds.announce(change); });
@@ -81,6 +83,9 @@ void serve(const Options &options)
     for (const std::string &address : options.listen)
         std::cout << "listening on http://" << server.listen(address) << std::endl;
     context.run();
+    // What still waits is done while those are there who asked for it.
+    workers.join();
+    ledger.reset();
 }
 
 int run(int argc, char **argv)

@@ -31,6 +31,10 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
     app.add_option("--max-seats", options.maxSeats, "Members that a new circle can have")
         ->option_text("N [5]")
         ->check(CLI::Range(1, 100));
+    app.add_option("--idle-seat", options.idleSeat,
+                   "Days after which a seat that nobody was seen in can be taken over")
+        ->option_text("DAYS [30]")
+        ->check(CLI::Range(1, 3'650));
     app.add_option("--hold", options.hold,
                    "Seconds for which a poll that finds nothing waits for a beam; 0: not at all")
         ->option_text("SECONDS [25]")

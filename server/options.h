@@ -16,7 +16,8 @@ struct Options
     std::vector<std::string> trustedProxies;
     std::string site; ///< Empty: no files are served.
     std::int64_t maxSeats = 5;
-    int hold = 25; ///< Seconds.
+    int hold = 25;     ///< Seconds.
+    int idleSeat = 30; ///< Days.
     std::size_t connections = 4'096;
 };
 

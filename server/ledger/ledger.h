@@ -72,6 +72,8 @@ public:
     virtual std::optional<std::string> takeFounderKey(std::int64_t circle,
                                                       const std::string &deviceId) = 0;
     virtual void addMember(const Seat &seat, const std::string &deviceId, Seconds now) = 0;
+    /// Says when the member of that number, who may be gone, was last seen.
+    virtual void markSeen(std::int64_t member, Seconds seen) = 0;
     /// Gives the member of that number its handle and emoji.
     virtual void renameMember(const Member &member) = 0;
     /// Frees the seat; the member's beams stay.

@@ -32,15 +32,9 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , glanceConnection_(path, glancePatience)
     , glanceStatements_(glanceConnection_.session())
     , writeStatements_(writeConnection_.session())
-    , readers_(path)
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
+    , readers_(path)
 {}
-
-SqliteLedger::~SqliteLedger()
-{
-    writer_.request_stop();
-    writer_.join();
-}
 
 void SqliteLedger::write(Job job, std::size_t bytes, Done done)
 {

@@ -21,8 +21,8 @@ class SqliteLedger final : public Ledger
 {
 public:
     SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings);
-    /// Finishes the jobs that wait, then closes the file.
-    ~SqliteLedger() override;
+    /// Finishes what waits, the looks first because they may write, then closes the file.
+    ~SqliteLedger() override = default;
 
     LedgerGlance *glance() override { return &glanceStatements_; }
     void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
@@ -53,13 +53,13 @@ private:
     SqliteConnection glanceConnection_;
     SqliteStatements glanceStatements_;
     SqliteStatements writeStatements_;
-    SqliteReaders readers_;
 
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;
     std::deque<Pending> queue_;
     std::size_t heldBytes_ = 0; ///< Of the jobs in the queue and of those being written.
     std::jthread writer_;
+    SqliteReaders readers_;
 };
 
 } // namespace kivolo::server

@@ -25,9 +25,12 @@ struct Row<Circle>
 template<>
 struct Row<Member>
 {
-    static std::string names() { return "m.number, m.circle, m.id, m.handle, m.emoji"; }
+    static std::string names() { return "m.number, m.circle, m.id, m.handle, m.emoji, m.seen"; }
     static constexpr const char *tables = "member m";
-    static auto fields(Member &m) { return std::tie(m.number, m.circle, m.id, m.handle, m.emoji); }
+    static auto fields(Member &m)
+    {
+        return std::tie(m.number, m.circle, m.id, m.handle, m.emoji, m.seen);
+    }
 };
 
 template<>
@@ -231,11 +234,21 @@ struct AddMember
         std::string id, key;
         std::int64_t circle = 0;
         std::string device, handle, emoji;
-        Seconds now = 0;
+        Seconds now = 0, seen = 0;
     };
     static constexpr const char *sql =
-        "INSERT INTO member (id, key, circle, device_id, handle, emoji, joined_at)"
-        " VALUES (:id, :key, :circle, :device, :handle, :emoji, :now)";
+        "INSERT INTO member (id, key, circle, device_id, handle, emoji, joined_at, seen)"
+        " VALUES (:id, :key, :circle, :device, :handle, :emoji, :now, :seen)";
+};
+
+struct MarkSeen
+{
+    struct In
+    {
+        Seconds seen = 0;
+        std::int64_t member = 0;
+    };
+    static constexpr const char *sql = "UPDATE member SET seen = :seen WHERE number = :member";
 };
 
 struct RenameMember

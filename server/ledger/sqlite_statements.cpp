@@ -6,7 +6,7 @@ using soci::into;
 
 namespace {
 
-constexpr int schemaVersion = 5;
+constexpr int schemaVersion = 6;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The beams' index carries what a poll needs to know before it reads any of them.
@@ -20,7 +20,8 @@ constexpr const char *schema[] = {
     "CREATE TABLE member ("
     " number INTEGER PRIMARY KEY AUTOINCREMENT, key TEXT NOT NULL UNIQUE, id TEXT NOT NULL,"
     " circle INTEGER NOT NULL REFERENCES circle (number), device_id TEXT NOT NULL UNIQUE,"
-    " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL)",
+    " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL,"
+    " seen INTEGER NOT NULL DEFAULT (unixepoch()))",
     "CREATE INDEX member_of_circle ON member (circle)",
     "CREATE TABLE beam ("
     " number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,"
@@ -121,8 +122,13 @@ std::optional<std::string> SqliteStatements::takeFounderKey(std::int64_t circle,
 void SqliteStatements::addMember(const Seat &seat, const std::string &deviceId, Seconds now)
 {
     const Member &member = seat.member;
-    addMember_.run(
-        {member.id, seat.key, seat.circle.number, deviceId, member.handle, member.emoji, now});
+    addMember_.run({member.id, seat.key, seat.circle.number, deviceId, member.handle, member.emoji,
+                    now, member.seen});
+}
+
+void SqliteStatements::markSeen(std::int64_t member, Seconds seen)
+{
+    markSeen_.run({seen, member});
 }
 
 void SqliteStatements::renameMember(const Member &member)

@@ -30,6 +30,7 @@ public:
     std::optional<std::string> takeFounderKey(std::int64_t circle,
                                               const std::string &deviceId) override;
     void addMember(const Seat &seat, const std::string &deviceId, Seconds now) override;
+    void markSeen(std::int64_t member, Seconds seen) override;
     void renameMember(const Member &member) override;
     void removeMember(const Member &member) override;
     void stampCircle(const Circle &circle) override;
@@ -49,6 +50,7 @@ private:
     sqlite::Change<sqlite::AddCircle> addCircle_{session_};
     sqlite::Change<sqlite::ForgetFounder> forgetFounder_{session_};
     sqlite::Change<sqlite::AddMember> addMember_{session_};
+    sqlite::Change<sqlite::MarkSeen> markSeen_{session_};
     sqlite::Change<sqlite::RenameMember> renameMember_{session_};
     sqlite::Change<sqlite::RemoveMember> removeMember_{session_};
     sqlite::Change<sqlite::StampCircle> stampCircle_{session_};

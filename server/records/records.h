@@ -37,6 +37,7 @@ struct Member
     std::string id;
     std::string handle;
     std::string emoji;
+    Seconds seen = 0; ///< When somebody was last seen in the seat, to within a few hours.
 };
 
 /// One message, with its sender's name as it was at the time of sending.

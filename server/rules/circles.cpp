@@ -35,7 +35,9 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
     : ledger_(ledger)
     , clock_(std::move(clock))
     , randomness_(std::move(randomness))
-    , settings_(settings)
+    , settings_(std::move(settings))
+    , sightings_(
+          std::make_shared<Sightings>(ledger, settings_.calendar ? settings_.calendar : clock_))
 {}
 
 namespace {
@@ -141,22 +143,42 @@ Circles::Joining Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &r
     if (!circle)
         throw Refusal(Reason::NotFound, "There is no circle with this code.");
     std::optional<Seat> seat = ledger.seatOfDevice(request.deviceId);
+    if (seat)
+        sightings_->note(seat->member);
     if (seat && seat->circle.number == circle->number) {
         seat->member.handle = request.handle;
         seat->member.emoji = request.emoji;
         ledger.renameMember(seat->member);
         return {{*seat, ledger.members(circle->number)}};
     }
-    if (static_cast<std::int64_t>(ledger.members(circle->number).size()) >= circle->maxSeats)
-        throw Refusal(Reason::Conflict, "This circle is full.");
+    const std::vector<Member> members = ledger.members(circle->number);
+    if (static_cast<std::int64_t>(members.size()) >= circle->maxSeats) {
+        const Member *idle = idleSeat(members);
+        if (!idle)
+            throw Refusal(Reason::Conflict, "This circle is full.");
+        ledger.removeMember(*idle);
+    }
     if (seat)
         ledger.removeMember(seat->member);
     std::optional<std::string> promised = ledger.takeFounderKey(circle->number, request.deviceId);
     const Seat taken{*circle,
-                     {0, circle->number, newIdentifier(randomness_), request.handle, request.emoji},
+                     {0, circle->number, newIdentifier(randomness_), request.handle, request.emoji,
+                      sightings_->now()},
                      promised ? std::move(*promised) : newIdentifier(randomness_)};
     ledger.addMember(taken, request.deviceId, now);
     return {{taken, ledger.members(circle->number)}, seat ? seat->circle.number : 0};
+}
+
+// The one that was unseen for longest, where that is long enough.
+const Member *Circles::idleSeat(const std::vector<Member> &members) const
+{
+    const Member *longest = nullptr;
+    for (const Member &member : members) {
+        const bool idle = sightings_->unseenFor(settings_.idleSeat, member);
+        if (idle && (!longest || member.seen < longest->seen))
+            longest = &member;
+    }
+    return longest;
 }
 
 Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request,
@@ -198,15 +220,17 @@ Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now
     return end;
 }
 
-Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey)
+Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey) const
 {
     std::optional<Seat> seat = ledger.seatOfKey(seatKey);
     if (!seat)
         throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
+    sightings_->note(seat->member);
     return std::move(*seat);
 }
 
-Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey, const std::string &memberId)
+Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey,
+                    const std::string &memberId) const
 {
     Seat seat = taken(ledger, seatKey);
     if (seat.member.id != memberId)
@@ -218,10 +242,11 @@ void Circles::status(const std::string &deviceId, Done<std::optional<Membership>
 {
     checkDeviceId(deviceId);
     look<std::optional<Membership>>(
-        [deviceId](LedgerView &ledger) -> std::optional<Membership> {
+        [this, deviceId](LedgerView &ledger) -> std::optional<Membership> {
             std::optional<Seat> seat = ledger.seatOfDevice(deviceId);
             if (!seat)
                 return std::nullopt;
+            sightings_->note(seat->member);
             std::vector<Member> members = ledger.members(seat->circle.number);
             return Membership{std::move(*seat), std::move(members)};
         },
@@ -248,8 +273,9 @@ std::optional<Circles::EmptyPoll> Circles::nothingNew(const std::string &seatKey
 
 void Circles::checkPoll(const std::string &seatKey, const std::string &memberId, Done<Seat> done)
 {
-    look<Seat>([seatKey, memberId](LedgerView &ledger) { return taken(ledger, seatKey, memberId); },
-               std::move(done));
+    look<Seat>(
+        [this, seatKey, memberId](LedgerView &ledger) { return taken(ledger, seatKey, memberId); },
+        std::move(done));
 }
 
 void Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since,
@@ -326,7 +352,8 @@ void Circles::checkHistory(const std::string &seatKey, std::int64_t limit, Done<
 {
     if (limit < 1 || limit > historyBeams)
         throw Refusal(Reason::Invalid, "A history has between 1 and 200 beams.");
-    look<Seat>([seatKey](LedgerView &ledger) { return taken(ledger, seatKey); }, std::move(done));
+    look<Seat>([this, seatKey](LedgerView &ledger) { return taken(ledger, seatKey); },
+               std::move(done));
 }
 
 void Circles::history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done)

@@ -4,6 +4,7 @@
 #include "identifiers.h"
 #include "ledger/ledger.h"
 #include "records/requests.h"
+#include "sightings.h"
 
 #include <variant>
 
@@ -52,6 +53,9 @@ public:
     struct Settings
     {
         std::int64_t maxSeats = 5; ///< Of circles created from now on.
+        /// How long nobody has to be seen in a seat before it can be taken over.
+        Seconds idleSeat = 30 * Seconds{86'400};
+        Clock calendar = {}; ///< Tells how long seats are unseen. None: the wall clock does.
         /// How long before its time a capsule may be asked for, because clocks differ.
         Seconds capsuleGrace = 30;
         std::int64_t pollBytes = 32 << 20;
@@ -125,15 +129,17 @@ private:
     Capsule capsuleIn(LedgerView &ledger, const Seat &seat, const std::string &beamId) const;
     std::vector<Beam> latestIn(LedgerView &ledger, const Seat &seat, std::int64_t exceptSender,
                                int limit, std::int64_t maxBytes, Tick &covered) const;
-    static Seat taken(LedgerGlance &ledger, const std::string &seatKey);
-    static Seat taken(LedgerGlance &ledger, const std::string &seatKey,
-                      const std::string &memberId);
+    const Member *idleSeat(const std::vector<Member> &members) const;
+    // The seat of that key, in which somebody is seen by that.
+    Seat taken(LedgerGlance &ledger, const std::string &seatKey) const;
+    Seat taken(LedgerGlance &ledger, const std::string &seatKey, const std::string &memberId) const;
     void seal(std::vector<Beam> &beams) const;
 
     Ledger &ledger_;
     Clock clock_;
     Randomness randomness_;
     Settings settings_;
+    std::shared_ptr<Sightings> sightings_; ///< Shared with what it still has to write.
     std::function<void(const Change &)> observer_ = [](const Change &) {};
 };
 

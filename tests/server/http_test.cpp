@@ -434,6 +434,23 @@ TEST(HeldPolls, AreAnsweredByABeamBySilenceAndByTheEnd)
     EXPECT_NE(nothing.find("{\"beams\":[],"), std::string::npos) << nothing;
 }
 
+TEST(HeldPolls, OfASeatThatIsTakenOverAreRefusedBeforeThatIsTold)
+{
+    HeldPolls held(longHold);
+    const std::string code = held.ana.text("code");
+    for (const char *device : {"c", "d", "e"})
+        held.running.house.join(code, device);
+    held.calm();
+    Connection poll(held.running.port, held.poll());
+    held.running.held.wait(0);
+    held.running.house.time.advance(31 * 86'400);
+    held.running.house.poll(held.ana, 0); // leaves Ben as the one who was unseen for longest
+    const std::string taken = held.running.post(
+        "/join", {{"code", code}, {"handle", "F"}, {"device_id", "f"}, {"emoji", "e"}});
+    ASSERT_TRUE(taken.starts_with("HTTP/1.1 200")) << taken;
+    EXPECT_TRUE(poll.readWhatIsThere().starts_with("HTTP/1.1 403"));
+}
+
 TEST(HeldPolls, OfASeatThatIsGivenUpAreRefusedBeforeThatIsTold)
 {
     HeldPolls held(longHold);

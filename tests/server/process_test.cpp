@@ -138,6 +138,7 @@ TEST(Process, SaysNoToWhatItCannotUse)
         {"--bogus"},
         {"--max-seats", "0", "--database", database},
         {"--hold", "46", "--database", database},
+        {"--idle-seat", "0", "--database", database},
         {"--trusted-proxy", "0.0.0.0/0", "--database", database},
         {"--listen", "nonsense", "--database", database},
         {"--listen", taken, "--database", database},
