@@ -48,6 +48,8 @@ void serve(const Options &options)
     const Clock clock = [] { return std::chrono::system_clock::now(); };
     // Outlives the connections, which the context holds.
     Holds holds(std::chrono::seconds(options.hold));
+    // Outlives the ledger, which tells it of wrong guesses.
+    Throttle throttle(Throttle::allowances(options.rates));
     // Outlives the ledger, whose last writes still hand their replies to it.
     boost::asio::io_context context(1);
     std::unique_ptr<Ledger> ledger = openLedger(database, clock);
@@ -61,7 +63,7 @@ void serve(const Options &options)
         boost::asio::post(context, [&holds, change] { holds.announce(change); });
     });
     boost::asio::thread_pool workers(1);
-    Routes routes(circles, holds, site, [&workers](std::function<void()> work) {
+    Routes routes(circles, holds, throttle, site, [&workers](std::function<void()> work) {
         boost::asio::post(workers, std::move(work));
     });
     http::Limits limits;

@@ -43,6 +43,10 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
                    "Connections at a time; each takes a descriptor, and two where there is a site")
         ->option_text("N [4096]")
         ->check(CLI::Range(1, 1'000'000));
+    app.add_option("--rates", options.rates,
+                   "How many times the usual one address may ask, send and start circles")
+        ->option_text("FACTOR [1]")
+        ->check(CLI::Range(0.1, 1e6));
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {

@@ -19,6 +19,7 @@ struct Options
     int hold = 25;     ///< Seconds.
     int idleSeat = 30; ///< Days.
     std::size_t connections = 4'096;
+    double rates = 1; ///< How many times the usual an address may do.
 };
 
 /// The options, or the exit code where the program has said all there is to say (help, version,

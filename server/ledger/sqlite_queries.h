@@ -84,6 +84,19 @@ struct Row<FounderKey>
     static auto fields(FounderKey &f) { return std::tie(f.key); }
 };
 
+struct LastCircle
+{
+    std::int64_t number = 0;
+};
+
+template<>
+struct Row<LastCircle>
+{
+    static std::string names() { return "number"; }
+    static constexpr const char *tables = "circle";
+    static auto fields(LastCircle &l) { return std::tie(l.number); }
+};
+
 // What is read.
 
 struct CircleByCode
@@ -94,6 +107,14 @@ struct CircleByCode
     };
     using Out = Circle;
     static constexpr const char *where = "c.code = :code";
+};
+
+struct LastOfCircles
+{
+    struct In
+    {};
+    using Out = LastCircle;
+    static constexpr const char *where = "true ORDER BY number DESC LIMIT 1";
 };
 
 struct SeatOfDevice

@@ -65,6 +65,11 @@ std::optional<Circle> SqliteStatements::circleByCode(const std::string &code)
     return circleByCode_.one({code});
 }
 
+std::int64_t SqliteStatements::circlesMade()
+{
+    return lastOfCircles_.one({}).value_or(sqlite::LastCircle()).number;
+}
+
 std::optional<Seat> SqliteStatements::seatOfDevice(const std::string &deviceId)
 {
     return seatOfDevice_.one({deviceId});

@@ -17,6 +17,7 @@ public:
     explicit SqliteStatements(soci::session &session);
 
     std::optional<Circle> circleByCode(const std::string &code) override;
+    std::int64_t circlesMade() override;
     std::optional<Seat> seatOfDevice(const std::string &deviceId) override;
     std::optional<Seat> seatOfKey(const std::string &key) override;
     std::vector<Member> members(std::int64_t circle) override;
@@ -39,6 +40,7 @@ public:
 private:
     soci::session &session_;
     sqlite::Select<sqlite::CircleByCode> circleByCode_{session_};
+    sqlite::Select<sqlite::LastOfCircles> lastOfCircles_{session_};
     sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{session_};
     sqlite::Select<sqlite::SeatOfKey> seatOfKey_{session_};
     sqlite::Select<sqlite::Members> members_{session_};

@@ -27,6 +27,13 @@ private:
     std::chrono::seconds retryAfter_;
 };
 
+/// A request that names a secret that does not exist, as one who guesses would.
+class Miss : public Refusal
+{
+public:
+    using Refusal::Refusal;
+};
+
 /// The database cannot serve just now: locked, full, damaged. Its text is for the operator's log
 /// and holds no value of a request.
 class LedgerUnavailable : public std::runtime_error

@@ -13,6 +13,7 @@ using http::errorResponse;
 using http::Reply;
 using http::Request;
 using http::Response;
+using Act = Throttle::Act;
 
 namespace {
 
@@ -69,21 +70,24 @@ auto told(Action &&action) -> decltype(action())
     }
 }
 
-/// Answers with what came of it, or with why it did not. `answer` takes the result and may run on
+/// Answers with what came of it, or with why it did not. Where a secret was named, `guess` is told
+/// whether there is such a one. `answer` takes the result and may run on
 /// any thread.
 template<typename Result, typename AnswerOf>
-Done<Result> answering(Reply later, AnswerOf answer)
+Done<Result> answering(Reply later, std::shared_ptr<Guess> guess, AnswerOf answer)
 {
-    return [later = std::move(later), answer](Outcome<Result> outcome) {
-        later(told([&] { return Answer(answer(outcome.take())); }));
+    return [later = std::move(later), guess = std::move(guess), answer](Outcome<Result> outcome) {
+        const auto take = [&outcome] { return outcome.take(); };
+        later(told([&] { return Answer(answer(guess ? guess->judge(take) : take())); }));
     };
 }
 
 /// Answers with the record of what came of it.
 template<typename Result>
-Done<Result> telling(Reply later, std::string (*record)(const Result &))
+Done<Result> telling(Reply later, std::shared_ptr<Guess> guess,
+                     std::string (*record)(const Result &))
 {
-    return answering<Result>(std::move(later),
+    return answering<Result>(std::move(later), std::move(guess),
                              [record](const Result &result) { return ok(record(result)); });
 }
 
@@ -112,16 +116,22 @@ const Routes::Endpoint Routes::endpoints[] = {
     {"/circle/create", "POST", &Routes::create},
 };
 
-Routes::Routes(Circles &circles, Holds &holds, const Site &site, Offload offload)
+Routes::Routes(Circles &circles, Holds &holds, Throttle &throttle, const Site &site,
+               Offload offload)
     : circles_(circles)
     , holds_(holds)
+    , throttle_(throttle)
     , site_(site)
     , offload_(std::move(offload))
 {}
 
 std::optional<Answer> Routes::handle(Request &request, Reply later)
 {
-    return told([&] { return dispatch(request, later); });
+    return told([&] {
+        if (!request.waited)
+            throttle_.take(Act::Request, request.client);
+        return dispatch(request, later);
+    });
 }
 
 std::optional<Answer> Routes::dispatch(Request &request, Reply &later)
@@ -152,30 +162,50 @@ std::optional<Answer> Routes::dispatch(Request &request, Reply &later)
     return reads ? std::move(*file) : notAllowed("GET, HEAD");
 }
 
+std::shared_ptr<Guess> Routes::guess(Act wrong, const Request &request)
+{
+    return std::make_shared<Guess>(throttle_, wrong, request.client);
+}
+
+// A device that is in no circle yet asks for one that is not known, so some of that is nobody's
+// guessing.
 std::optional<Answer> Routes::me(Request &request, Reply &later)
 {
-    circles_.status(onlyQueryText(request.target, "device_id"),
-                    telling<std::optional<Membership>>(later, wire::status));
+    const std::string deviceId = onlyQueryText(request.target, "device_id");
+    const auto guessed = guess(Act::WrongDevice, request);
+    circles_.status(deviceId, answering<std::optional<Membership>>(
+                                  later, guessed, [guessed](const auto &membership) {
+                                      if (!membership)
+                                          guessed->wrong();
+                                      return ok(wire::status(membership));
+                                  }));
     return std::nullopt;
 }
 
 std::optional<Answer> Routes::create(Request &request, Reply &later)
 {
-    circles_.create(wire::createRequest(request.body), telling<Founding>(later, wire::created));
+    CreateRequest founding = wire::createRequest(request.body);
+    throttle_.take(Act::Found, request.client);
+    circles_.create(std::move(founding), telling<Founding>(later, nullptr, wire::created));
     return std::nullopt;
 }
 
 std::optional<Answer> Routes::join(Request &request, Reply &later)
 {
-    circles_.join(wire::joinRequest(request.body), telling<Membership>(later, wire::joined));
+    JoinRequest joining = wire::joinRequest(request.body);
+    throttle_.take(Act::Send, request.client);
+    circles_.join(std::move(joining),
+                  telling<Membership>(later, guess(Act::WrongCode, request), wire::joined));
     return std::nullopt;
 }
 
 // A note is taken apart in microseconds, a doodle not always.
 std::optional<Answer> Routes::send(Request &request, Reply &later)
 {
-    const auto take = [this](std::string_view body, const Reply &reply) {
-        circles_.send(wire::beamRequest(body), telling<Beam>(reply, wire::accepted));
+    throttle_.take(Act::Send, request.client);
+    const auto take = [this, guessed = guess(Act::WrongKey, request)](std::string_view body,
+                                                                      const Reply &reply) {
+        circles_.send(wire::beamRequest(body), telling<Beam>(reply, guessed, wire::accepted));
         return std::optional<Answer>();
     };
     constexpr std::size_t large = 64 << 10;
@@ -193,12 +223,16 @@ std::optional<Answer> Routes::poll(Request &request, Reply &later)
     const std::string seatKey = queryText(request.target, "circle_id");
     const std::string memberId = queryText(request.target, "member_id");
     const std::int64_t since = queryNumber(request.target, "since");
-    if (request.isHead())
-        circles_.checkPoll(seatKey, memberId, answering<Seat>(later, unmeasured));
-    else if (const auto empty = circles_.nothingNew(seatKey, memberId, since))
+    const auto guessed = guess(Act::WrongKey, request);
+    if (request.isHead()) {
+        circles_.checkPoll(seatKey, memberId, answering<Seat>(later, guessed, unmeasured));
+        return std::nullopt;
+    }
+    const auto empty =
+        guessed->judge([&] { return circles_.nothingNew(seatKey, memberId, since); });
+    if (empty)
         return emptyPoll(*empty, request.waited);
-    else
-        circles_.poll(seatKey, memberId, since, telling<Poll>(later, wire::poll));
+    circles_.poll(seatKey, memberId, since, telling<Poll>(later, guessed, wire::poll));
     return std::nullopt;
 }
 
@@ -213,10 +247,11 @@ std::optional<Answer> Routes::history(Request &request, Reply &later)
 {
     const std::string seatKey = queryText(request.target, "circle_id");
     const std::int64_t limit = queryNumber(request.target, "limit");
+    const auto guessed = guess(Act::WrongKey, request);
     if (request.isHead())
-        circles_.checkHistory(seatKey, limit, answering<Seat>(later, unmeasured));
+        circles_.checkHistory(seatKey, limit, answering<Seat>(later, guessed, unmeasured));
     else
-        circles_.history(seatKey, limit, telling<std::vector<Beam>>(later, wire::history));
+        circles_.history(seatKey, limit, telling<std::vector<Beam>>(later, guessed, wire::history));
     return std::nullopt;
 }
 
@@ -228,7 +263,7 @@ std::optional<Answer> Routes::capsule(Request &request, Reply &later)
         return ok(wire::beam(std::get<Beam>(capsule)));
     };
     circles_.capsule(queryText(request.target, "circle_id"), queryText(request.target, "id"),
-                     answering<Circles::Capsule>(later, answer));
+                     answering<Circles::Capsule>(later, guess(Act::WrongKey, request), answer));
     return std::nullopt;
 }
 

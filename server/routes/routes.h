@@ -5,6 +5,7 @@
 #include "http/message.h"
 #include "rules/circles.h"
 #include "site.h"
+#include "throttle.h"
 
 namespace kivolo::server {
 
@@ -15,7 +16,7 @@ public:
     /// Runs something on a thread that may take its time, some time.
     using Offload = std::function<void(std::function<void()>)>;
 
-    Routes(Circles &circles, Holds &holds, const Site &site, Offload offload);
+    Routes(Circles &circles, Holds &holds, Throttle &throttle, const Site &site, Offload offload);
 
     std::optional<http::Answer> handle(http::Request &request, http::Reply later);
 
@@ -38,10 +39,12 @@ private:
     std::optional<http::Answer> history(http::Request &request, http::Reply &later);
     std::optional<http::Answer> capsule(http::Request &request, http::Reply &later);
 
+    std::shared_ptr<Guess> guess(Throttle::Act wrong, const http::Request &request);
     http::Answer emptyPoll(const Circles::EmptyPoll &empty, bool waited);
 
     Circles &circles_;
     Holds &holds_;
+    Throttle &throttle_;
     const Site &site_;
     Offload offload_;
 };

@@ -21,6 +21,11 @@ constexpr int historyBeams = 200;
 constexpr std::int64_t bytesPerSecond = 64 << 10;
 constexpr Seconds longestBusy = 3'600;
 
+Miss noSuchCode()
+{
+    return {Reason::NotFound, "There is no circle with this code."};
+}
+
 /// Whether the circle has no beam of others for that seat after that tick, which is one of its own.
 bool hasNothingAfter(const Seat &seat, Tick tick)
 {
@@ -95,18 +100,39 @@ void Circles::create(CreateRequest request, Done<Founding> done)
                      0, std::move(done));
 }
 
+// Most codes that are not known are somebody's guesses, so none of them keeps the writer busy.
 void Circles::join(JoinRequest request, Done<Membership> done)
 {
     check(request);
     request.code = normalizedInviteCode(std::move(request.code));
-    change<Joining>([this, request = std::move(request)](
-                        auto &ledger, Seconds now) { return joinIn(ledger, request, now); },
-                    0, after<Joining, Membership>(std::move(done), [this](Joining &joining) {
-                        observer_({joining.membership.seat.circle.number, 0});
-                        if (joining.left != 0)
-                            observer_({joining.left, 0});
-                        return std::move(joining.membership);
-                    }));
+    if (!isInviteCode(request.code))
+        throw noSuchCode();
+    look<Circle>(
+        [code = request.code](LedgerView &ledger) {
+            if (std::optional<Circle> circle = ledger.circleByCode(code))
+                return std::move(*circle);
+            throw noSuchCode();
+        },
+        [this, request, done = std::move(done)](Outcome<Circle> circle) {
+            try {
+                circle.take();
+                joinKnown(request, done);
+            } catch (...) {
+                done(Outcome<Membership>(std::current_exception()));
+            }
+        });
+}
+
+void Circles::joinKnown(const JoinRequest &request, Done<Membership> done)
+{
+    change<Joining>(
+        [this, request](auto &ledger, Seconds now) { return joinIn(ledger, request, now); }, 0,
+        after<Joining, Membership>(std::move(done), [this](Joining &joining) {
+            observer_({joining.membership.seat.circle.number, 0});
+            if (joining.left != 0)
+                observer_({joining.left, 0});
+            return std::move(joining.membership);
+        }));
 }
 
 void Circles::send(BeamRequest request, Done<Beam> done)
@@ -129,8 +155,9 @@ Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &reque
     Circle &circle = founding.circle;
     circle.maxSeats = settings_.maxSeats;
     circle.tick = now;
+    const std::size_t length = inviteCodeLength(ledger.circlesMade() + 1);
     do
-        circle.code = newInviteCode(randomness_);
+        circle.code = newInviteCode(length, randomness_);
     while (ledger.circleByCode(circle.code));
     ledger.addCircle(founding, request, now);
     return founding;
@@ -141,7 +168,7 @@ Circles::Joining Circles::joinIn(LedgerTransaction &ledger, const JoinRequest &r
 {
     const std::optional<Circle> circle = ledger.circleByCode(request.code);
     if (!circle)
-        throw Refusal(Reason::NotFound, "There is no circle with this code.");
+        throw noSuchCode();
     std::optional<Seat> seat = ledger.seatOfDevice(request.deviceId);
     if (seat)
         sightings_->note(seat->member);
@@ -224,7 +251,7 @@ Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey) const
 {
     std::optional<Seat> seat = ledger.seatOfKey(seatKey);
     if (!seat)
-        throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
+        throw Miss(Reason::Forbidden, "You are not a member of this circle any more.");
     sightings_->note(seat->member);
     return std::move(*seat);
 }
@@ -234,7 +261,7 @@ Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey,
 {
     Seat seat = taken(ledger, seatKey);
     if (seat.member.id != memberId)
-        throw Refusal(Reason::Forbidden, "You are not a member of this circle any more.");
+        throw Miss(Reason::Forbidden, "You are not a member of this circle any more.");
     return seat;
 }
 
@@ -383,7 +410,7 @@ Circles::Capsule Circles::capsuleIn(LedgerView &ledger, const Seat &seat,
 {
     std::optional<Beam> beam = ledger.capsule(seat.circle.number, beamId);
     if (!beam)
-        throw Refusal(Reason::NotFound, "This time capsule does not exist.");
+        throw Miss(Reason::NotFound, "This time capsule does not exist.");
     const Time opening{std::chrono::seconds(*beam->openAt)};
     const Time now = clock_();
     if (now >= opening)

@@ -120,6 +120,8 @@ private:
     template<typename Result>
     void look(std::function<Result(LedgerView &)> rule, Done<Result> done);
 
+    void joinKnown(const JoinRequest &request, Done<Membership> done);
+
     Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
     Joining joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
     Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;

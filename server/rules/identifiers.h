@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace kivolo::server {
 
@@ -17,8 +19,15 @@ void systemRandomness(std::span<std::byte> bytes);
 /// 128 random bits in hexadecimal. Fits into a query as it is.
 std::string newIdentifier(const Randomness &randomness);
 
-/// Eight characters out of the 32 that are not taken for one another (no I, O, 0, 1): 40 bits.
-std::string newInviteCode(const Randomness &randomness);
+/// How many characters the code of a circle has that is made as the one of that number, from 1.
+std::size_t inviteCodeLength(std::int64_t circles);
+
+/// So many characters out of the 32 that are not taken for one another (no I, O, 0, 1): 5 bits
+/// each.
+std::string newInviteCode(std::size_t length, const Randomness &randomness);
+
+/// Whether there could be a circle with this code, spelled like that.
+bool isInviteCode(std::string_view code);
 
 /// The code as the ledger spells it, whatever the letter case it was typed in.
 std::string normalizedInviteCode(std::string code);

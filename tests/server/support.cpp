@@ -32,21 +32,25 @@ Clock ManualClock::clock() const
         [this] { return std::chrono::system_clock::time_point(std::chrono::seconds(now_.load())); };
 }
 
+Holds::Clock ManualClock::steadyClock() const
+{
+    return
+        [this] { return std::chrono::steady_clock::time_point(std::chrono::seconds(now_.load())); };
+}
+
 std::string Told::text(std::string_view key) const
 {
     return std::string(body.at(key).as_string());
 }
 
 House::House(Circles::Settings settings, std::function<void()> beforeCommit,
-             std::chrono::milliseconds hold)
+             std::chrono::milliseconds hold, double rates)
     : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
                         {.beforeCommit = std::move(beforeCommit)}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
-    , holds(hold,
-            [this] {
-                return std::chrono::steady_clock::time_point(std::chrono::seconds(time.now()));
-            })
-    , routes(circles, holds, site,
+    , holds(hold, time.steadyClock())
+    , throttle(Throttle::allowances(rates), steadyTime.steadyClock())
+    , routes(circles, holds, throttle, site,
              [this](std::function<void()> work) { boost::asio::post(workers, std::move(work)); })
 {}
 
@@ -56,6 +60,7 @@ Told House::call(std::string_view method, std::string_view target, std::string_v
     auto later = std::make_shared<std::promise<http::Answer>>();
     std::future<http::Answer> reply = later->get_future();
     http::Request request{method, target, contentType, std::string(body)};
+    request.client = client;
     std::optional<http::Answer> atOnce = routes.handle(
         request, [later](http::Answer answer) { later->set_value(std::move(answer)); });
     const http::Answer answer = atOnce ? std::move(*atOnce) : reply.get();

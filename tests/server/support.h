@@ -31,6 +31,7 @@ public:
     Seconds now() const { return now_; }
     void advance(Seconds seconds) { now_ += seconds; }
     Clock clock() const;
+    Holds::Clock steadyClock() const;
 
 private:
     std::atomic<Seconds> now_{1'800'000'000};
@@ -52,7 +53,7 @@ struct Told
 struct House
 {
     explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {},
-                   std::chrono::milliseconds hold = {});
+                   std::chrono::milliseconds hold = {}, double rates = 1e6);
 
     Told call(std::string_view method, std::string_view target, std::string_view body = {},
               std::string_view contentType = "application/json");
@@ -65,12 +66,15 @@ struct House
     Told sendText(const Told &membership, const std::string &text, boost::json::object more = {});
     Told poll(const Told &membership, Seconds since);
 
+    http::Address client; ///< From where the calls come.
     TemporaryFolder folder;
     ManualClock time;
+    ManualClock steadyTime; ///< Of the throttle, for what never goes backwards.
     std::unique_ptr<Ledger> ledger;
     Site site;
     Circles circles;
     Holds holds;
+    Throttle throttle;
     Routes routes;
     boost::asio::thread_pool workers{1}; ///< Last, so that it ends before what it works for.
 };
