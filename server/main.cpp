@@ -57,6 +57,7 @@ void serve(const Options &options)
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
     settings.idleSeat = options.idleSeat * Seconds{86'400};
+    settings.quotas = options.quotas;
     settings.calendar = steadyCalendar(clock);
     Circles circles(*ledger, clock, systemRandomness, settings);
     circles.setObserver([&](const Change &change) {

@@ -1,6 +1,8 @@
 // The command line.
 #pragma once
 
+#include "rules/quotas.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,6 +20,7 @@ struct Options
     std::int64_t maxSeats = 5;
     int hold = 25;     ///< Seconds.
     int idleSeat = 30; ///< Days.
+    Quotas::Limits quotas;
     std::size_t connections = 4'096;
     double rates = 1; ///< How many times the usual an address may do.
 };
