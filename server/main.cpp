@@ -1,5 +1,6 @@
 #include "http/server.h"
 #include "log.h"
+#include "memory.h"
 #include "options.h"
 #include "routes/routes.h"
 
@@ -17,19 +18,19 @@ namespace {
 
 // Every connection takes a descriptor, and one more while it is sent a file of the site; the
 // database needs some as well. The usual soft limit is below that.
-std::size_t connectionsWithinDescriptors(const Options &options)
+std::size_t connectionsWithinDescriptors(const Options &options, std::size_t wanted)
 {
     constexpr rlim_t reserve = 64;
     const rlim_t each = options.site.empty() ? 1 : 2;
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return options.connections;
+        return wanted;
     limit.rlim_cur = limit.rlim_max;
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0 && getrlimit(RLIMIT_NOFILE, &limit) != 0)
-        return options.connections;
+        return wanted;
     const rlim_t room = limit.rlim_cur > reserve ? (limit.rlim_cur - reserve) / each : 1;
-    if (room >= options.connections)
-        return options.connections;
+    if (room >= wanted)
+        return wanted;
     spdlog::warn("the limit on open files leaves room for {} connections only", room);
     return room;
 }
@@ -45,6 +46,7 @@ http::Proxies proxiesOf(const Options &options)
 void serve(const Options &options)
 {
     const std::string database = options.database.empty() ? defaultDatabase() : options.database;
+    const MemoryPlan memory(options.memory << 20, false);
     const Clock clock = [] { return std::chrono::system_clock::now(); };
     // Outlives the connections, which the context holds.
     Holds holds(std::chrono::seconds(options.hold));
@@ -52,13 +54,15 @@ void serve(const Options &options)
     Throttle throttle(Throttle::allowances(options.rates));
     // Outlives the ledger, whose last writes still hand their replies to it.
     boost::asio::io_context context(1);
-    std::unique_ptr<Ledger> ledger = openLedger(database, clock);
+    std::unique_ptr<Ledger> ledger =
+        openLedger(database, clock, {.queueBytes = memory.received, .cacheBytes = memory.caches});
     const Site site = options.site.empty() ? Site() : Site(options.site);
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
     settings.idleSeat = options.idleSeat * Seconds{86'400};
-    settings.quotas = options.quotas;
     settings.calendar = steadyCalendar(clock);
+    settings.historyBytes = static_cast<std::int64_t>(memory.largestReply);
+    settings.pollBytes = std::min(settings.pollBytes, settings.historyBytes);
     Circles circles(*ledger, clock, systemRandomness, settings);
     circles.setObserver([&](const Change &change) {
         boost::asio::post(context, [&holds, change] { holds.announce(change); });
@@ -68,7 +72,10 @@ void serve(const Options &options)
         boost::asio::post(workers, std::move(work));
     });
     http::Limits limits;
-    limits.connections = connectionsWithinDescriptors(options);
+    limits.connections = connectionsWithinDescriptors(
+        options, options.connections > 0 ? options.connections : memory.connections);
+    limits.allReceivedBytes = memory.received;
+    limits.allRepliesBytes = memory.replies;
     http::Server server(
         context,
         [&routes](http::Request &request, http::Reply later) {
@@ -96,6 +103,7 @@ int run(int argc, char **argv)
     const std::variant<Options, int> parsed = parseOptions(argc, argv);
     if (const int *exitCode = std::get_if<int>(&parsed))
         return *exitCode;
+    keepMemoryTight();
     openLog();
     std::signal(SIGPIPE, SIG_IGN);
     umask(077); // what members write is nobody else's on this machine

@@ -1,68 +1,53 @@
 // Memory that many connections share.
 #pragma once
 
+#include "address.h"
+
 #include <cstddef>
+#include <memory>
 #include <optional>
-#include <utility>
 
 namespace kivolo::server::http {
 
-/// Bytes of which everybody may take a share while there are some left. One thread.
+/// Bytes of which every guest may take a share: as many as he leaves free for the others, and his
+/// wider net twice as many. So one holds at most half of all, ten hold at most a little less than a
+/// tenth each, and whoever comes new finds as much as the greediest has. From any thread.
 class Budget
 {
 public:
-    explicit Budget(std::size_t bytes)
-        : left_(bytes)
-    {}
+    explicit Budget(std::size_t bytes);
+    ~Budget();
 
-    /// Goes back when it is destroyed, which has to be before the budget is.
+    /// Goes back when it is destroyed, which may be after the budget was.
     class Share
     {
     public:
         Share() = default;
-        Share(Share &&other) noexcept
-            : budget_(std::exchange(other.budget_, nullptr))
-            , bytes_(other.bytes_)
-        {}
-        Share &operator=(Share &&other) noexcept
-        {
-            std::swap(budget_, other.budget_);
-            std::swap(bytes_, other.bytes_);
-            return *this;
-        }
-        ~Share()
-        {
-            if (budget_)
-                budget_->left_ += bytes_;
-        }
+        Share(Share &&other) noexcept;
+        Share &operator=(Share &&other) noexcept;
+        ~Share();
+
+        std::size_t bytes() const { return bytes_; }
+        /// So many bytes more, or nothing of it (false). Only for one that take() gave.
+        bool grow(std::size_t bytes);
+        /// Back to that many bytes.
+        void shrinkTo(std::size_t bytes);
 
     private:
         friend Budget;
-        Share(Budget &budget, std::size_t bytes)
-            : budget_(&budget)
-            , bytes_(bytes)
-        {
-            budget.left_ -= bytes;
-        }
-
-        Budget *budget_ = nullptr;
+        struct Accounts;
+        std::shared_ptr<Accounts> accounts_;
+        Address guest_;
         std::size_t bytes_ = 0;
     };
 
-    /// Nothing where the budget is used up. What is small is never refused and not counted: the
-    /// number of connections bounds it, and notes get through where doodles do not.
-    std::optional<Share> take(std::size_t bytes)
-    {
-        if (bytes <= small)
-            return Share();
-        return bytes <= left_ ? std::optional(Share(*this, bytes)) : std::nullopt;
-    }
+    /// Nothing where so much is not there for that address.
+    std::optional<Share> take(const Address &guest, std::size_t bytes);
+    /// For those who hold nothing.
+    std::size_t left() const;
 
 private:
-    /// With 4,096 connections 256 MiB at most.
-    static constexpr std::size_t small = 64 << 10;
-
-    std::size_t left_;
+    std::shared_ptr<Share::Accounts> accounts_;
 };
 
 } // namespace kivolo::server::http

@@ -66,7 +66,7 @@ Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies prox
     , handler_(std::move(handler))
     , limits_(limits)
     , proxies_(std::move(proxies))
-    , bodies_(limits.allBodiesBytes)
+    , received_(limits.allReceivedBytes)
     , replies_(limits.allRepliesBytes)
     , spare_(openSpare())
     , sweepTimer_(context)
@@ -103,6 +103,12 @@ void Hub::stop()
 std::int64_t Hub::deadlineAfter(std::chrono::milliseconds duration) const
 {
     return ticks_ + duration / limits_.tick + 1;
+}
+
+std::int64_t Hub::ticksFor(std::uint64_t bytes) const
+{
+    const auto milliseconds = static_cast<std::int64_t>(bytes * 1'000 / limits_.bytesPerSecond);
+    return milliseconds / limits_.tick.count();
 }
 
 std::chrono::milliseconds Hub::staggered()

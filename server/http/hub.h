@@ -29,10 +29,12 @@ public:
     const Handler &handler() const { return handler_; }
     const Limits &limits() const { return limits_; }
     const Proxies &proxies() const { return proxies_; }
-    Budget &bodies() { return bodies_; }
+    Budget &received() { return received_; }
     Budget &replies() { return replies_; }
     /// The tick at which something that begins now is over.
     std::int64_t deadlineAfter(std::chrono::milliseconds duration) const;
+    /// As many as the slowest peer needs for so much.
+    std::int64_t ticksFor(std::uint64_t bytes) const;
     /// How long to wait before the next of many that are answered together.
     std::chrono::milliseconds staggered();
     /// The Date header's value.
@@ -50,7 +52,7 @@ private:
     Handler handler_;
     Limits limits_;
     Proxies proxies_;
-    Budget bodies_;
+    Budget received_;
     Budget replies_;
     std::list<Acceptor> acceptors_;
     File spare_; ///< Given up to turn a connection away when there is no descriptor left.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "address.h"
+#include "budget.h"
 
 #include <chrono>
 #include <cstdint>
@@ -26,6 +27,9 @@ struct Request
     std::string body;
     bool waited = false; ///< It was held before and is to be answered now.
     Address client = {}; ///< Who sent it, where a trusted proxy passed it on.
+    /// What a large reply's memory is to be taken from before it is made; where there is none, it
+    /// need not be.
+    Budget *replies = nullptr;
 
     /// The head of what GET would give is asked for, and no body.
     bool isHead() const { return method == "HEAD"; }
@@ -72,6 +76,7 @@ struct Response
     std::uint64_t fileSize = 0;
     /// False to a HEAD whose body was not made, so that nobody knows how long it would be.
     bool measured = true;
+    Budget::Share room = {}; ///< What was taken for it, if anything was.
 };
 
 constexpr std::string_view busySentence = "Kivolo is very busy just now. Please try again later.";

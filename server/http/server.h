@@ -18,24 +18,23 @@ struct Limits
     std::chrono::milliseconds tick{1'000};
     std::chrono::milliseconds idle{75'000};   ///< Between requests; clients ask every 2 seconds.
     std::chrono::milliseconds header{10'000}; ///< From a request's first byte.
-    std::chrono::milliseconds body{60'000};   ///< As long as a client waits for a whole request.
+    /// By how much a body and the reading of a reply may be behind bytesPerSecond.
+    std::chrono::milliseconds body{15'000};
+    std::chrono::milliseconds reply{30'000};
     /// For an answer, so that one that got lost does not hold its connection. Capsules and a busy
     /// disk take up to half of it.
     std::chrono::milliseconds answer{60'000};
-    std::chrono::milliseconds write{30'000}; ///< For every quarter of a megabyte.
-    /// For a whole reply that is held in memory: 90 MiB at 2.5 Mbit/s.
-    std::chrono::milliseconds reply{300'000};
     std::chrono::milliseconds grace{5'000}; ///< For requests under way when the server stops.
     /// Over which the answers to held requests are spread when the server stops; within the grace.
     std::chrono::milliseconds spread{2'000};
+    std::size_t bytesPerSecond = 16 << 10; ///< Half of what a slow mobile line takes.
     std::uint32_t headerBytes = 16 << 10;
     /// A doodle of 2 MiB in JSON, even where every '/' of its Base64 is escaped.
     std::uint64_t bodyBytes = (4 << 20) + (64 << 10);
     std::size_t connections = 4'096;
-    /// Of all bodies that are being received or answered: 60 of the largest at a time.
-    std::size_t allBodiesBytes = 256 << 20;
-    /// Of all replies that are being written: the largest histories of two members, and the usual
-    /// ones of many.
+    /// Of all requests, as far as they have come, until they are answered.
+    std::size_t allReceivedBytes = 64 << 20;
+    /// Of all replies that are being written.
     std::size_t allRepliesBytes = 256 << 20;
 };
 

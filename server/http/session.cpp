@@ -33,7 +33,7 @@ Awaitable<void> Session::run(std::shared_ptr<Session> self)
 {
     for (bool more = true; more;) {
         more = co_await self->serveOne();
-        self->bodyShare_ = Budget::Share();
+        self->received_ = Budget::Share();
         if (more)
             co_await self->letOthersGoFirst();
     }
@@ -50,7 +50,8 @@ Awaitable<bool> Session::serveOne()
     auto &message = parser.get();
     Request request{view(message.method_string()), view(message.target()),
                     view(message[beast::http::field::content_type]), std::move(message.body())};
-    request.client = clientOf(message);
+    request.client = client_;
+    request.replies = &hub_->replies();
     std::optional<Response> response = co_await answer(request);
     if (!response)
         co_return false;
@@ -58,6 +59,8 @@ Awaitable<bool> Session::serveOne()
         spdlog::warn("{} {} {}", request.method, request.path(), response->status);
     else
         spdlog::debug("{} {} {}", request.method, request.path(), response->status);
+    std::string().swap(request.body);
+    received_.shrinkTo(std::min<std::size_t>(received_.bytes(), hub_->limits().headerBytes));
     const bool keepAlive = parser.keep_alive() && !hub_->stopping();
     const bool withBody = !request.isHead();
     const bool sent = co_await send(std::move(*response), withBody, keepAlive);

@@ -52,6 +52,9 @@ private:
     Awaitable<bool> welcomeBody(Parser &parser);
     Awaitable<bool> receiveBody(Parser &parser);
     Awaitable<bool> readMore(std::size_t most);
+    bool keep(std::size_t more);
+    bool keepHead();
+    bool keepFor(const Address &client);
     std::optional<Response> objectionToBody(Parser &parser);
     Awaitable<void> refuse(error_code error);
     Awaitable<void> turnAway(Response response);
@@ -59,6 +62,7 @@ private:
 
     // session_replying.cpp
     Awaitable<bool> send(Response response, bool withBody, bool keepAlive);
+    bool keepReply(Response &response);
     Awaitable<bool> write(std::string_view bytes);
     Awaitable<bool> writeChunk(std::string_view bytes);
     Awaitable<bool> writeFile(const Response &response);
@@ -68,9 +72,11 @@ private:
     boost::beast::flat_buffer buffer_;
     Timer wakeUp_;
     std::optional<Answer> answered_;
-    Budget::Share bodyShare_; ///< Of the request that is being received or answered.
+    Address client_;         ///< Of the request that is being received or answered.
+    Budget::Share received_; ///< As far as it has come, but for what every connection has.
     std::int64_t deadline_ = 0;
-    std::int64_t replyDeadline_ = 0; ///< Of the whole reply that is being written.
+    std::int64_t replySlack_ = 0; ///< When the reply under way had to be over if it were empty.
+    std::uint64_t replied_ = 0;   ///< As much of it as was written.
     Phase phase_ = Phase::Idle;
     bool expired_ = false;
     bool gone_ = false;

@@ -1,6 +1,7 @@
 // How a request comes in.
 #include "session.h"
 
+#include <algorithm>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/rfc7230.hpp>
 #include <spdlog/spdlog.h>
@@ -13,6 +14,19 @@ namespace {
 
 // As much as is read of a request that was refused, so that its sender gets to see the reply.
 constexpr std::size_t drainBytes = 8 << 20;
+// A field of four bytes takes eighty where it is kept.
+constexpr std::ptrdiff_t mostFields = 64;
+
+std::string_view view(const beast::flat_buffer &buffer)
+{
+    return {static_cast<const char *>(buffer.data().data()), buffer.size()};
+}
+
+bool hasTooManyFields(std::string_view request)
+{
+    const std::string_view head = request.substr(0, request.find("\r\n\r\n"));
+    return std::ranges::count(head, '\n') > mostFields;
+}
 
 } // namespace
 
@@ -22,7 +36,9 @@ Awaitable<bool> Session::receive(Parser &parser)
     const bool known = co_await receiveHeader(parser);
     if (!known)
         co_return false;
-    std::optional<Response> objection = objectionToBody(parser);
+    const bool kept = keepFor(clientOf(parser.get()));
+    std::optional<Response> objection =
+        kept ? objectionToBody(parser) : errorResponse(503, busySentence);
     if (objection) {
         co_await turnAway(std::move(*objection));
         co_return false;
@@ -47,9 +63,12 @@ Awaitable<bool> Session::receiveHeader(Parser &parser)
     }
     // Stops behind the header, so that what is not wanted of a body is refused before it is read.
     parser.eager(false);
+    client_ = stream_.peer();
     for (;;) {
         error_code error;
-        if (buffer_.size() > 0)
+        if (hasTooManyFields(view(buffer_)))
+            error = beast::http::error::header_limit;
+        else if (buffer_.size() > 0)
             buffer_.consume(parser.put(buffer_.data(), error));
         if (error && error != beast::http::error::need_more) {
             co_await refuse(error);
@@ -62,6 +81,10 @@ Awaitable<bool> Session::receiveHeader(Parser &parser)
             co_return false;
         if (phase_ == Phase::Idle)
             enter(Phase::Reading, hub_->limits().header);
+        if (!keepHead()) {
+            co_await turnAway(errorResponse(503, busySentence));
+            co_return false;
+        }
     }
 }
 
@@ -72,6 +95,8 @@ Awaitable<bool> Session::welcomeBody(Parser &parser)
     if (!beast::iequals(expected, "100-continue"))
         co_return true;
     constexpr std::string_view go = "HTTP/1.1 100 Continue\r\n\r\n";
+    replySlack_ = deadline_;
+    replied_ = 0;
     const bool written = co_await write(go);
     co_return written;
 }
@@ -84,19 +109,51 @@ std::optional<Response> Session::objectionToBody(Parser &parser)
         return errorResponse(411, "The request is wrong: it does not say how long it is.");
     if (parser.get().count(beast::http::field::transfer_encoding) > 0)
         return errorResponse(501, "The request is wrong: its coding is not known here.");
-    std::optional<Budget::Share> share = hub_->bodies().take(parser.content_length().value_or(0));
-    if (!share)
-        return errorResponse(503, busySentence);
-    bodyShare_ = std::move(*share);
     return std::nullopt;
+}
+
+// Counts what has come, and not what was announced.
+bool Session::keep(std::size_t more)
+{
+    if (received_.bytes() > 0)
+        return received_.grow(more);
+    std::optional<Budget::Share> share = hub_->received().take(client_, more);
+    if (share)
+        received_ = std::move(*share);
+    return share.has_value();
+}
+
+// The first part of a head is what every connection has room for.
+bool Session::keepHead()
+{
+    const std::size_t beyond = std::max(buffer_.size(), headerChunk) - headerChunk;
+    return beyond <= received_.bytes() || keep(beyond - received_.bytes());
+}
+
+// Of a proxy's connection it is known only behind a request's head whose the request is.
+bool Session::keepFor(const Address &client)
+{
+    if (client == client_)
+        return true;
+    const std::size_t bytes = received_.bytes();
+    received_ = Budget::Share();
+    client_ = client;
+    return keep(bytes);
 }
 
 Awaitable<bool> Session::receiveBody(Parser &parser)
 {
     enter(Phase::Reading, hub_->limits().body);
+    const std::int64_t slack = deadline_;
+    const std::uint64_t length = parser.content_length().value_or(0);
     parser.eager(true);
     for (;;) {
         error_code error;
+        const std::uint64_t missing = parser.content_length_remaining().value_or(0);
+        if (!keep(std::min<std::uint64_t>(buffer_.size(), missing))) {
+            co_await turnAway(errorResponse(503, busySentence));
+            co_return false;
+        }
         if (buffer_.size() > 0)
             buffer_.consume(parser.put(buffer_.data(), error));
         if (error && error != beast::http::error::need_more) {
@@ -105,7 +162,13 @@ Awaitable<bool> Session::receiveBody(Parser &parser)
         }
         if (parser.is_done())
             co_return true;
-        const bool more = co_await readMore(bodyChunk);
+        // Room for as much as has come, so that half of what is taken is always used; and never for
+        // more than the rest, so that nothing of the next request is read.
+        const std::uint64_t left = parser.content_length_remaining().value_or(0);
+        const std::uint64_t come = length - left;
+        deadline_ = slack + hub_->ticksFor(come);
+        const std::uint64_t chunk = std::clamp<std::uint64_t>(come, headerChunk, bodyChunk);
+        const bool more = co_await readMore(std::min(left, chunk));
         if (!more)
             co_return false;
     }
@@ -156,7 +219,7 @@ Awaitable<void> Session::drain()
     buffer_.clear();
     enter(Phase::Reading, hub_->limits().header);
     for (std::size_t total = 0; total < drainBytes;) {
-        const auto space = buffer_.prepare(bodyChunk);
+        const auto space = buffer_.prepare(headerChunk);
         const auto [error, count] = co_await stream_.discard(space);
         if (error)
             co_return;

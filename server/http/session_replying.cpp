@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <boost/asio/post.hpp>
-#include <limits>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server::http {
@@ -22,14 +21,14 @@ constexpr std::size_t smallBody = 4 << 10;
 
 Awaitable<bool> Session::send(Response response, bool withBody, bool keepAlive)
 {
-    std::optional<Budget::Share> share = hub_->replies().take(response.body.size());
-    if (!share) {
+    if (!keepReply(response)) {
         spdlog::warn("too much is being sent already for a reply of {} bytes",
                      response.body.size());
         response = errorResponse(503, busySentence);
     }
-    replyDeadline_ = hub_->deadlineAfter(hub_->limits().reply);
-    enter(Phase::Writing, hub_->limits().write);
+    enter(Phase::Writing, hub_->limits().reply);
+    replySlack_ = deadline_;
+    replied_ = 0;
     std::string head = headOf(response, keepAlive, hub_->date());
     std::string_view body = withBody ? std::string_view(response.body) : std::string_view();
     if (body.size() <= smallBody)
@@ -48,22 +47,34 @@ Awaitable<bool> Session::send(Response response, bool withBody, bool keepAlive)
     }
     if (!response.file || !withBody)
         co_return true;
-    replyDeadline_ = std::numeric_limits<std::int64_t>::max(); // holds next to no memory
     const bool sent = co_await writeFile(response);
     co_return sent;
+}
+
+// What is small is what every connection has room for.
+bool Session::keepReply(Response &response)
+{
+    const std::size_t bytes = response.file ? fileChunk : response.body.size();
+    if (response.room.bytes() > 0 || bytes <= smallBody)
+        return true;
+    std::optional<Budget::Share> share = hub_->replies().take(client_, bytes);
+    if (share)
+        response.room = std::move(*share);
+    return share.has_value();
 }
 
 Awaitable<bool> Session::write(std::string_view bytes)
 {
     while (!bytes.empty()) {
         const std::string_view chunk = bytes.substr(0, chunkBytes);
-        enter(phase_, hub_->limits().write);
-        if (phase_ == Phase::Writing)
-            deadline_ = std::min(deadline_, replyDeadline_);
+        // What lies in the peer's own buffer looks like speed, so he has to go on as well.
+        deadline_ = std::min(replySlack_ + hub_->ticksFor(replied_),
+                             hub_->deadlineAfter(hub_->limits().reply));
         const bool written = co_await writeChunk(chunk);
         if (!written)
             co_return false;
         bytes.remove_prefix(chunk.size());
+        replied_ += chunk.size();
         // A peer that reads as fast as this writes would never let anybody else in.
         if (!bytes.empty())
             co_await asio::post(stream_.executor(), awaited);

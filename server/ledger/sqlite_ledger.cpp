@@ -1,9 +1,7 @@
 #include "sqlite_ledger.h"
 
 #include <algorithm>
-#include <limits>
 #include <spdlog/spdlog.h>
-#include <sys/statvfs.h>
 
 namespace kivolo::server {
 
@@ -14,22 +12,26 @@ namespace {
 // A transaction of this many beams takes some milliseconds; more would make the first wait for
 // the last.
 constexpr std::size_t batchLimit = 128;
-// Beyond either the disk has fallen behind by seconds, and a sender is better told so. 64 MiB are
-// 32 doodles of the largest kind.
+// Beyond that the disk has fallen behind by seconds, and a sender is better told so.
 constexpr std::size_t queueLimit = 2'048;
-constexpr std::size_t queueBytes = 64 << 20;
+
+// Of the memory for pages. Polls that find nothing live from it; the readers' large ones go
+// through.
+constexpr std::size_t glanceCache(std::size_t all)
+{
+    return all / 2;
+}
+constexpr std::size_t writeCache(std::size_t all)
+{
+    return all / 4;
+}
+constexpr std::size_t readCache(std::size_t all)
+{
+    return all / 4 / SqliteReaders::count;
+}
 
 // A glance waits for nobody. Another process locks readers out only while it recovers the log.
 constexpr std::chrono::milliseconds glancePatience{0};
-
-/// In bytes. Without a bound where the file system does not tell.
-std::int64_t freeSpaceBeside(const std::filesystem::path &file)
-{
-    struct statvfs status = {};
-    if (::statvfs(file.c_str(), &status) != 0 || status.f_blocks == 0)
-        return std::numeric_limits<std::int64_t>::max();
-    return static_cast<std::int64_t>(status.f_bavail * status.f_frsize);
-}
 
 } // namespace
 
@@ -38,23 +40,21 @@ std::int64_t freeSpaceBeside(const std::filesystem::path &file)
 SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings)
     : clock_(std::move(clock))
     , patience_(settings.patience)
+    , queueBytes_(settings.queueBytes)
     , beforeCommit_(std::move(settings.beforeCommit))
-    , path_(path)
-    , freeSpace_(settings.freeSpace ? std::move(settings.freeSpace)
-                                    : [this] { return freeSpaceBeside(path_); })
-    , writeConnection_(path, settings.patience, prepareSchema)
-    , glanceConnection_(path, glancePatience)
+    , writeConnection_(path, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
+    , glanceConnection_(path, glancePatience, glanceCache(settings.cacheBytes))
     , glanceStatements_(glanceConnection_.session())
     , writeStatements_(writeConnection_.session())
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
-    , readers_(path)
+    , readers_(path, readCache(settings.cacheBytes))
 {}
 
 void SqliteLedger::write(Job job, std::size_t bytes, Done done)
 {
     {
         const std::lock_guard lock(mutex_);
-        if (queue_.size() < queueLimit && heldBytes_ + bytes <= queueBytes) {
+        if (queue_.size() < queueLimit && heldBytes_ + bytes <= queueBytes_) {
             queue_.push_back(
                 {std::move(job), bytes, std::move(done), steady_clock::now(), nullptr});
             heldBytes_ += bytes;
@@ -149,19 +149,11 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
     }
 }
 
-void SqliteLedger::measureRoom()
-{
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path_, error);
-    writeStatements_.measureRoom(freeSpace_(), error ? 0 : static_cast<std::int64_t>(size));
-}
-
 // Gives back what kept all of them from being committed.
 std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction)
 {
     try {
         const Seconds now = wholeSeconds(clock_());
-        measureRoom();
         for (Pending &pending : batch) {
             pending.failure = nullptr;
             SqliteSavepoint part(writeConnection_.session());

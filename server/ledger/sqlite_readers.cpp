@@ -11,16 +11,16 @@ constexpr std::chrono::milliseconds patience{250};
 
 } // namespace
 
-SqliteReaders::Reader::Reader(const std::string &path)
-    : connection(path, patience)
+SqliteReaders::Reader::Reader(const std::string &path, std::size_t cacheBytes)
+    : connection(path, patience, cacheBytes)
     , statements(connection.session())
 {}
 
 // All files are opened before a thread is started, so that a failure leaves nothing behind.
-SqliteReaders::SqliteReaders(const std::string &path)
+SqliteReaders::SqliteReaders(const std::string &path, std::size_t cacheBytes)
 {
     for (int i = 0; i < count; ++i)
-        readers_.emplace_back(path);
+        readers_.emplace_back(path, cacheBytes);
     for (Reader &reader : readers_)
         threads_.emplace_back(
             [this, &reader](std::stop_token stop) { readUntil(std::move(stop), reader); });

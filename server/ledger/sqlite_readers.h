@@ -20,7 +20,8 @@ public:
     /// its result in memory until it is handed on, so not many.
     static constexpr int count = 3;
 
-    explicit SqliteReaders(const std::string &path);
+    /// `cacheBytes` is each one's, for pages.
+    SqliteReaders(const std::string &path, std::size_t cacheBytes);
     /// Finishes the looks that wait.
     ~SqliteReaders();
 
@@ -34,7 +35,7 @@ private:
     };
     struct Reader
     {
-        explicit Reader(const std::string &path);
+        Reader(const std::string &path, std::size_t cacheBytes);
         SqliteConnection connection;
         SqliteStatements statements;
     };

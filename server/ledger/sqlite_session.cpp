@@ -5,7 +5,7 @@
 namespace kivolo::server {
 
 SqliteConnection::SqliteConnection(const std::string &path, std::chrono::milliseconds patience,
-                                   void (*prepare)(soci::session &))
+                                   std::size_t cacheBytes, void (*prepare)(soci::session &))
     : path_(path)
 {
     // The name goes into SOCI's connection string, which has no way to spell a quote.
@@ -21,8 +21,8 @@ SqliteConnection::SqliteConnection(const std::string &path, std::chrono::millise
         session_ << "PRAGMA journal_mode = WAL", soci::into(mode);
         if (mode != "wal")
             throw std::runtime_error("its file system does not support a write-ahead log");
-        session_ << "PRAGMA synchronous = FULL";  // what was acknowledged outlives a power cut
-        session_ << "PRAGMA cache_size = -65536"; // KiB
+        session_ << "PRAGMA synchronous = FULL"; // what was acknowledged outlives a power cut
+        session_ << "PRAGMA cache_size = -" << cacheBytes / 1024; // KiB
         session_ << "PRAGMA journal_size_limit = 67108864";
         if (prepare)
             prepare(session_);

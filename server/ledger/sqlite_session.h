@@ -58,10 +58,11 @@ inline bool runOnce(soci::statement &statement)
 class SqliteConnection
 {
 public:
-    /// `patience` is how long a statement waits for another process's lock. `prepare` is
+    /// `patience` is how long a statement waits for another process's lock, `cacheBytes` what it
+    /// keeps of the file's pages. `prepare` is
     /// called before the file is used. Throws std::runtime_error or LedgerUnavailable.
     SqliteConnection(const std::string &path, std::chrono::milliseconds patience,
-                     void (*prepare)(soci::session &) = nullptr);
+                     std::size_t cacheBytes, void (*prepare)(soci::session &) = nullptr);
     soci::session &session() { return session_; }
 
     /// Throws LedgerUnavailable where the file that was opened is no longer the one of that name:

@@ -41,7 +41,6 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
     , clock_(std::move(clock))
     , randomness_(std::move(randomness))
     , settings_(std::move(settings))
-    , quotas_(settings_.quotas)
     , sightings_(
           std::make_shared<Sightings>(ledger, settings_.calendar ? settings_.calendar : clock_))
 {}
@@ -148,9 +147,9 @@ void Circles::send(BeamRequest request, Done<Beam> done)
                     }));
 }
 
-Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now)
+Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request,
+                           Seconds now) const
 {
-    quotas_.requireRoomForCircle(ledger.room());
     Founding founding;
     founding.key = newIdentifier(randomness_);
     Circle &circle = founding.circle;
@@ -209,7 +208,8 @@ const Member *Circles::idleSeat(const std::vector<Member> &members) const
     return longest;
 }
 
-Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now)
+Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request,
+                                 Seconds now) const
 {
     const Seat seat = taken(ledger, request.seatKey, request.fromMember);
     Beam beam{newIdentifier(randomness_),
@@ -228,8 +228,6 @@ Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &r
         circle.othersTick = circle.tick;
     circle.sender = seat.member.number;
     circle.tick = std::max(now, circle.tick + 1);
-    circle.bytes += bytes;
-    quotas_.requireRoomForBeam(circle, bytes, ledger.room());
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
     ledger.addBeam(beam, circle.tick, seat.member, bytes);

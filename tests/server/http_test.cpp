@@ -332,14 +332,17 @@ TEST(Http, ACapsuleAskedEarlyWaitsForItsTime)
 TEST(Http, RefusesWhatItsMemoryCannotHold)
 {
     http::Limits limits;
-    limits.allBodiesBytes = limits.allRepliesBytes = 3 << 20;
+    limits.allReceivedBytes = limits.allRepliesBytes = 5 << 20; // half of it for one address
     RunningServer running(limits);
     Member ana(running);
     ana.beam["type"] = "doodle";
     ana.beam["body"] = largeDoodle;
     const auto status = [](const std::string &reply) { return reply.substr(0, 12); };
+    const std::string request = httpPost("/beam", ana.beam);
+    std::deque<Connection> silent; // they announce it
+    while (silent.size() < 64)
+        silent.emplace_back(running.port, request.substr(0, request.find("\r\n\r\n") + 4));
     {
-        const std::string request = httpPost("/beam", ana.beam);
         Connection half(running.port, std::string_view(request).substr(0, request.size() / 2));
         // One after the other, so the half has been seen when a whole one is refused.
         std::string whole;
