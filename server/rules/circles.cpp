@@ -110,8 +110,10 @@ void Circles::join(JoinRequest request, Done<Membership> done)
 {
     check(request);
     request.code = normalizedInviteCode(std::move(request.code));
-    if (!isInviteCode(request.code))
-        throw noSuchCode();
+    if (!isInviteCode(request.code)) {
+        done(Outcome<Membership>(std::make_exception_ptr(noSuchCode())));
+        return;
+    }
     look<Circle>(
         [code = request.code](LedgerView &ledger) {
             if (std::optional<Circle> circle = ledger.circleByCode(code))

@@ -45,8 +45,8 @@ struct Change
 };
 
 /// All but nothingNew() may be asked for from any thread. What the rules turn down is a Refusal,
-/// thrown at once where the request itself says so and told otherwise; where the database fails,
-/// LedgerUnavailable.
+/// thrown at once where the request itself says so and told otherwise, as a Miss always is; where
+/// the database fails, LedgerUnavailable.
 class Circles
 {
 public:
