@@ -43,6 +43,31 @@ http::Proxies proxiesOf(const Options &options)
     return proxies;
 }
 
+void reloadCertificate(http::Server &server)
+{
+    try {
+        server.reloadCertificate();
+        spdlog::info("the certificate was read anew");
+    } catch (const std::exception &error) {
+        spdlog::error("{}; the certificate that was read before stays in use", error.what());
+    }
+}
+
+void followSignals(boost::asio::signal_set &signals, http::Server &server)
+{
+    signals.async_wait([&](boost::system::error_code error, int signal) {
+        if (error)
+            return;
+        if (signal == SIGHUP) {
+            reloadCertificate(server);
+            followSignals(signals, server);
+            return;
+        }
+        spdlog::info("stopping");
+        server.stop();
+    });
+}
+
 void serve(const Options &options)
 {
     const std::string database = options.database.empty() ? defaultDatabase() : options.database;
@@ -84,14 +109,15 @@ void serve(const Options &options)
         limits, proxiesOf(options));
 
     boost::asio::signal_set signals(context, SIGTERM, SIGINT);
-    signals.async_wait([&server](boost::system::error_code error, int) {
-        if (error)
-            return;
-        spdlog::info("stopping");
-        server.stop();
-    });
-    for (const std::string &address : options.listen)
-        std::cout << "listening on http://" << server.listen(address) << std::endl;
+    if (!options.tlsCertificate.empty()) {
+        server.encrypt(options.tlsCertificate, options.tlsKey);
+        signals.add(SIGHUP);
+    }
+    followSignals(signals, server);
+    for (const std::string &address : options.listen) {
+        const std::string reachable = server.listen(address);
+        std::cout << "listening on " << reachable << std::endl;
+    }
     context.run();
     // What still waits is done while those are there who asked for it.
     workers.join();

@@ -14,9 +14,18 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
     app.set_version_flag("--version", std::string("kivolo-server ") + KIVOLO_VERSION);
     app.add_option("--listen", options.listen,
                    "Address to listen on, as often as there are any; port 0 picks a free one")
-        ->option_text("HOST:PORT [127.0.0.1:8787]")
+        ->option_text("HOST:PORT or unix:PATH [127.0.0.1:8787]")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    CLI::Option *certificate =
+        app.add_option("--tls-cert", options.tlsCertificate,
+                       "Certificate with its chain, to speak TLS with wherever no Unix socket is "
+                       "listened on; read anew on SIGHUP")
+            ->option_text("FILE");
+    app.add_option("--tls-key", options.tlsKey, "Key of that certificate")
+        ->option_text("FILE")
+        ->needs(certificate);
+    certificate->needs("--tls-key");
     app.add_option("--database", options.database,
                    "Where circles and beams are kept; the file is created where needed")
         ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");

@@ -12,6 +12,8 @@ namespace kivolo::server {
 struct Options
 {
     std::vector<std::string> listen{"127.0.0.1:8787"};
+    std::string tlsCertificate; ///< Empty: no TLS.
+    std::string tlsKey;
     std::string database; ///< Empty: the file under the user's data directory.
     std::vector<std::string> trustedProxies;
     std::string site; ///< Empty: no files are served.

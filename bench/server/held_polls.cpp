@@ -134,8 +134,10 @@ std::vector<std::unique_ptr<Poll>> connectAll(const Options &options, SSL_CTX *c
     for (std::string line; std::getline(std::cin, line) && !line.empty();) {
         const auto number = static_cast<std::uint32_t>(polls.size());
         polls.push_back(std::make_unique<Poll>(line, options, context, number));
-        polls.back()->ask();
     }
+    // Not as each comes, or the first would be over before the last is there.
+    for (const std::unique_ptr<Poll> &poll : polls)
+        poll->ask();
     return polls;
 }
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
 #include <ctime>
 #include <fcntl.h>
 #include <spdlog/spdlog.h>
@@ -75,13 +76,13 @@ Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies prox
     refreshDate();
 }
 
-void Hub::serve(Acceptor acceptor)
+void Hub::serve(Listening listening, std::shared_ptr<Tls> tls)
 {
-    acceptor.non_blocking(true);
-    if (acceptors_.empty())
+    listening.acceptor.non_blocking(true);
+    if (doors_.empty())
         startVital(context_, sweep(shared_from_this()));
-    acceptors_.push_back(std::move(acceptor));
-    startVital(context_, accept(shared_from_this(), acceptors_.back()));
+    doors_.push_back({std::move(listening), std::move(tls)});
+    startVital(context_, accept(shared_from_this(), doors_.back()));
 }
 
 void Hub::stop()
@@ -91,8 +92,10 @@ void Hub::stop()
     stopping_ = true;
     end_ = deadlineAfter(limits_.grace);
     error_code ignored; // there is nobody left to tell
-    for (Acceptor &acceptor : acceptors_)
-        acceptor.close(ignored);
+    for (Door &door : doors_) {
+        door.listening.file = SocketFile();
+        door.listening.acceptor.close(ignored);
+    }
     acceptTimer_.cancel();
     sweepTimer_.cancel();
     // What ends a session does so in a later turn of the loop, so the set stays as it is.
@@ -118,16 +121,16 @@ std::chrono::milliseconds Hub::staggered()
     return limits_.spread * steps_ / steps;
 }
 
-Awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
+Awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Door &door)
 {
     while (!self->stopping_) {
-        auto [error, socket] = co_await acceptor.async_accept(awaitedWithError);
+        auto [error, socket] = co_await door.listening.acceptor.async_accept(awaitedWithError);
         if (!error) {
-            self->welcome(std::move(socket));
+            self->welcome(std::move(socket), door);
         } else if (!self->stopping_) {
             // Out of descriptors, most likely: trying again at once would only burn the processor.
             spdlog::warn("cannot accept a connection: {}", error.message());
-            self->turnAwayAll(acceptor);
+            co_await self->turnAwayAll(door);
             self->acceptTimer_.expires_after(self->limits_.tick);
             co_await self->acceptTimer_.async_wait(awaitedWithError);
         }
@@ -135,20 +138,23 @@ Awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Acceptor &acceptor)
 }
 
 // They would wait in the kernel's queue for as long as no other connection ends.
-void Hub::turnAwayAll(Acceptor &acceptor)
+Awaitable<void> Hub::turnAwayAll(Door &door)
 {
-    spare_ = File();
-    error_code error;
-    for (std::size_t i = 0; i < limits_.connections && !error; ++i) {
-        Socket socket(context_);
-        acceptor.accept(socket, error);
-        if (!error)
-            turnAway(socket);
+    constexpr int atOnce = 32;
+    for (error_code error; !error && !stopping_;) {
+        spare_ = File();
+        for (int i = 0; i < atOnce && !error; ++i) {
+            Socket socket(context_);
+            door.listening.acceptor.accept(socket, error);
+            if (!error && !door.tls)
+                turnAway(socket);
+        }
+        spare_ = openSpare();
+        co_await asio::post(context_, awaited);
     }
-    spare_ = openSpare();
 }
 
-void Hub::welcome(Socket socket)
+void Hub::welcome(Socket socket, const Door &door)
 {
     const std::optional<Address> peer = peerOf(socket);
     if (!peer)
@@ -157,12 +163,13 @@ void Hub::welcome(Socket socket)
     socket.set_option(tcp::no_delay(true), ignored);
     socket.non_blocking(true, ignored);
     if (sessions_.size() >= limits_.connections) {
-        turnAway(socket);
+        if (!door.tls) // to whom nothing can be said before a handshake
+            turnAway(socket);
         return;
     }
     try {
-        auto session =
-            std::make_shared<Session>(Stream(std::move(socket), *peer), shared_from_this());
+        auto session = std::make_shared<Session>(Stream(std::move(socket), *peer, door.tls),
+                                                 shared_from_this());
         sessions_.insert(session.get());
         start(context_, Session::run(std::move(session)));
     } catch (const std::bad_alloc &) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "budget.h"
+#include "listening.h"
 #include "loop.h"
 #include "server.h"
 
@@ -11,6 +12,7 @@
 namespace kivolo::server::http {
 
 class Session;
+class Tls;
 
 /// Owned by the server and by every connection.
 ///
@@ -21,8 +23,8 @@ class Hub : public std::enable_shared_from_this<Hub>
 public:
     Hub(asio::io_context &context, Handler handler, Limits limits, Proxies proxies);
 
-    /// Accepts connections on what listens.
-    void serve(Acceptor acceptor);
+    /// Accepts connections there; they speak TLS where that is given.
+    void serve(Listening listening, std::shared_ptr<Tls> tls);
     void stop();
 
     bool stopping() const { return stopping_; }
@@ -42,10 +44,16 @@ public:
     void forget(Session *session) { sessions_.erase(session); }
 
 private:
-    static Awaitable<void> accept(std::shared_ptr<Hub> self, Acceptor &acceptor);
+    struct Door
+    {
+        Listening listening;
+        std::shared_ptr<Tls> tls; ///< None: what comes in here is plain.
+    };
+
+    static Awaitable<void> accept(std::shared_ptr<Hub> self, Door &door);
     static Awaitable<void> sweep(std::shared_ptr<Hub> self);
-    void welcome(Socket socket);
-    void turnAwayAll(Acceptor &acceptor);
+    void welcome(Socket socket, const Door &door);
+    Awaitable<void> turnAwayAll(Door &door);
     void refreshDate();
 
     asio::io_context &context_;
@@ -54,7 +62,7 @@ private:
     Proxies proxies_;
     Budget received_;
     Budget replies_;
-    std::list<Acceptor> acceptors_;
+    std::list<Door> doors_;
     File spare_; ///< Given up to turn a connection away when there is no descriptor left.
     Timer sweepTimer_;
     Timer acceptTimer_;

@@ -39,6 +39,7 @@ struct Limits
 };
 
 class Hub;
+class Tls;
 
 /// Lives on one thread, the one that runs the context. Its connections keep what they need of it
 /// alive by themselves.
@@ -48,9 +49,14 @@ public:
     Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies = {});
     ~Server();
 
-    /// Listens on HOST:PORT, with an IPv6 address in brackets, and begins to accept; of a name on
-    /// every address that it has and this machine knows. May be called several times. Returns the
-    /// address with the real port; throws std::runtime_error with a sentence for the operator.
+    /// Speaks TLS on every address but Unix sockets that it listens on from now on. Throws
+    /// std::runtime_error with a sentence for the operator, as do the following.
+    void encrypt(const std::string &certificateFile, const std::string &keyFile);
+    /// Reads those files anew, for the connections to come.
+    void reloadCertificate();
+
+    /// Begins to accept on HOST:PORT or unix:PATH, see listenOn(). May be called several times.
+    /// Returns what to connect to, as in https://HOST:PORT, with the real port.
     std::string listen(const std::string &address);
 
     /// Accepts nothing more, closes what is idle and lets the rest finish within the grace time.
@@ -60,6 +66,7 @@ public:
 private:
     boost::asio::io_context &context_;
     std::shared_ptr<Hub> hub_;
+    std::shared_ptr<Tls> tls_;
 };
 
 } // namespace kivolo::server::http

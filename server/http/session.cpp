@@ -31,7 +31,8 @@ Session::~Session()
 
 Awaitable<void> Session::run(std::shared_ptr<Session> self)
 {
-    for (bool more = true; more;) {
+    self->enter(Phase::Idle, self->hub_->limits().header);
+    for (bool more = co_await self->stream_.handshake(); more;) {
         more = co_await self->serveOne();
         self->received_ = Budget::Share();
         if (more)

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "ledger.h"
-#include "sqlite_glance.h"
 #include "sqlite_readers.h"
 
 #include <condition_variable>
@@ -25,7 +24,7 @@ public:
     /// Finishes what waits, the looks first because they may write, then closes the file.
     ~SqliteLedger() override = default;
 
-    LedgerGlance *glance() override { return &glance_; }
+    LedgerGlance *glance() override { return &glanceStatements_; }
     void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
     void write(Job job, std::size_t bytes, Done done) override;
 
@@ -53,9 +52,7 @@ private:
 
     SqliteConnection writeConnection_;
     SqliteConnection glanceConnection_;
-    SqliteCommits commits_;
-    SqliteNews news_;
-    SqliteGlance glance_;
+    SqliteStatements glanceStatements_;
     SqliteStatements writeStatements_;
 
     std::mutex mutex_;
