@@ -15,11 +15,14 @@ constexpr std::size_t batchLimit = 128;
 // Beyond that the disk has fallen behind by seconds, and a sender is better told so.
 constexpr std::size_t queueLimit = 2'048;
 
-// Of the memory for pages. Polls that find nothing live from it; the readers' large ones go
-// through.
+// Polls that find nothing live from what glances remember; the readers' large ones go through.
+constexpr std::size_t glanceMemory(std::size_t all)
+{
+    return all / 16 * 9;
+}
 constexpr std::size_t glanceCache(std::size_t all)
 {
-    return all / 2;
+    return all / 16;
 }
 constexpr std::size_t writeCache(std::size_t all)
 {
@@ -27,7 +30,7 @@ constexpr std::size_t writeCache(std::size_t all)
 }
 constexpr std::size_t readCache(std::size_t all)
 {
-    return all / 4 / SqliteReaders::count;
+    return all / 8 / SqliteReaders::count;
 }
 
 // A glance waits for nobody. Another process locks readers out only while it recovers the log.
@@ -44,7 +47,9 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , beforeCommit_(std::move(settings.beforeCommit))
     , writeConnection_(path, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
     , glanceConnection_(path, glancePatience, glanceCache(settings.cacheBytes))
-    , glanceStatements_(glanceConnection_.session())
+    , commits_(glanceConnection_.session())
+    , news_(commits_)
+    , glance_(glanceConnection_.session(), commits_, news_, glanceMemory(settings.cacheBytes))
     , writeStatements_(writeConnection_.session())
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
     , readers_(path, readCache(settings.cacheBytes))
@@ -153,6 +158,7 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
 std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction)
 {
     try {
+        SqliteNews::Change change(news_);
         const Seconds now = wholeSeconds(clock_());
         for (Pending &pending : batch) {
             pending.failure = nullptr;
@@ -167,6 +173,7 @@ std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTrans
         if (beforeCommit_)
             beforeCommit_();
         transaction.commit();
+        change.made(writeStatements_.takeChanged());
         return nullptr;
     } catch (...) {
         return std::current_exception();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ledger.h"
+#include "sqlite_glance.h"
 #include "sqlite_readers.h"
 
 #include <condition_variable>
@@ -24,7 +25,7 @@ public:
     /// Finishes what waits, the looks first because they may write, then closes the file.
     ~SqliteLedger() override = default;
 
-    LedgerGlance *glance() override { return &glanceStatements_; }
+    LedgerGlance *glance() override { return &glance_; }
     void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
     void write(Job job, std::size_t bytes, Done done) override;
 
@@ -52,7 +53,9 @@ private:
 
     SqliteConnection writeConnection_;
     SqliteConnection glanceConnection_;
-    SqliteStatements glanceStatements_;
+    SqliteCommits commits_;
+    SqliteNews news_;
+    SqliteGlance glance_;
     SqliteStatements writeStatements_;
 
     std::mutex mutex_;

@@ -131,9 +131,10 @@ void SqliteStatements::addMember(const Seat &seat, const std::string &deviceId, 
                     now, member.seen});
 }
 
-void SqliteStatements::markSeen(std::int64_t member, Seconds seen)
+void SqliteStatements::markSeen(const Member &member, Seconds seen)
 {
-    markSeen_.run({seen, member});
+    markSeen_.run({seen, member.number});
+    changed_.push_back(member.circle);
 }
 
 void SqliteStatements::renameMember(const Member &member)
@@ -144,12 +145,14 @@ void SqliteStatements::renameMember(const Member &member)
 void SqliteStatements::removeMember(const Member &member)
 {
     removeMember_.run({member.number});
+    changed_.push_back(member.circle);
 }
 
 void SqliteStatements::stampCircle(const Circle &circle)
 {
     stampCircle_.run(
         {circle.tick, circle.sender, circle.othersTick, circle.busyUntil, circle.number});
+    changed_.push_back(circle.number);
 }
 
 void SqliteStatements::addBeam(const Beam &beam, Tick tick, const Member &sender,

@@ -31,14 +31,19 @@ public:
     std::optional<std::string> takeFounderKey(std::int64_t circle,
                                               const std::string &deviceId) override;
     void addMember(const Seat &seat, const std::string &deviceId, Seconds now) override;
-    void markSeen(std::int64_t member, Seconds seen) override;
+    void markSeen(const Member &member, Seconds seen) override;
     void renameMember(const Member &member) override;
     void removeMember(const Member &member) override;
     void stampCircle(const Circle &circle) override;
     void addBeam(const Beam &beam, Tick tick, const Member &sender, std::int64_t bytes) override;
 
+    /// The circles of which something that a glance tells was changed since this was asked last,
+    /// committed or not.
+    std::vector<std::int64_t> takeChanged() { return std::exchange(changed_, {}); }
+
 private:
     soci::session &session_;
+    std::vector<std::int64_t> changed_;
     sqlite::Select<sqlite::CircleByCode> circleByCode_{session_};
     sqlite::Select<sqlite::LastOfCircles> lastOfCircles_{session_};
     sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{session_};

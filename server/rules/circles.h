@@ -45,8 +45,8 @@ struct Change
 };
 
 /// All but nothingNew() may be asked for from any thread. What the rules turn down is a Refusal,
-/// thrown at once where the request itself says so and told otherwise; where the database fails,
-/// LedgerUnavailable.
+/// thrown at once where the request itself says so and told otherwise, as a Miss always is; where
+/// the database fails, LedgerUnavailable.
 class Circles
 {
 public:
@@ -77,7 +77,7 @@ public:
     void join(JoinRequest request, Done<Membership> done);
     void send(BeamRequest request, Done<Beam> done);
 
-    /// Whose poll it is that finds nothing, and what it is told.
+    /// Whose poll it is that finds nothing (in numbers), and what it is told.
     struct EmptyPoll
     {
         Seat seat;
@@ -88,7 +88,7 @@ public:
     void poll(const std::string &seatKey, const std::string &memberId, Tick since, Done<Poll> done);
     /// The poll's answer where it is an empty one and can be told without waiting for anything. On
     /// the thread of the connections.
-    std::optional<EmptyPoll> nothingNew(const std::string &seatKey, const std::string &memberId,
+    std::optional<EmptyPoll> nothingNew(std::string_view seatKey, std::string_view memberId,
                                         Tick since);
     void history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done);
 
@@ -133,8 +133,8 @@ private:
                                int limit, std::int64_t maxBytes, Tick &covered) const;
     const Member *idleSeat(const std::vector<Member> &members) const;
     // The seat of that key, in which somebody is seen by that.
-    Seat taken(LedgerGlance &ledger, const std::string &seatKey) const;
-    Seat taken(LedgerGlance &ledger, const std::string &seatKey, const std::string &memberId) const;
+    Seat taken(LedgerView &ledger, const std::string &seatKey) const;
+    Seat taken(LedgerView &ledger, const std::string &seatKey, const std::string &memberId) const;
     void seal(std::vector<Beam> &beams) const;
 
     Ledger &ledger_;
