@@ -68,10 +68,24 @@ public:
     virtual std::optional<Beam> capsule(std::int64_t circle, const std::string &id) = 0;
 };
 
+/// What the database takes of its disk.
+struct Room
+{
+    std::int64_t used = 0; ///< By the database, in bytes.
+    std::int64_t free = 0; ///< Of the disk, in bytes.
+
+    /// What is sure to be free when that many bytes more are kept: they are written twice, into the
+    /// log first.
+    std::int64_t freeAfter(std::int64_t bytes) const { return free - 2 * bytes; }
+};
+
 /// What can be changed, in one transaction that no other writer of the database runs beside.
 class LedgerTransaction : public LedgerView
 {
 public:
+    /// With what the transaction has added until now.
+    virtual Room room() const = 0;
+
     // The numbers of new rows are the ledger's to give; those of the arguments are not looked at.
     virtual void addCircle(const Founding &founding, const CreateRequest &founder, Seconds now) = 0;
     /// The key that was promised to the device that made the circle; once, then it is forgotten.
@@ -127,6 +141,8 @@ struct LedgerSettings
     std::size_t queueBytes = 64 << 20;
     /// Pages of the database, of all connections together, and what glances have seen.
     std::size_t cacheBytes = 64 << 20;
+    /// For tests, instead of asking the system: the bytes that the disk has left.
+    std::function<std::int64_t()> freeSpace = {};
     /// For tests: runs on the writer's thread.
     std::function<void()> beforeCommit = {};
 };

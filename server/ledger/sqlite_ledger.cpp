@@ -1,7 +1,9 @@
 #include "sqlite_ledger.h"
 
 #include <algorithm>
+#include <limits>
 #include <spdlog/spdlog.h>
+#include <sys/statvfs.h>
 
 namespace kivolo::server {
 
@@ -36,6 +38,15 @@ constexpr std::size_t readCache(std::size_t all)
 // A glance waits for nobody. Another process locks readers out only while it recovers the log.
 constexpr std::chrono::milliseconds glancePatience{0};
 
+/// In bytes. Without a bound where the file system does not tell.
+std::int64_t freeSpaceBeside(const std::filesystem::path &file)
+{
+    struct statvfs status = {};
+    if (::statvfs(file.c_str(), &status) != 0 || status.f_blocks == 0)
+        return std::numeric_limits<std::int64_t>::max();
+    return static_cast<std::int64_t>(status.f_bavail * status.f_frsize);
+}
+
 } // namespace
 
 // The writing connection is opened first, because it makes the tables that the others' statements
@@ -45,6 +56,9 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , patience_(settings.patience)
     , queueBytes_(settings.queueBytes)
     , beforeCommit_(std::move(settings.beforeCommit))
+    , path_(path)
+    , freeSpace_(settings.freeSpace ? std::move(settings.freeSpace)
+                                    : [this] { return freeSpaceBeside(path_); })
     , writeConnection_(path, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
     , glanceConnection_(path, glancePatience, glanceCache(settings.cacheBytes))
     , commits_(glanceConnection_.session())
@@ -154,12 +168,20 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
     }
 }
 
+void SqliteLedger::measureRoom()
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path_, error);
+    writeStatements_.measureRoom(freeSpace_(), error ? 0 : static_cast<std::int64_t>(size));
+}
+
 // Gives back what kept all of them from being committed.
 std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction)
 {
     try {
         SqliteNews::Change change(news_);
         const Seconds now = wholeSeconds(clock_());
+        measureRoom();
         for (Pending &pending : batch) {
             pending.failure = nullptr;
             SqliteSavepoint part(writeConnection_.session());

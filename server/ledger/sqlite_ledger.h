@@ -7,6 +7,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
 #include <mutex>
 #include <stop_token>
 #include <string>
@@ -43,6 +44,7 @@ private:
     std::deque<Pending> nextBatch(std::stop_token stop);
     std::deque<Pending> takeLate(std::deque<Pending> &batch) const;
     void commit(std::deque<Pending> &batch);
+    void measureRoom();
     std::exception_ptr runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction);
     void tell(std::deque<Pending> &batch);
 
@@ -50,6 +52,8 @@ private:
     std::chrono::milliseconds patience_;
     std::size_t queueBytes_;
     std::function<void()> beforeCommit_;
+    std::filesystem::path path_;
+    std::function<std::int64_t()> freeSpace_;
 
     SqliteConnection writeConnection_;
     SqliteConnection glanceConnection_;

@@ -46,6 +46,7 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
     , clock_(std::move(clock))
     , randomness_(std::move(randomness))
     , settings_(std::move(settings))
+    , quotas_(settings_.quotas)
     , sightings_(
           std::make_shared<Sightings>(ledger, settings_.calendar ? settings_.calendar : clock_))
 {}
@@ -154,9 +155,9 @@ void Circles::send(BeamRequest request, Done<Beam> done)
                     }));
 }
 
-Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request,
-                           Seconds now) const
+Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now)
 {
+    quotas_.requireRoomForCircle(ledger.room());
     Founding founding;
     founding.key = newIdentifier(randomness_);
     Circle &circle = founding.circle;
@@ -215,8 +216,7 @@ const Member *Circles::idleSeat(const std::vector<Member> &members) const
     return longest;
 }
 
-Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request,
-                                 Seconds now) const
+Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now)
 {
     const Seat seat = taken(ledger, request.seatKey, request.fromMember);
     Beam beam{newIdentifier(randomness_),
@@ -235,6 +235,8 @@ Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &r
         circle.othersTick = circle.tick;
     circle.sender = seat.member.number;
     circle.tick = std::max(now, circle.tick + 1);
+    circle.bytes += bytes;
+    quotas_.requireRoomForBeam(circle, bytes, ledger.room());
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
     ledger.addBeam(beam, circle.tick, seat.member, bytes);

@@ -3,6 +3,7 @@
 
 #include "identifiers.h"
 #include "ledger/ledger.h"
+#include "quotas.h"
 #include "records/requests.h"
 #include "sightings.h"
 
@@ -55,6 +56,7 @@ public:
         std::int64_t maxSeats = 5; ///< Of circles created from now on.
         /// How long nobody has to be seen in a seat before it can be taken over.
         Seconds idleSeat = 30 * Seconds{86'400};
+        Quotas::Limits quotas = {};
         Clock calendar = {}; ///< Tells how long seats are unseen. None: the wall clock does.
         /// How long before its time a capsule may be asked for, because clocks differ.
         Seconds capsuleGrace = 30;
@@ -122,9 +124,9 @@ private:
 
     void joinKnown(const JoinRequest &request, Done<Membership> done);
 
-    Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
+    Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now);
     Joining joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
-    Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
+    Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now);
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
     Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since) const;
     Poll firstPollIn(LedgerView &ledger, const Seat &seat) const;
@@ -141,6 +143,7 @@ private:
     Clock clock_;
     Randomness randomness_;
     Settings settings_;
+    Quotas quotas_;
     std::shared_ptr<Sightings> sightings_; ///< Shared with what it still has to write.
     std::function<void(const Change &)> observer_ = [](const Change &) {};
 };
