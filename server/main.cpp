@@ -71,7 +71,7 @@ void followSignals(boost::asio::signal_set &signals, http::Server &server)
 void serve(const Options &options)
 {
     const std::string database = options.database.empty() ? defaultDatabase() : options.database;
-    const MemoryPlan memory(options.memory << 20, false);
+    const MemoryPlan memory(options.memory << 20, !options.tlsCertificate.empty());
     const Clock clock = [] { return std::chrono::system_clock::now(); };
     // Outlives the connections, which the context holds.
     Holds holds(std::chrono::seconds(options.hold));
@@ -85,7 +85,6 @@ void serve(const Options &options)
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
     settings.idleSeat = options.idleSeat * Seconds{86'400};
-    settings.quotas = options.quotas;
     settings.calendar = steadyCalendar(clock);
     settings.historyBytes = static_cast<std::int64_t>(memory.largestReply);
     settings.pollBytes = std::min(settings.pollBytes, settings.historyBytes);
@@ -100,6 +99,7 @@ void serve(const Options &options)
     http::Limits limits;
     limits.connections = connectionsWithinDescriptors(
         options, options.connections > 0 ? options.connections : memory.connections);
+    limits.connectionsPerAddress = options.connectionsPerAddress;
     limits.allReceivedBytes = memory.received;
     limits.allRepliesBytes = memory.replies;
     http::Server server(

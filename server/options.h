@@ -1,8 +1,6 @@
 // The command line.
 #pragma once
 
-#include "rules/quotas.h"
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -20,12 +18,12 @@ struct Options
     std::vector<std::string> trustedProxies;
     std::string site; ///< Empty: no files are served.
     std::int64_t maxSeats = 5;
-    int hold = 25;     ///< Seconds.
-    int idleSeat = 30; ///< Days.
-    Quotas::Limits quotas;
+    int hold = 25;               ///< Seconds.
+    int idleSeat = 30;           ///< Days.
     std::size_t connections = 0; ///< 0: as many as the memory is enough for.
-    double rates = 1;            ///< How many times the usual an address may do.
-    std::size_t memory = 240;    ///< MiB.
+    std::size_t connectionsPerAddress = 256;
+    double rates = 1;         ///< How many times the usual an address may do.
+    std::size_t memory = 240; ///< MiB.
 };
 
 /// The options, or the exit code where the program has said all there is to say (help, version,

@@ -2,12 +2,14 @@
 
 #include "session.h"
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <ctime>
 #include <fcntl.h>
+#include <netinet/tcp.h>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server::http {
@@ -15,6 +17,8 @@ namespace kivolo::server::http {
 using asio::ip::tcp;
 
 namespace {
+
+using UnsentBytes = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_NOTSENT_LOWAT>;
 
 /// Starts what serves one connection. It throws for want of memory only, which ends just that one.
 void start(asio::io_context &context, Awaitable<void> coroutine)
@@ -161,8 +165,10 @@ void Hub::welcome(Socket socket, const Door &door)
         return;
     error_code ignored; // as a Unix socket has no such option
     socket.set_option(tcp::no_delay(true), ignored);
+    // What was not sent yet is the kernel's memory, which nobody counts.
+    socket.set_option(UnsentBytes(128 << 10), ignored);
     socket.non_blocking(true, ignored);
-    if (sessions_.size() >= limits_.connections) {
+    if (!makeRoomFor(*peer)) {
         if (!door.tls) // to whom nothing can be said before a handshake
             turnAway(socket);
         return;
@@ -171,10 +177,54 @@ void Hub::welcome(Socket socket, const Door &door)
         auto session = std::make_shared<Session>(Stream(std::move(socket), *peer, door.tls),
                                                  shared_from_this());
         sessions_.insert(session.get());
+        if (!proxies_.trusts(*peer))
+            crowd_.add(*peer, session.get());
         start(context_, Session::run(std::move(session)));
     } catch (const std::bad_alloc &) {
         spdlog::error("there is no memory for another connection");
     }
+}
+
+// Whoever has more than others has to give way to them: at first what is idle, which loses nothing
+// but the way here, and then what is not. So no address can keep the others out.
+bool Hub::makeRoomFor(const Address &peer)
+{
+    const bool proxy = proxies_.trusts(peer);
+    if (!proxy && crowd_.of(peer).size() >= limits_.connectionsPerAddress)
+        return endOneOf(crowd_.of(peer), false);
+    if (sessions_.size() < limits_.connections)
+        return true;
+    if (crowd_.empty())
+        return false;
+    const Address fullest = crowd_.fullest();
+    if (fullest.network() == peer.network())
+        return endOneOf(crowd_.of(peer), false);
+    const bool sameNet = fullest.wide() == peer.wide();
+    const auto count = [&](const Address &of) {
+        return sameNet ? crowd_.of(of).size() : crowd_.fromNet(of);
+    };
+    const std::size_t theirs = count(fullest);
+    const std::size_t ours = proxy ? 0 : count(peer);
+    return theirs > ours && endOneOf(crowd_.of(fullest), theirs > ours + 1);
+}
+
+bool Hub::endOneOf(const Crowd::Sessions &sessions, bool busyToo)
+{
+    const auto first = std::ranges::min_element(sessions, {}, [](const Session *session) {
+        return std::pair(!session->isIdle(), session->deadline());
+    });
+    if (first == sessions.end() || !((*first)->isIdle() || busyToo))
+        return false;
+    Session &session = **first;
+    forget(session);
+    session.abort();
+    return true;
+}
+
+void Hub::forget(Session &session)
+{
+    sessions_.erase(&session);
+    crowd_.remove(session.peer(), &session);
 }
 
 Awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "budget.h"
+#include "crowd.h"
 #include "listening.h"
 #include "loop.h"
 #include "server.h"
@@ -41,7 +42,7 @@ public:
     std::chrono::milliseconds staggered();
     /// The Date header's value.
     const std::string &date() const { return date_; }
-    void forget(Session *session) { sessions_.erase(session); }
+    void forget(Session &session);
 
 private:
     struct Door
@@ -53,6 +54,8 @@ private:
     static Awaitable<void> accept(std::shared_ptr<Hub> self, Door &door);
     static Awaitable<void> sweep(std::shared_ptr<Hub> self);
     void welcome(Socket socket, const Door &door);
+    bool makeRoomFor(const Address &peer);
+    bool endOneOf(const Crowd::Sessions &sessions, bool busyToo);
     Awaitable<void> turnAwayAll(Door &door);
     void refreshDate();
 
@@ -67,6 +70,7 @@ private:
     Timer sweepTimer_;
     Timer acceptTimer_;
     std::unordered_set<Session *> sessions_;
+    Crowd crowd_; ///< All of them but those of trusted proxies.
     std::int64_t ticks_ = 0;
     std::int64_t end_ = 0;
     std::string date_;

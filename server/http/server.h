@@ -32,6 +32,8 @@ struct Limits
     /// A doodle of 2 MiB in JSON, even where every '/' of its Base64 is escaped.
     std::uint64_t bodyBytes = (4 << 20) + (64 << 10);
     std::size_t connections = 4'096;
+    /// A company of a hundred behind one address does not notice.
+    std::size_t connectionsPerAddress = 256;
     /// Of all requests, as far as they have come, until they are answered.
     std::size_t allReceivedBytes = 64 << 20;
     /// Of all replies that are being written.

@@ -26,7 +26,7 @@ Session::Session(Stream stream, std::shared_ptr<Hub> hub)
 
 Session::~Session()
 {
-    hub_->forget(this);
+    hub_->forget(*this);
 }
 
 Awaitable<void> Session::run(std::shared_ptr<Session> self)
@@ -56,8 +56,7 @@ Awaitable<bool> Session::serveOne()
     std::optional<Response> response = co_await answer(request);
     if (!response)
         co_return false;
-    constexpr unsigned noRoom = 507; // why is said once by whoever has none
-    if (response->status >= 500 && response->status != noRoom)
+    if (response->status >= 500)
         spdlog::warn("{} {} {}", request.method, request.path(), response->status);
     else
         spdlog::debug("{} {} {}", request.method, request.path(), response->status);

@@ -21,6 +21,11 @@ public:
     /// Serves the connection to its end and owns it meanwhile.
     static Awaitable<void> run(std::shared_ptr<Session> self);
 
+    const Address &peer() const { return stream_.peer(); }
+    bool isIdle() const { return phase_ == Phase::Idle; }
+    /// The tick at which what it does now has to be over.
+    std::int64_t deadline() const { return deadline_; }
+
     /// Ends what the connection is waiting for if its deadline lies before that tick.
     void expire(std::int64_t tick);
     /// Ends the connection if it is idle; else the request under way is its last.

@@ -195,11 +195,10 @@ Guess::Guess(Throttle &throttle, Act wrong, const Address &address)
         throttle_.check(act_, address_);
 }
 
-void Guess::right() noexcept
+Guess::~Guess()
 {
     if (taken_)
         throttle_.giveBack(act_, address_, *taken_);
-    taken_.reset();
 }
 
 void Guess::wrong()

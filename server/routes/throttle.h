@@ -107,29 +107,22 @@ public:
     Guess(Throttle &throttle, Throttle::Act wrong, const http::Address &address);
     Guess(const Guess &) = delete;
     Guess &operator=(const Guess &) = delete;
-    ~Guess() { right(); }
+    ~Guess();
 
     void wrong();
-    /// What comes of the action. If that is a Miss the guess was a wrong one.
+    /// The action's result; a Miss is a wrong guess.
     template<typename Action>
     auto judge(Action action) -> decltype(action())
     {
         try {
-            auto result = action();
-            right();
-            return result;
+            return action();
         } catch (const Miss &) {
             wrong();
-            throw;
-        } catch (...) {
-            right();
             throw;
         }
     }
 
 private:
-    void right() noexcept;
-
     Throttle &throttle_;
     Throttle::Act act_;
     http::Address address_;

@@ -249,6 +249,41 @@ TEST(Http, HoldsBackWhatIsBeyondItsConnections)
     EXPECT_EQ(talk(running.port, lastMe).substr(0, 12), "HTTP/1.1 503");
 }
 
+// Nobody is kept out by one who has many connections, whether they ask for something or not.
+TEST(Http, EndsConnectionsOfThoseWhoHaveMost)
+{
+    http::Limits limits;
+    limits.connections = 5;
+    limits.connectionsPerAddress = 4;
+    RunningServer running(limits);
+    const auto isServed = [&](const char *from) {
+        return talk(running.port, lastMe, from).starts_with("HTTP/1.1 200");
+    };
+    const auto closed = [](std::deque<Connection> &connections) {
+        connections.front().read();
+        connections.pop_front();
+    };
+    std::deque<Connection> idle;
+    for (int i = 0; i < 5; ++i)
+        idle.emplace_back(running.port, me).readUntil("}");
+    closed(idle); // one address has its bounds while there is room
+    Connection other(running.port, me, "127.0.1.1");
+    other.readUntil("}");
+    for (const char *newcomer : {"127.0.0.2", "127.0.2.1"}) { // of the same net and of none
+        EXPECT_TRUE(isServed(newcomer));
+        closed(idle);
+        idle.emplace_back(running.port, me).readUntil("}");
+    }
+    idle.clear();
+
+    std::deque<Connection> busy; // each has begun a request
+    while (busy.size() < 4)
+        busy.emplace_back(running.port, me + "GET").readUntil("}");
+    EXPECT_FALSE(isServed("127.0.0.1")) << "it has most itself";
+    EXPECT_TRUE(isServed("127.0.2.1"));
+    closed(busy);
+}
+
 namespace {
 
 /// A member of a circle of its own, at a server.

@@ -44,10 +44,9 @@ std::string Told::text(std::string_view key) const
 }
 
 House::House(Circles::Settings settings, std::function<void()> beforeCommit,
-             std::chrono::milliseconds hold, double rates, std::function<std::int64_t()> freeSpace)
-    : ledger(
-          openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
-                     {.freeSpace = std::move(freeSpace), .beforeCommit = std::move(beforeCommit)}))
+             std::chrono::milliseconds hold, double rates)
+    : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
+                        {.beforeCommit = std::move(beforeCommit)}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
     , holds(hold, time.steadyClock())
     , throttle(Throttle::allowances(rates), steadyTime.steadyClock())
@@ -126,11 +125,14 @@ void settle(Ledger &ledger)
     done.get_future().wait();
 }
 
-Connection::Connection(std::uint16_t port, std::string_view bytes)
+Connection::Connection(std::uint16_t port, std::string_view bytes, const char *from)
     : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
+    address.sin_addr.s_addr = inet_addr(from);
+    if (::bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+        return;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (::connect(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
@@ -180,9 +182,9 @@ bool Connection::readSome(std::string &received, int flags)
     return count > 0;
 }
 
-std::string talk(std::uint16_t port, std::string_view bytes)
+std::string talk(std::uint16_t port, std::string_view bytes, const char *from)
 {
-    return Connection(port, bytes).read();
+    return Connection(port, bytes, from).read();
 }
 
 std::string httpGet(std::string_view target)

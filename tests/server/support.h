@@ -53,8 +53,7 @@ struct Told
 struct House
 {
     explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {},
-                   std::chrono::milliseconds hold = {}, double rates = 1e6,
-                   std::function<std::int64_t()> freeSpace = {});
+                   std::chrono::milliseconds hold = {}, double rates = 1e6);
 
     Told call(std::string_view method, std::string_view target, std::string_view body = {},
               std::string_view contentType = "application/json");
@@ -99,8 +98,8 @@ void settle(Ledger &ledger);
 class Connection
 {
 public:
-    /// Connects and sends.
-    Connection(std::uint16_t port, std::string_view bytes);
+    /// Connects from one of this machine's many addresses and sends.
+    Connection(std::uint16_t port, std::string_view bytes, const char *from = "127.0.0.1");
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
     ~Connection();
@@ -118,7 +117,7 @@ private:
 };
 
 /// Sends bytes to a port of this machine and reads until the peer closes.
-std::string talk(std::uint16_t port, std::string_view bytes);
+std::string talk(std::uint16_t port, std::string_view bytes, const char *from = "127.0.0.1");
 std::string httpGet(std::string_view target);
 std::string httpPost(std::string_view target, const boost::json::object &body);
 
