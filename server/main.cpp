@@ -85,6 +85,7 @@ void serve(const Options &options)
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
     settings.idleSeat = options.idleSeat * Seconds{86'400};
+    settings.quotas = options.quotas;
     settings.calendar = steadyCalendar(clock);
     settings.historyBytes = static_cast<std::int64_t>(memory.largestReply);
     settings.pollBytes = std::min(settings.pollBytes, settings.historyBytes);

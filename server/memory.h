@@ -15,7 +15,7 @@ struct MemoryPlan
     /// one.
     MemoryPlan(std::size_t bytes, bool encrypted);
 
-    std::size_t caches = 0;      ///< Pages of the database.
+    std::size_t caches = 0;      ///< What is kept of the database.
     std::size_t connections = 0; ///< How many.
     std::size_t received = 0;    ///< Of requests that are coming in or being answered.
     std::size_t replies = 0;     ///< Of what is read from the database until it is written.

@@ -44,6 +44,20 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
                    "Days after which a seat that nobody was seen in can be taken over")
         ->option_text("DAYS [30]")
         ->check(CLI::Range(1, 3'650));
+    const auto addSize = [&app](const char *name, std::int64_t &size, const char *meaning,
+                                const char *text) {
+        constexpr std::int64_t most = std::int64_t{1} << 50;
+        app.add_option(name, size, meaning)
+            ->option_text(text)
+            ->transform(CLI::AsSizeValue(false))
+            ->check(CLI::Range(std::int64_t{0}, most));
+    };
+    addSize("--circle-quota", options.quotas.circle, "How much the beams of a circle can take",
+            "SIZE [1GB]");
+    addSize("--database-quota", options.quotas.database, "How large the database can grow",
+            "SIZE [8GB]");
+    addSize("--disk-reserve", options.quotas.reserve, "How much of the database's disk stays free",
+            "SIZE [512MB]");
     app.add_option("--hold", options.hold,
                    "Seconds for which a poll that finds nothing waits for a beam; 0: not at all")
         ->option_text("SECONDS [25]")

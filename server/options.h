@@ -1,6 +1,8 @@
 // The command line.
 #pragma once
 
+#include "rules/quotas.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,8 +20,9 @@ struct Options
     std::vector<std::string> trustedProxies;
     std::string site; ///< Empty: no files are served.
     std::int64_t maxSeats = 5;
-    int hold = 25;               ///< Seconds.
-    int idleSeat = 30;           ///< Days.
+    int hold = 25;     ///< Seconds.
+    int idleSeat = 30; ///< Days.
+    Quotas::Limits quotas;
     std::size_t connections = 0; ///< 0: as many as the memory is enough for.
     std::size_t connectionsPerAddress = 256;
     double rates = 1;         ///< How many times the usual an address may do.

@@ -56,7 +56,8 @@ Awaitable<bool> Session::serveOne()
     std::optional<Response> response = co_await answer(request);
     if (!response)
         co_return false;
-    if (response->status >= 500)
+    constexpr unsigned noRoom = 507; // why is said once by whoever has none
+    if (response->status >= 500 && response->status != noRoom)
         spdlog::warn("{} {} {}", request.method, request.path(), response->status);
     else
         spdlog::debug("{} {} {}", request.method, request.path(), response->status);

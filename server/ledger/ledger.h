@@ -28,21 +28,25 @@ struct BeamSize
     std::int64_t bytes = 0;
 };
 
-/// What can be read in microseconds: a row of an index or two. Throws LedgerUnavailable where the
-/// database fails.
+/// What can be read in microseconds. Throws LedgerUnavailable where the database fails.
 class LedgerGlance
 {
 public:
     virtual ~LedgerGlance() = default;
 
-    /// Nothing also where the seat has been given up.
-    virtual std::optional<Seat> seatOfKey(const std::string &key) = 0;
+    /// What the seat of that key has in numbers, its texts left empty. Nothing where it has been
+    /// given up or is not that member's.
+    virtual std::optional<Seat> seat(std::string_view key, std::string_view memberId) = 0;
 };
 
 /// What can be read. Each call sees one consistent state of the database.
-class LedgerView : public LedgerGlance
+class LedgerView
 {
 public:
+    virtual ~LedgerView() = default;
+
+    /// Nothing also where the seat has been given up.
+    virtual std::optional<Seat> seatOfKey(const std::string &key) = 0;
     /// By the invite code as it is kept: normalizedInviteCode() brings it there.
     virtual std::optional<Circle> circleByCode(const std::string &code) = 0;
     /// How many circles there are at most.
@@ -64,18 +68,32 @@ public:
     virtual std::optional<Beam> capsule(std::int64_t circle, const std::string &id) = 0;
 };
 
+/// What the database takes of its disk.
+struct Room
+{
+    std::int64_t used = 0; ///< By the database, in bytes.
+    std::int64_t free = 0; ///< Of the disk, in bytes.
+
+    /// What is sure to be free when that many bytes more are kept: they are written twice, into the
+    /// log first.
+    std::int64_t freeAfter(std::int64_t bytes) const { return free - 2 * bytes; }
+};
+
 /// What can be changed, in one transaction that no other writer of the database runs beside.
 class LedgerTransaction : public LedgerView
 {
 public:
+    /// With what the transaction has added until now.
+    virtual Room room() const = 0;
+
     // The numbers of new rows are the ledger's to give; those of the arguments are not looked at.
     virtual void addCircle(const Founding &founding, const CreateRequest &founder, Seconds now) = 0;
     /// The key that was promised to the device that made the circle; once, then it is forgotten.
     virtual std::optional<std::string> takeFounderKey(std::int64_t circle,
                                                       const std::string &deviceId) = 0;
     virtual void addMember(const Seat &seat, const std::string &deviceId, Seconds now) = 0;
-    /// Says when the member of that number, who may be gone, was last seen.
-    virtual void markSeen(std::int64_t member, Seconds seen) = 0;
+    /// Says when the member, who may be gone, was last seen.
+    virtual void markSeen(const Member &member, Seconds seen) = 0;
     /// Gives the member of that number its handle and emoji.
     virtual void renameMember(const Member &member) = 0;
     /// Frees the seat; the member's beams stay.
@@ -121,7 +139,10 @@ struct LedgerSettings
     std::chrono::milliseconds patience{5'000};
     /// What waits to be written holds of members' data.
     std::size_t queueBytes = 64 << 20;
-    std::size_t cacheBytes = 64 << 20; ///< Pages of the database, of all connections together.
+    /// Pages of the database, of all connections together, and what glances have seen.
+    std::size_t cacheBytes = 64 << 20;
+    /// For tests, instead of asking the system: the bytes that the disk has left.
+    std::function<std::int64_t()> freeSpace = {};
     /// For tests: runs on the writer's thread.
     std::function<void()> beforeCommit = {};
 };

@@ -1,7 +1,9 @@
 #include "sqlite_ledger.h"
 
 #include <algorithm>
+#include <limits>
 #include <spdlog/spdlog.h>
+#include <sys/statvfs.h>
 
 namespace kivolo::server {
 
@@ -15,11 +17,14 @@ constexpr std::size_t batchLimit = 128;
 // Beyond that the disk has fallen behind by seconds, and a sender is better told so.
 constexpr std::size_t queueLimit = 2'048;
 
-// Of the memory for pages. Polls that find nothing live from it; the readers' large ones go
-// through.
+// Polls that find nothing live from what glances remember; the readers' large ones go through.
+constexpr std::size_t glanceMemory(std::size_t all)
+{
+    return all / 16 * 9;
+}
 constexpr std::size_t glanceCache(std::size_t all)
 {
-    return all / 2;
+    return all / 16;
 }
 constexpr std::size_t writeCache(std::size_t all)
 {
@@ -27,11 +32,20 @@ constexpr std::size_t writeCache(std::size_t all)
 }
 constexpr std::size_t readCache(std::size_t all)
 {
-    return all / 4 / SqliteReaders::count;
+    return all / 8 / SqliteReaders::count;
 }
 
 // A glance waits for nobody. Another process locks readers out only while it recovers the log.
 constexpr std::chrono::milliseconds glancePatience{0};
+
+/// In bytes. Without a bound where the file system does not tell.
+std::int64_t freeSpaceBeside(const std::filesystem::path &file)
+{
+    struct statvfs status = {};
+    if (::statvfs(file.c_str(), &status) != 0 || status.f_blocks == 0)
+        return std::numeric_limits<std::int64_t>::max();
+    return static_cast<std::int64_t>(status.f_bavail * status.f_frsize);
+}
 
 } // namespace
 
@@ -42,9 +56,14 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , patience_(settings.patience)
     , queueBytes_(settings.queueBytes)
     , beforeCommit_(std::move(settings.beforeCommit))
+    , path_(path)
+    , freeSpace_(settings.freeSpace ? std::move(settings.freeSpace)
+                                    : [this] { return freeSpaceBeside(path_); })
     , writeConnection_(path, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
     , glanceConnection_(path, glancePatience, glanceCache(settings.cacheBytes))
-    , glanceStatements_(glanceConnection_.session())
+    , commits_(glanceConnection_.session())
+    , news_(commits_)
+    , glance_(glanceConnection_.session(), commits_, news_, glanceMemory(settings.cacheBytes))
     , writeStatements_(writeConnection_.session())
     , writer_([this](std::stop_token stop) { writeUntil(stop); })
     , readers_(path, readCache(settings.cacheBytes))
@@ -149,11 +168,20 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
     }
 }
 
+void SqliteLedger::measureRoom()
+{
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path_, error);
+    writeStatements_.measureRoom(freeSpace_(), error ? 0 : static_cast<std::int64_t>(size));
+}
+
 // Gives back what kept all of them from being committed.
 std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction)
 {
     try {
+        SqliteNews::Change change(news_);
         const Seconds now = wholeSeconds(clock_());
+        measureRoom();
         for (Pending &pending : batch) {
             pending.failure = nullptr;
             SqliteSavepoint part(writeConnection_.session());
@@ -167,6 +195,7 @@ std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTrans
         if (beforeCommit_)
             beforeCommit_();
         transaction.commit();
+        change.made(writeStatements_.takeChanged());
         return nullptr;
     } catch (...) {
         return std::current_exception();

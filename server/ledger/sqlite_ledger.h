@@ -2,10 +2,12 @@
 #pragma once
 
 #include "ledger.h"
+#include "sqlite_glance.h"
 #include "sqlite_readers.h"
 
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
 #include <mutex>
 #include <stop_token>
 #include <string>
@@ -24,7 +26,7 @@ public:
     /// Finishes what waits, the looks first because they may write, then closes the file.
     ~SqliteLedger() override = default;
 
-    LedgerGlance *glance() override { return &glanceStatements_; }
+    LedgerGlance *glance() override { return &glance_; }
     void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
     void write(Job job, std::size_t bytes, Done done) override;
 
@@ -42,6 +44,7 @@ private:
     std::deque<Pending> nextBatch(std::stop_token stop);
     std::deque<Pending> takeLate(std::deque<Pending> &batch) const;
     void commit(std::deque<Pending> &batch);
+    void measureRoom();
     std::exception_ptr runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction);
     void tell(std::deque<Pending> &batch);
 
@@ -49,10 +52,14 @@ private:
     std::chrono::milliseconds patience_;
     std::size_t queueBytes_;
     std::function<void()> beforeCommit_;
+    std::filesystem::path path_;
+    std::function<std::int64_t()> freeSpace_;
 
     SqliteConnection writeConnection_;
     SqliteConnection glanceConnection_;
-    SqliteStatements glanceStatements_;
+    SqliteCommits commits_;
+    SqliteNews news_;
+    SqliteGlance glance_;
     SqliteStatements writeStatements_;
 
     std::mutex mutex_;

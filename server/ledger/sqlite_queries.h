@@ -13,12 +13,14 @@ struct Row<Circle>
 {
     static std::string names()
     {
-        return "c.number, c.code, c.max_seats, c.tick, c.sender, c.others_tick, c.busy_until";
+        return "c.number, c.code, c.max_seats, c.tick, c.sender, c.others_tick, c.bytes, "
+               "c.busy_until";
     }
     static constexpr const char *tables = "circle c";
     static auto fields(Circle &c)
     {
-        return std::tie(c.number, c.code, c.maxSeats, c.tick, c.sender, c.othersTick, c.busyUntil);
+        return std::tie(c.number, c.code, c.maxSeats, c.tick, c.sender, c.othersTick, c.bytes,
+                        c.busyUntil);
     }
 };
 
@@ -69,6 +71,19 @@ struct Row<BeamSize>
     static std::string names() { return "tick, sender, bytes"; }
     static constexpr const char *tables = "beam";
     static auto fields(BeamSize &s) { return std::tie(s.tick, s.sender, s.bytes); }
+};
+
+struct FileSize
+{
+    std::int64_t bytes = 0;
+};
+
+template<>
+struct Row<FileSize>
+{
+    static std::string names() { return "page_count * page_size"; }
+    static constexpr const char *tables = "pragma_page_count(), pragma_page_size()";
+    static auto fields(FileSize &f) { return std::tie(f.bytes); }
 };
 
 struct FounderKey
@@ -206,6 +221,15 @@ struct KeyOfFounder
     static constexpr const char *where = "number = :circle AND founder = :device";
 };
 
+/// What the file is or, when all is in it that is in the log, will be.
+struct SizeOfFile
+{
+    struct In
+    {};
+    using Out = FileSize;
+    static constexpr const char *where = "true";
+};
+
 // What is changed.
 
 struct AddCircle
@@ -240,12 +264,13 @@ struct StampCircle
         Tick tick = 0;
         std::int64_t sender = 0;
         Tick othersTick = 0;
+        std::int64_t bytes = 0;
         Seconds busyUntil = 0;
         std::int64_t circle = 0;
     };
     static constexpr const char *sql =
         "UPDATE circle SET tick = :tick, sender = :sender, others_tick = :others,"
-        " busy_until = :busy WHERE number = :circle";
+        " bytes = :bytes, busy_until = :busy WHERE number = :circle";
 };
 
 struct AddMember

@@ -6,7 +6,7 @@ using soci::into;
 
 namespace {
 
-constexpr int schemaVersion = 6;
+constexpr int schemaVersion = 7;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The beams' index carries what a poll needs to know before it reads any of them.
@@ -14,7 +14,8 @@ constexpr const char *schema[] = {
     "CREATE TABLE circle ("
     " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
     " tick INTEGER NOT NULL, sender INTEGER NOT NULL DEFAULT 0,"
-    " others_tick INTEGER NOT NULL DEFAULT 0, busy_until INTEGER NOT NULL DEFAULT 0,"
+    " others_tick INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0,"
+    " busy_until INTEGER NOT NULL DEFAULT 0,"
     " founder TEXT NOT NULL,"
     " founder_key TEXT NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL)",
     "CREATE TABLE member ("
@@ -106,12 +107,19 @@ std::optional<Beam> SqliteStatements::capsule(std::int64_t circle, const std::st
     return capsule_.one({circle, id});
 }
 
+void SqliteStatements::measureRoom(std::int64_t free, std::int64_t fileSize)
+{
+    const std::int64_t used = sizeOfFile_.one({}).value_or(sqlite::FileSize()).bytes;
+    room_ = {used, free - std::max<std::int64_t>(0, used - fileSize)};
+}
+
 void SqliteStatements::addCircle(const Founding &founding, const CreateRequest &founder,
                                  Seconds now)
 {
     const Circle &circle = founding.circle;
     addCircle_.run({circle.code, circle.maxSeats, founder.ownerEmail, founder.deviceId,
                     founding.key, now, circle.tick});
+    takeRoom(0);
 }
 
 std::optional<std::string> SqliteStatements::takeFounderKey(std::int64_t circle,
@@ -131,9 +139,10 @@ void SqliteStatements::addMember(const Seat &seat, const std::string &deviceId, 
                     now, member.seen});
 }
 
-void SqliteStatements::markSeen(std::int64_t member, Seconds seen)
+void SqliteStatements::markSeen(const Member &member, Seconds seen)
 {
-    markSeen_.run({seen, member});
+    markSeen_.run({seen, member.number});
+    changed_.push_back(member.circle);
 }
 
 void SqliteStatements::renameMember(const Member &member)
@@ -144,12 +153,14 @@ void SqliteStatements::renameMember(const Member &member)
 void SqliteStatements::removeMember(const Member &member)
 {
     removeMember_.run({member.number});
+    changed_.push_back(member.circle);
 }
 
 void SqliteStatements::stampCircle(const Circle &circle)
 {
-    stampCircle_.run(
-        {circle.tick, circle.sender, circle.othersTick, circle.busyUntil, circle.number});
+    stampCircle_.run({circle.tick, circle.sender, circle.othersTick, circle.bytes, circle.busyUntil,
+                      circle.number});
+    changed_.push_back(circle.number);
 }
 
 void SqliteStatements::addBeam(const Beam &beam, Tick tick, const Member &sender,
@@ -158,6 +169,14 @@ void SqliteStatements::addBeam(const Beam &beam, Tick tick, const Member &sender
     addBeam_.run({beam.id, sender.circle, tick, beam.createdAt, sender.number, bytes, beam.openAt,
                   beam.type, beam.effect, beam.fromMember, beam.fromHandle, beam.fromEmoji,
                   beam.body});
+    takeRoom(bytes);
+}
+
+// Whatever stands in a row beside the members' own data, and in the indexes, is less than that.
+void SqliteStatements::takeRoom(std::int64_t bytes)
+{
+    bytes += 1'024;
+    room_ = {room_.used + bytes, room_.freeAfter(bytes)};
 }
 
 } // namespace kivolo::server

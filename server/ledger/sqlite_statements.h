@@ -27,18 +27,30 @@ public:
                             Tick until) override;
     std::optional<Beam> capsule(std::int64_t circle, const std::string &id) override;
 
+    /// Measures anew what room there is, at the beginning of a transaction: of the disk `free`
+    /// bytes, with a file of `fileSize`.
+    void measureRoom(std::int64_t free, std::int64_t fileSize);
+    Room room() const override { return room_; }
     void addCircle(const Founding &founding, const CreateRequest &founder, Seconds now) override;
     std::optional<std::string> takeFounderKey(std::int64_t circle,
                                               const std::string &deviceId) override;
     void addMember(const Seat &seat, const std::string &deviceId, Seconds now) override;
-    void markSeen(std::int64_t member, Seconds seen) override;
+    void markSeen(const Member &member, Seconds seen) override;
     void renameMember(const Member &member) override;
     void removeMember(const Member &member) override;
     void stampCircle(const Circle &circle) override;
     void addBeam(const Beam &beam, Tick tick, const Member &sender, std::int64_t bytes) override;
 
+    /// The circles of which something that a glance tells was changed since this was asked last,
+    /// committed or not.
+    std::vector<std::int64_t> takeChanged() { return std::exchange(changed_, {}); }
+
 private:
+    void takeRoom(std::int64_t bytes);
+
     soci::session &session_;
+    std::vector<std::int64_t> changed_;
+    Room room_;
     sqlite::Select<sqlite::CircleByCode> circleByCode_{session_};
     sqlite::Select<sqlite::LastOfCircles> lastOfCircles_{session_};
     sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{session_};
@@ -49,6 +61,7 @@ private:
     sqlite::Select<sqlite::Beams> beams_{session_};
     sqlite::Select<sqlite::Capsule> capsule_{session_};
     sqlite::Select<sqlite::KeyOfFounder> keyOfFounder_{session_};
+    sqlite::Select<sqlite::SizeOfFile> sizeOfFile_{session_};
     sqlite::Change<sqlite::AddCircle> addCircle_{session_};
     sqlite::Change<sqlite::ForgetFounder> forgetFounder_{session_};
     sqlite::Change<sqlite::AddMember> addMember_{session_};

@@ -25,6 +25,7 @@ struct Circle
     Tick tick = 0;           ///< Of its latest beam; before the first, when it was created.
     std::int64_t sender = 0; ///< Of its latest beam, by `Member::number`.
     Tick othersTick = 0;     ///< Of the latest beam that someone else has sent.
+    std::int64_t bytes = 0;  ///< That its beams take in replies.
     Seconds busyUntil = 0;   ///< When it will have paid for what it has sent.
 };
 

@@ -30,6 +30,8 @@ unsigned statusOf(Refusal::Reason reason)
         return 413;
     case Refusal::Reason::TooMany:
         return 429;
+    case Refusal::Reason::NoRoom:
+        return 507;
     case Refusal::Reason::Invalid:
         break;
     }

@@ -195,10 +195,11 @@ Guess::Guess(Throttle &throttle, Act wrong, const Address &address)
         throttle_.check(act_, address_);
 }
 
-Guess::~Guess()
+void Guess::right() noexcept
 {
     if (taken_)
         throttle_.giveBack(act_, address_, *taken_);
+    taken_.reset();
 }
 
 void Guess::wrong()

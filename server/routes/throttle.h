@@ -107,22 +107,29 @@ public:
     Guess(Throttle &throttle, Throttle::Act wrong, const http::Address &address);
     Guess(const Guess &) = delete;
     Guess &operator=(const Guess &) = delete;
-    ~Guess();
+    ~Guess() { right(); }
 
     void wrong();
-    /// The action's result; a Miss is a wrong guess.
+    /// What comes of the action. If that is a Miss the guess was a wrong one.
     template<typename Action>
     auto judge(Action action) -> decltype(action())
     {
         try {
-            return action();
+            auto result = action();
+            right();
+            return result;
         } catch (const Miss &) {
             wrong();
+            throw;
+        } catch (...) {
+            right();
             throw;
         }
     }
 
 private:
+    void right() noexcept;
+
     Throttle &throttle_;
     Throttle::Act act_;
     http::Address address_;

@@ -26,6 +26,11 @@ Miss noSuchCode()
     return {Reason::NotFound, "There is no circle with this code."};
 }
 
+Miss noMember()
+{
+    return {Reason::Forbidden, "You are not a member of this circle any more."};
+}
+
 /// Whether the circle has no beam of others for that seat after that tick, which is one of its own.
 bool hasNothingAfter(const Seat &seat, Tick tick)
 {
@@ -41,6 +46,7 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
     , clock_(std::move(clock))
     , randomness_(std::move(randomness))
     , settings_(std::move(settings))
+    , quotas_(settings_.quotas)
     , sightings_(
           std::make_shared<Sightings>(ledger, settings_.calendar ? settings_.calendar : clock_))
 {}
@@ -105,8 +111,10 @@ void Circles::join(JoinRequest request, Done<Membership> done)
 {
     check(request);
     request.code = normalizedInviteCode(std::move(request.code));
-    if (!isInviteCode(request.code))
-        throw noSuchCode();
+    if (!isInviteCode(request.code)) {
+        done(Outcome<Membership>(std::make_exception_ptr(noSuchCode())));
+        return;
+    }
     look<Circle>(
         [code = request.code](LedgerView &ledger) {
             if (std::optional<Circle> circle = ledger.circleByCode(code))
@@ -147,9 +155,9 @@ void Circles::send(BeamRequest request, Done<Beam> done)
                     }));
 }
 
-Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request,
-                           Seconds now) const
+Founding Circles::createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now)
 {
+    quotas_.requireRoomForCircle(ledger.room());
     Founding founding;
     founding.key = newIdentifier(randomness_);
     Circle &circle = founding.circle;
@@ -208,8 +216,7 @@ const Member *Circles::idleSeat(const std::vector<Member> &members) const
     return longest;
 }
 
-Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request,
-                                 Seconds now) const
+Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now)
 {
     const Seat seat = taken(ledger, request.seatKey, request.fromMember);
     Beam beam{newIdentifier(randomness_),
@@ -228,6 +235,8 @@ Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &r
         circle.othersTick = circle.tick;
     circle.sender = seat.member.number;
     circle.tick = std::max(now, circle.tick + 1);
+    circle.bytes += bytes;
+    quotas_.requireRoomForBeam(circle, bytes, ledger.room());
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
     ledger.addBeam(beam, circle.tick, seat.member, bytes);
@@ -247,21 +256,21 @@ Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now
     return end;
 }
 
-Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey) const
+Seat Circles::taken(LedgerView &ledger, const std::string &seatKey) const
 {
     std::optional<Seat> seat = ledger.seatOfKey(seatKey);
     if (!seat)
-        throw Miss(Reason::Forbidden, "You are not a member of this circle any more.");
+        throw noMember();
     sightings_->note(seat->member);
     return std::move(*seat);
 }
 
-Seat Circles::taken(LedgerGlance &ledger, const std::string &seatKey,
+Seat Circles::taken(LedgerView &ledger, const std::string &seatKey,
                     const std::string &memberId) const
 {
     Seat seat = taken(ledger, seatKey);
     if (seat.member.id != memberId)
-        throw Miss(Reason::Forbidden, "You are not a member of this circle any more.");
+        throw noMember();
     return seat;
 }
 
@@ -280,17 +289,20 @@ void Circles::status(const std::string &deviceId, Done<std::optional<Membership>
         std::move(done));
 }
 
-std::optional<Circles::EmptyPoll> Circles::nothingNew(const std::string &seatKey,
-                                                      const std::string &memberId, Tick since)
+std::optional<Circles::EmptyPoll> Circles::nothingNew(std::string_view seatKey,
+                                                      std::string_view memberId, Tick since)
 {
     LedgerGlance *glance = ledger_.glance();
     if (!glance || since == 0)
         return std::nullopt;
     try {
-        Seat seat = taken(*glance, seatKey, memberId);
-        if (hasNothingAfter(seat, since)) {
-            const Tick covered = seat.circle.tick;
-            return EmptyPoll{std::move(seat), Poll{{}, covered + 1}};
+        std::optional<Seat> seat = glance->seat(seatKey, memberId);
+        if (!seat)
+            throw noMember();
+        sightings_->note(seat->member);
+        if (hasNothingAfter(*seat, since)) {
+            const Tick covered = seat->circle.tick;
+            return EmptyPoll{std::move(*seat), Poll{{}, covered + 1}};
         }
     } catch (const LedgerUnavailable &) {
         // Locked for a moment. Whoever may wait for that finds out.

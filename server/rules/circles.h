@@ -3,6 +3,7 @@
 
 #include "identifiers.h"
 #include "ledger/ledger.h"
+#include "quotas.h"
 #include "records/requests.h"
 #include "sightings.h"
 
@@ -45,8 +46,8 @@ struct Change
 };
 
 /// All but nothingNew() may be asked for from any thread. What the rules turn down is a Refusal,
-/// thrown at once where the request itself says so and told otherwise; where the database fails,
-/// LedgerUnavailable.
+/// thrown at once where the request itself says so and told otherwise, as a Miss always is; where
+/// the database fails, LedgerUnavailable.
 class Circles
 {
 public:
@@ -55,6 +56,7 @@ public:
         std::int64_t maxSeats = 5; ///< Of circles created from now on.
         /// How long nobody has to be seen in a seat before it can be taken over.
         Seconds idleSeat = 30 * Seconds{86'400};
+        Quotas::Limits quotas = {};
         Clock calendar = {}; ///< Tells how long seats are unseen. None: the wall clock does.
         /// How long before its time a capsule may be asked for, because clocks differ.
         Seconds capsuleGrace = 30;
@@ -77,7 +79,7 @@ public:
     void join(JoinRequest request, Done<Membership> done);
     void send(BeamRequest request, Done<Beam> done);
 
-    /// Whose poll it is that finds nothing, and what it is told.
+    /// Whose poll it is that finds nothing (in numbers), and what it is told.
     struct EmptyPoll
     {
         Seat seat;
@@ -88,7 +90,7 @@ public:
     void poll(const std::string &seatKey, const std::string &memberId, Tick since, Done<Poll> done);
     /// The poll's answer where it is an empty one and can be told without waiting for anything. On
     /// the thread of the connections.
-    std::optional<EmptyPoll> nothingNew(const std::string &seatKey, const std::string &memberId,
+    std::optional<EmptyPoll> nothingNew(std::string_view seatKey, std::string_view memberId,
                                         Tick since);
     void history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done);
 
@@ -122,9 +124,9 @@ private:
 
     void joinKnown(const JoinRequest &request, Done<Membership> done);
 
-    Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now) const;
+    Founding createIn(LedgerTransaction &ledger, const CreateRequest &request, Seconds now);
     Joining joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
-    Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now) const;
+    Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now);
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
     Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since) const;
     Poll firstPollIn(LedgerView &ledger, const Seat &seat) const;
@@ -133,14 +135,15 @@ private:
                                int limit, std::int64_t maxBytes, Tick &covered) const;
     const Member *idleSeat(const std::vector<Member> &members) const;
     // The seat of that key, in which somebody is seen by that.
-    Seat taken(LedgerGlance &ledger, const std::string &seatKey) const;
-    Seat taken(LedgerGlance &ledger, const std::string &seatKey, const std::string &memberId) const;
+    Seat taken(LedgerView &ledger, const std::string &seatKey) const;
+    Seat taken(LedgerView &ledger, const std::string &seatKey, const std::string &memberId) const;
     void seal(std::vector<Beam> &beams) const;
 
     Ledger &ledger_;
     Clock clock_;
     Randomness randomness_;
     Settings settings_;
+    Quotas quotas_;
     std::shared_ptr<Sightings> sightings_; ///< Shared with what it still has to write.
     std::function<void(const Change &)> observer_ = [](const Change &) {};
 };

@@ -35,18 +35,18 @@ Sightings::Sightings(Ledger &ledger, Clock calendar)
 void Sightings::note(const Member &member)
 {
     if (now() - member.seen >= precision)
-        put(member.number);
+        put(member);
 }
 
 bool Sightings::unseenFor(Seconds time, const Member &member)
 {
     const Seconds unseen = now() - member.seen;
     if (unseen < 0)
-        put(member.number);
+        put(member);
     return unseen >= time + precision;
 }
 
-void Sightings::put(std::int64_t member)
+void Sightings::put(const Member &member)
 {
     {
         const std::lock_guard lock(mutex_);
@@ -63,7 +63,7 @@ void Sightings::put(std::int64_t member)
 // One after the other, so that many who come back at once share their wait for the disk.
 void Sightings::write()
 {
-    std::vector<std::int64_t> members;
+    std::vector<Member> members;
     {
         const std::lock_guard lock(mutex_);
         members.swap(waiting_);
@@ -71,7 +71,7 @@ void Sightings::write()
     try {
         ledger_.write(
             [members = std::move(members), seen = now()](LedgerTransaction &ledger, Seconds) {
-                for (const std::int64_t member : members)
+                for (const Member &member : members)
                     ledger.markSeen(member, seen);
             },
             0,

@@ -32,7 +32,7 @@ public:
     bool unseenFor(Seconds time, const Member &member);
 
 private:
-    void put(std::int64_t member);
+    void put(const Member &member);
     void write();
     void written(bool failed);
 
@@ -40,7 +40,7 @@ private:
     Clock calendar_;
 
     std::mutex mutex_;
-    std::vector<std::int64_t> waiting_; ///< Numbers of members, for the next write.
+    std::vector<Member> waiting_; ///< For the next write.
     bool writing_ = false;
     std::optional<Seconds> failed_; ///< When the last write did, if it did.
 };

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <latch>
 #include <mutex>
+#include <random>
 #include <set>
 #include <thread>
 
@@ -181,6 +182,61 @@ TEST(Ledger, MissesNothingWhileManySendAndAClockIsSetBack)
     }
     EXPECT_EQ(std::set<std::string>(seen.begin(), seen.end()), accepted);
     EXPECT_EQ(seen.size(), 400u) << "each once";
+}
+
+// A glance remembers. What it tells is nevertheless what is on disk, whichever of two processes has
+// changed it, however many commits that was and wherever they stand in the log.
+TEST(Ledger, AGlanceTellsWhatIsOnDisk)
+{
+    House house;
+    Neighbour neighbour(house);
+    const std::array<Ledger *, 2> ledgers{house.ledger.get(), neighbour.ledger.get()};
+    const std::array<Circles *, 2> servers{&house.circles, &neighbour.circles};
+    const std::array<std::string, 2> codes{house.newCircle().text("code"),
+                                           house.newCircle().text("code")};
+    const auto numbers = [](const std::optional<Seat> &seat) {
+        return seat ? std::vector{seat->circle.number,     seat->circle.tick,   seat->circle.sender,
+                                  seat->circle.othersTick, seat->member.number, seat->member.circle,
+                                  seat->member.seen}
+                    : std::vector<std::int64_t>();
+    };
+    std::mt19937 random(1); // NOLINT(cert-msc51-cpp): the same each time
+    const auto below = [&](std::size_t end) { return random() % end; };
+    std::vector<Seat> seats; // also those that were given up
+    const auto join = [&](Circles &server) {
+        const std::string device = std::to_string(below(4));
+        const JoinRequest request{codes[below(2)], "Ana", device, "x"};
+        seats.push_back(outcomeOf<Membership>([&](Done<Membership> done) {
+                            server.join(request, std::move(done));
+                        }).seat);
+    };
+    join(house.circles);
+    for (int step = 0; step < 500; ++step) {
+        Circles &server = *servers[below(2) & below(2)];
+        house.time.advance(static_cast<Seconds>(below(3'600)));
+        const Seat &seat = seats[below(seats.size())];
+        if (below(10) == 0) {
+            join(server);
+        } else {
+            std::promise<void> told;
+            server.send({seat.key, seat.member.id, "text", std::string(9'000, 'x'), {}, {}},
+                        [&](const Outcome<Beam> &) { told.set_value(); });
+            told.get_future().wait();
+        }
+        const Seat &asked = seats[below(seats.size())];
+        const std::string stranger(32, '0');
+        for (Ledger *ledger : ledgers) {
+            std::vector<std::int64_t> truth;
+            std::promise<void> looked;
+            ledger->read([&](LedgerView &view) { truth = numbers(view.seatOfKey(asked.key)); },
+                         [&](const std::exception_ptr &) { looked.set_value(); });
+            looked.get_future().wait();
+            for (int time : {1, 2})
+                ASSERT_EQ(numbers(ledger->glance()->seat(asked.key, asked.member.id)), truth)
+                    << step << ", time " << time;
+            ASSERT_FALSE(ledger->glance()->seat(asked.key, stranger)) << "not that member's";
+        }
+    }
 }
 
 // What a client has been told never stands between it and a beam, whatever clock the server that

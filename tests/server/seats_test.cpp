@@ -1,12 +1,17 @@
 // Who has a seat, who can take whose, and how much room there is for what is sent.
 
+#include "records/wire.h"
 #include "support.h"
 
 #include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
+#include <latch>
 #include <map>
 #include <random>
+#include <spdlog/sinks/ostream_sink.h>
+#include <spdlog/spdlog.h>
+#include <sstream>
 
 namespace kivolo::server::test {
 
@@ -196,6 +201,135 @@ TEST(Seats, AreSeenAtTheCostOfFewWritesAndWithoutADisk)
     house.time.advance(2 * day);
     EXPECT_EQ(house.post("/join", ben).status, 200u);
     EXPECT_EQ(house.poll(ana, 1).status, 403u);
+}
+
+namespace {
+
+/// What is logged while it lives.
+class Log
+{
+public:
+    Log()
+    {
+        spdlog::set_default_logger(std::make_shared<spdlog::logger>(
+            "test", std::make_shared<spdlog::sinks::ostream_sink_mt>(text_)));
+    }
+    ~Log() { spdlog::set_default_logger(before_); }
+    std::string text() const { return text_.str(); }
+
+private:
+    std::ostringstream text_;
+    std::shared_ptr<spdlog::logger> before_ = spdlog::default_logger();
+};
+
+/// Statuses of what has to work when there is no room for beams.
+void expectTheRestToWork(House &house, const Told &member)
+{
+    EXPECT_EQ(house.poll(member, 0).status, 200u);
+    EXPECT_EQ(house.call("GET", "/me?device_id=a").status, 200u);
+    EXPECT_EQ(house.call("GET", "/history?limit=9&circle_id=" + member.text("circle_id")).status,
+              200u);
+    house.join(member.text("code"), "new");
+}
+
+} // namespace
+
+// Counted to the byte, whichever process takes the beams.
+TEST(Quotas, OfACircleAreExactAndItsOwn)
+{
+    constexpr std::int64_t quota = 20'000;
+    const Circles::Settings settings{.quotas = {.circle = quota}};
+    House house(settings);
+    const std::unique_ptr<Ledger> second =
+        openLedger("sqlite:" + (house.folder / "ledger.sqlite").string(), house.time.clock());
+    Circles neighbour(*second, house.time.clock(), systemRandomness, settings);
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    const std::string key = ana.text("circle_id");
+    const std::string text(1'000, '\n'); // each takes six bytes in a reply
+    for (int refusals = 0; refusals < 2;) {
+        try {
+            outcomeOf<Beam>([&](Done<Beam> done) {
+                neighbour.send({key, ana.text("member_id"), "text", text, {}, {}}, std::move(done));
+            });
+        } catch (const Refusal &refusal) {
+            EXPECT_EQ(refusal.reason(), Refusal::Reason::NoRoom);
+            ++refusals;
+        }
+        refusals += house.sendText(ana, text).status == 507;
+    }
+    std::int64_t kept = 0;
+    const auto beams = outcomeOf<std::vector<Beam>>(
+        [&](Done<std::vector<Beam>> done) { house.circles.history(key, 200, std::move(done)); });
+    for (const Beam &beam : beams)
+        kept += static_cast<std::int64_t>(wire::length(beam));
+    EXPECT_LE(kept, quota);
+    EXPECT_GT(kept + static_cast<std::int64_t>(wire::length(beams.front())), quota);
+    expectTheRestToWork(house, ana);
+    const Told ben = house.join(house.newCircle().text("code"), "b");
+    EXPECT_EQ(house.sendText(ben, text).status, 200u);
+}
+
+// A disk is never filled by beams: those that wait for it are counted before they are written.
+TEST(Quotas, KeepTheReserveOfADiskFree)
+{
+    const Log log;
+    constexpr std::int64_t reserve = 100 << 20;
+    std::atomic<std::int64_t> free = std::int64_t{1} << 40;
+    House house(Circles::Settings{.quotas = {.reserve = reserve}}, {}, {}, 1e6,
+                [&] { return free.load(); });
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    free = reserve + (20 << 20);
+    std::promise<void> entered;
+    std::promise<void> go;
+    house.ledger->write(
+        [&](LedgerTransaction &, Seconds) {
+            entered.set_value();
+            go.get_future().wait();
+        },
+        0, [](const std::exception_ptr &) {});
+    entered.get_future().wait();
+    std::atomic<int> accepted = 0;
+    std::latch told(30);
+    const std::string doodle =
+        "data:image/png;base64,iVBORw0KGgoA" + std::string((2 << 20) - 36, 'A');
+    for (int i = 0; i < 30; ++i) {
+        house.circles.send({ana.text("circle_id"), ana.text("member_id"), "doodle", doodle, {}, {}},
+                           [&](Outcome<Beam> beam) {
+                               try {
+                                   beam.take();
+                                   ++accepted;
+                               } catch (const Refusal &) {
+                               }
+                               told.count_down();
+                           });
+    }
+    go.set_value();
+    told.wait();
+    EXPECT_EQ(accepted, 4) << "each is written twice, into the log and into the file";
+
+    free = reserve;
+    EXPECT_EQ(house.sendText(ana, "x").status, 507u);
+    EXPECT_EQ(house.post("/circle/create", {{"device_id", "c"}}).status, 507u);
+    expectTheRestToWork(house, ana);
+    EXPECT_EQ(log.text().find("beams are turned away"), log.text().rfind("beams are turned away"));
+    EXPECT_NE(log.text().find("beams are turned away: the disk has"), std::string::npos);
+}
+
+TEST(Quotas, BoundTheDatabasesFile)
+{
+    constexpr std::int64_t quota = 1 << 20;
+    House house(Circles::Settings{.quotas = {.database = quota}});
+    const Told ana = house.join(house.newCircle().text("code"), "a");
+    const std::string text(10'000, 'x');
+    while (house.sendText(ana, text).status == 200)
+        ;
+    EXPECT_EQ(house.sendText(ana, text).status, 507u);
+    expectTheRestToWork(house, ana);
+    house.ledger.reset();
+    const auto size =
+        static_cast<std::int64_t>(std::filesystem::file_size(house.folder / "ledger.sqlite"));
+    EXPECT_LE(size, quota);
+    EXPECT_GT(size, quota * 9 / 10);
 }
 
 } // namespace kivolo::server::test

@@ -44,9 +44,10 @@ std::string Told::text(std::string_view key) const
 }
 
 House::House(Circles::Settings settings, std::function<void()> beforeCommit,
-             std::chrono::milliseconds hold, double rates)
-    : ledger(openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
-                        {.beforeCommit = std::move(beforeCommit)}))
+             std::chrono::milliseconds hold, double rates, std::function<std::int64_t()> freeSpace)
+    : ledger(
+          openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
+                     {.freeSpace = std::move(freeSpace), .beforeCommit = std::move(beforeCommit)}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
     , holds(hold, time.steadyClock())
     , throttle(Throttle::allowances(rates), steadyTime.steadyClock())

@@ -53,7 +53,8 @@ struct Told
 struct House
 {
     explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {},
-                   std::chrono::milliseconds hold = {}, double rates = 1e6);
+                   std::chrono::milliseconds hold = {}, double rates = 1e6,
+                   std::function<std::int64_t()> freeSpace = {});
 
     Told call(std::string_view method, std::string_view target, std::string_view body = {},
               std::string_view contentType = "application/json");
