@@ -174,17 +174,10 @@ Client::Client(World &world, std::size_t number)
     : world_(world)
     , number_(number)
     , device_("&=+" + std::to_string(number) + "-" + std::to_string(world.seed))
-    , dice_(world.seed * 1'000 + number)
-    , pollDice_(world.seed * 1'000 + 500 + number)
+    , pollDice_(world.seed * 1'000 + number)
     , line_(world, "127.200." + std::to_string(number) + ".1")
     , pollLine_(world, "127.200." + std::to_string(number) + ".1")
 {}
-
-Client::Step Client::draw()
-{
-    return {dice_.upTo(99),  dice_.upTo(250), dice_.upTo(1'000), dice_.upTo(99),
-            dice_.upTo(999), dice_.upTo(999), dice_.upTo(999)};
-}
 
 asio::awaitable<void> Client::pause(std::uint64_t milliseconds)
 {
@@ -194,60 +187,46 @@ asio::awaitable<void> Client::pause(std::uint64_t milliseconds)
 
 asio::awaitable<void> Client::live()
 {
-    while (!world_.ending) {
-        const Step step = draw();
-        co_await pause(step.pause);
+    for (std::uint64_t step = 0; unsure_ || !world_.ending; ++step) {
+        Dice dice((world_.seed * 1'000 + number_) * 1'000'000 + step);
+        co_await pause(dice.upTo(250));
+        server_ = dice.upTo(world_.serversUsed - 1);
         if (unsure_)
-            co_await askStatus(step.server % world_.serversUsed);
+            co_await askStatus();
         else
-            co_await act(step);
-    }
-    while (unsure_) {
-        co_await askStatus(0);
-        co_await pause(100);
+            co_await act(dice);
     }
 }
 
-asio::awaitable<void> Client::act(const Step &step)
+asio::awaitable<void> Client::act(Dice &dice)
 {
     const std::size_t circles = world_.record.codes.size();
-    const std::size_t latest = std::min<std::size_t>(circles, 12);
-    const std::size_t other = latest > 0 ? circles - 1 - step.one % latest : 0;
-    const auto count = [this](const char *what) { ++world_.operations[what]; };
-    if (circles == 0 || step.kind == 0 || (!seat_ && step.kind < 10)) {
-        count("create");
-        co_await create(step);
-    } else if (!seat_ || step.kind < 4) {
-        count(seat_ ? "move" : "join");
-        co_await join(step, other);
-    } else if (step.kind < 8) {
-        count("rename");
-        co_await join(step, world_.record.seats[*seat_].circle);
-    } else if (step.kind < 50) {
-        count("send");
-        co_await send(step, 1);
-    } else if (step.kind < 60) {
-        count("pipeline");
-        co_await send(step, 2 + step.two % 5);
-    } else if (step.kind < 66) {
-        count("hang up");
-        co_await sendBrokenOff(step);
-    } else if (step.kind < 74) {
-        count("history");
-        co_await history(step);
-    } else if (step.kind < 84) {
-        count("capsule");
-        co_await capsule(step);
-    } else if (step.kind < 88) {
-        count("status");
-        co_await askStatus(step.server % world_.serversUsed);
-    } else if (step.kind < 91) {
-        count("start anew");
+    const std::size_t latest = std::clamp<std::size_t>(circles, 1, 12);
+    const std::size_t other = circles - 1 - dice.upTo(latest - 1);
+    const std::uint64_t kind = dice.upTo(99);
+    const auto counted = [&](const char *what) { return ++world_.operations[what] > 0; };
+    if ((circles == 0 || kind == 0 || (!seat_ && kind < 10)) && counted("create"))
+        co_await create(dice);
+    else if ((!seat_ || kind < 4) && counted("join or move"))
+        co_await join(dice, other);
+    else if (kind < 8 && counted("rename"))
+        co_await join(dice, world_.record.seats[*seat_].circle);
+    else if (kind < 50 && counted("send"))
+        co_await send(dice, 1);
+    else if (kind < 60 && counted("pipeline"))
+        co_await send(dice, 2 + dice.upTo(4));
+    else if (kind < 66 && counted("hang up"))
+        co_await sendBrokenOff(dice);
+    else if (kind < 74 && counted("history"))
+        co_await history(dice);
+    else if (kind < 84 && counted("capsule"))
+        co_await capsule(dice);
+    else if (kind < 88 && counted("status"))
+        co_await askStatus();
+    else if (kind < 91 && counted("start anew"))
         startAnew();
-    } else {
-        count("foreign key or beam");
-        co_await tryForeign(step);
-    }
+    else if (counted("foreign key or beam"))
+        co_await tryForeign(dice);
 }
 
 void Client::startAnew()
@@ -264,11 +243,11 @@ void Client::complain(const std::string &what, const Span &span)
                                        " to " + std::to_string(span.ended) + ")");
 }
 
-asio::awaitable<void> Client::askStatus(std::size_t server)
+asio::awaitable<void> Client::askStatus()
 {
     Span span{now(), 0};
     const std::string request = get("/me?device_id=" + device_);
-    const Answer answer = co_await line_.ask(server, request, 8s);
+    const Answer answer = co_await line_.ask(server_, request, 8s);
     span.ended = now();
     if (answer.status != 200)
         co_return;
@@ -283,29 +262,29 @@ asio::awaitable<void> Client::askStatus(std::size_t server)
     }
 }
 
-asio::awaitable<void> Client::create(const Step &step)
+asio::awaitable<void> Client::create(Dice &dice)
 {
     const json::object body{{"device_id", device_}, {"owner_email", ""}};
     const std::string request = post("/circle/create", body);
-    const Answer answer = co_await line_.ask(step.server % world_.serversUsed, request, 8s);
+    const Answer answer = co_await line_.ask(server_, request, 8s);
     if (answer.status != 200)
         co_return;
     world_.record.codes.push_back(textAt(answer.body, "code"));
     const std::size_t circle = world_.record.codes.size() - 1;
     Span span{now(), 0};
-    co_await join(step, circle);
+    co_await join(dice, circle);
     span.ended = now();
     if (seat_ && world_.record.seats[*seat_].circle == circle && span.begun >= doubtUntil_ &&
         world_.record.seats[*seat_].key != textAt(answer.body, "circle_id"))
         complain("a founder was given another key than promised", span);
 }
 
-asio::awaitable<void> Client::join(const Step &step, std::size_t circle)
+asio::awaitable<void> Client::join(Dice &dice, std::size_t circle)
 {
     static constexpr const char *emojis[] = {"💜", "👩‍👩‍👧", "e", "🏳️‍🌈"};
     const std::string handle =
         "Ana \"" + std::to_string(number_) + "\" é" + std::to_string(serial_++);
-    const std::string emoji = emojis[step.two % std::size(emojis)];
+    const std::string emoji = emojis[dice.upTo(std::size(emojis) - 1)];
     const std::optional<std::size_t> old = seat_;
     const bool leaving = old && world_.record.seats[*old].circle != circle;
     Span span{now(), 0};
@@ -319,7 +298,7 @@ asio::awaitable<void> Client::join(const Step &step, std::size_t circle)
                             {"emoji", emoji},
                             {"device_id", device_}};
     const std::string request = post("/join", body);
-    const Answer answer = co_await line_.ask(step.server % world_.serversUsed, request, 8s);
+    const Answer answer = co_await line_.ask(server_, request, 8s);
     span.ended = now();
     const unsigned status = answer.status;
     if (status == 200) {
@@ -367,7 +346,6 @@ void Client::settleSeat(const json::value &reply, const Span &span)
         loseSeat(*seat_, span.ended);
     seats.push_back(told);
     seat_ = seats.size() - 1;
-    capsules_.clear();
 }
 
 void Client::loseSeat(std::size_t seat, Moment by)
@@ -381,27 +359,26 @@ void Client::loseSeat(std::size_t seat, Moment by)
     unsure_ = true;
 }
 
-std::size_t Client::addSend(const Step &step, std::size_t seat, std::size_t index)
+std::size_t Client::addSend(Dice &dice, std::size_t seat)
 {
     SendLog send;
     send.seat = seat;
-    send.server = step.server % world_.serversUsed;
+    send.server = server_;
     send.names = names_;
     send.type = "text";
     const std::string token = std::to_string(number_) + "/" + std::to_string(++serial_) + " ";
-    const std::uint64_t kind = (step.size + 37 * index) % 100;
-    Dice dice(step.three * 1'000 + index);
+    const std::uint64_t kind = dice.upTo(99);
     if (kind < 15) {
         send.type = "doodle";
-        send.body = doodle(token, kind == 0 ? 300'000 : step.one * 2);
+        send.body = doodle(token, kind == 0 ? 300'000 : dice.upTo(2'000));
     } else {
-        send.body = token + difficultText(kind == 99 ? 1'200 : step.one % 40, dice);
+        send.body = token + difficultText(kind == 99 ? 1'200 : dice.upTo(40), dice);
     }
     if (kind >= 80)
         send.effect = "shake";
     if (kind >= 65 && kind < 85)
         send.openAt = now() / second + world_.servers.ahead(send.server) + 1 +
-                      static_cast<std::int64_t>(step.two % 20);
+                      static_cast<std::int64_t>(dice.upTo(20));
     send.span.begun = now();
     world_.record.sends.push_back(std::move(send));
     return world_.record.sends.size() - 1;
@@ -438,28 +415,21 @@ void Client::settleSend(SendLog &send, const Answer &answer)
     send.id = textAt(answer.body, "id");
     send.createdAt = numberAt(answer.body, "created_at");
     if (send.openAt != 0)
-        noteCapsule(world_.record.seats[send.seat].circle, send.id);
+        world_.capsules.emplace_back(world_.record.seats[send.seat].circle, send.id);
 }
 
-void Client::noteCapsule(std::size_t circle, const std::string &id)
-{
-    world_.capsules.emplace_back(circle, id);
-    if (seat_ && world_.record.seats[*seat_].circle == circle)
-        capsules_.push_back(id);
-}
-
-asio::awaitable<void> Client::send(const Step &step, std::size_t count)
+asio::awaitable<void> Client::send(Dice &dice, std::size_t count)
 {
     const std::size_t seat = *seat_;
     std::vector<std::size_t> sends;
     std::vector<std::string> requests;
     for (std::size_t i = 0; i < count; ++i) {
-        sends.push_back(addSend(step, seat, i));
+        sends.push_back(addSend(dice, seat));
         requests.push_back(beamRequest(world_.record.sends.back()));
         if (i > 0)
             world_.record.sends.back().after = sends[i - 1];
     }
-    LookLog look{LookLog::Kind::History, seat, step.server % world_.serversUsed, 20, {now(), 0}};
+    LookLog look{LookLog::Kind::History, seat, server_, 20, {now(), 0}};
     if (count > 1)
         requests.push_back(historyRequest(look));
     const auto answers = co_await line_.ask(look.server, std::move(requests), 8s);
@@ -469,13 +439,13 @@ asio::awaitable<void> Client::send(const Step &step, std::size_t count)
         addLook(std::move(look), answers[count]);
 }
 
-asio::awaitable<void> Client::sendBrokenOff(const Step &step)
+asio::awaitable<void> Client::sendBrokenOff(Dice &dice)
 {
-    const std::size_t index = addSend(step, *seat_, 0);
+    const std::size_t index = addSend(dice, *seat_);
     const std::string request = beamRequest(world_.record.sends[index]);
-    const std::size_t part = step.two < 400 ? request.size() : request.size() * step.one / 1'000;
+    const std::size_t part = dice.oneIn(3) ? request.size() : dice.upTo(request.size());
     const std::string_view bytes = std::string_view(request).substr(0, part);
-    const bool asked = co_await line_.breakOff(step.server % world_.serversUsed, bytes);
+    const bool asked = co_await line_.breakOff(server_, bytes);
     SendLog &send = world_.record.sends[index];
     send.span.ended = now();
     if (part < request.size() || !asked)
@@ -522,66 +492,63 @@ void Client::addLook(LookLog look, const Answer &answer)
         look.serverTime = numberAt(answer.body, "server_time");
     if (look.status == 200 &&
         (look.kind == LookLog::Kind::Poll || look.kind == LookLog::Kind::History)) {
-        for (const json::value &beam : answer.body.at("beams").as_array()) {
+        for (const json::value &beam : answer.body.at("beams").as_array())
             look.beams.push_back(deliveredIn(beam));
-            if (look.beams.back().sealed)
-                noteCapsule(world_.record.seats[look.seat].circle, look.beams.back().id);
-        }
     }
     world_.record.looks.push_back(std::move(look));
 }
 
-asio::awaitable<void> Client::history(const Step &step)
+asio::awaitable<void> Client::history(Dice &dice)
 {
-    const LookLog log{LookLog::Kind::History, *seat_, step.server % world_.serversUsed,
-                      static_cast<std::int64_t>(1 + step.one % 200)};
+    const LookLog log{LookLog::Kind::History, *seat_, server_,
+                      static_cast<std::int64_t>(1 + dice.upTo(199))};
     const std::string request = historyRequest(log);
     co_await look(line_, log, request, 8s);
 }
 
-asio::awaitable<void> Client::capsule(const Step &step)
+asio::awaitable<void> Client::capsule(Dice &dice)
 {
-    if (capsules_.empty())
+    const LookLog log{LookLog::Kind::Capsule, *seat_, server_};
+    std::vector<std::string> known;
+    for (const auto &[circle, id] : world_.capsules) {
+        if (circle == world_.record.seats[*seat_].circle)
+            known.push_back(id);
+    }
+    if (known.empty())
         co_return;
-    const LookLog log{LookLog::Kind::Capsule, *seat_, step.server % world_.serversUsed};
-    const std::size_t latest = std::min<std::size_t>(capsules_.size(), 10);
-    const std::string &id = capsules_[capsules_.size() - 1 - step.one % latest];
-    const std::string request = capsuleRequest(log, id);
+    const std::size_t back = dice.upTo(std::min<std::size_t>(known.size(), 10) - 1);
+    const std::string request = capsuleRequest(log, known[known.size() - 1 - back]);
     co_await look(line_, log, request, 3s);
 }
 
 // From another address, as whoever has found a key would: wrong ones count against an address.
-asio::awaitable<void> Client::tryForeign(const Step &step)
+asio::awaitable<void> Client::tryForeign(Dice &dice)
 {
-    Line line(world_, "127.201." + std::to_string(step.one % 250) + "." +
-                          std::to_string(1 + step.two % 250));
-    LookLog log{LookLog::Kind::Foreign, *seat_, step.server % world_.serversUsed};
-    const std::size_t circle = world_.record.seats[*seat_].circle;
+    const std::vector<SeatLog> &seats = world_.record.seats;
+    Line line(world_, "127.201." + std::to_string(dice.upTo(249)) + "." +
+                          std::to_string(1 + dice.upTo(249)));
+    LookLog log{LookLog::Kind::Foreign, *seat_, server_};
+    const std::size_t way = dice.upTo(3);
+    const std::string member = seats[dice.upTo(seats.size() - 1)].member;
     std::string request;
-    if (step.three % 4 == 0) {
-        const std::string &member =
-            world_.record.seats[step.one % world_.record.seats.size()].member;
+    if (way == 0 && member != seats[*seat_].member) {
         request = pollRequest(log, member);
-        if (member != world_.record.seats[*seat_].member)
-            co_await look(line, log, request, 8s);
-    } else if (step.three % 4 == 1 && !world_.capsules.empty()) {
-        const auto &[other, id] = world_.capsules[step.one % world_.capsules.size()];
-        request = capsuleRequest(log, id);
-        if (other != circle)
-            co_await look(line, log, request, 8s);
+    } else if (way == 1 && !world_.capsules.empty()) {
+        const auto &[circle, id] = world_.capsules[dice.upTo(world_.capsules.size() - 1)];
+        if (circle != seats[*seat_].circle)
+            request = capsuleRequest(log, id);
     } else if (!lostSeats_.empty()) {
-        log.seat = lostSeats_[step.one % lostSeats_.size()];
-        log.kind = step.three % 4 == 2 ? LookLog::Kind::Poll : LookLog::Kind::History;
+        log.seat = lostSeats_[dice.upTo(lostSeats_.size() - 1)];
+        log.kind = way == 2 ? LookLog::Kind::Poll : LookLog::Kind::History;
         log.asked = 1;
-        const bool polls = log.kind == LookLog::Kind::Poll;
-        const std::string &member = world_.record.seats[log.seat].member;
-        request = polls ? pollRequest(log, member) : historyRequest(log);
-        co_await look(line, log, request, 8s);
-        const std::size_t index = addSend(step, log.seat, 0);
+        request = way == 2 ? pollRequest(log, seats[log.seat].member) : historyRequest(log);
+        const std::size_t index = addSend(dice, log.seat);
         const std::string sending = beamRequest(world_.record.sends[index]);
         const Answer answer = co_await line.ask(log.server, sending, 8s);
         settleSend(world_.record.sends[index], answer);
     }
+    if (!request.empty())
+        co_await look(line, log, request, 8s);
 }
 
 asio::awaitable<void> Client::watch()

@@ -25,7 +25,7 @@ struct World
     std::size_t serversUsed = 1;
     bool ending = false;  ///< Nobody begins anything new but polls.
     Moment quiet = never; ///< Polls that begin from then on see all there is.
-    std::vector<std::pair<std::size_t, std::string>> capsules{}; ///< Of every circle.
+    std::vector<std::pair<std::size_t, std::string>> capsules{}; ///< With the circle of each.
     std::map<std::string, std::uint64_t> operations{};
 };
 
@@ -66,35 +66,30 @@ class Client
 public:
     Client(World &world, std::size_t number);
 
-    /// Does one thing after another until the world ends.
+    /// Does one thing after another until the world ends. What it does is drawn afresh each time,
+    /// so that what came of one thing changes no later one.
     asio::awaitable<void> live();
     /// Polls from then on, as its program would, until all is quiet and it has seen it.
     asio::awaitable<void> watch();
 
 private:
-    /// What it is about to do. Drawn as a whole, so that what comes of it changes no later one.
-    struct Step
-    {
-        std::uint64_t kind, pause, server, size, one, two, three;
-    };
     using Time = std::chrono::milliseconds;
 
-    Step draw();
     asio::awaitable<void> pause(std::uint64_t milliseconds);
-    asio::awaitable<void> act(const Step &step);
-    asio::awaitable<void> askStatus(std::size_t server);
-    asio::awaitable<void> create(const Step &step);
-    asio::awaitable<void> join(const Step &step, std::size_t circle);
-    asio::awaitable<void> send(const Step &step, std::size_t count);
-    asio::awaitable<void> sendBrokenOff(const Step &step);
+    asio::awaitable<void> act(Dice &dice);
+    asio::awaitable<void> askStatus();
+    asio::awaitable<void> create(Dice &dice);
+    asio::awaitable<void> join(Dice &dice, std::size_t circle);
+    asio::awaitable<void> send(Dice &dice, std::size_t count);
+    asio::awaitable<void> sendBrokenOff(Dice &dice);
     asio::awaitable<unsigned> look(Line &line, LookLog look, std::string request, Time patience);
-    asio::awaitable<void> history(const Step &step);
-    asio::awaitable<void> capsule(const Step &step);
-    asio::awaitable<void> tryForeign(const Step &step);
+    asio::awaitable<void> history(Dice &dice);
+    asio::awaitable<void> capsule(Dice &dice);
+    asio::awaitable<void> tryForeign(Dice &dice);
     asio::awaitable<bool> pollOnce(std::size_t seat, std::int64_t &since);
     void startAnew();
 
-    std::size_t addSend(const Step &step, std::size_t seat, std::size_t index);
+    std::size_t addSend(Dice &dice, std::size_t seat);
     std::string beamRequest(const SendLog &send) const;
     void settleSend(SendLog &send, const Answer &answer);
     std::string pollRequest(const LookLog &look, const std::string &member) const;
@@ -103,24 +98,22 @@ private:
     void settleSeat(const boost::json::value &reply, const Span &span);
     void loseSeat(std::size_t seat, Moment by);
     void addLook(LookLog look, const Answer &answer);
-    void noteCapsule(std::size_t circle, const std::string &id);
     void complain(const std::string &what, const Span &span);
 
     World &world_;
     std::size_t number_;
     std::string device_;
-    Dice dice_;
     Dice pollDice_;
     Line line_;
     Line pollLine_;
     std::optional<std::size_t> seat_;
     std::set<std::string> names_; ///< What it may be called.
     std::vector<std::size_t> lostSeats_;
-    std::vector<std::string> capsules_; ///< That it knows of.
-    bool unsure_ = true;                ///< Whether it has to ask where it is.
-    Moment doubtUntil_ = 0;             ///< Until then an old request can still move it.
+    bool unsure_ = true;    ///< Whether it has to ask where it is.
+    Moment doubtUntil_ = 0; ///< Until then an old request can still move it.
     std::uint64_t starts_ = 0;
     std::uint64_t serial_ = 0;
+    std::size_t server_ = 0; ///< Which it asks just now.
     std::size_t pollServer_ = 0;
 };
 

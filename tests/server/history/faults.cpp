@@ -10,7 +10,6 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -39,20 +38,16 @@ Function next(const char *name)
     return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, name));
 }
 
-/// How much of what would make the file grow there is room for. What is written over something
-/// needs none.
-std::size_t granted(int file, std::size_t count, off64_t offset)
+/// How much of that there is room for. What is written over something needs some as well, as on a
+/// file system that copies on writing.
+std::size_t granted(std::size_t count)
 {
-    struct stat status = {};
-    if (faults().room < 0 || ::fstat(file, &status) != 0)
+    const std::int64_t room = faults().room;
+    if (room < 0)
         return count;
-    const auto over = std::max<off64_t>(
-        0, std::min<off64_t>(status.st_size - offset, static_cast<off64_t>(count)));
-    const auto growth = static_cast<std::int64_t>(count) - over;
-    const std::int64_t before = faults().room.fetch_sub(growth);
-    const std::int64_t room = std::max<std::int64_t>(0, std::min(before, growth));
-    faults().room = std::max<std::int64_t>(0, before - growth);
-    return static_cast<std::size_t>(over + room);
+    const std::size_t some = std::min(count, static_cast<std::size_t>(room));
+    faults().room -= static_cast<std::int64_t>(some);
+    return some;
 }
 
 } // namespace
@@ -66,12 +61,11 @@ extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
     return result;
 }
 
-extern "C" int gettimeofday(timeval *time, void *zone) noexcept
+extern "C" int gettimeofday(timeval *time, void *) noexcept
 {
-    static const auto real = next<int (*)(timeval *, void *)>("gettimeofday");
-    const int result = real(time, zone);
-    if (result == 0)
-        time->tv_sec += faults().clockAhead;
+    timespec now = {};
+    const int result = clock_gettime(CLOCK_REALTIME, &now);
+    *time = {now.tv_sec, now.tv_nsec / 1'000};
     return result;
 }
 
@@ -87,7 +81,7 @@ extern "C" time_t time(time_t *result) noexcept
 extern "C" ssize_t pwrite64(int file, const void *bytes, size_t count, off64_t offset)
 {
     static const auto real = next<ssize_t (*)(int, const void *, size_t, off64_t)>("pwrite64");
-    const std::size_t some = granted(file, count, offset);
+    const std::size_t some = granted(count);
     if (some > 0 || count == 0)
         return real(file, bytes, some, offset);
     errno = ENOSPC;

@@ -12,7 +12,7 @@ struct Faults
     static constexpr const char *variable = "KIVOLO_FAULTS"; ///< Names the file that is mapped.
 
     std::atomic<std::int64_t> clockAhead{0}; ///< Seconds that the wall clock is ahead by.
-    std::atomic<std::int64_t> room{-1};      ///< Bytes that files can still grow by; -1: no bound.
+    std::atomic<std::int64_t> room{-1};      ///< Bytes that the disk still takes; -1: no bound.
 };
 
 } // namespace kivolo::server::history

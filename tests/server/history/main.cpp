@@ -12,6 +12,7 @@
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <sqlite3.h>
 #include <sys/resource.h>
 
 namespace kivolo::server::history {
@@ -89,12 +90,14 @@ private:
             co_await last(length);
             servers.setRoom(-1);
         } else if (kind == "database locked" || kind == "old state read") {
-            Neighbour neighbour(servers.database());
-            const bool lock = kind == "database locked";
-            while (!(lock ? neighbour.lock() : neighbour.keepOldState()))
+            sqlite3 *neighbour = nullptr; // another program that uses the same file
+            sqlite3_open_v2(servers.database().c_str(), &neighbour, SQLITE_OPEN_READWRITE, nullptr);
+            const char *begin = kind == "database locked" ? "BEGIN IMMEDIATE"
+                                                          : "BEGIN; SELECT count(*) FROM circle";
+            while (sqlite3_exec(neighbour, begin, nullptr, nullptr, nullptr) != SQLITE_OK)
                 co_await sleep(1);
             co_await last(length);
-            neighbour.letGo();
+            sqlite3_close(neighbour);
         } else if (kind == "clock ahead" || kind == "clock back") {
             // Within a day and a half, so that no seat grows old.
             const std::int64_t step = kind == "clock ahead" ? amount : -amount;
@@ -209,31 +212,37 @@ private:
         }
     }
 
-    void report(const Verdict &verdict) const
+    void report(const Verdict &verdict)
     {
         const auto list = [](const char *title, const auto &counts) {
             std::cout << title << "\n";
             for (const auto &[name, count] : counts)
                 std::cout << "    " << name << ": " << count << "\n";
         };
-        std::cout << plan_.clients << " clients, " << record_.codes.size() << " circles, "
-                  << record_.seats.size() << " seats, " << plan_.duration.count() << " s\n";
         list("operations", world_.operations);
         list("faults", trouble_.counts);
         std::map<unsigned, std::size_t> statuses;
         for (const SendLog &send : record_.sends)
             ++statuses[send.status];
         list("sends by status (0: none came)", statuses);
-        std::cout << "acknowledged " << verdict.kept << ", refused " << verdict.refused
-                  << ", never arrived " << verdict.cut << ", unsure: kept " << verdict.unsureKept
-                  << ", not kept " << verdict.unsureGone << "\npolls checked " << verdict.polls
-                  << ", deliveries " << verdict.deliveries << ", sealed capsules seen "
-                  << verdict.sealed << ", open ones " << verdict.opened
-                  << ", dead or foreign keys refused " << verdict.refusedKeys << "\n";
-        if (!verdict.delays.empty())
-            std::cout << "from a beam's reply to that of a waiting poll: median "
-                      << verdict.delays[verdict.delays.size() / 2] << " us, 99th percentile "
-                      << verdict.delays[verdict.delays.size() * 99 / 100] << " us\n";
+        const std::pair<const char *, std::size_t> outcomes[] = {
+            {"clients", plan_.clients},
+            {"circles", record_.codes.size()},
+            {"seats taken", record_.seats.size()},
+            {"beams acknowledged", verdict.kept},
+            {"refused", verdict.refused},
+            {"never arrived as a whole", verdict.cut},
+            {"unsure, and kept", verdict.unsureKept},
+            {"unsure, and not kept", verdict.unsureGone},
+            {"polls", verdict.polls},
+            {"deliveries", verdict.deliveries},
+            {"looks at sealed capsules", verdict.sealed},
+            {"looks at opened capsules", verdict.opened},
+            {"dead or foreign keys refused", verdict.refusedKeys},
+            {"microseconds from a beam's reply to a waiting poll's, median", verdict.delay(50)},
+            {"the same, 99th percentile", verdict.delay(99)},
+        };
+        list("checked", outcomes);
         for (const std::string &complaint : verdict.complaints)
             std::cout << "WRONG: " << complaint << "\n";
         if (verdict.complaints.empty())

@@ -112,6 +112,11 @@ struct Verdict
     std::size_t kept = 0, refused = 0, cut = 0, unsureKept = 0, unsureGone = 0;
     std::size_t polls = 0, deliveries = 0, sealed = 0, opened = 0, refusedKeys = 0;
     std::vector<Moment> delays; ///< From a beam's reply to that of a poll that waited, sorted.
+
+    std::size_t delay(std::size_t percent) const
+    {
+        return delays.empty() ? 0 : static_cast<std::size_t>(delays[delays.size() * percent / 100]);
+    }
 };
 
 Verdict check(const Record &record);

@@ -154,20 +154,4 @@ void Servers::setRoom(std::int64_t bytes)
         faults->room = bytes;
 }
 
-Neighbour::Neighbour(const std::string &database)
-{
-    if (sqlite3_open_v2(database.c_str(), &database_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
-        throw std::runtime_error("the database cannot be opened");
-}
-
-Neighbour::~Neighbour()
-{
-    sqlite3_close(database_);
-}
-
-bool Neighbour::run(const char *sql)
-{
-    return sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
 } // namespace kivolo::server::history

@@ -4,9 +4,7 @@
 #include "faults.h"
 #include "record.h"
 
-#include <map>
 #include <random>
-#include <sqlite3.h>
 #include <sys/types.h>
 
 namespace kivolo::server::history {
@@ -78,25 +76,6 @@ private:
     Faults *faults_[count] = {};
     Process processes_[count];
     std::string network_;
-};
-
-/// Another program that uses the same database and keeps its lock, or an old state of it.
-class Neighbour
-{
-public:
-    explicit Neighbour(const std::string &database);
-    Neighbour(const Neighbour &) = delete;
-    Neighbour &operator=(const Neighbour &) = delete;
-    ~Neighbour();
-    /// False where another is faster.
-    bool lock() { return run("BEGIN IMMEDIATE"); }
-    bool keepOldState() { return run("BEGIN; SELECT count(*) FROM circle"); }
-    void letGo() { run("ROLLBACK"); }
-
-private:
-    bool run(const char *sql);
-
-    sqlite3 *database_ = nullptr;
 };
 
 } // namespace kivolo::server::history
