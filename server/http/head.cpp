@@ -9,7 +9,10 @@ namespace beast = boost::beast;
 std::string headOf(const Response &response, bool keepAlive, std::string_view date)
 {
     const auto reason = beast::http::obsolete_reason(beast::http::int_to_status(response.status));
-    std::string head = "HTTP/1.1 ";
+    constexpr std::size_t usual = 512; // with a small body, so that nothing has to grow
+    std::string head;
+    head.reserve(usual);
+    head += "HTTP/1.1 ";
     head += std::to_string(response.status);
     head += ' ';
     head.append(reason.data(), reason.size());

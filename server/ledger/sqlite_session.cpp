@@ -11,9 +11,11 @@ SqliteConnection::SqliteConnection(const std::string &path, std::chrono::millise
     // The name goes into SOCI's connection string, which has no way to spell a quote.
     if (path.find('"') != std::string::npos)
         throw std::runtime_error("its path contains a quotation mark");
-    // Every connection has one thread at a time, so SQLite need not lock it at each call. Can only
-    // be set before the first connection of the process, and is only a saving.
+    // Every connection has one thread at a time, so SQLite need not lock it at each call; and what
+    // a savepoint has to remember is a few pages, for which it would take 64 KiB each time. Both
+    // can only be set before the first connection of the process, and are only savings.
     sqlite_api::sqlite3_config(SQLITE_CONFIG_MULTITHREAD);
+    sqlite_api::sqlite3_config(SQLITE_CONFIG_STMTJRNL_SPILL, -1);
     guarded([&] {
         session_.open(soci::sqlite3, "db=\"" + path + "\"");
         session_ << "PRAGMA busy_timeout = " << patience.count();
