@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr useconds_t pause = 500; // microseconds between two looks
+constexpr useconds_t interval = 500; // microseconds between two looks
 
 struct Pixel
 {
@@ -64,7 +64,7 @@ int main(int argc, char **argv)
             }
             pixel.changed = changed;
         }
-        ::usleep(pause);
+        ::usleep(interval);
     }
     return 0;
 }
