@@ -94,7 +94,7 @@ void Hub::stop()
     if (stopping_)
         return;
     stopping_ = true;
-    end_ = deadlineAfter(limits_.grace);
+    end_ = std::chrono::steady_clock::now() + limits_.grace;
     error_code ignored; // there is nobody left to tell
     for (Door &door : doors_) {
         door.listening.file = SocketFile();
@@ -230,20 +230,24 @@ void Hub::forget(Session &session)
 Awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)
 {
     while (!self->stopping_ || !self->sessions_.empty()) {
-        self->sweepTimer_.expires_after(self->limits_.tick);
+        const auto next = std::chrono::steady_clock::now() + self->limits_.tick;
+        self->sweepTimer_.expires_at(std::min(next, self->end_));
         const auto [cancelled] = co_await self->sweepTimer_.async_wait(awaitedWithError);
         if (cancelled)
             continue;
+        if (std::chrono::steady_clock::now() >= self->end_)
+            co_return self->abortAll();
         ++self->ticks_;
         self->refreshDate();
-        const bool over = self->stopping_ && self->ticks_ >= self->end_;
-        for (Session *session : self->sessions_) {
-            if (over)
-                session->abort();
-            else
-                session->expire(self->ticks_);
-        }
+        for (Session *session : self->sessions_)
+            session->expire(self->ticks_);
     }
+}
+
+void Hub::abortAll()
+{
+    for (Session *session : sessions_)
+        session->abort();
 }
 
 void Hub::refreshDate()

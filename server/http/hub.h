@@ -57,6 +57,7 @@ private:
     bool makeRoomFor(const Address &peer);
     bool endOneOf(const Crowd::Sessions &sessions, bool busyToo);
     Awaitable<void> turnAwayAll(Door &door);
+    void abortAll();
     void refreshDate();
 
     asio::io_context &context_;
@@ -72,7 +73,7 @@ private:
     std::unordered_set<Session *> sessions_;
     Crowd crowd_; ///< All of them but those of trusted proxies.
     std::int64_t ticks_ = 0;
-    std::int64_t end_ = 0;
+    std::chrono::steady_clock::time_point end_ = std::chrono::steady_clock::time_point::max();
     std::string date_;
     int steps_ = 0; ///< Of staggered().
     bool stopping_ = false;

@@ -14,6 +14,9 @@ namespace kivolo::server::http {
 
 namespace {
 
+// What a peer that reads slowly makes the server keep is one of these.
+constexpr std::size_t sendFragment = 8 << 10;
+
 /// What the library says of the first thing that failed.
 std::string reason()
 {
@@ -99,6 +102,7 @@ std::unique_ptr<SSL_CTX, FreeTls> makeContext()
     SSL_CTX_set_num_tickets(context.get(), 0);
     SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE |
                                         SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+    SSL_CTX_set_max_send_fragment(context.get(), sendFragment);
     // So that what a peer can send beside data, without end, does not keep the thread.
     SSL_CTX_clear_mode(context.get(), SSL_MODE_AUTO_RETRY);
     SSL_CTX_set_alpn_select_cb(context.get(), chooseProtocol, nullptr);

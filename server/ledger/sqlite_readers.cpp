@@ -62,7 +62,8 @@ std::optional<SqliteReaders::Pending> SqliteReaders::next(std::stop_token stop)
 {
     std::unique_lock lock(mutex_);
     wakeUp_.wait(lock, stop, [this] { return !queue_.empty(); });
-    if (queue_.empty())
+    // Nobody waits for them any more, and forty long histories would keep the program for a minute.
+    if (stop.stop_requested())
         return std::nullopt;
     Pending pending = std::move(queue_.front());
     queue_.pop_front();

@@ -22,7 +22,7 @@ public:
 
     /// `cacheBytes` is each one's, for pages.
     SqliteReaders(const std::string &path, std::size_t cacheBytes);
-    /// Finishes the looks that wait.
+    /// Finishes the looks that have begun; the others are dropped, and their outcome is never told.
     ~SqliteReaders();
 
     void read(Ledger::Look look, Ledger::Done done);

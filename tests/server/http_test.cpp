@@ -412,6 +412,27 @@ TEST(Http, EndsAReplyThatNobodyReads)
     EXPECT_LT(idle.read().size(), 9 * largeDoodle.size());
 }
 
+TEST(Http, EndsWithItsGraceWhateverIsUnderWay)
+{
+    http::Limits limits;
+    limits.tick = std::chrono::minutes(1);
+    limits.grace = std::chrono::milliseconds(30);
+    std::promise<void> asked;
+    boost::asio::io_context context;
+    http::Server server(
+        context,
+        [&](const http::Request &, const http::Reply &) -> std::optional<http::Answer> {
+            asked.set_value();
+            return std::nullopt; // and no answer comes later
+        },
+        limits);
+    const Connection connection(portOf(server.listen("127.0.0.1:0")), me + me);
+    std::future<void> running = std::async(std::launch::async, [&] { context.run(); });
+    asked.get_future().wait();
+    boost::asio::post(context, [&] { server.stop(); });
+    EXPECT_EQ(running.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+}
+
 namespace {
 
 /// Two members of a circle on a server that holds polls, some time after they joined.
