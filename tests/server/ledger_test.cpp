@@ -227,6 +227,8 @@ TEST(Ledger, AGlanceTellsWhatIsOnDisk)
             continue; // so that commits of both lie between two looks
         const Seat &asked = seats[below(seats.size())];
         const std::string stranger(32, '0');
+        for (Ledger *ledger : ledgers)
+            settle(*ledger); // that somebody was seen is written in its own time
         for (Ledger *ledger : ledgers) {
             std::vector<std::int64_t> truth;
             std::promise<void> looked;
