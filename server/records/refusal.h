@@ -11,7 +11,7 @@ namespace kivolo::server {
 class Refusal : public std::runtime_error
 {
 public:
-    enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge, TooMany, NoRoom };
+    enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge, TooMany, NoRoom, Busy };
 
     /// `retryAfter` is for what is TooMany: when the same request would be accepted.
     Refusal(Reason reason, const std::string &sentence, std::chrono::seconds retryAfter = {})

@@ -244,18 +244,23 @@ void putBeam(std::string &out, const Beam &beam)
     out += '}';
 }
 
-void putBeams(std::string &out, const std::vector<Beam> &beams)
+// What is large is a picture's Base64, in which nothing is escaped; of the rest the length is
+// looked up, so that the string never grows. A body goes as soon as it is written, so that there
+// are no two of it but one at a time.
+void putBeams(std::string &out, std::vector<Beam> &beams)
 {
-    std::size_t total = 0;
+    constexpr std::size_t large = 64 << 10;
+    std::size_t total = 64;
     for (const Beam &beam : beams)
-        total += beam.body.size() + 512;
-    out.reserve(total + 64);
+        total += beam.body.size() > large ? beam.body.size() + 1'024 : length(beam);
+    out.reserve(total);
     putKey(out, "beams");
     out += '[';
-    for (const Beam &beam : beams) {
+    for (Beam &beam : beams) {
         if (&beam != &beams.front())
             out += ',';
         putBeam(out, beam);
+        std::string().swap(beam.body);
     }
     out += ']';
 }
@@ -328,7 +333,7 @@ std::string accepted(const Beam &beam)
     return out += '}';
 }
 
-std::string poll(const Poll &poll)
+std::string poll(Poll poll)
 {
     std::string out = "{";
     putBeams(out, poll.beams);
@@ -336,7 +341,7 @@ std::string poll(const Poll &poll)
     return out += '}';
 }
 
-std::string history(const std::vector<Beam> &beams)
+std::string history(std::vector<Beam> beams)
 {
     std::string out = "{";
     putBeams(out, beams);

@@ -18,8 +18,8 @@ std::string created(const Founding &founding);
 std::string joined(const Membership &membership);
 std::string status(const std::optional<Membership> &membership);
 std::string accepted(const Beam &beam);
-std::string poll(const Poll &poll);
-std::string history(const std::vector<Beam> &beams);
+std::string poll(Poll poll);
+std::string history(std::vector<Beam> beams);
 std::string beam(const Beam &beam);
 
 /// The bytes that the beam takes in a reply, unsealed.

@@ -9,6 +9,7 @@
 namespace kivolo::server {
 
 using http::Answer;
+using http::Budget;
 using http::errorResponse;
 using http::Reply;
 using http::Request;
@@ -32,6 +33,8 @@ unsigned statusOf(Refusal::Reason reason)
         return 429;
     case Refusal::Reason::NoRoom:
         return 507;
+    case Refusal::Reason::Busy:
+        return 503;
     case Refusal::Reason::Invalid:
         break;
     }
@@ -91,6 +94,32 @@ Done<Result> telling(Reply later, std::shared_ptr<Guess> guess,
 {
     return answering<Result>(std::move(later), std::move(guess),
                              [record](const Result &result) { return ok(record(result)); });
+}
+
+/// Takes the memory for a reply out of what the request's sender may have, and puts it there.
+Circles::Room roomIn(std::shared_ptr<Budget::Share> room, const Request &request)
+{
+    if (!request.replies)
+        return [](std::size_t) { return true; };
+    return [room = std::move(room), replies = request.replies,
+            client = request.client](std::size_t bytes) {
+        std::optional<Budget::Share> share = replies->take(client, bytes);
+        if (share)
+            *room = std::move(*share);
+        return share.has_value();
+    };
+}
+
+/// Answers with the record of what may be large, and with the memory that was taken for it.
+template<typename Result>
+Done<Result> tellingLarge(Reply later, std::shared_ptr<Guess> guess, std::string (*record)(Result),
+                          std::shared_ptr<Budget::Share> room)
+{
+    return answering<Result>(std::move(later), std::move(guess), [record, room](Result result) {
+        Response response = ok(record(std::move(result)));
+        response.room = std::move(*room);
+        return response;
+    });
 }
 
 // A browser sends other types across origins without asking; this one it has to ask for first.
@@ -234,7 +263,9 @@ std::optional<Answer> Routes::poll(Request &request, Reply &later)
         guessed->judge([&] { return circles_.nothingNew(seatKey, memberId, since); });
     if (empty)
         return emptyPoll(*empty, request.waited);
-    circles_.poll(seatKey, memberId, since, telling<Poll>(later, guessed, wire::poll));
+    const auto room = std::make_shared<Budget::Share>();
+    circles_.poll(seatKey, memberId, since, roomIn(room, request),
+                  tellingLarge<Poll>(later, guessed, wire::poll, room));
     return std::nullopt;
 }
 
@@ -250,10 +281,12 @@ std::optional<Answer> Routes::history(Request &request, Reply &later)
     const std::string seatKey = queryText(request.target, "circle_id");
     const std::int64_t limit = queryNumber(request.target, "limit");
     const auto guessed = guess(Act::WrongKey, request);
+    const auto room = std::make_shared<Budget::Share>();
     if (request.isHead())
         circles_.checkHistory(seatKey, limit, answering<Seat>(later, guessed, unmeasured));
     else
-        circles_.history(seatKey, limit, telling<std::vector<Beam>>(later, guessed, wire::history));
+        circles_.history(seatKey, limit, roomIn(room, request),
+                         tellingLarge<std::vector<Beam>>(later, guessed, wire::history, room));
     return std::nullopt;
 }
 

@@ -317,21 +317,27 @@ void Circles::checkPoll(const std::string &seatKey, const std::string &memberId,
         std::move(done));
 }
 
-void Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since,
+void Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since, Room room,
                    Done<Poll> done)
 {
     look<Poll>(
-        [this, seatKey, memberId, since](LedgerView &ledger) {
-            return pollIn(ledger, taken(ledger, seatKey, memberId), since);
+        [this, seatKey, memberId, since, room = std::move(room)](LedgerView &ledger) {
+            return pollIn(ledger, taken(ledger, seatKey, memberId), since, room);
         },
         std::move(done));
 }
 
-Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since) const
+void Circles::takeRoom(const Room &room, std::int64_t bytes)
+{
+    if (bytes > 0 && !room(static_cast<std::size_t>(bytes)))
+        throw Refusal(Reason::Busy, "Kivolo is very busy just now. Please try again later.");
+}
+
+Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const
 {
     // What lies beyond the circle's latest beam was told before the database was restored.
     if (since <= 0 || since > seat.circle.tick)
-        return firstPollIn(ledger, seat);
+        return firstPollIn(ledger, seat, room);
     if (hasNothingAfter(seat, since))
         return {{}, seat.circle.tick + 1};
     // Only so many rows are looked at, so that the asker's own beams, which are not returned, do
@@ -349,18 +355,19 @@ Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since) const
         covered = size.tick;
     }
     Poll poll{{}, covered + 1};
+    takeRoom(room, bytes);
     if (bytes > 0)
         poll.beams = ledger.beams(seat.circle.number, seat.member.number, since, covered);
     seal(poll.beams);
     return poll;
 }
 
-Poll Circles::firstPollIn(LedgerView &ledger, const Seat &seat) const
+Poll Circles::firstPollIn(LedgerView &ledger, const Seat &seat, const Room &room) const
 {
     Tick covered = seat.circle.tick;
     Poll poll;
-    poll.beams =
-        latestIn(ledger, seat, seat.member.number, firstPollRows, settings_.pollBytes, covered);
+    poll.beams = latestIn(ledger, seat, seat.member.number, firstPollRows, settings_.pollBytes,
+                          room, covered);
     poll.serverTime = covered + 1;
     return poll;
 }
@@ -368,7 +375,8 @@ Poll Circles::firstPollIn(LedgerView &ledger, const Seat &seat) const
 // Sets `covered` to the latest beam's tick, which is newer than what the caller knew where
 // something was sent meanwhile.
 std::vector<Beam> Circles::latestIn(LedgerView &ledger, const Seat &seat, std::int64_t exceptSender,
-                                    int limit, std::int64_t maxBytes, Tick &covered) const
+                                    int limit, std::int64_t maxBytes, const Room &room,
+                                    Tick &covered) const
 {
     const std::vector<BeamSize> sizes = ledger.latestSizes(seat.circle.number, limit);
     if (sizes.empty())
@@ -377,11 +385,13 @@ std::vector<Beam> Circles::latestIn(LedgerView &ledger, const Seat &seat, std::i
     Tick after = covered;
     std::int64_t bytes = 0;
     for (const BeamSize &size : sizes) {
-        bytes += size.sender == exceptSender ? 0 : size.bytes;
-        if (bytes > maxBytes)
+        const std::int64_t more = size.sender == exceptSender ? 0 : size.bytes;
+        if (bytes + more > maxBytes)
             break;
+        bytes += more;
         after = size.tick - 1;
     }
+    takeRoom(room, bytes);
     std::vector<Beam> beams = ledger.beams(seat.circle.number, exceptSender, after, covered);
     seal(beams);
     return beams;
@@ -395,15 +405,16 @@ void Circles::checkHistory(const std::string &seatKey, std::int64_t limit, Done<
                std::move(done));
 }
 
-void Circles::history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done)
+void Circles::history(const std::string &seatKey, std::int64_t limit, Room room,
+                      Done<std::vector<Beam>> done)
 {
     if (limit < 1 || limit > historyBeams)
         throw Refusal(Reason::Invalid, "A history has between 1 and 200 beams.");
     look<std::vector<Beam>>(
-        [this, seatKey, limit](LedgerView &ledger) {
+        [this, seatKey, limit, room = std::move(room)](LedgerView &ledger) {
             Tick covered = 0;
             return latestIn(ledger, taken(ledger, seatKey), 0, static_cast<int>(limit),
-                            settings_.historyBytes, covered);
+                            settings_.historyBytes, room, covered);
         },
         std::move(done));
 }

@@ -51,6 +51,10 @@ struct Change
 class Circles
 {
 public:
+    /// Is asked for memory before so many bytes are read; false where there is none. On a thread of
+    /// the ledger.
+    using Room = std::function<bool(std::size_t)>;
+
     struct Settings
     {
         std::int64_t maxSeats = 5; ///< Of circles created from now on.
@@ -87,12 +91,14 @@ public:
     };
 
     void status(const std::string &deviceId, Done<std::optional<Membership>> done);
-    void poll(const std::string &seatKey, const std::string &memberId, Tick since, Done<Poll> done);
+    void poll(const std::string &seatKey, const std::string &memberId, Tick since, Room room,
+              Done<Poll> done);
     /// The poll's answer where it is an empty one and can be told without waiting for anything. On
     /// the thread of the connections.
     std::optional<EmptyPoll> nothingNew(std::string_view seatKey, std::string_view memberId,
                                         Tick since);
-    void history(const std::string &seatKey, std::int64_t limit, Done<std::vector<Beam>> done);
+    void history(const std::string &seatKey, std::int64_t limit, Room room,
+                 Done<std::vector<Beam>> done);
 
     using Time = std::chrono::system_clock::time_point;
     /// The opened capsule, or, shortly before its time, when to ask again.
@@ -128,11 +134,13 @@ private:
     Joining joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
     Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now);
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
-    Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since) const;
-    Poll firstPollIn(LedgerView &ledger, const Seat &seat) const;
+    static void takeRoom(const Room &room, std::int64_t bytes);
+    Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const;
+    Poll firstPollIn(LedgerView &ledger, const Seat &seat, const Room &room) const;
     Capsule capsuleIn(LedgerView &ledger, const Seat &seat, const std::string &beamId) const;
     std::vector<Beam> latestIn(LedgerView &ledger, const Seat &seat, std::int64_t exceptSender,
-                               int limit, std::int64_t maxBytes, Tick &covered) const;
+                               int limit, std::int64_t maxBytes, const Room &room,
+                               Tick &covered) const;
     const Member *idleSeat(const std::vector<Member> &members) const;
     // The seat of that key, in which somebody is seen by that.
     Seat taken(LedgerView &ledger, const std::string &seatKey) const;

@@ -1,3 +1,4 @@
+#include "records/wire.h"
 #include "support.h"
 
 #include <algorithm>
@@ -359,6 +360,43 @@ TEST(Capsules, AreSealedForEveryoneUntilTheirTime)
     const std::string noteId = note.text("id");
     EXPECT_EQ(house.call("GET", "/capsule?id=" + noteId + "&circle_id=" + circle).status, 404u);
     EXPECT_EQ(house.call("GET", "/capsule?id=" + id + "&circle_id=x").status, 403u);
+}
+
+TEST(Circles, AskForTheMemoryOfWhatTheyReadBeforehand)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a");
+    const Told ben = house.join(code, "b");
+    for (const std::string &text : {std::string("short"), std::string(9'000, '\x01')})
+        house.sendText(ana, text);
+    std::size_t taken = 0;
+    const Circles::Room room = [&](std::size_t bytes) {
+        taken = bytes;
+        return true;
+    };
+    const Circles::Room none = [](std::size_t) { return false; };
+    const auto poll = [&](const Circles::Room &from, Tick since) {
+        return wire::poll(outcomeOf<Poll>([&](Done<Poll> done) {
+            house.circles.poll(ben.text("circle_id"), ben.text("member_id"), since, from,
+                               std::move(done));
+        }));
+    };
+    const auto history = [&](const Circles::Room &from) {
+        return wire::history(outcomeOf<std::vector<Beam>>([&](Done<std::vector<Beam>> done) {
+            house.circles.history(ben.text("circle_id"), 9, from, std::move(done));
+        }));
+    };
+    constexpr std::size_t frame = 64;
+    for (const Tick since : {Tick(0), Tick(1)}) {
+        const std::string told = poll(room, since);
+        EXPECT_GT(told.size(), 50'000u) << "every character is escaped";
+        EXPECT_LE(told.size(), taken + frame);
+        EXPECT_THROW(poll(none, since), Refusal);
+    }
+    EXPECT_LE(history(room).size(), taken + frame);
+    EXPECT_THROW(history(none), Refusal);
+    poll(none, nextSince(house.poll(ben, 0))); // takes none
 }
 
 } // namespace kivolo::server::test

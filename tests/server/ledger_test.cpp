@@ -84,7 +84,10 @@ Poll pollThrough(Circles &circles, const Told &member, Tick since)
     const std::string id = member.text("member_id");
     if (auto empty = circles.nothingNew(key, id, since))
         return std::move(empty->poll);
-    return outcomeOf<Poll>([&](Done<Poll> done) { circles.poll(key, id, since, std::move(done)); });
+    return outcomeOf<Poll>([&](Done<Poll> done) {
+        circles.poll(
+            key, id, since, [](std::size_t) { return true; }, std::move(done));
+    });
 }
 
 /// Has each of the ledger's reading threads do it once, by letting none go on before the last.

@@ -258,8 +258,10 @@ TEST(Quotas, OfACircleAreExactAndItsOwn)
         refusals += house.sendText(ana, text).status == 507;
     }
     std::int64_t kept = 0;
-    const auto beams = outcomeOf<std::vector<Beam>>(
-        [&](Done<std::vector<Beam>> done) { house.circles.history(key, 200, std::move(done)); });
+    const Circles::Room plenty = [](std::size_t) { return true; };
+    const auto beams = outcomeOf<std::vector<Beam>>([&](Done<std::vector<Beam>> done) {
+        house.circles.history(key, 200, plenty, std::move(done));
+    });
     for (const Beam &beam : beams)
         kept += static_cast<std::int64_t>(wire::length(beam));
     EXPECT_LE(kept, quota);
