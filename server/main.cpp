@@ -90,9 +90,11 @@ void serve(const Options &options)
     settings.historyBytes = static_cast<std::int64_t>(memory.largestReply);
     settings.pollBytes = std::min(settings.pollBytes, settings.historyBytes);
     Circles circles(*ledger, clock, systemRandomness, settings);
-    circles.setObserver([&](const Change &change) {
-        boost::asio::post(context, [&holds, change] { holds.announce(change); });
-    });
+    circles.setObserver({[&](const Change &change) {
+                             boost::asio::post(context,
+                                               [&holds, change] { holds.announce(change); });
+                         },
+                         [&holds] { return holds.occupied(); }});
     boost::asio::thread_pool workers(1);
     Routes routes(circles, holds, throttle, site, [&workers](std::function<void()> work) {
         boost::asio::post(workers, std::move(work));

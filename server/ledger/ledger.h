@@ -28,6 +28,16 @@ struct BeamSize
     std::int64_t bytes = 0;
 };
 
+/// What has been committed: the circle's beam of that tick, by that member, or, where `sender` is
+/// 0, another set of members or another name of one. By the ledger's numbers; where `circle` is 0,
+/// anything may have changed in any circle.
+struct Change
+{
+    std::int64_t circle = 0;
+    std::int64_t sender = 0;
+    Tick tick = 0;
+};
+
 /// What can be read in microseconds. Throws LedgerUnavailable where the database fails.
 class LedgerGlance
 {
@@ -118,7 +128,19 @@ public:
     /// (nullptr), or when it has failed.
     using Done = std::function<void(std::exception_ptr)>;
 
+    /// Hears of changes, on a thread of the ledger.
+    struct Observer
+    {
+        std::function<void(const Change &)> tell;
+        std::function<bool()> wanted; ///< Whether anyone cares just now. Costs nothing to ask.
+    };
+
     virtual ~Ledger() = default;
+
+    /// Tells the observer within some hundredths of a second what was committed while it wants to
+    /// hear of that, by whichever process, its own included; and that there is nothing to be waited
+    /// for any more when the database can't be used further. To be called once.
+    virtual void watch(Observer observer) = 0;
 
     /// For the thread of the connections alone, which waits for nothing. Lives as long as the
     /// ledger; none where the database is too far away for that.
@@ -137,6 +159,8 @@ struct LedgerSettings
 {
     /// How long a write waits for its turn and for other processes, as long as a member would.
     std::chrono::milliseconds patience{5'000};
+    /// How often to look for what other processes have committed.
+    std::chrono::milliseconds watchInterval{50};
     /// What waits to be written holds of members' data.
     std::size_t queueBytes = 64 << 20;
     /// Pages of the database, of all connections together, and what glances have seen.

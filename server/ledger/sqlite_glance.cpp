@@ -11,12 +11,13 @@ constexpr std::uint64_t scatter = 0x9e37'79b9'7f4a'7c15;
 
 } // namespace
 
-SqliteGlance::SqliteGlance(soci::session &session, const SqliteCommits &commits, SqliteNews &news,
-                           std::size_t bytes)
-    : commits_(commits)
+SqliteGlance::SqliteGlance(SqliteConnection &connection, const SqliteCommits &commits,
+                           SqliteNews &news, std::size_t bytes)
+    : file_(connection.file())
+    , commits_(commits)
     , news_(news)
     , mostOfPart_(bytes / bytesOfSeat / std::tuple_size_v<decltype(parts_)>)
-    , query_(session)
+    , query_(connection)
 {}
 
 std::optional<Seat> SqliteGlance::seat(std::string_view key, std::string_view memberId)
@@ -25,6 +26,7 @@ std::optional<Seat> SqliteGlance::seat(std::string_view key, std::string_view me
     const std::optional<Id> member = idOf(memberId);
     if (!keyId || !member)
         return std::nullopt;
+    file_.requireUsable();
     const bool current = commits_.isLatest(known_) || catchUp();
     if (current) {
         if (std::optional<Seat> seat = remembered(*keyId, *member))

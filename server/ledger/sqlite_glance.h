@@ -17,7 +17,7 @@ class SqliteGlance final : public LedgerGlance
 {
 public:
     /// Takes up to `bytes` of memory, and a megabyte.
-    SqliteGlance(soci::session &session, const SqliteCommits &commits, SqliteNews &news,
+    SqliteGlance(SqliteConnection &connection, const SqliteCommits &commits, SqliteNews &news,
                  std::size_t bytes);
 
     std::optional<Seat> seat(std::string_view key, std::string_view memberId) override;
@@ -49,6 +49,7 @@ private:
     std::optional<Seat> remembered(const Id &key, const Id &memberId);
     void remember(const Id &key, const Id &memberId, const Seat &seat);
 
+    const SqliteFile &file_;
     const SqliteCommits &commits_;
     SqliteNews &news_;
     std::size_t mostOfPart_;

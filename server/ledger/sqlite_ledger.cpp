@@ -1,5 +1,7 @@
 #include "sqlite_ledger.h"
 
+#include "sqlite_schema.h"
+
 #include <algorithm>
 #include <limits>
 #include <spdlog/spdlog.h>
@@ -35,6 +37,9 @@ constexpr std::size_t readCache(std::size_t all)
     return all / 8 / SqliteReaders::count;
 }
 
+// Of the intervals in which the commits of others are looked for: a second.
+constexpr int intervalsBetweenLooks = 20;
+
 // A glance waits for nobody. Another process locks readers out only while it recovers the log.
 constexpr std::chrono::milliseconds glancePatience{0};
 
@@ -54,20 +59,24 @@ std::int64_t freeSpaceBeside(const std::filesystem::path &file)
 SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings)
     : clock_(std::move(clock))
     , patience_(settings.patience)
+    , watchInterval_(settings.watchInterval)
     , queueBytes_(settings.queueBytes)
     , beforeCommit_(std::move(settings.beforeCommit))
-    , path_(path)
+    , file_(path)
     , freeSpace_(settings.freeSpace ? std::move(settings.freeSpace)
-                                    : [this] { return freeSpaceBeside(path_); })
-    , writeConnection_(path, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
-    , glanceConnection_(path, glancePatience, glanceCache(settings.cacheBytes))
+                                    : [this] { return freeSpaceBeside(file_.path()); })
+    , writeConnection_(file_, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
+    , glanceConnection_(file_, glancePatience, glanceCache(settings.cacheBytes))
     , commits_(glanceConnection_.session())
     , news_(commits_)
-    , glance_(glanceConnection_.session(), commits_, news_, glanceMemory(settings.cacheBytes))
-    , writeStatements_(writeConnection_.session())
-    , writer_([this](std::stop_token stop) { writeUntil(stop); })
-    , readers_(path, readCache(settings.cacheBytes))
-{}
+    , glance_(glanceConnection_, commits_, news_, glanceMemory(settings.cacheBytes))
+    , writeStatements_(writeConnection_)
+    , watch_(writeConnection_)
+    , readers_(file_, readCache(settings.cacheBytes))
+{
+    file_.keep();
+    writer_ = std::jthread([this](std::stop_token stop) { writeUntil(stop); });
+}
 
 void SqliteLedger::write(Job job, std::size_t bytes, Done done)
 {
@@ -84,12 +93,19 @@ void SqliteLedger::write(Job job, std::size_t bytes, Done done)
     done(std::make_exception_ptr(LedgerUnavailable("too many writes are waiting")));
 }
 
+void SqliteLedger::watch(Observer observer)
+{
+    const std::lock_guard lock(mutex_);
+    observer_ = std::move(observer);
+}
+
 void SqliteLedger::writeUntil(std::stop_token stop)
 {
     for (;;) {
         std::deque<Pending> batch = nextBatch(stop);
-        if (batch.empty())
+        if (batch.empty() && stop.stop_requested())
             return;
+        lookAround();
         std::deque<Pending> late = takeLate(batch);
         tell(late);
         commit(batch);
@@ -111,10 +127,34 @@ void SqliteLedger::tell(std::deque<Pending> &batch)
     }
 }
 
+// Between transactions: is the file still there, and has another process committed something?
+void SqliteLedger::lookAround()
+{
+    if (steady_clock::now() >= nextLook_) {
+        file_.look();
+        nextLook_ = steady_clock::now() + watchInterval_ * intervalsBetweenLooks;
+    }
+    if (!hears_.tell)
+        return;
+    const bool usable = file_.usable();
+    if (usable_ && !usable)
+        hears_.tell({});
+    usable_ = usable;
+    try {
+        if (usable && hears_.wanted())
+            watch_.tellOthers(hears_);
+    } catch (const LedgerUnavailable &failure) {
+        // Those who wait are told at the next attempt, or when their time is over.
+        spdlog::warn("what other processes wrote cannot be seen: {}", failure.what());
+    }
+}
+
 std::deque<SqliteLedger::Pending> SqliteLedger::nextBatch(std::stop_token stop)
 {
     std::unique_lock lock(mutex_);
-    wakeUp_.wait(lock, stop, [this] { return !queue_.empty(); });
+    wakeUp_.wait_for(lock, stop, watchInterval_, [this] { return !queue_.empty(); });
+    if (!hears_.tell)
+        hears_ = observer_;
     const auto end =
         queue_.begin() + static_cast<std::ptrdiff_t>(std::min(queue_.size(), batchLimit));
     std::deque<Pending> batch(std::make_move_iterator(queue_.begin()),
@@ -147,9 +187,11 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
         const auto waited = steady_clock::now() - batch.front().since;
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(patience_ - waited);
         writeConnection_.setPatience(std::max(rest, std::chrono::milliseconds(0)));
-        writeConnection_.requireSameFile();
-        SqliteTransaction transaction(writeConnection_.session());
+        file_.look();
+        SqliteTransaction transaction(writeConnection_);
         failure = runJobs(batch, transaction);
+        file_.look(); // what was written may have gone with the file
+        file_.requireUsable();
     } catch (const LedgerUnavailable &) {
         for (Pending &pending : batch)
             pending.failure = std::current_exception();
@@ -171,7 +213,7 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
 void SqliteLedger::measureRoom()
 {
     std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path_, error);
+    const std::uintmax_t size = std::filesystem::file_size(file_.path(), error);
     writeStatements_.measureRoom(freeSpace_(), error ? 0 : static_cast<std::int64_t>(size));
 }
 
@@ -180,11 +222,13 @@ std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTrans
 {
     try {
         SqliteNews::Change change(news_);
+        if (hears_.tell)
+            watch_.tellOthers(hears_);
         const Seconds now = wholeSeconds(clock_());
         measureRoom();
         for (Pending &pending : batch) {
             pending.failure = nullptr;
-            SqliteSavepoint part(writeConnection_.session());
+            SqliteSavepoint part(writeConnection_);
             try {
                 pending.job(writeStatements_, now);
                 part.keep();
@@ -194,8 +238,10 @@ std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTrans
         }
         if (beforeCommit_)
             beforeCommit_();
+        const sqlite::Latest latest = watch_.latest();
         transaction.commit();
         change.made(writeStatements_.takeChanged());
+        watch_.leaveOut(latest);
         return nullptr;
     } catch (...) {
         return std::current_exception();

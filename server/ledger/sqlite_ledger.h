@@ -4,7 +4,9 @@
 #include "ledger.h"
 #include "sqlite_glance.h"
 #include "sqlite_readers.h"
+#include "sqlite_watch.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
@@ -27,6 +29,7 @@ public:
     ~SqliteLedger() override = default;
 
     LedgerGlance *glance() override { return &glance_; }
+    void watch(Observer observer) override;
     void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
     void write(Job job, std::size_t bytes, Done done) override;
 
@@ -41,6 +44,7 @@ private:
     };
 
     void writeUntil(std::stop_token stop);
+    void lookAround();
     std::deque<Pending> nextBatch(std::stop_token stop);
     std::deque<Pending> takeLate(std::deque<Pending> &batch) const;
     void commit(std::deque<Pending> &batch);
@@ -50,22 +54,30 @@ private:
 
     Clock clock_;
     std::chrono::milliseconds patience_;
+    std::chrono::milliseconds watchInterval_;
     std::size_t queueBytes_;
     std::function<void()> beforeCommit_;
-    std::filesystem::path path_;
-    std::function<std::int64_t()> freeSpace_;
 
+    SqliteFile file_;
+    std::function<std::int64_t()> freeSpace_;
     SqliteConnection writeConnection_;
     SqliteConnection glanceConnection_;
     SqliteCommits commits_;
     SqliteNews news_;
     SqliteGlance glance_;
     SqliteStatements writeStatements_;
+    SqliteWatch watch_;
 
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;
     std::deque<Pending> queue_;
     std::size_t heldBytes_ = 0; ///< Of the jobs in the queue and of those being written.
+    Observer observer_;
+
+    // Of the writer's thread alone.
+    Observer hears_;
+    bool usable_ = true;
+    std::chrono::steady_clock::time_point nextLook_;
     std::jthread writer_;
     SqliteReaders readers_;
 };

@@ -112,7 +112,108 @@ struct Row<LastCircle>
     static auto fields(LastCircle &l) { return std::tie(l.number); }
 };
 
+struct Commits
+{
+    std::int64_t count = 0;
+};
+
+template<>
+struct Row<Commits>
+{
+    static std::string names() { return "data_version"; }
+    static constexpr const char *tables = "pragma_data_version";
+    static auto fields(Commits &c) { return std::tie(c.count); }
+};
+
+/// Up to which number the changes of both kinds go. The numbers grow with every commit.
+struct Latest
+{
+    std::int64_t beam = 0, regrouping = 0;
+};
+
+template<>
+struct Row<Latest>
+{
+    static std::string names()
+    {
+        return "coalesce((SELECT max(number) FROM beam), 0),"
+               " coalesce((SELECT max(regrouped) FROM circle), 0)";
+    }
+    static constexpr const char *tables = "(SELECT 0)";
+    static auto fields(Latest &l) { return std::tie(l.beam, l.regrouping); }
+};
+
+struct NewBeam
+{
+    std::int64_t number = 0;
+    Change change;
+};
+
+template<>
+struct Row<NewBeam>
+{
+    static std::string names() { return "number, circle, sender, tick"; }
+    static constexpr const char *tables = "beam";
+    static auto fields(NewBeam &b)
+    {
+        return std::tie(b.number, b.change.circle, b.change.sender, b.change.tick);
+    }
+};
+
+struct NewMembers
+{
+    std::int64_t number = 0;
+    Change change;
+};
+
+template<>
+struct Row<NewMembers>
+{
+    static std::string names() { return "regrouped, number"; }
+    static constexpr const char *tables = "circle";
+    static auto fields(NewMembers &m) { return std::tie(m.number, m.change.circle); }
+};
+
 // What is read.
+
+/// Where it differs from before, others have committed.
+struct CommitsOfOthers
+{
+    struct In
+    {};
+    using Out = Commits;
+    static constexpr const char *where = "true";
+};
+
+struct LatestNumbers
+{
+    struct In
+    {};
+    using Out = Latest;
+    static constexpr const char *where = "true";
+};
+
+struct BeamsBehind
+{
+    struct In
+    {
+        std::int64_t number = 0;
+        int limit = 0;
+    };
+    using Out = NewBeam;
+    static constexpr const char *where = "number > :number ORDER BY number LIMIT :limit";
+};
+
+struct RegroupedBehind
+{
+    struct In
+    {
+        std::int64_t number = 0;
+        int limit = 0;
+    };
+    using Out = NewMembers;
+    static constexpr const char *where = "regrouped > :number ORDER BY regrouped LIMIT :limit";
+};
 
 struct CircleByCode
 {
@@ -271,6 +372,18 @@ struct StampCircle
     static constexpr const char *sql =
         "UPDATE circle SET tick = :tick, sender = :sender, others_tick = :others,"
         " bytes = :bytes, busy_until = :busy WHERE number = :circle";
+};
+
+/// To be done with every change of a circle's members.
+struct Regroup
+{
+    struct In
+    {
+        std::int64_t circle = 0;
+    };
+    static constexpr const char *sql =
+        "UPDATE circle SET regrouped = (SELECT max(regrouped) FROM circle) + 1"
+        " WHERE number = :circle";
 };
 
 struct AddMember

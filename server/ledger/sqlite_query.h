@@ -42,14 +42,15 @@ public:
     Statement &operator=(const Statement &) = delete;
 
 protected:
-    Statement(soci::session &session, const std::string &text)
-        : Statement(session, text, std::tuple<>())
+    Statement(SqliteConnection &connection, const std::string &text)
+        : Statement(connection, text, std::tuple<>())
     {}
 
     /// `fields` take the columns of a row, in their order.
     template<typename Fields>
-    Statement(soci::session &session, const std::string &text, Fields fields)
-        : statement_(prepared(session, text, fields))
+    Statement(SqliteConnection &connection, const std::string &text, Fields fields)
+        : connection_(connection)
+        , statement_(prepared(text, fields))
     {
         auto &backend = static_cast<soci::sqlite3_statement_backend &>(*statement_.get_backend());
         const auto takes = sqlite_api::sqlite3_bind_parameter_count(backend.stmt_);
@@ -59,19 +60,28 @@ protected:
     }
     ~Statement() = default;
 
-    In in_;
-    soci::statement statement_;
+    template<typename Row>
+    void forEachRow(In in, Row &&row)
+    {
+        in_ = std::move(in);
+        server::forEachRow(connection_, statement_, row);
+    }
+    void forget() { in_ = {}; }
 
 private:
     template<typename Fields>
-    auto prepared(soci::session &session, const std::string &text, Fields &fields)
+    soci::statement prepared(const std::string &text, Fields &fields)
     {
-        auto statement = session.prepare << text;
+        auto statement = connection_.session().prepare << text;
         std::apply([&](auto &...field) { ((statement, soci::into(field)), ...); }, fields);
         boost::pfr::for_each_field(std::as_const(in_),
                                    [&](const auto &field) { statement, soci::use(field); });
         return statement;
     }
+
+    SqliteConnection &connection_;
+    In in_;
+    soci::statement statement_;
 };
 
 /// Gives the rows of a record, its `Definition::Out`, that are as `Definition::where` says. All
@@ -83,8 +93,8 @@ public:
     using In = typename Definition::In;
     using Out = typename Definition::Out;
 
-    explicit Select(soci::session &session)
-        : Statement<In>(session,
+    explicit Select(SqliteConnection &connection)
+        : Statement<In>(connection,
                         "SELECT " + Row<Out>::names() + " FROM " + Row<Out>::tables + " WHERE " +
                             Definition::where,
                         Row<Out>::fields(out_))
@@ -93,8 +103,7 @@ public:
     template<typename Take>
     void forEach(In in, Take &&take)
     {
-        this->in_ = std::move(in);
-        forEachRow(this->statement_, [&] { take(std::move(out_)); });
+        this->forEachRow(std::move(in), [&] { take(std::move(out_)); });
     }
 
     /// The only one.
@@ -118,20 +127,19 @@ private:
 
 /// Does what `Definition::sql` says. Throws LedgerUnavailable.
 template<typename Definition>
-class Change : Statement<typename Definition::In>
+class Command : Statement<typename Definition::In>
 {
 public:
     using In = typename Definition::In;
 
-    explicit Change(soci::session &session)
-        : Statement<In>(session, Definition::sql)
+    explicit Command(SqliteConnection &connection)
+        : Statement<In>(connection, Definition::sql)
     {}
 
     void run(In in)
     {
-        this->in_ = std::move(in);
-        forEachRow(this->statement_, [] {});
-        this->in_ = {}; // a doodle need not be kept until the next
+        this->forEachRow(std::move(in), [] {});
+        this->forget(); // a doodle need not be kept until the next
     }
 };
 

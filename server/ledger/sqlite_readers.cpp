@@ -11,16 +11,16 @@ constexpr std::chrono::milliseconds patience{250};
 
 } // namespace
 
-SqliteReaders::Reader::Reader(const std::string &path, std::size_t cacheBytes)
-    : connection(path, patience, cacheBytes)
-    , statements(connection.session())
+SqliteReaders::Reader::Reader(SqliteFile &file, std::size_t cacheBytes)
+    : connection(file, patience, cacheBytes)
+    , statements(connection)
 {}
 
 // All files are opened before a thread is started, so that a failure leaves nothing behind.
-SqliteReaders::SqliteReaders(const std::string &path, std::size_t cacheBytes)
+SqliteReaders::SqliteReaders(SqliteFile &file, std::size_t cacheBytes)
 {
     for (int i = 0; i < count; ++i)
-        readers_.emplace_back(path, cacheBytes);
+        readers_.emplace_back(file, cacheBytes);
     for (Reader &reader : readers_)
         threads_.emplace_back(
             [this, &reader](std::stop_token stop) { readUntil(std::move(stop), reader); });

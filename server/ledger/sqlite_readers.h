@@ -21,7 +21,7 @@ public:
     static constexpr int count = 3;
 
     /// `cacheBytes` is each one's, for pages.
-    SqliteReaders(const std::string &path, std::size_t cacheBytes);
+    SqliteReaders(SqliteFile &file, std::size_t cacheBytes);
     /// Finishes the looks that have begun; the others are dropped, and their outcome is never told.
     ~SqliteReaders();
 
@@ -35,7 +35,7 @@ private:
     };
     struct Reader
     {
-        Reader(const std::string &path, std::size_t cacheBytes);
+        Reader(SqliteFile &file, std::size_t cacheBytes);
         SqliteConnection connection;
         SqliteStatements statements;
     };

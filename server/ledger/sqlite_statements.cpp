@@ -2,63 +2,8 @@
 
 namespace kivolo::server {
 
-using soci::into;
-
-namespace {
-
-constexpr int schemaVersion = 7;
-
-// Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
-// untouched. The beams' index carries what a poll needs to know before it reads any of them.
-constexpr const char *schema[] = {
-    "CREATE TABLE circle ("
-    " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
-    " tick INTEGER NOT NULL, sender INTEGER NOT NULL DEFAULT 0,"
-    " others_tick INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0,"
-    " busy_until INTEGER NOT NULL DEFAULT 0,"
-    " founder TEXT NOT NULL,"
-    " founder_key TEXT NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL)",
-    "CREATE TABLE member ("
-    " number INTEGER PRIMARY KEY AUTOINCREMENT, key TEXT NOT NULL UNIQUE, id TEXT NOT NULL,"
-    " circle INTEGER NOT NULL REFERENCES circle (number), device_id TEXT NOT NULL UNIQUE,"
-    " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL,"
-    " seen INTEGER NOT NULL DEFAULT (unixepoch()))",
-    "CREATE INDEX member_of_circle ON member (circle)",
-    "CREATE TABLE beam ("
-    " number INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE,"
-    " circle INTEGER NOT NULL REFERENCES circle (number), tick INTEGER NOT NULL,"
-    " created_at INTEGER NOT NULL, sender INTEGER NOT NULL, bytes INTEGER NOT NULL,"
-    " open_at INTEGER, type TEXT NOT NULL, effect TEXT, from_member TEXT NOT NULL,"
-    " from_handle TEXT NOT NULL, from_emoji TEXT NOT NULL, body TEXT NOT NULL)",
-    "CREATE INDEX beam_of_circle ON beam (circle, tick, sender, bytes)",
-};
-
-} // namespace
-
-void prepareSchema(soci::session &session)
-{
-    // Taken before looking: of two processes that start on a new file, one creates the tables.
-    SqliteTransaction transaction(session);
-    guarded([&] {
-        int version = 0;
-        int tables = 0;
-        session << "PRAGMA user_version", into(version);
-        session << "SELECT count(*) FROM sqlite_master", into(tables);
-        if (version == 0 && tables == 0) {
-            for (const char *statement : schema)
-                session << statement;
-            session << "PRAGMA user_version = " << schemaVersion;
-        } else if (version == 0) {
-            throw std::runtime_error("the file is a database of another program");
-        } else if (version != schemaVersion) {
-            throw std::runtime_error("the database was made by another version");
-        }
-    });
-    transaction.commit();
-}
-
-SqliteStatements::SqliteStatements(soci::session &session)
-    : session_(session)
+SqliteStatements::SqliteStatements(SqliteConnection &connection)
+    : connection_(connection)
 {}
 
 std::optional<Circle> SqliteStatements::circleByCode(const std::string &code)
@@ -137,6 +82,7 @@ void SqliteStatements::addMember(const Seat &seat, const std::string &deviceId, 
     const Member &member = seat.member;
     addMember_.run({member.id, seat.key, seat.circle.number, deviceId, member.handle, member.emoji,
                     now, member.seen});
+    regroup_.run({seat.circle.number});
 }
 
 void SqliteStatements::markSeen(const Member &member, Seconds seen)
@@ -148,12 +94,14 @@ void SqliteStatements::markSeen(const Member &member, Seconds seen)
 void SqliteStatements::renameMember(const Member &member)
 {
     renameMember_.run({member.handle, member.emoji, member.number});
+    regroup_.run({member.circle});
 }
 
 void SqliteStatements::removeMember(const Member &member)
 {
     removeMember_.run({member.number});
     changed_.push_back(member.circle);
+    regroup_.run({member.circle});
 }
 
 void SqliteStatements::stampCircle(const Circle &circle)

@@ -5,16 +5,12 @@
 
 namespace kivolo::server {
 
-/// Creates the tables where they are missing. Throws std::runtime_error for a database that was
-/// made by something else or by another version.
-void prepareSchema(soci::session &session);
-
 /// Serves as the view on a reading connection and as the transaction on the writing one.
 /// Bound to its connection and used by one thread at a time.
 class SqliteStatements final : public LedgerTransaction
 {
 public:
-    explicit SqliteStatements(soci::session &session);
+    explicit SqliteStatements(SqliteConnection &connection);
 
     std::optional<Circle> circleByCode(const std::string &code) override;
     std::int64_t circlesMade() override;
@@ -48,28 +44,29 @@ public:
 private:
     void takeRoom(std::int64_t bytes);
 
-    soci::session &session_;
+    SqliteConnection &connection_;
     std::vector<std::int64_t> changed_;
     Room room_;
-    sqlite::Select<sqlite::CircleByCode> circleByCode_{session_};
-    sqlite::Select<sqlite::LastOfCircles> lastOfCircles_{session_};
-    sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{session_};
-    sqlite::Select<sqlite::SeatOfKey> seatOfKey_{session_};
-    sqlite::Select<sqlite::Members> members_{session_};
-    sqlite::Select<sqlite::SizesAfter> sizesAfter_{session_};
-    sqlite::Select<sqlite::LatestSizes> latestSizes_{session_};
-    sqlite::Select<sqlite::Beams> beams_{session_};
-    sqlite::Select<sqlite::Capsule> capsule_{session_};
-    sqlite::Select<sqlite::KeyOfFounder> keyOfFounder_{session_};
-    sqlite::Select<sqlite::SizeOfFile> sizeOfFile_{session_};
-    sqlite::Change<sqlite::AddCircle> addCircle_{session_};
-    sqlite::Change<sqlite::ForgetFounder> forgetFounder_{session_};
-    sqlite::Change<sqlite::AddMember> addMember_{session_};
-    sqlite::Change<sqlite::MarkSeen> markSeen_{session_};
-    sqlite::Change<sqlite::RenameMember> renameMember_{session_};
-    sqlite::Change<sqlite::RemoveMember> removeMember_{session_};
-    sqlite::Change<sqlite::StampCircle> stampCircle_{session_};
-    sqlite::Change<sqlite::AddBeam> addBeam_{session_};
+    sqlite::Select<sqlite::CircleByCode> circleByCode_{connection_};
+    sqlite::Select<sqlite::LastOfCircles> lastOfCircles_{connection_};
+    sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{connection_};
+    sqlite::Select<sqlite::SeatOfKey> seatOfKey_{connection_};
+    sqlite::Select<sqlite::Members> members_{connection_};
+    sqlite::Select<sqlite::SizesAfter> sizesAfter_{connection_};
+    sqlite::Select<sqlite::LatestSizes> latestSizes_{connection_};
+    sqlite::Select<sqlite::Beams> beams_{connection_};
+    sqlite::Select<sqlite::Capsule> capsule_{connection_};
+    sqlite::Select<sqlite::KeyOfFounder> keyOfFounder_{connection_};
+    sqlite::Select<sqlite::SizeOfFile> sizeOfFile_{connection_};
+    sqlite::Command<sqlite::AddCircle> addCircle_{connection_};
+    sqlite::Command<sqlite::ForgetFounder> forgetFounder_{connection_};
+    sqlite::Command<sqlite::Regroup> regroup_{connection_};
+    sqlite::Command<sqlite::AddMember> addMember_{connection_};
+    sqlite::Command<sqlite::MarkSeen> markSeen_{connection_};
+    sqlite::Command<sqlite::RenameMember> renameMember_{connection_};
+    sqlite::Command<sqlite::RemoveMember> removeMember_{connection_};
+    sqlite::Command<sqlite::StampCircle> stampCircle_{connection_};
+    sqlite::Command<sqlite::AddBeam> addBeam_{connection_};
 };
 
 } // namespace kivolo::server

@@ -17,8 +17,15 @@ public:
         : holds_(holds)
         , circle(seat.circle.number)
         , member(seat.member.number)
-    {}
-    ~Place() override { holds_.leave(this); }
+        , tick(seat.circle.tick)
+    {
+        ++holds_.waiting_;
+    }
+    ~Place() override
+    {
+        --holds_.waiting_;
+        holds_.leave(this);
+    }
 
 private:
     Holds &holds_;
@@ -26,6 +33,7 @@ private:
 public:
     const std::int64_t circle;
     const std::int64_t member;
+    const Tick tick; ///< The latest beam of the circle when it began to wait.
 };
 
 Holds::Holds(std::chrono::milliseconds longest, Clock clock)
@@ -52,6 +60,8 @@ std::optional<http::Held> Holds::hold(const Seat &seat)
 
 void Holds::announce(const Change &change)
 {
+    if (change.circle == 0)
+        return releaseAll();
     forgetCalmed();
     const bool ofMembers = change.sender == 0;
     if (ofMembers && longest_.count() > 0) {
@@ -62,7 +72,15 @@ void Holds::announce(const Change &change)
     if (found == places_.end())
         return;
     for (Place *place : found->second) {
-        if (place->member != change.sender)
+        if (ofMembers || (place->member != change.sender && place->tick < change.tick))
+            place->release();
+    }
+}
+
+void Holds::releaseAll()
+{
+    for (const auto &[circle, places] : places_) {
+        for (Place *place : places)
             place->release();
     }
 }

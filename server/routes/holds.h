@@ -4,6 +4,7 @@
 #include "http/message.h"
 #include "rules/circles.h"
 
+#include <atomic>
 #include <chrono>
 #include <deque>
 #include <unordered_map>
@@ -26,20 +27,26 @@ public:
     /// circle's polls are answered at once. An older poll of the same seat is released.
     std::optional<http::Held> hold(const Seat &seat);
 
-    /// Releases those whom the change concerns: for a beam everyone in the circle but its sender;
-    /// when its members have changed all of them, and for a while none is held after that, so that
-    /// their programs, which ask for the members only at every sixth poll, soon do.
+    /// Releases those whom the change concerns: for a beam everyone in the circle but its sender
+    /// and those who knew it when they began to wait; when its members have changed all of them,
+    /// and for a while none is held after that, so that their programs, which ask for the members
+    /// only at every sixth poll, soon do. To be told something twice makes no difference.
     void announce(const Change &change);
+
+    /// Whether anyone waits. From any thread.
+    bool occupied() const { return waiting_ > 0; }
 
 private:
     class Place;
 
+    void releaseAll();
     void leave(Place *place);
     void forgetCalmed();
 
     std::chrono::milliseconds longest_;
     Clock clock_;
     std::unordered_map<std::int64_t, std::vector<Place *>> places_; ///< By the circle's number.
+    std::atomic<std::size_t> waiting_ = 0;
     struct Unrest
     {
         std::chrono::steady_clock::time_point end;

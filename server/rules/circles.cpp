@@ -240,7 +240,7 @@ Circles::Sending Circles::sendIn(LedgerTransaction &ledger, const BeamRequest &r
     circle.busyUntil = busyAfter(circle, bytes, now);
     ledger.stampCircle(circle);
     ledger.addBeam(beam, circle.tick, seat.member, bytes);
-    return {std::move(beam), {circle.number, seat.member.number}};
+    return {std::move(beam), {circle.number, seat.member.number, circle.tick}};
 }
 
 Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now)

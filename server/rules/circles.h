@@ -37,14 +37,6 @@ private:
 template<typename Result>
 using Done = std::function<void(Outcome<Result>)>;
 
-/// What has been committed: a beam of that member, or, where `sender` is 0, another set of members
-/// or another name of one. By the ledger's numbers.
-struct Change
-{
-    std::int64_t circle = 0;
-    std::int64_t sender = 0;
-};
-
 /// All but nothingNew() may be asked for from any thread. What the rules turn down is a Refusal,
 /// thrown at once where the request itself says so and told otherwise, as a Miss always is; where
 /// the database fails, LedgerUnavailable.
@@ -72,11 +64,13 @@ public:
 
     Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings settings);
 
-    /// Is called with every change, on a thread of the ledger, before the one who asked for it is
-    /// told. To be set before the first.
-    void setObserver(std::function<void(const Change &)> observer)
+    /// Is told every change, on a thread of the ledger: of this process before the one who asked
+    /// for it is told and, while it wants to hear of that, of any process soon after. So it hears
+    /// of some twice. To be set once, before the first.
+    void setObserver(Ledger::Observer observer)
     {
-        observer_ = std::move(observer);
+        observer_ = observer.tell;
+        ledger_.watch(std::move(observer));
     }
 
     void create(CreateRequest request, Done<Founding> done);

@@ -16,6 +16,7 @@ TEST(Holds, ReleaseWhomAChangeConcerns)
         Seat taken;
         taken.circle.number = member / 10;
         taken.member.number = member;
+        taken.circle.tick = 5;
         return taken;
     };
     const auto hold = [&](std::int64_t member) {
@@ -36,11 +37,13 @@ TEST(Holds, ReleaseWhomAChangeConcerns)
     for (const std::int64_t member : {11, 12, 13, 21, 22})
         EXPECT_TRUE(hold(member));
     EXPECT_EQ(waiting.at(11).atMost, std::chrono::seconds(25));
-    holds.announce({1, 12});
+    holds.announce({1, 12, 6});
     EXPECT_EQ(takeReleased(), (Members{11, 13})) << "its sender need not be told";
-    holds.announce({1, 11});
+    holds.announce({1, 11, 7});
     EXPECT_EQ(takeReleased(), (Members{12})) << "who waits no longer is forgotten";
     EXPECT_TRUE(hold(11));
+    holds.announce({1, 12, 5});
+    EXPECT_EQ(takeReleased(), Members{}) << "who has been told of a beam waits for the next";
     EXPECT_TRUE(hold(11));
     EXPECT_EQ(takeReleased(), (Members{11})) << "the older poll of the same seat";
 
@@ -55,6 +58,9 @@ TEST(Holds, ReleaseWhomAChangeConcerns)
     EXPECT_FALSE(hold(11)) << "the second change counts as well";
     now += std::chrono::seconds(1);
     EXPECT_TRUE(hold(11));
+    holds.announce({});
+    EXPECT_EQ(takeReleased(), (Members{11, 21, 22, 23})) << "whatever has happened";
+    EXPECT_FALSE(holds.occupied());
 }
 
 } // namespace kivolo::server::test

@@ -47,9 +47,11 @@ struct RunningServer
               },
               limits)
     {
-        house.circles.setObserver([this](const Change &change) {
-            boost::asio::post(context, [this, change] { house.holds.announce(change); });
-        });
+        house.circles.setObserver(
+            {[this](const Change &change) {
+                 boost::asio::post(context, [this, change] { house.holds.announce(change); });
+             },
+             [this] { return house.holds.occupied(); }});
         port = portOf(server.listen("127.0.0.1:0"));
         thread = std::jthread([this] { context.run(); });
     }
@@ -69,10 +71,10 @@ struct RunningServer
             std::this_thread::yield();
     }
 
+    boost::asio::io_context context;
     House house;
     std::atomic<int> waits = 0; ///< How often a request was told to come again.
     std::atomic<int> held = 0;  ///< How often a poll was held.
-    boost::asio::io_context context;
     http::Server server;
     std::uint16_t port = 0;
     std::jthread thread;

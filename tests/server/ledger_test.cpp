@@ -7,6 +7,8 @@
 #include <barrier>
 #include <boost/json/serialize.hpp>
 #include <condition_variable>
+#include <deque>
+#include <fstream>
 #include <future>
 #include <gtest/gtest.h>
 #include <latch>
@@ -66,6 +68,35 @@ struct Neighbour
     Circles circles;
 };
 
+/// What a ledger's observer hears.
+class Heard
+{
+public:
+    Ledger::Observer observer()
+    {
+        return {[this](const Change &change) {
+                    const std::lock_guard lock(mutex_);
+                    changes_.push_back(change);
+                    changed_.notify_all();
+                },
+                [] { return true; }};
+    }
+    /// Waits until there is one.
+    Change next()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return !changes_.empty(); });
+        const Change change = changes_.front();
+        changes_.pop_front();
+        return change;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Change> changes_;
+};
+
 /// Sends through whichever process and gives back the beam's id.
 std::string sendThrough(Circles &circles, const Told &member)
 {
@@ -88,6 +119,12 @@ Poll pollThrough(Circles &circles, const Told &member, Tick since)
         circles.poll(
             key, id, since, [](std::size_t) { return true; }, std::move(done));
     });
+}
+
+std::string contentOf(const std::filesystem::path &file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 /// Has each of the ledger's reading threads do it once, by letting none go on before the last.
@@ -381,18 +418,131 @@ TEST(Ledger, ADatabaseLockedByAnotherIsToldInTime)
     EXPECT_EQ(house.poll(house.join(ana.text("code"), "b"), 0).beams().size(), 1u);
 }
 
-TEST(Ledger, AcknowledgesNothingThatGoesIntoAFileThatIsGone)
+// Each change once, in order, whoever else writes; and nothing of what this process does itself.
+TEST(Ledger, HearsWhatOtherProcessesCommit)
 {
-    for (const bool replaced : {false, true}) {
+    House house;
+    Neighbour neighbour(house, {.watchInterval = std::chrono::milliseconds(1)});
+    const Told home = house.newCircle();
+    const Told ana = house.join(home.text("code"), "a");
+    const Told ben = house.join(home.text("code"), "b");
+    const Told other = house.newCircle();
+    Heard heard;
+    neighbour.ledger->watch(heard.observer());
+    const auto expect = [&heard](std::int64_t circle, std::int64_t sender, bool beam) {
+        const Change change = heard.next();
+        EXPECT_EQ(change.circle, circle);
+        EXPECT_EQ(change.sender, sender);
+        EXPECT_EQ(change.tick > 0, beam);
+        return change.tick;
+    };
+    expect(1, 0, false); // what was before it began to listen
+    for (int i = 0; i < 3; ++i) {
+        sendThrough(house.circles, ana);
+        const Tick tick = expect(1, 1, true);
+        sendThrough(neighbour.circles, ben); // between the others', in the same file
+        sendThrough(house.circles, ben);
+        EXPECT_EQ(expect(1, 2, true), tick + 2);
+    }
+    house.join(home.text("code"), "b", "Ben"); // another name
+    expect(1, 0, false);
+    house.join(other.text("code"), "b"); // moves away
+    expect(1, 0, false);
+    expect(2, 0, false);
+    house.ledger->write(
+        [](LedgerTransaction &ledger, Seconds) {
+            Beam beam;
+            Member sender;
+            sender.number = sender.circle = 1;
+            for (int i = 0; i < 11'000; ++i) {
+                beam.id = std::to_string(i);
+                ledger.addBeam(beam, i, sender, 1);
+            }
+        },
+        0, [](const std::exception_ptr &) {});
+    while (heard.next().circle != 0) {
+    }
+}
+
+TEST(Ledger, DoesNotStartOnADamagedFile)
+{
+    TemporaryFolder folder;
+    const std::filesystem::path file = folder / "x";
+    std::string whole;
+    {
         House house;
         const Told ana = house.join(house.newCircle().text("code"), "a");
-        const std::filesystem::path file = house.folder / "ledger.sqlite";
-        std::filesystem::rename(file, house.folder / "elsewhere");
-        if (replaced)
-            std::filesystem::copy_file(house.folder / "elsewhere", file);
-        EXPECT_EQ(house.sendText(ana, "x").status, 503u);
-        std::filesystem::rename(house.folder / "elsewhere", file);
-        EXPECT_EQ(house.sendText(ana, "x").status, 200u);
+        for (int i = 0; i < 200; ++i)
+            house.sendText(ana, "a note");
+        house.ledger.reset();
+        whole = contentOf(house.folder / "ledger.sqlite");
+    }
+    const auto start = [&file](const std::string &content) {
+        std::ofstream(file, std::ios::binary) << content;
+        try {
+            openLedger("sqlite:" + file.string(), std::chrono::system_clock::now);
+        } catch (const std::runtime_error &error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    constexpr std::size_t page = 4096;
+    ASSERT_GT(whole.size(), 15 * page);
+    EXPECT_EQ(start(whole), "");
+    for (std::size_t at = 0; at < whole.size(); at += page) {
+        std::string damaged = whole;
+        damaged.replace(at, page, page, '\x5a');
+        EXPECT_NE(start(damaged).find("it is damaged"), std::string::npos) << at / page;
+        EXPECT_NE(start(whole.substr(0, at + page / 2)), "") << "cut off in page " << at / page;
+    }
+    std::string foreign = whole;
+    foreign.replace(68, 4, "xxxx"); // where a program writes whose file it is
+    EXPECT_NE(start(foreign).find("another program"), std::string::npos);
+    EXPECT_EQ(contentOf(file), foreign);
+}
+
+// Neither is anything acknowledged that can't be kept nor anything read that may be wrong, on any
+// way, and those who wait are sent to find out.
+TEST(Ledger, UsesNoFileThatIsDamagedOrGone)
+{
+    const char *const cases[] = {"", "-wal", "-shm", "replaced", "damaged"};
+    for (const std::string broken : cases) {
+        House maker;
+        const Told ana = maker.join(maker.newCircle().text("code"), "a");
+        maker.sendText(ana, "x");
+        const Tick since = nextSince(maker.poll(ana, 0));
+        maker.ledger.reset(); // so that all is in one file
+        Neighbour house(maker, {.watchInterval = std::chrono::milliseconds(1)});
+        Heard heard;
+        house.ledger->watch(heard.observer());
+        const auto polled = [&] {
+            return house.circles.nothingNew(ana.text("circle_id"), ana.text("member_id"), since);
+        };
+        const auto read = [&] { return pollThrough(house.circles, ana, 0); };
+        EXPECT_TRUE(polled());
+        const std::filesystem::path file = maker.folder / "ledger.sqlite";
+        const std::filesystem::path elsewhere = maker.folder / "elsewhere";
+        if (broken == "damaged") {
+            const std::string rest(std::filesystem::file_size(file) - 4096, 'x');
+            std::fstream(file, std::ios::in | std::ios::out | std::ios::binary).seekp(4096) << rest;
+            EXPECT_THROW(read(), LedgerUnavailable);
+        } else {
+            const std::filesystem::path name = file.string() + (broken == "replaced" ? "" : broken);
+            std::filesystem::rename(name, elsewhere);
+            if (broken == "replaced")
+                std::filesystem::copy_file(elsewhere, name);
+        }
+        EXPECT_EQ(heard.next().circle, 0) << broken;
+        EXPECT_THROW(sendThrough(house.circles, ana), LedgerUnavailable) << broken;
+        EXPECT_THROW(read(), LedgerUnavailable) << broken;
+        EXPECT_FALSE(polled()) << broken;
+        if (broken == "damaged")
+            continue;
+        std::filesystem::rename(elsewhere, file.string() + (broken == "replaced" ? "" : broken));
+        sendThrough(house.circles, ana);
+        EXPECT_EQ(house.circles.nothingNew(ana.text("circle_id"), ana.text("member_id"), since + 1)
+                      .has_value(),
+                  true);
     }
 }
 
