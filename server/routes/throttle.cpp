@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <spdlog/spdlog.h>
 
 namespace kivolo::server {
 
@@ -63,7 +64,7 @@ Throttle::Allowances Throttle::allowances(double factor)
     Allowances all;
     all[index(Act::Request)] = {{1'000, 10s}, 32, 1'024, {20'000, 10s}};
     all[index(Act::Send)] = {{600, 1min}, 32, 1'024, {6'000, 1min}};
-    all[index(Act::Found)] = {{20, 20h}, 8, 64, {100, 100min}};
+    all[index(Act::Found)] = {{10, 24h}, 8, 64, {100, 100min}};
     all[index(Act::WrongDevice)] = {{300, 1min}, 32, 1'024, {3'000, 1min}};
     all[index(Act::WrongKey)] = all[index(Act::WrongDevice)];
     for (Allowance &allowance : all) {
@@ -145,9 +146,21 @@ Throttle::Source Throttle::source(Act act, const Address &address, Time now)
     if (own && *own == 0ns)
         return Source::Own;
     const nanoseconds shared = wait(account.sharedUsed, account.allowance.shared, now);
-    if (shared > 0ns)
+    if (shared > 0ns) {
+        if (act == Act::WrongCode)
+            warnOfGuesses(address, now);
         refuse(act, own ? std::min(*own, shared) : shared);
+    }
     return Source::Shared;
+}
+
+// The operator can close the door to whoever does that for hours.
+void Throttle::warnOfGuesses(const Address &address, Time now)
+{
+    if (now < nextWarning_)
+        return;
+    nextWarning_ = now + 1h;
+    spdlog::warn("somebody tries wrong invite codes, the latest from {}", address.toString());
 }
 
 // Nothing where the address has no allowance of its own.

@@ -90,11 +90,13 @@ private:
     std::optional<std::chrono::nanoseconds> ownWait(Account &account, const http::Address &address,
                                                     Time now) const;
     Source source(Act act, const http::Address &address, Time now);
+    void warnOfGuesses(const http::Address &address, Time now);
     static bool hasRoom(Account &account, Time now);
 
     Clock clock_;
     std::mutex mutex_;
     std::array<Account, std::tuple_size_v<Allowances>> accounts_; ///< By Act.
+    Time nextWarning_;
 };
 
 /// One try at a secret. If it was a wrong one, that is counted against the address, and where too

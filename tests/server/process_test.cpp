@@ -104,6 +104,23 @@ TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
     EXPECT_EQ(again.end(SIGTERM), 0);
 }
 
+TEST(Process, KeepsWhoGuessesCodesWaiting)
+{
+    TemporaryFolder folder;
+    Process server(
+        {"--listen", "127.0.0.1:0", "--database", "sqlite:" + (folder / "x.sqlite").string()});
+    const std::uint16_t port = server.port();
+    const std::string guess =
+        httpPost("/join", {{"code", "AAAAAAAA"}, {"handle", "Z"}, {"device_id", "z"}});
+    std::string reply;
+    for (int i = 0; i < 1'000 && !reply.starts_with("HTTP/1.1 429"); ++i)
+        reply = talk(port, guess);
+    EXPECT_TRUE(reply.starts_with("HTTP/1.1 429")) << reply;
+    EXPECT_NE(reply.find("\r\nRetry-After: 1\r\n"), std::string::npos) << reply;
+    EXPECT_TRUE(talk(port, httpGet("/me?device_id=z")).starts_with("HTTP/1.1 200"));
+    EXPECT_EQ(server.end(SIGTERM), 0);
+}
+
 // The kernel takes connections that the process has no descriptor for; they must not hang there.
 TEST(Process, TurnsAwayWhatItHasNoDescriptorFor)
 {

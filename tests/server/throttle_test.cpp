@@ -45,7 +45,7 @@ struct Gate
     int howOften(Act act, const Address &from)
     {
         int count = 0;
-        while (lets(act, from))
+        while (count < 100'000 && lets(act, from))
             ++count;
         return count;
     }
@@ -151,9 +151,8 @@ TEST(Guesses, OnlyWrongOnesCountAndNoneOfThemWrites)
     house.client = address("192.0.2.1");
     const Told ana = house.join(code, "a");
     const int before = writes;
-    std::vector<std::chrono::seconds> waits;
     int looked = 0;
-    while (house.post("/join", joining("AAAAAAAA")).status == 404)
+    while (looked < 1'000 && house.post("/join", joining("AAAAAAAA")).status == 404)
         ++looked;
     EXPECT_EQ(looked, 5 + 60);
     EXPECT_EQ(writes, before) << "a wrong code was the writer's work";
@@ -229,7 +228,7 @@ TEST(Guesses, OfKeysKeepNobodyFromComingBack)
     }
     int tries = 0;
     house.steadyTime.advance(60);
-    while (!refused(asks[tries % 5]))
+    while (tries < 10'000 && !refused(asks[tries % 5]))
         ++tries;
     EXPECT_EQ(tries, 300 + 3'000);
     for (const std::string &ask : asks)
@@ -253,7 +252,7 @@ TEST(Throttle, CountsWhateverIsAsked)
     const Case cases[] = {
         {"polls", [](House &h, const Told &m) { return h.poll(m, 1); }, 200, 100, 2'000},
         {"sends", [](House &h, const Told &m) { return h.sendText(m, ""); }, 400, 60, 600},
-        {"circles", [](House &h, const Told &) { return h.newCircle(); }, 200, 2, 10},
+        {"circles", [](House &h, const Told &) { return h.newCircle(); }, 200, 1, 10},
         {"devices", [](House &h, const Told &) { return h.call("GET", "/me?device_id=?"); }, 200,
          30, 300},
     };
@@ -265,7 +264,7 @@ TEST(Throttle, CountsWhateverIsAsked)
             house.client = address(from);
             int count = 0;
             Told told;
-            while ((told = c.ask(house, ana)).status == c.status)
+            while (count < 10'000 && (told = c.ask(house, ana)).status == c.status)
                 ++count;
             EXPECT_EQ(told.status, 429u) << c.what;
             EXPECT_GT(told.retryAfter.count(), 0) << c.what;

@@ -69,9 +69,13 @@ void Servers::become(std::size_t server) const
     setenv("LD_PRELOAD", options_.shim.c_str(), 1);
     // The sanitizers' runtime wants to be loaded first, which it need not be for what we replace.
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 0);
-    std::vector<std::string> all{options_.program, "--listen",
-                                 address(server) + ":" + std::to_string(port()), "--database",
-                                 "sqlite:" + database()};
+    std::vector<std::string> all{options_.program,
+                                 "--listen",
+                                 address(server) + ":" + std::to_string(port()),
+                                 "--database",
+                                 "sqlite:" + database(),
+                                 "--rates",
+                                 "1000000"};
     all.insert(all.end(), options_.arguments.begin(), options_.arguments.end());
     std::vector<char *> argv;
     for (std::string &argument : all)
