@@ -34,9 +34,11 @@ std::optional<Address> Address::parse(std::string_view text)
 {
     boost::system::error_code error;
     const ip::address address = ip::make_address(withoutPort(text), error);
-    if (error || address.is_unspecified())
+    if (error)
         return std::nullopt;
-    return Address(address);
+    const Address parsed(address);
+    const bool isAny = parsed.isLocal() || parsed == Address(ip::address_v4::any());
+    return isAny ? std::nullopt : std::optional(parsed);
 }
 
 bool Address::isIpv4() const

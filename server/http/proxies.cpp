@@ -34,7 +34,8 @@ void Proxies::trust(std::string_view net)
         const auto [stop, error] = std::from_chars(net.data() + slash + 1, end, bits);
         understood = understood && error == std::errc() && stop == end && bits <= most;
     }
-    if (!understood)
+    // IPv4 written as IPv6, in a net that holds more than IPv4.
+    if (!understood || (address->isIpv4() && bits + 128 - most < 96))
         throw std::runtime_error("a trusted proxy has to be given as an address, as a net like "
                                  "10.0.0.0/8, or as unix");
     bits += 128 - most;
@@ -44,7 +45,10 @@ void Proxies::trust(std::string_view net)
 bool Proxies::trusts(const Address &address) const
 {
     return std::ranges::any_of(nets_, [&](const Net &net) {
-        return address.isIpv4() == net.first.isIpv4() && address.prefix(net.bits) == net.first;
+        // "This machine" is written as no address is, but lies at the beginning of some nets.
+        const bool comparable =
+            address.isLocal() ? net.bits == 128 : address.isIpv4() == net.first.isIpv4();
+        return comparable && address.prefix(net.bits) == net.first;
     });
 }
 

@@ -67,6 +67,14 @@ const utf8proc_property_t &propertyOf(char32_t point)
     return *utf8proc_get_property(static_cast<utf8proc_int32_t>(point));
 }
 
+/// Kept free for what will be invisible. The tables know them as little as tomorrow's emoji, which
+/// will be seen.
+bool isReservedInvisible(char32_t point)
+{
+    return point == 0x2065 || (point >= 0xfff0 && point <= 0xfff8) ||
+           (point >= 0xe0000 && point <= 0xe0fff);
+}
+
 bool isVisible(char32_t point)
 {
     const utf8proc_property_t &property = propertyOf(point);
@@ -77,7 +85,7 @@ bool isVisible(char32_t point)
     case UTF8PROC_CATEGORY_ZP:
         return false;
     default:
-        return !property.ignorable;
+        return !property.ignorable && !isReservedInvisible(point);
     }
 }
 
