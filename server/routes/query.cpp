@@ -53,7 +53,7 @@ std::int64_t queryNumber(std::string_view target, std::string_view name)
     const std::string text = queryText(target, name);
     std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size() || number < 0)
+    if (error != std::errc() || end != text.data() + text.size() || text.starts_with('-'))
         invalid(name, "has to be a whole number.");
     return number;
 }

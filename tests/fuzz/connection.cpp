@@ -8,6 +8,7 @@
 
 #include "fuzz.h"
 #include "http/hub.h"
+#include "ledger/sqlite_schema.h"
 #include "ledger/sqlite_statements.h"
 #include "routes/routes.h"
 
@@ -67,14 +68,17 @@ Randomness counting(unsigned from)
 }
 
 /// Tells at once, on one connection.
-class DirectLedger final : public Ledger
+class DirectLedger final : public Ledger, LedgerGlance
 {
 public:
     explicit DirectLedger(const std::string &path)
-        : connection_(path, seconds(1), 1 << 20, prepareSchema)
-        , statements_(connection_.session())
+        : file_(path)
+        , connection_(file_, seconds(1), 1 << 20, prepareSchema)
+        , statements_(connection_)
     {}
-    LedgerGlance *glance() override { return &statements_; }
+    /// There is no other process that could change anything.
+    void watch(Observer) override {}
+    LedgerGlance *glance() override { return this; }
     void read(Look look, Done done) override
     {
         tell([&] { look(statements_); }, done);
@@ -82,15 +86,21 @@ public:
     void write(Job job, std::size_t, Done done) override
     {
         const auto change = [&] {
-            SqliteSavepoint part(connection_.session());
+            SqliteSavepoint part(connection_);
+            statements_.measureRoom(1LL << 40, 0);
             job(statements_, wholeSeconds(wallClock()));
             part.keep();
         };
         tell(change, done);
     }
-    soci::session &session() { return connection_.session(); }
+    SqliteConnection &connection() { return connection_; }
 
 private:
+    std::optional<Seat> seat(std::string_view key, std::string_view memberId) override
+    {
+        std::optional<Seat> seat = statements_.seatOfKey(std::string(key));
+        return seat && seat->member.id == memberId ? std::move(seat) : std::nullopt;
+    }
     static void tell(const std::function<void()> &action, const Done &done)
     {
         std::exception_ptr failure;
@@ -102,6 +112,7 @@ private:
         done(failure);
     }
 
+    SqliteFile file_;
     SqliteConnection connection_;
     SqliteStatements statements_;
 };
@@ -175,16 +186,18 @@ class Day
 {
 public:
     explicit Day(Town &town)
-        : transaction_(town.ledger.session())
+        : transaction_(town.ledger.connection())
         , holds_(seconds(15))
         , circles_(town.ledger, wallClock, counting(100), {})
         , routes_(circles_, holds_, town.throttle, town.site,
                   [this](auto work) { boost::asio::post(context_, std::move(work)); })
     {
         town.days += std::chrono::days(1);
-        circles_.setObserver([this](const Change &change) {
-            boost::asio::post(context_, [this, change] { holds_.announce(change); });
-        });
+        circles_.setObserver({[this](const Change &change) {
+                                  boost::asio::post(context_,
+                                                    [this, change] { holds_.announce(change); });
+                              },
+                              [] { return true; }});
         http::Proxies proxies;
         proxies.trust("unix");
         const auto handler = [this](http::Request &request, http::Reply later) {
@@ -198,7 +211,7 @@ public:
         acceptor.listen();
         acceptor.non_blocking(true);
         place_ = acceptor.local_endpoint();
-        hub_->serve(std::move(acceptor));
+        hub_->serve({std::move(acceptor), {}}, nullptr);
     }
     const Place &place() const { return place_; }
     /// Does all that can be done at this moment.
@@ -210,7 +223,8 @@ public:
     void passTick()
     {
         sinceMidnight += tick;
-        http::Timer due(context_, seconds(0));
+        // Earlier than all others, so that the system tells of them: it has the real time.
+        http::Timer due(context_, SteadyTime());
         due.async_wait([](auto) {});
         turn();
     }
