@@ -122,7 +122,9 @@ Awaitable<Stream::Transfer> Stream::readEncrypted(asio::mutable_buffer space)
         const error_code error = outcomeOf(result);
         if (error != asio::error::would_block)
             co_return Transfer(error, count);
-        const auto [failure] = co_await socket_.async_wait(Socket::wait_read, awaitedWithError);
+        // A peer can ask for answers below the bytes, and not read them.
+        const auto direction = SSL_want_write(tls_.get()) ? Socket::wait_write : Socket::wait_read;
+        const auto [failure] = co_await socket_.async_wait(direction, awaitedWithError);
         if (failure)
             co_return Transfer(failure, 0);
     }
@@ -181,7 +183,7 @@ Stream::Peer Stream::look()
         ERR_clear_error();
         const int result = SSL_peek(tls_.get(), &byte, 1);
         something = result > 0;
-        nothing = outcomeOf(result) == asio::error::would_block;
+        nothing = outcomeOf(result) == asio::error::would_block && !SSL_want_write(tls_.get());
     } else {
         const ssize_t count = ::recv(socket_.native_handle(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
         something = count > 0;
