@@ -67,11 +67,11 @@ def make_database(server, path, circles, beams):
 
 
 def start_server(server, path, *options, core=None):
-    """The process and where it listens. No address is kept waiting for asking often."""
+    """The process and where it listens. One address may ask for as much as all of them."""
     pinned = [] if core is None else ["taskset", "-c", str(core)]
     process = subprocess.Popen(
-        [*pinned, server, "--rates", "1000000", "--listen", "127.0.0.1:0",
-         "--database", f"sqlite:{path}", *options],
+        [*pinned, server, "--rates", "1000000", "--connections-per-address", str(descriptors()),
+         "--listen", "127.0.0.1:0", "--database", f"sqlite:{path}", *options],
         stdout=subprocess.PIPE, text=True, env={**os.environ, "SPDLOG_LEVEL": "warn"})
     line = process.stdout.readline()
     match = re.fullmatch(r"listening on (https?://\S+)\n", line)
