@@ -45,8 +45,8 @@ public:
 
     /// Waits until look() may tell something new.
     void whenReadable(std::function<void(error_code)> then);
-    /// What the peer does, without taking any of it. It counts as gone too where it asks for answers
-    /// below the bytes and reads none.
+    /// What the peer does, without taking any of it. It counts as gone too where it asks for
+    /// answers below the bytes and reads none.
     Peer look();
 
     /// Tells the peer that nothing more will come.
