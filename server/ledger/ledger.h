@@ -74,6 +74,9 @@ public:
     /// `exceptSender`, which is a member's number or 0.
     virtual std::vector<Beam> beams(std::int64_t circle, std::int64_t exceptSender, Tick after,
                                     Tick until) = 0;
+    /// To be told before so many bytes of bodies are read. May throw what the look has to let
+    /// through: it is then taken anew from its beginning, where that keeps nobody waiting.
+    virtual void announce(std::int64_t bytes) = 0;
     /// A time capsule of that circle, with its body even while it is sealed.
     virtual std::optional<Beam> capsule(std::int64_t circle, const std::string &id) = 0;
 };

@@ -228,11 +228,13 @@ std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTrans
         measureRoom();
         for (Pending &pending : batch) {
             pending.failure = nullptr;
-            SqliteSavepoint part(writeConnection_);
+            const std::int64_t before = writeConnection_.changes();
             try {
                 pending.job(writeStatements_, now);
-                part.keep();
             } catch (const Refusal &) {
+                // One that has changed something has to be undone, and that by itself.
+                if (writeConnection_.changes() != before)
+                    throw;
                 pending.failure = std::current_exception();
             }
         }

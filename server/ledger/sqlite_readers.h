@@ -12,7 +12,8 @@
 
 namespace kivolo::server {
 
-/// Reads in the order in which they were asked for, a few at a time. Callable from any thread.
+/// Reads in the order in which they were asked for, a few at a time; one of the threads is kept for
+/// what is small, so that long histories don't keep polls waiting. Callable from any thread.
 class SqliteReaders
 {
 public:
@@ -35,17 +36,20 @@ private:
     };
     struct Reader
     {
-        Reader(SqliteFile &file, std::size_t cacheBytes);
+        Reader(SqliteFile &file, std::size_t cacheBytes, bool onlySmallLooks);
+        const bool forSmallLooks;
         SqliteConnection connection;
         SqliteStatements statements;
     };
 
     void readUntil(std::stop_token stop, Reader &reader);
-    std::optional<Pending> next(std::stop_token stop);
+    std::optional<Pending> next(std::stop_token stop, const Reader &reader);
+    void putOff(Pending pending);
 
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;
     std::deque<Pending> queue_;
+    std::deque<Pending> large_; ///< Those that turned out to be, which came before the others.
     std::deque<Reader> readers_;
     std::vector<std::jthread> threads_;
 };

@@ -49,6 +49,11 @@ void SqliteConnection::interrupt()
     sqlite_api::sqlite3_interrupt(handle());
 }
 
+std::int64_t SqliteConnection::changes()
+{
+    return sqlite_api::sqlite3_total_changes(handle());
+}
+
 SqliteTransaction::SqliteTransaction(SqliteConnection &connection)
     : connection_(connection)
 {
@@ -69,30 +74,6 @@ SqliteTransaction::~SqliteTransaction()
 void SqliteTransaction::commit()
 {
     connection_.file().guarded([&] { connection_.session() << "COMMIT"; });
-    open_ = false;
-}
-
-SqliteSavepoint::SqliteSavepoint(SqliteConnection &connection)
-    : connection_(connection)
-{
-    connection_.file().guarded([&] { connection_.session() << "SAVEPOINT part"; });
-}
-
-SqliteSavepoint::~SqliteSavepoint()
-{
-    if (!open_)
-        return;
-    try {
-        connection_.session() << "ROLLBACK TO part";
-        connection_.session() << "RELEASE part";
-    } catch (const soci::soci_error &) {
-        // The whole transaction was rolled back, and its commit will say so.
-    }
-}
-
-void SqliteSavepoint::keep()
-{
-    connection_.file().guarded([&] { connection_.session() << "RELEASE part"; });
     open_ = false;
 }
 

@@ -23,6 +23,9 @@ public:
     /// From now on, for whatever waits for a lock.
     void setPatience(std::chrono::milliseconds patience);
 
+    /// Rows that it has added, changed and removed since it was opened, undone ones included.
+    std::int64_t changes();
+
     /// Has whatever the connection does at that moment fail. From any thread, while it is open.
     void interrupt();
 
@@ -63,21 +66,6 @@ public:
     ~SqliteTransaction();
     /// On disk when it returns.
     void commit();
-
-private:
-    SqliteConnection &connection_;
-    bool open_ = true;
-};
-
-/// A part of a transaction that can be undone alone, and is unless it was kept. Not nested.
-class SqliteSavepoint
-{
-public:
-    explicit SqliteSavepoint(SqliteConnection &connection);
-    SqliteSavepoint(const SqliteSavepoint &) = delete;
-    SqliteSavepoint &operator=(const SqliteSavepoint &) = delete;
-    ~SqliteSavepoint();
-    void keep();
 
 private:
     SqliteConnection &connection_;

@@ -52,6 +52,12 @@ std::optional<Beam> SqliteStatements::capsule(std::int64_t circle, const std::st
     return capsule_.one({circle, id});
 }
 
+void SqliteStatements::announce(std::int64_t bytes)
+{
+    if (bytes > mostBytes_)
+        throw TooMuchHere();
+}
+
 void SqliteStatements::measureRoom(std::int64_t free, std::int64_t fileSize)
 {
     const std::int64_t used = sizeOfFile_.one({}).value_or(sqlite::FileSize()).bytes;

@@ -3,6 +3,8 @@
 
 #include "sqlite_queries.h"
 
+#include <limits>
+
 namespace kivolo::server {
 
 /// Serves as the view on a reading connection and as the transaction on the writing one.
@@ -22,6 +24,12 @@ public:
     std::vector<Beam> beams(std::int64_t circle, std::int64_t exceptSender, Tick after,
                             Tick until) override;
     std::optional<Beam> capsule(std::int64_t circle, const std::string &id) override;
+    void announce(std::int64_t bytes) override;
+
+    /// Thrown by announce() where that is more than what may be read here.
+    struct TooMuchHere
+    {};
+    void readNoMoreThan(std::int64_t bytes) { mostBytes_ = bytes; }
 
     /// Measures anew what room there is, at the beginning of a transaction: of the disk `free`
     /// bytes, with a file of `fileSize`.
@@ -47,6 +55,7 @@ private:
     SqliteConnection &connection_;
     std::vector<std::int64_t> changed_;
     Room room_;
+    std::int64_t mostBytes_ = std::numeric_limits<std::int64_t>::max();
     sqlite::Select<sqlite::CircleByCode> circleByCode_{connection_};
     sqlite::Select<sqlite::LastOfCircles> lastOfCircles_{connection_};
     sqlite::Select<sqlite::SeatOfDevice> seatOfDevice_{connection_};

@@ -327,8 +327,9 @@ void Circles::poll(const std::string &seatKey, const std::string &memberId, Tick
         std::move(done));
 }
 
-void Circles::takeRoom(const Room &room, std::int64_t bytes)
+void Circles::takeRoom(LedgerView &ledger, const Room &room, std::int64_t bytes)
 {
+    ledger.announce(bytes);
     if (bytes > 0 && !room(static_cast<std::size_t>(bytes)))
         throw Refusal(Reason::Busy, "Kivolo is very busy just now. Please try again later.");
 }
@@ -355,7 +356,7 @@ Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Roo
         covered = size.tick;
     }
     Poll poll{{}, covered + 1};
-    takeRoom(room, bytes);
+    takeRoom(ledger, room, bytes);
     if (bytes > 0)
         poll.beams = ledger.beams(seat.circle.number, seat.member.number, since, covered);
     seal(poll.beams);
@@ -391,7 +392,7 @@ std::vector<Beam> Circles::latestIn(LedgerView &ledger, const Seat &seat, std::i
         bytes += more;
         after = size.tick - 1;
     }
-    takeRoom(room, bytes);
+    takeRoom(ledger, room, bytes);
     std::vector<Beam> beams = ledger.beams(seat.circle.number, exceptSender, after, covered);
     seal(beams);
     return beams;

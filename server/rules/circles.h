@@ -128,7 +128,7 @@ private:
     Joining joinIn(LedgerTransaction &ledger, const JoinRequest &request, Seconds now) const;
     Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now);
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
-    static void takeRoom(const Room &room, std::int64_t bytes);
+    static void takeRoom(LedgerView &ledger, const Room &room, std::int64_t bytes);
     Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const;
     Poll firstPollIn(LedgerView &ledger, const Seat &seat, const Room &room) const;
     Capsule capsuleIn(LedgerView &ledger, const Seat &seat, const std::string &beamId) const;

@@ -546,6 +546,34 @@ TEST(Ledger, UsesNoFileThatIsDamagedOrGone)
     }
 }
 
+TEST(Ledger, WhatIsLargeDoesNotKeepWhatIsSmallWaiting)
+{
+    TemporaryFolder folder;
+    ManualClock time;
+    const auto ledger = openLedger("sqlite:" + (folder / "a.sqlite").string(), time.clock());
+    Gate disk;
+    disk.shut();
+    constexpr int larges = 2 * SqliteReaders::count;
+    std::latch done(larges);
+    for (int i = 0; i < larges; ++i) {
+        ledger->read(
+            [&](LedgerView &view) {
+                view.announce(90 << 20);
+                disk.pass();
+            },
+            [&](const std::exception_ptr &failure) {
+                EXPECT_FALSE(failure);
+                done.count_down();
+            });
+    }
+    std::promise<void> told;
+    ledger->read([](LedgerView &view) { view.announce(1 << 10); },
+                 [&](const std::exception_ptr &) { told.set_value(); });
+    EXPECT_EQ(told.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    disk.open();
+    done.wait();
+}
+
 TEST(Ledger, AFailedWriteLeavesNothingAndTheNextOneWorks)
 {
     House house;
