@@ -86,10 +86,14 @@ public:
     void write(Job job, std::size_t, Done done) override
     {
         const auto change = [&] {
-            SqliteSavepoint part(connection_);
+            const std::int64_t before = connection_.changes();
             statements_.measureRoom(1LL << 40, 0);
-            job(statements_, wholeSeconds(wallClock()));
-            part.keep();
+            try {
+                job(statements_, wholeSeconds(wallClock()));
+            } catch (const Refusal &) {
+                require(connection_.changes() == before, "who is refused changes nothing");
+                throw;
+            }
         };
         tell(change, done);
     }
