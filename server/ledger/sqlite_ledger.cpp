@@ -13,9 +13,9 @@ using std::chrono::steady_clock;
 
 namespace {
 
-// A transaction of this many beams takes some milliseconds; more would make the first wait for
-// the last.
-constexpr std::size_t batchLimit = 128;
+// A transaction of this many notes takes some fortieth of a second, and writes fewer pages for each
+// than smaller ones do; more would make the first wait too long for the last.
+constexpr std::size_t batchLimit = 512;
 // Beyond that the disk has fallen behind by seconds, and a sender is better told so.
 constexpr std::size_t queueLimit = 2'048;
 
