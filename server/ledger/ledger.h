@@ -170,6 +170,9 @@ struct LedgerSettings
     std::size_t cacheBytes = 64 << 20;
     /// For tests, instead of asking the system: the bytes that the disk has left.
     std::function<std::int64_t()> freeSpace = {};
+    /// For tests, instead of the system's: by which patience is measured.
+    std::function<std::chrono::steady_clock::time_point()> waitingClock =
+        std::chrono::steady_clock::now;
     /// For tests: runs on the writer's thread.
     std::function<void()> beforeCommit = {};
 };

@@ -58,6 +58,7 @@ std::int64_t freeSpaceBeside(const std::filesystem::path &file)
 // are prepared against.
 SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings settings)
     : clock_(std::move(clock))
+    , waitingClock_(std::move(settings.waitingClock))
     , patience_(settings.patience)
     , watchInterval_(settings.watchInterval)
     , queueBytes_(settings.queueBytes)
@@ -83,8 +84,7 @@ void SqliteLedger::write(Job job, std::size_t bytes, Done done)
     {
         const std::lock_guard lock(mutex_);
         if (queue_.size() < queueLimit && heldBytes_ + bytes <= queueBytes_) {
-            queue_.push_back(
-                {std::move(job), bytes, std::move(done), steady_clock::now(), nullptr});
+            queue_.push_back({std::move(job), bytes, std::move(done), waitingClock_(), nullptr});
             heldBytes_ += bytes;
             wakeUp_.notify_one();
             return;
@@ -167,7 +167,7 @@ std::deque<SqliteLedger::Pending> SqliteLedger::nextBatch(std::stop_token stop)
 std::deque<SqliteLedger::Pending> SqliteLedger::takeLate(std::deque<Pending> &batch) const
 {
     std::deque<Pending> late;
-    const steady_clock::time_point oldest = steady_clock::now() - patience_;
+    const steady_clock::time_point oldest = waitingClock_() - patience_;
     while (!batch.empty() && batch.front().since <= oldest) {
         late.push_back(std::move(batch.front()));
         late.back().failure = std::make_exception_ptr(LedgerUnavailable("it waited for too long"));
@@ -184,7 +184,7 @@ void SqliteLedger::commit(std::deque<Pending> &batch)
         return;
     std::exception_ptr failure;
     try {
-        const auto waited = steady_clock::now() - batch.front().since;
+        const auto waited = waitingClock_() - batch.front().since;
         const auto rest = std::chrono::ceil<std::chrono::milliseconds>(patience_ - waited);
         writeConnection_.setPatience(std::max(rest, std::chrono::milliseconds(0)));
         file_.look();

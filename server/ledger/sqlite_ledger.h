@@ -53,6 +53,7 @@ private:
     void tell(std::deque<Pending> &batch);
 
     Clock clock_;
+    std::function<std::chrono::steady_clock::time_point()> waitingClock_;
     std::chrono::milliseconds patience_;
     std::chrono::milliseconds watchInterval_;
     std::size_t queueBytes_;

@@ -418,6 +418,41 @@ TEST(Ledger, ADatabaseLockedByAnotherIsToldInTime)
     EXPECT_EQ(house.poll(house.join(ana.text("code"), "b"), 0).beams().size(), 1u);
 }
 
+// By then whoever asked for it has been told so, or has given up.
+TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
+{
+    TemporaryFolder folder;
+    ManualClock time;
+    Gate disk;
+    const auto ledger = openLedger("sqlite:" + (folder / "a.sqlite").string(), time.clock(),
+                                   {.waitingClock =
+                                        [&] {
+                                            return std::chrono::steady_clock::time_point(
+                                                std::chrono::seconds(time.now()));
+                                        },
+                                    .beforeCommit = [&] { disk.pass(); }});
+    std::string done;
+    std::string failed;
+    const auto write = [&](char name) {
+        ledger->write([&, name](LedgerTransaction &, Seconds) { done += name; }, 0,
+                      [&, name](const std::exception_ptr &failure) {
+                          if (failure)
+                              failed += name;
+                      });
+    };
+    disk.shut();
+    write('a');
+    disk.awaitWaiting();
+    write('b');
+    time.advance(1);
+    write('c');
+    time.advance(4); // as long as b may wait
+    disk.open();
+    settle(*ledger);
+    EXPECT_EQ(done, "ac");
+    EXPECT_EQ(failed, "b");
+}
+
 // Each change once, in order, whoever else writes; and nothing of what this process does itself.
 TEST(Ledger, HearsWhatOtherProcessesCommit)
 {
