@@ -96,6 +96,9 @@ TEST(Http, AnswersOrRefusesWhateverComesAndGoesOn)
     limits.tick = std::chrono::milliseconds(5);
     limits.idle = limits.header = limits.body = std::chrono::milliseconds(40);
     RunningServer running(limits);
+    std::string manyFields;
+    while (manyFields.size() < 1'000)
+        manyFields += "a:\r\n";
     const std::string post = "POST /join HTTP/1.1\r\nContent-Type: application/json\r\n";
     const std::pair<std::string, std::string> cases[] = {
         {me + me + lastMe, "HTTP/1.1 200"},
@@ -107,6 +110,7 @@ TEST(Http, AnswersOrRefusesWhateverComesAndGoesOn)
         {std::string("GET /\0 HTTP/1.1\r\n\r\n", 19), "HTTP/1.1 400"},
         {"GET /me HTTP/1.1\r\nA: " + std::string(40'000, 'a') + "\r\n\r\n", "HTTP/1.1 431"},
         {"GET /" + std::string(40'000, 'a'), "HTTP/1.1 431"},
+        {"GET /me HTTP/1.1\r\n" + manyFields + "\r\n", "HTTP/1.1 431"},
         {post + "Content-Length: 99999999999999999999999\r\n\r\n", "HTTP/1.1 400"},
         {post + "Content-Length: -1\r\n\r\n", "HTTP/1.1 400"},
         {post + "Content-Length: 5000000\r\n\r\n{", "HTTP/1.1 413"},
