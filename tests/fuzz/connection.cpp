@@ -175,6 +175,17 @@ struct Town
         }
     }
 
+    /// Another day has come. The clock's type has no room for three centuries of them.
+    Throttle &nextDay()
+    {
+        constexpr std::chrono::days century(36'500);
+        days = days < century ? days + std::chrono::days(1) : std::chrono::days(0);
+        if (days.count() == 0 || !throttle)
+            throttle.emplace(Throttle::allowances(),
+                             [this] { return SteadyTime(sinceMidnight + days); });
+        return *throttle;
+    }
+
     /// What no reply may ever hold.
     std::string secret = newIdentifier(systemRandomness);
     std::filesystem::path folder = std::filesystem::temp_directory_path() / ("kivolo-" + secret);
@@ -182,7 +193,7 @@ struct Town
     DirectLedger ledger{folder / "ledger.sqlite"};
     Site site;
     std::chrono::days days{0}; ///< Gone by, so that what anybody has used up has grown back.
-    Throttle throttle{Throttle::allowances(), [this] { return SteadyTime(sinceMidnight + days); }};
+    std::optional<Throttle> throttle;
 };
 
 /// The server for one input. What it writes is undone when the day is over.
@@ -193,10 +204,9 @@ public:
         : transaction_(town.ledger.connection())
         , holds_(seconds(15))
         , circles_(town.ledger, wallClock, counting(100), {})
-        , routes_(circles_, holds_, town.throttle, town.site,
+        , routes_(circles_, holds_, town.nextDay(), town.site,
                   [this](auto work) { boost::asio::post(context_, std::move(work)); })
     {
-        town.days += std::chrono::days(1);
         circles_.setObserver({[this](const Change &change) {
                                   boost::asio::post(context_,
                                                     [this, change] { holds_.announce(change); });
