@@ -1,6 +1,7 @@
 #include "api/kivolo_api.h"
 
-#include "support/scripted_server.h"
+#include "staging/scripted_server.h"
+#include "support/eventually.h"
 
 #include <QCoreApplication>
 #include <QJsonDocument>

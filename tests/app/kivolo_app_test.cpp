@@ -1,7 +1,8 @@
 #include "app/kivolo_app.h"
 
+#include "staging/scripted_server.h"
+#include "support/eventually.h"
 #include "support/scripted_network.h"
-#include "support/scripted_server.h"
 
 #include <QApplication>
 #include <QTemporaryDir>

@@ -1,8 +1,8 @@
 // The program as its user starts it: real processes on a real display.
+#include "staging/scripted_server.h"
 #include "support/eventually.h"
 #include "support/fake_notifications.h"
 #include "support/fake_portal.h"
-#include "support/scripted_server.h"
 #include "support/x_server.h"
 
 #include <QCursor>

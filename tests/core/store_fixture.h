@@ -3,8 +3,9 @@
 
 #include "core/store.h"
 #include "platform/foundation/task.h"
-#include "support/manual_main_queue.h"
-#include "support/scripted_server.h"
+#include "staging/manual_main_queue.h"
+#include "staging/scripted_server.h"
+#include "support/eventually.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>

@@ -1,8 +1,8 @@
 #include "platform/desktop/application.h"
 #include "platform/desktop/key_guard.h"
 #include "platform/desktop/pasteboard.h"
+#include "staging/manual_main_queue.h"
 #include "support/eventually.h"
-#include "support/manual_main_queue.h"
 #include "support/x_server.h"
 
 #include <QClipboard>

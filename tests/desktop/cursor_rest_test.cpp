@@ -1,6 +1,6 @@
 #include "platform/desktop/cursor_rest.h"
 
-#include "support/manual_main_queue.h"
+#include "staging/manual_main_queue.h"
 
 #include <QGuiApplication>
 #include <QLineEdit>

@@ -1,8 +1,8 @@
 #include "platform/desktop/menu_bar_extra.h"
 
 #include "platform/desktop/screen.h"
+#include "staging/manual_main_queue.h"
 #include "support/eventually.h"
-#include "support/manual_main_queue.h"
 #include "support/x_server.h"
 
 #include <QApplication>

@@ -3,7 +3,7 @@
 #include "platform/desktop/application.h"
 #include "platform/desktop/panel_presenter.h"
 #include "platform/desktop/screen.h"
-#include "support/manual_main_queue.h"
+#include "staging/manual_main_queue.h"
 #include "support/x_server.h"
 
 #include <QApplication>

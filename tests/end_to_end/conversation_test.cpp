@@ -2,7 +2,7 @@
 // filled through the accessibility bus; the doodle is drawn with the mouse.
 #include "end_to_end/cards_on_screen.h"
 #include "end_to_end/processes.h"
-#include "support/user_interface.h"
+#include "ui/user_interface.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>

@@ -1,8 +1,9 @@
 #include "platform/foundation/main_queue.h"
 
 #include "platform/foundation/task.h"
-#include "support/manual_main_queue.h"
-#include "support/scripted_server.h"
+#include "staging/manual_main_queue.h"
+#include "staging/scripted_server.h"
+#include "support/eventually.h"
 
 #include <gtest/gtest.h>
 

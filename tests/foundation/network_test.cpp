@@ -1,7 +1,7 @@
 #include "platform/foundation/network.h"
 
+#include "staging/manual_main_queue.h"
 #include "support/eventually.h"
-#include "support/manual_main_queue.h"
 #include "support/scripted_network.h"
 
 #include <QUrl>

@@ -1,6 +1,7 @@
 #include "platform/foundation/url_session.h"
 
-#include "support/scripted_server.h"
+#include "staging/scripted_server.h"
+#include "support/eventually.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "overlays/beam_notifications.h"
 
 #include "doodle/doodle_url.h"
+#include "staging/manual_main_queue.h"
 #include "support/eventually.h"
-#include "support/manual_main_queue.h"
 
 #include <gmock/gmock.h>
 #include <limits>

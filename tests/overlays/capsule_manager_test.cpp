@@ -2,7 +2,7 @@
 
 #include "overlays/capsule_card_model.h"
 #include "platform/desktop/screen.h"
-#include "support/manual_main_queue.h"
+#include "staging/manual_main_queue.h"
 
 #include <gmock/gmock.h>
 #include <limits>

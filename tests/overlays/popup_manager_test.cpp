@@ -2,7 +2,7 @@
 
 #include "overlays/placement.h"
 #include "platform/desktop/screen.h"
-#include "support/manual_main_queue.h"
+#include "staging/manual_main_queue.h"
 
 #include <QApplication>
 #include <QPointer>

@@ -3,8 +3,8 @@
 
 #include "core/store.h"
 #include "platform/foundation/user_defaults.h"
-#include "support/manual_main_queue.h"
-#include "support/scripted_server.h"
+#include "staging/manual_main_queue.h"
+#include "staging/scripted_server.h"
 
 #include <QSize>
 #include <QStringList>

@@ -1,8 +1,6 @@
 // An HTTP server that answers as a test tells it to, broken answers included.
 #pragma once
 
-#include "support/eventually.h"
-
 #include <QByteArray>
 #include <QHash>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "support/user_interface.h"
+#include "ui/user_interface.h"
 
 #include "support/x_server.h"
 

@@ -1,4 +1,4 @@
-#include "support/accessibility_bus.h"
+#include "ui/accessibility_bus.h"
 
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>

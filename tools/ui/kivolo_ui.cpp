@@ -1,5 +1,5 @@
 // Uses a program's window from the command line: kivolo-ui --help
-#include "support/user_interface.h"
+#include "ui/user_interface.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

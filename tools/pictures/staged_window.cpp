@@ -295,6 +295,21 @@ const std::vector<State> &allStates()
     return all;
 }
 
+/// Ends the program when something takes too long.
+class Alarm
+{
+public:
+    Alarm()
+    {
+        QObject::connect(&timer_, &QTimer::timeout,
+                         [] { qFatal("the window does not come to rest"); });
+        timer_.start(20'000);
+    }
+
+private:
+    QTimer timer_;
+};
+
 const State &stateNamed(const QString &name)
 {
     for (const State &state : allStates()) {
@@ -350,7 +365,9 @@ StagedWindow::~StagedWindow()
     store_->leave();
     const std::weak_ptr<Store> alive = store_;
     store_.reset();
-    eventually([&] { return alive.expired(); });
+    const Alarm alarm;
+    while (!alive.expired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     queue_.advance(std::chrono::milliseconds(0));
 }
 
@@ -398,9 +415,7 @@ bool StagedWindow::isSettled() const
 
 void StagedWindow::settle() const
 {
-    QTimer alarm;
-    QObject::connect(&alarm, &QTimer::timeout, [] { qFatal("the window does not come to rest"); });
-    alarm.start(20'000);
+    const Alarm alarm;
     while (!isSettled()) // without pauses: there are many windows
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     // Pictures that are being decoded change the feed, and what has changed is laid out in turns of

@@ -1,7 +1,7 @@
 // A person at one of the programs on the desktop.
 #pragma once
 
-#include "support/accessibility_bus.h"
+#include "ui/accessibility_bus.h"
 
 #include <QPoint>
 #include <QStringList>

@@ -1,4 +1,4 @@
-#include "support/manual_main_queue.h"
+#include "staging/manual_main_queue.h"
 
 #include <QCoreApplication>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "support/scripted_server.h"
+#include "staging/scripted_server.h"
 
 #include <QHostAddress>
 
