@@ -2,14 +2,13 @@
 // Beside it an empty list of the toolkit, painted in the same window.
 #include "bench/client/paint_watch.h"
 #include "bench/client/stopwatch_application.h"
-#include "core/store.h"
+#include "platform/foundation/main_queue.h"
 #include "style/motion.h"
 #include "style/palette.h"
 #include "views/feed_view.h"
 
 #include <QListView>
 #include <QScrollBar>
-#include <QTemporaryDir>
 #include <QThreadPool>
 #include <algorithm>
 #include <cstdio>
@@ -55,12 +54,13 @@ Beam beam(int number)
 class Bench
 {
 public:
-    explicit Bench(const std::shared_ptr<Store> &store)
-        : store_(store)
-        , feed_(store, queue_, &window_)
+    explicit Bench(const QList<Beam> &beams)
+        : beams_(beams)
+        , feed_(queue_, &window_)
         , empty_(&window_)
     {
         window_.resize(1240, 600);
+        feed_.setBeams(beams_, QStringLiteral("1"));
         feed_.resize(feedSize);
         empty_.setGeometry(QRect(QPoint(600, 0), feedSize));
         empty_.setFrameShape(QFrame::NoFrame);
@@ -91,7 +91,8 @@ public:
 
     void append(const Beam &beam)
     {
-        store_->feed.mutate([&](QList<Beam> &beams) { beams.append(beam); });
+        beams_.append(beam);
+        feed_.setBeams(beams_, QStringLiteral("1"));
     }
 
     FeedView &feed() { return feed_; }
@@ -99,7 +100,7 @@ public:
 
 private:
     SystemMainQueue queue_;
-    std::shared_ptr<Store> store_;
+    QList<Beam> beams_;
     QWidget window_;
     FeedView feed_;
     QListView empty_;
@@ -224,24 +225,15 @@ void measureAnimationAndHostileRows(StopwatchApplication &application, Bench &be
 
 int main(int argc, char **argv)
 {
-    // Nobody is there; the feed is filled by hand.
-    qputenv("KIVOLO_API_URL", "http://127.0.0.1:9");
-    qputenv("KIVOLO_SITE_URL", "http://127.0.0.1:9");
     StopwatchApplication application(argc, argv);
     QApplication::setPalette(Palette::standardLight().toQPalette());
     motion::setReduced(true);
-    const QTemporaryDir folder;
-    SystemMainQueue queue;
-    UserDefaults defaults(folder.filePath(QStringLiteral("kivolo.conf")));
-    const std::shared_ptr<Store> store = Store::create(queue, defaults, {});
-    store->memberId = QStringLiteral("1");
     QList<Beam> feed;
     for (int i = 0; i < rows; ++i)
         feed.append(beam(i));
-    store->feed = feed;
 
     const auto begin = Clock::now();
-    Bench bench(store);
+    Bench bench(feed);
     std::printf("first_show_ms=%.1f\n", milliseconds(Clock::now() - begin));
     measureOrdinaryUse(bench);
     reportGuesses(bench);

@@ -52,7 +52,7 @@ ComposeView::ComposeView(std::shared_ptr<Store> store, UserDefaults &defaults, M
     // clang-format off
     column_ = vstack(0, {
         new ComposeHeader(store_, queue),
-        feed_ = new FeedView(store_, queue),
+        feed_ = new FeedView(queue),
         emptyState_ = emptyState(),
         composer_,
     });
@@ -82,6 +82,7 @@ void ComposeView::hideEvent(QHideEvent *)
 void ComposeView::render()
 {
     const bool empty = store_->feed->isEmpty();
+    feed_->setBeams(store_->feed, store_->memberId);
     setShown(feed_, !empty);
     setShown(emptyState_, empty);
 }

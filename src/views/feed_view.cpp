@@ -24,9 +24,8 @@ constexpr auto agesPause = 30s;    // an age changes once a minute
 
 } // namespace
 
-FeedView::FeedView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *parent)
+FeedView::FeedView(MainQueue &queue, QWidget *parent)
     : QAbstractItemView(parent)
-    , store_(std::move(store))
     , queue_(queue)
     , model_(new FeedModel(this))
     , delegate_(new FeedDelegate(queue, this))
@@ -67,21 +66,19 @@ FeedView::FeedView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *pare
     setItemDelegate(delegate_);
     setModel(model_);
     setAccessibleName(tr("Feed")); // asks for the rows
-    model_->update(store_->feed, store_->memberId);
-    observe(*store_, this, [this] { takeFeed(); });
 }
 
 FeedView::~FeedView() = default;
 
-void FeedView::takeFeed()
+void FeedView::setBeams(const QList<Beam> &beams, const QString &memberId)
 {
-    const bool fewerOrMore = store_->feed->size() != model_->rowCount();
+    const bool fewerOrMore = beams.size() != model_->rowCount();
     if (fewerOrMore) {
         endAnimation();
         if (model_->rowCount() > 0)
             anchor_ = rowAnchorAt(offset_); // what is visible stays, until it begins to move
     }
-    model_->update(store_->feed, store_->memberId);
+    model_->update(beams, memberId);
     settle();
     if (fewerOrMore)
         scrollToEnd();

@@ -1,7 +1,8 @@
 // The feed: a column of rows that scrolls.
 #pragma once
 
-#include "core/store.h"
+#include "api/records.h"
+#include "platform/foundation/main_queue.h"
 #include "views/feed_geometry.h"
 
 #include <QAbstractItemView>
@@ -16,7 +17,7 @@ namespace kivolo {
 class FeedDelegate;
 class FeedModel;
 
-/// Shows the session's feed, and scrolls to its end whenever the number of beams changes. Works on
+/// Shows beams, and scrolls to their end whenever their number changes. Works on
 /// ten thousand rows as on ten: only rows near the visible part are laid out, the heights of all
 /// others are guesses. When a guess becomes exact, what is visible keeps its place.
 class FeedView final : public QAbstractItemView
@@ -24,8 +25,11 @@ class FeedView final : public QAbstractItemView
     Q_OBJECT
 public:
     /// `queue` must outlive the view.
-    FeedView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *parent = nullptr);
+    explicit FeedView(MainQueue &queue, QWidget *parent = nullptr);
     ~FeedView() override;
+
+    /// Shows `beams`, oldest first, of which those from `memberId` are one's own.
+    void setBeams(const QList<Beam> &beams, const QString &memberId);
 
     /// How long a turn of the event loop may lay out rows before it leaves the rest to the next
     /// one. At least one step is done: a quarter of a thousand letters, or a line of emoji.
@@ -85,7 +89,6 @@ private:
         bool worked = false;
     };
 
-    void takeFeed();
     /// Repaints the rows whose age reads differently by now.
     void renewAges();
     void guessHeights(int first, int last);
@@ -117,7 +120,6 @@ private:
     void copyRow(const QModelIndex &index);
     void tellAssistiveTechnology(int row, QAccessible::Event what);
 
-    const std::shared_ptr<Store> store_;
     MainQueue &queue_;
     FeedModel *const model_;
     FeedDelegate *const delegate_;

@@ -172,7 +172,7 @@ void FeedView::layOutNeighbours()
 /// Lays out the rows between the two heights. Returns whether there was anything to be done.
 bool FeedView::layOut(qint64 from, qint64 to, Turn &turn)
 {
-    if (geometry_.count() == 0 || viewport()->width() <= 0)
+    if (geometry_.count() == 0 || testAttribute(Qt::WA_PendingResizeEvent))
         return false;
     bool changed = false;
     int row = geometry_.rowAt(from);

@@ -1,10 +1,11 @@
 #include "views/feed_view.h"
 
-#include "core/store_fixture.h"
 #include "doodle/doodle_url.h"
 #include "style/motion.h"
 #include "style/palette.h"
 #include "style/text_style.h"
+#include "support/eventually.h"
+#include "support/manual_main_queue.h"
 #include "views/feed_model.h"
 #include "views/feed_scroll_bar.h"
 
@@ -15,6 +16,7 @@
 #include <QScrollBar>
 #include <QTest>
 #include <QTimer>
+#include <gtest/gtest.h>
 
 namespace kivolo {
 namespace {
@@ -110,46 +112,37 @@ TEST(FeedModelTest, TellsOnlyWhatHasChanged)
     }
 }
 
-class FeedViewTest : public StoreFixture
+class FeedViewTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        StoreFixture::SetUp();
-        server.answer("/me", R"({"joined":false})");
-        start();
-        ASSERT_TRUE(eventually([&] { return store->screen == Store::Screen::onboarding; }));
-        store->memberId = QStringLiteral("me");
-        motion::setReduced(true);
-    }
-
-    void TearDown() override
-    {
-        view.reset();
-        motion::setReduced(false);
-        StoreFixture::TearDown();
-    }
+    void SetUp() override { motion::setReduced(true); }
+    void TearDown() override { motion::setReduced(false); }
 
     void show(const QList<Beam> &feed, const QSize &size = {420, 500})
     {
-        store->feed = feed;
-        view = std::make_unique<FeedView>(store, queue);
+        view = std::make_unique<FeedView>(queue);
         view->setTurnBudget(10s); // a slow machine lays out as much as a fast one
+        setBeams(feed);
         view->resize(size);
         view->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
         settle();
     }
 
+    void setBeams(const QList<Beam> &shown)
+    {
+        beams = shown;
+        view->setBeams(beams, QStringLiteral("me"));
+    }
+
     void settle()
     {
-        QCoreApplication::processEvents(); // what the store has announced
         ASSERT_TRUE(eventually([&] { return view->isSettled(); }));
     }
 
     void append(const Beam &beam)
     {
-        store->feed.mutate([&](QList<Beam> &beams) { beams.append(beam); });
+        setBeams(beams + QList{beam});
         settle();
     }
 
@@ -165,6 +158,8 @@ protected:
     }
     bool isAtEnd() const { return endBelowLastRow() == view->viewport()->height(); }
 
+    ManualMainQueue queue;
+    QList<Beam> beams;
     std::unique_ptr<FeedView> view;
 };
 
@@ -208,7 +203,7 @@ TEST_F(FeedViewTest, ScrollsToTheEndWhenTheNumberOfBeamsChanges)
     const int place = bar().value();
     QList<Beam> sameLength = notes(200);
     sameLength[199].body = QStringLiteral("changed");
-    store->feed = sameLength;
+    setBeams(sameLength);
     settle();
     EXPECT_EQ(bar().value(), place);
 
@@ -216,16 +211,16 @@ TEST_F(FeedViewTest, ScrollsToTheEndWhenTheNumberOfBeamsChanges)
     EXPECT_TRUE(isAtEnd());
 
     // What grows at the end stays in sight.
-    sameLength = store->feed;
+    sameLength = beams;
     sameLength[200].body = QStringLiteral("a line\n").repeated(20);
-    store->feed = sameLength;
+    setBeams(sameLength);
     settle();
     EXPECT_TRUE(isAtEnd());
     view->resize(300, 350);
     settle();
     EXPECT_TRUE(isAtEnd());
 
-    store->feed = QList<Beam>();
+    setBeams({});
     settle();
     EXPECT_EQ(bar().maximum(), 0);
 }
@@ -241,7 +236,7 @@ TEST_F(FeedViewTest, MovesThereUntilTheUserScrolls)
         QList<int> places;
         const auto watch = QObject::connect(&bar(), &QScrollBar::valueChanged,
                                             [&](int place) { places.append(place); });
-        store->feed.mutate([&](QList<Beam> &beams) { beams.append(note(QStringLiteral("new"))); });
+        setBeams(beams + QList{note(QStringLiteral("new"))});
         ASSERT_TRUE(eventually([&] { return bar().value() > 20; }));
         if (wheel) {
             bar().triggerAction(QAbstractSlider::SliderSingleStepSub);
@@ -280,9 +275,9 @@ TEST_F(FeedViewTest, WhatIsVisibleKeepsItsPlaceWhenGuessesBecomeExact)
     const QModelIndex row =
         view->indexAt({60, 250}).isValid() ? view->indexAt({60, 250}) : view->indexAt({60, 261});
     const int before = view->visualRect(row).top();
-    QList<Beam> feed = store->feed;
+    QList<Beam> feed = beams;
     feed[3].body = QStringLiteral("a line\n").repeated(40); // far above
-    store->feed = feed;
+    setBeams(feed);
     settle();
     EXPECT_EQ(view->visualRect(row).top(), before);
 }
@@ -302,9 +297,7 @@ TEST_F(FeedViewTest, AHostileRowIsLaidOutOverManyTurns)
     for (const auto &[what, body, leastTurns] : cases) {
         show(notes(20));
         view->setTurnBudget(0ms); // one step a turn
-        store->feed.mutate(
-            [&](QList<Beam> &beams) { beams.append(note(QStringLiteral("hostile"), body)); });
-        QCoreApplication::processEvents();
+        setBeams(beams + QList{note(QStringLiteral("hostile"), body)});
         int turns = 0;
         QTimer clock;
         QObject::connect(&clock, &QTimer::timeout, [&] { ++turns; });
@@ -417,7 +410,7 @@ TEST_F(FeedViewTest, AssistiveTechnologyFindsTheRows)
     EXPECT_EQ(list->childAt(last->rect().center().x(), last->rect().center().y()), last);
 
     // An item goes with its row and stays with it.
-    store->feed.mutate([](QList<Beam> &beams) { beams.removeFirst(); });
+    setBeams(beams.mid(1));
     settle();
     EXPECT_EQ(list->childCount(), 9'999);
     EXPECT_EQ(list->indexOfChild(sealed), 0);
