@@ -2,10 +2,10 @@
 // Beside it an empty list of the toolkit, painted in the same window.
 #include "bench/client/paint_watch.h"
 #include "bench/client/stopwatch_application.h"
+#include "feed/feed_view.h"
 #include "platform/foundation/main_queue.h"
 #include "style/motion.h"
 #include "style/palette.h"
-#include "views/feed_view.h"
 
 #include <QListView>
 #include <QScrollBar>

@@ -3,8 +3,8 @@
 #include "style/background.h"
 #include "style/brand.h"
 #include "style/focus_ring.h"
+#include "style/scroll_bar.h"
 #include "style/shapes.h"
-#include "views/feed_scroll_bar.h"
 
 #include <QFocusEvent>
 #include <QLayout>
@@ -19,7 +19,7 @@ ScrollView::ScrollView(QWidget *content)
     setFrameShape(QFrame::NoFrame);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollBar(new FeedScrollBar(this));
+    setVerticalScrollBar(new ScrollBar(this));
     verticalScrollBar()->setSingleStep(wheelStep);
     setWidget(content);
     for (QWidget *see : {viewport(), content})

@@ -1,8 +1,6 @@
-#include "doodle/doodle_cache.h"
 #include "doodle/doodle_url.h"
 
 #include <QBuffer>
-#include <QSignalSpy>
 #include <QtEndian>
 #include <gtest/gtest.h>
 
@@ -161,29 +159,6 @@ TEST(DoodleUrlTest, ScalesWhatHasATableOfColoursWithoutStrayColours)
         ASSERT_EQ(doodle->image.pixel(bounds.width() / 3 - 3, y), qRgb(125, 92, 252)) << y;
         ASSERT_EQ(doodle->image.pixel(bounds.width() / 3 + 3, y), qRgb(255, 255, 255)) << y;
     }
-}
-
-TEST(DoodleCacheTest, DecodesOnceAndForgetsTheOldest)
-{
-    const QString body = encodeDoodle(drawing()).value();
-    constexpr qsizetype one = 40 * 20 * 4;
-    DoodleCache cache(bounds, one);
-    QSignalSpy decoded(&cache, &DoodleCache::decoded);
-
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
-    ASSERT_TRUE(decoded.wait());
-    EXPECT_EQ(decoded.count(), 1);
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).image.size(), QSize(40, 20));
-
-    cache.find(QStringLiteral("b"), QStringLiteral("no picture"));
-    ASSERT_TRUE(decoded.wait());
-    EXPECT_EQ(cache.find(QStringLiteral("b"), {}).state, DoodleLookup::NoPicture);
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Picture);
-
-    cache.find(QStringLiteral("c"), body);
-    ASSERT_TRUE(decoded.wait());
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
 }
 
 } // namespace

@@ -1,13 +1,13 @@
 // Where everything stands on every screen, in points.
 #include "doodle/drawing_ns_view.h"
+#include "feed/beam_bubble.h"
+#include "feed/feed_view.h"
 #include "style/activity_indicator.h"
 #include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
 #include "support/contrast.h"
-#include "views/beam_bubble.h"
 #include "views/feature_guide.h"
-#include "views/feed_view.h"
 #include "views/window_on_show.h"
 
 #include <QApplication>

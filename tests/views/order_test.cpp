@@ -1,9 +1,9 @@
 // Nothing on any screen is cut off or in the way of something else, in any language.
 #include "app/translations.h"
 #include "doodle/drawing_ns_view.h"
+#include "feed/feed_view.h"
 #include "views/compose_header.h"
 #include "views/feature_guide.h"
-#include "views/feed_view.h"
 #include "views/scroll_view.h"
 #include "views/window_on_show.h"
 

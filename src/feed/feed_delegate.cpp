@@ -1,4 +1,4 @@
-#include "views/feed_delegate.h"
+#include "feed/feed_delegate.h"
 
 #include "style/brand.h"
 #include "style/shapes.h"

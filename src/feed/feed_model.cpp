@@ -1,7 +1,7 @@
-#include "views/feed_model.h"
+#include "feed/feed_model.h"
 
+#include "feed/beam_bubble.h"
 #include "style/text_style.h"
-#include "views/beam_bubble.h"
 
 #include <QHash>
 #include <algorithm>

@@ -1,13 +1,13 @@
-#include "views/feed_view.h"
+#include "feed/feed_view.h"
 
+#include "feed/beam_bubble.h"
+#include "feed/feed_accessible.h"
+#include "feed/feed_delegate.h"
+#include "feed/feed_model.h"
+#include "feed/time_ago.h"
 #include "style/motion.h"
 #include "style/palette.h"
-#include "views/beam_bubble.h"
-#include "views/feed_accessible.h"
-#include "views/feed_delegate.h"
-#include "views/feed_model.h"
-#include "views/feed_scroll_bar.h"
-#include "views/time_ago.h"
+#include "style/scroll_bar.h"
 
 #include <QEvent>
 #include <QPainter>
@@ -37,7 +37,7 @@ FeedView::FeedView(MainQueue &queue, QWidget *parent)
     setSelectionMode(NoSelection);
     setEditTriggers(NoEditTriggers);
     setLayoutDirection(Qt::LeftToRight); // who wrote a row decides on its side, not the language
-    setVerticalScrollBar(new FeedScrollBar(this));
+    setVerticalScrollBar(new ScrollBar(this));
     setVerticalScrollMode(ScrollPerPixel);
     // Always there, so that rows are as wide whether there are many or few.
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);

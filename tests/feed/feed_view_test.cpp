@@ -1,13 +1,13 @@
-#include "views/feed_view.h"
+#include "feed/feed_view.h"
 
 #include "doodle/doodle_url.h"
+#include "feed/feed_model.h"
 #include "style/motion.h"
 #include "style/palette.h"
+#include "style/scroll_bar.h"
 #include "style/text_style.h"
 #include "support/eventually.h"
 #include "support/manual_main_queue.h"
-#include "views/feed_model.h"
-#include "views/feed_scroll_bar.h"
 
 #include <QAccessible>
 #include <QClipboard>
@@ -173,10 +173,10 @@ TEST_F(FeedViewTest, StandsWhereTheColumnSays)
     EXPECT_EQ(bar().maximum(), 0);
 }
 
-TEST(FeedScrollBarTest, ShowsWhichWayThereIsMoreHoweverLittle)
+TEST(ScrollBarTest, ShowsWhichWayThereIsMoreHoweverLittle)
 {
-    FeedScrollBar bar;
-    bar.resize(FeedScrollBar::barWidth, 500);
+    ScrollBar bar;
+    bar.resize(ScrollBar::barWidth, 500);
     bar.setPageStep(496);
     for (const int overflow : {4, 100, 100'000}) {
         bar.setRange(0, overflow);

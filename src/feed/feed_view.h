@@ -2,8 +2,8 @@
 #pragma once
 
 #include "api/records.h"
+#include "feed/feed_geometry.h"
 #include "platform/foundation/main_queue.h"
-#include "views/feed_geometry.h"
 
 #include <QAbstractItemView>
 #include <QAccessible>

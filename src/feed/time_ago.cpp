@@ -1,4 +1,4 @@
-#include "views/time_ago.h"
+#include "feed/time_ago.h"
 
 #include <QCoreApplication>
 #include <limits>

@@ -1,8 +1,8 @@
-#include "views/beam_bubble.h"
+#include "feed/beam_bubble.h"
 
+#include "feed/time_ago.h"
 #include "style/brand.h"
 #include "style/text_style.h"
-#include "views/time_ago.h"
 
 #include <QFontMetricsF>
 #include <QImage>

@@ -1,9 +1,9 @@
 // Where the feed stands, and which of its rows are laid out.
+#include "feed/feed_delegate.h"
+#include "feed/feed_model.h"
+#include "feed/feed_view.h"
 #include "style/motion.h"
-#include "views/feed_delegate.h"
-#include "views/feed_model.h"
-#include "views/feed_scroll_bar.h"
-#include "views/feed_view.h"
+#include "style/scroll_bar.h"
 
 #include <QScopedValueRollback>
 #include <limits>
@@ -25,7 +25,7 @@ int FeedView::pageHeight() const
 /// The scroll bar stands in the padding on the right, which leaves room for the mark of a row.
 int FeedView::rowWidth() const
 {
-    constexpr int right = FeedGeometry::padding - FeedScrollBar::barWidth;
+    constexpr int right = FeedGeometry::padding - ScrollBar::barWidth;
     static_assert(right >= FeedDelegate::markReach);
     return qMax(1, viewport()->width() - FeedGeometry::padding - right);
 }

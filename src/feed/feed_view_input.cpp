@@ -1,10 +1,10 @@
 // What keys and clicks do in the feed.
 #include "doodle/doodle_url.h"
+#include "feed/feed_delegate.h"
+#include "feed/feed_model.h"
+#include "feed/feed_view.h"
 #include "platform/desktop/pasteboard.h"
 #include "style/text_style.h"
-#include "views/feed_delegate.h"
-#include "views/feed_model.h"
-#include "views/feed_view.h"
 
 #include <QFutureWatcher>
 #include <QKeyEvent>

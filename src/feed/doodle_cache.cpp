@@ -1,4 +1,4 @@
-#include "doodle/doodle_cache.h"
+#include "feed/doodle_cache.h"
 
 #include <QFutureWatcher>
 

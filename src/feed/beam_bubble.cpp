@@ -1,10 +1,10 @@
-#include "views/beam_bubble.h"
+#include "feed/beam_bubble.h"
 
+#include "feed/time_ago.h"
 #include "style/brand.h"
 #include "style/shapes.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
-#include "views/time_ago.h"
 
 #include <QCoreApplication>
 #include <QFontMetricsF>

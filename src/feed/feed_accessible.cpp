@@ -1,6 +1,6 @@
-#include "views/feed_accessible.h"
+#include "feed/feed_accessible.h"
 
-#include "views/feed_view.h"
+#include "feed/feed_view.h"
 
 #include <QAbstractItemModel>
 #include <QAccessibleWidget>

@@ -7,11 +7,11 @@ namespace kivolo {
 
 /// Vertical, without arrows, in the colours of the palette: a thumb that tells where one is, and
 /// nothing where all of it is to be seen. A click beside the thumb scrolls by a page.
-class FeedScrollBar final : public QScrollBar
+class ScrollBar final : public QScrollBar
 {
     Q_OBJECT
 public:
-    explicit FeedScrollBar(QWidget *parent = nullptr);
+    explicit ScrollBar(QWidget *parent = nullptr);
 
     static constexpr int barWidth = 10;
     QSize sizeHint() const override;

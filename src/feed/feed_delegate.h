@@ -1,10 +1,10 @@
 // Lays out and paints the rows of the feed.
 #pragma once
 
-#include "doodle/doodle_cache.h"
+#include "feed/beam_bubble.h"
+#include "feed/doodle_cache.h"
+#include "feed/feed_model.h"
 #include "platform/foundation/main_queue.h"
-#include "views/beam_bubble.h"
-#include "views/feed_model.h"
 
 #include <QAbstractItemDelegate>
 #include <QCache>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "api/records.h"
-#include "doodle/doodle_cache.h"
+#include "feed/doodle_cache.h"
 #include "style/palette.h"
 #include "style/text_block.h"
 

@@ -1,4 +1,4 @@
-#include "views/feed_geometry.h"
+#include "feed/feed_geometry.h"
 
 #include <bit>
 

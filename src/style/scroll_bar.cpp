@@ -1,4 +1,4 @@
-#include "views/feed_scroll_bar.h"
+#include "style/scroll_bar.h"
 
 #include "style/palette.h"
 
@@ -19,18 +19,18 @@ constexpr double heldOpacity = 0.42;
 
 } // namespace
 
-FeedScrollBar::FeedScrollBar(QWidget *parent)
+ScrollBar::ScrollBar(QWidget *parent)
     : QScrollBar(Qt::Vertical, parent)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
-QSize FeedScrollBar::sizeHint() const
+QSize ScrollBar::sizeHint() const
 {
     return {barWidth, 2 * barWidth};
 }
 
-QRectF FeedScrollBar::thumb() const
+QRectF ScrollBar::thumb() const
 {
     const qreal range = maximum() - minimum();
     const qreal track = height() - 2 * margin;
@@ -40,7 +40,7 @@ QRectF FeedScrollBar::thumb() const
     return {margin, top, width() - 2 * margin, length};
 }
 
-void FeedScrollBar::paintEvent(QPaintEvent *)
+void ScrollBar::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     const Palette colors = Palette::of(palette());
@@ -54,7 +54,7 @@ void FeedScrollBar::paintEvent(QPaintEvent *)
     painter.drawRoundedRect(shape, shape.width() / 2, shape.width() / 2);
 }
 
-void FeedScrollBar::mousePressEvent(QMouseEvent *event)
+void ScrollBar::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton || maximum() <= minimum())
         return;
@@ -71,7 +71,7 @@ void FeedScrollBar::mousePressEvent(QMouseEvent *event)
     update();
 }
 
-void FeedScrollBar::mouseMoveEvent(QMouseEvent *event)
+void ScrollBar::mouseMoveEvent(QMouseEvent *event)
 {
     if (!isSliderDown())
         return;
@@ -81,14 +81,14 @@ void FeedScrollBar::mouseMoveEvent(QMouseEvent *event)
     setSliderPosition(minimum() + int(std::lround(range * top / qMax(1.0, room))));
 }
 
-void FeedScrollBar::mouseReleaseEvent(QMouseEvent *event)
+void ScrollBar::mouseReleaseEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton)
         setSliderDown(false);
     update();
 }
 
-void FeedScrollBar::contextMenuEvent(QContextMenuEvent *event)
+void ScrollBar::contextMenuEvent(QContextMenuEvent *event)
 {
     event->ignore(); // its entries would name arrows that are not there
 }
