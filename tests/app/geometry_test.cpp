@@ -1,4 +1,5 @@
 // Where everything stands on every screen, in points.
+#include "app/window_on_show.h"
 #include "doodle/drawing_ns_view.h"
 #include "feed/beam_bubble.h"
 #include "feed/feed_view.h"
@@ -8,7 +9,6 @@
 #include "style/text_style.h"
 #include "support/contrast.h"
 #include "views/feature_guide.h"
-#include "views/window_on_show.h"
 
 #include <QApplication>
 #include <QFontMetricsF>

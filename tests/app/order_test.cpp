@@ -1,11 +1,11 @@
 // Nothing on any screen is cut off or in the way of something else, in any language.
 #include "app/translations.h"
+#include "app/window_on_show.h"
 #include "doodle/drawing_ns_view.h"
 #include "feed/feed_view.h"
 #include "views/compose_header.h"
 #include "views/feature_guide.h"
 #include "views/scroll_view.h"
-#include "views/window_on_show.h"
 
 #include <QApplication>
 #include <QScrollBar>
