@@ -2,12 +2,12 @@
 
 #include "doodle/doodle_url.h"
 #include "feed/feed_model.h"
+#include "staging/manual_main_queue.h"
 #include "style/motion.h"
 #include "style/palette.h"
 #include "style/scroll_bar.h"
 #include "style/text_style.h"
 #include "support/eventually.h"
-#include "support/manual_main_queue.h"
 
 #include <QAccessible>
 #include <QClipboard>
