@@ -27,13 +27,16 @@ function(kivolo_fast)
 endfunction()
 
 # kivolo_library(NAME SOURCES file... LINKS target...): one folder of src/ as a static library.
-# LINKS are the lower floors it may use; nothing else reaches the linker.
+# LINKS are the lower floors it uses, which are its own matter, and the libraries that its headers show.
 function(kivolo_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   set_target_properties(${name} PROPERTIES AUTOMOC ON)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
-  target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE kivolo_qt_options)
+  set(floors ${ARG_LINKS})
+  list(FILTER floors INCLUDE REGEX "^kivolo_")
+  list(FILTER ARG_LINKS EXCLUDE REGEX "^kivolo_")
+  target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${floors} kivolo_qt_options)
 endfunction()
 
 # What every test program needs to know, its own settings apart.
