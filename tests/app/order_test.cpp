@@ -63,17 +63,13 @@ void expectOrder(const WindowOnShow &on, const QByteArray &mayCut)
         if (leaf && (!card || card->isAncestorOf(each)))
             shown.append(each);
     }
-    const auto place = [&](const QWidget *widget) {
-        return QRect(widget->mapTo(&on.window.view(), QPoint()), widget->size());
-    };
+    const auto place = [&](const QWidget *widget) { return on.frame(*widget); };
     const auto seen = [&](const QWidget *widget) {
         const ScrollView *scroll = scrollViewAround(*widget);
         return scroll ? place(widget) & place(scroll) : place(widget);
     };
     const auto name = [](const QWidget *widget) {
-        const auto *text = qobject_cast<const Text *>(widget);
-        return (text ? text->text() : widget->accessibleName()).toStdString() + " " +
-               widget->metaObject()->className();
+        return nameOf(*widget).toStdString() + " " + widget->metaObject()->className();
     };
     for (qsizetype i = 0; i < shown.size(); ++i) {
         const QWidget *each = shown[i];
@@ -122,7 +118,7 @@ TEST_P(OrderTest, EverythingHasItsPlace)
     for (const QString &state : StagedWindow::states()) {
         for (const QSize &size : {idealSize, panelSize}) {
             SCOPED_TRACE(state.toStdString() + " " + std::to_string(size.width()));
-            expectOrder(WindowOnShow(qPrintable(state), size),
+            expectOrder(WindowOnShow(state, size),
                         state == QLatin1String("long-name") ? "ComposeHeader" : "UpdateBanner");
         }
     }
@@ -144,14 +140,14 @@ TEST_P(OrderTest, WhatHasNoRoomInThePanelCanBeScrolledTo)
     };
     for (const auto &[state, pictureHeight, below, scrolls] : cases) {
         SCOPED_TRACE(state);
-        const WindowOnShow on(state, panelSize);
+        const WindowOnShow on(QLatin1String(state), panelSize);
         auto *scroll = on.all<ScrollView>().first();
-        EXPECT_EQ(on.only<Illustration>().height(), pictureHeight);
+        EXPECT_EQ(on.all<Illustration>().first()->height(), pictureHeight);
         EXPECT_EQ(scroll->verticalScrollBar()->isVisible(), scrolls);
         EXPECT_EQ(scroll->focusPolicy() != Qt::NoFocus, scrolls);
         scroll->verticalScrollBar()->triggerAction(QScrollBar::SliderToMaximum);
-        const Frame last = on.frame(*scroll->findChildren<Text *>().last());
-        EXPECT_LE(last.bottom, on.frame(*scroll).bottom - below);
+        const QRect last = on.frame(*scroll->findChildren<Text *>().last());
+        EXPECT_LE(last.bottom(), on.frame(*scroll).bottom() - below);
     }
 }
 
@@ -160,7 +156,7 @@ void expectCodeWholeOrNotAtAll(const char *state, const QString &code, const QSi
 {
     SCOPED_TRACE(std::string(state) + " " + code.toStdString() + " " +
                  std::to_string(size.width()));
-    const WindowOnShow on(state, size);
+    const WindowOnShow on(QLatin1String(state), size);
     on.window.store().code = code;
     on.window.settle();
     const auto texts = on.window.view().findChild<ComposeHeader *>()->findChildren<Text *>();
@@ -174,13 +170,14 @@ void expectCodeWholeOrNotAtAll(const char *state, const QString &code, const QSi
     EXPECT_TRUE(code.size() != 8 || (shown.width() == 0) == crowded);
 
     const QString tip = ComposeHeader::tr("Copy your invite code");
-    const Frame before = on.button(tip);
+    const auto &button = on.named<Button>(tip);
+    const QRect before = on.frame(button);
     on.window.press(tip);
     on.window.settle();
     EXPECT_NE(shown.text(), code);
     EXPECT_TRUE(isWhole(shown));
-    EXPECT_EQ(on.button(tip).left, before.left) << "it jumps";
-    EXPECT_EQ(on.button(tip).right, before.right) << "it jumps";
+    EXPECT_EQ(on.frame(button).left(), before.left()) << "it jumps";
+    EXPECT_EQ(on.frame(button).right(), before.right()) << "it jumps";
 }
 
 TEST_P(OrderTest, HeaderShowsTheCodeWholeOrNotAtAll)

@@ -4,6 +4,7 @@
 #include "doodle/drawing_ns_view.h"
 #include "feed/feed_view.h"
 #include "pictures/doodles.h"
+#include "staging/finders.h"
 #include "style/button.h"
 #include "style/field.h"
 #include "views/compose_header.h"
@@ -378,11 +379,7 @@ QWidget &StagedWindow::view() const
 
 Button &StagedWindow::button(const QString &name) const
 {
-    for (Button *each : view_->findChildren<Button *>()) {
-        if (each->isVisible() && each->accessibleName() == name)
-            return *each;
-    }
-    qFatal("no button %s", qPrintable(name));
+    return shown<Button>(*view_, name);
 }
 
 void StagedWindow::press(const QString &name) const
