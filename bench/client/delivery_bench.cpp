@@ -7,7 +7,6 @@
 #include "overlays/warm_up.h"
 #include "platform/foundation/task.h"
 
-#include <QTemporaryDir>
 #include <algorithm>
 #include <cstdio>
 #include <vector>
@@ -91,7 +90,7 @@ public:
         qputenv("KIVOLO_API_URL", server_.origin());
         qputenv("KIVOLO_SITE_URL", server_.origin());
         store_ = Store::create(
-            queue_, defaults_,
+            queue_, QStringLiteral("device"),
             {.show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
              .addCapsule = [](const Beam &, auto) {}});
         turnUntil([&] { return server_.polls() > 3; });
@@ -219,8 +218,6 @@ private:
     StopwatchApplication &application_;
     ReplyServer server_;
     HastyQueue queue_;
-    QTemporaryDir folder_;
-    UserDefaults defaults_{folder_.filePath(QStringLiteral("kivolo.conf"))};
     std::shared_ptr<Store> store_;
     int nextBeam_ = 0;
 };

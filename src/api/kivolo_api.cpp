@@ -28,7 +28,21 @@ std::optional<QString> stringIn(const QByteArray &json, std::string_view key)
     return value && value->is_string() ? std::optional(toText(value->get_string())) : std::nullopt;
 }
 
-QByteArray serialize(const KivoloAPI::Body &body)
+/// Percent-encodes all but what a query may hold, "&", "=" and "+" included in what it may.
+QString queryEncoded(const QString &text)
+{
+    static const QByteArray allowed = "!$&'()*+,-./:;=?@_~";
+    return QString::fromLatin1(text.toUtf8().toPercentEncoding(allowed));
+}
+
+} // namespace
+
+QString KivoloAPI::appVersion()
+{
+    return bundle::shortVersionString().value_or(QStringLiteral("0"));
+}
+
+QByteArray KivoloAPI::serialize(const Body &body)
 {
     QJsonObject object;
     for (auto entry = body.cbegin(); entry != body.cend(); ++entry) {
@@ -43,20 +57,6 @@ QByteArray serialize(const KivoloAPI::Body &body)
         }
     }
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
-}
-
-/// Percent-encodes all but what a query may hold, "&", "=" and "+" included in what it may.
-QString queryEncoded(const QString &text)
-{
-    static const QByteArray allowed = "!$&'()*+,-./:;=?@_~";
-    return QString::fromLatin1(text.toUtf8().toPercentEncoding(allowed));
-}
-
-} // namespace
-
-QString KivoloAPI::appVersion()
-{
-    return bundle::shortVersionString().value_or(QStringLiteral("0"));
 }
 
 UrlRequest KivoloAPI::getRequest(const QString &path)
@@ -161,9 +161,6 @@ QFuture<Reply> KivoloAPI::post(const QString &path, const Body &body)
     return exchange([path, body] { return postRequest(path, body); }, &judged<Reply>);
 }
 
-template QFuture<JoinResponse> KivoloAPI::post(const QString &, const Body &);
-template QFuture<OkResponse> KivoloAPI::post(const QString &, const Body &);
-
 QFuture<MeResponse> KivoloAPI::me(const QString &deviceId)
 {
     return get<MeResponse>(QStringLiteral("/me?device_id=") + queryEncoded(deviceId));
@@ -175,6 +172,31 @@ QFuture<CreateResponse> KivoloAPI::createCircle(const std::optional<QString> &ow
     return post<CreateResponse>(QStringLiteral("/circle/create"),
                                 {{QStringLiteral("owner_email"), ownerEmail.value_or(QString())},
                                  {QStringLiteral("device_id"), deviceId}});
+}
+
+QFuture<JoinResponse> KivoloAPI::join(const QString &code, const QString &handle,
+                                      const QString &deviceId, const QString &emoji)
+{
+    return post<JoinResponse>(QStringLiteral("/join"), {{QStringLiteral("code"), code},
+                                                        {QStringLiteral("handle"), handle},
+                                                        {QStringLiteral("device_id"), deviceId},
+                                                        {QStringLiteral("emoji"), emoji}});
+}
+
+QFuture<OkResponse> KivoloAPI::send(const QString &circleId, const QString &fromMember,
+                                    const QString &type, const QString &body,
+                                    const std::optional<QString> &effect,
+                                    const std::optional<qint64> &openAt)
+{
+    Body fields{{QStringLiteral("circle_id"), circleId},
+                {QStringLiteral("from_member"), fromMember},
+                {QStringLiteral("type"), type},
+                {QStringLiteral("body"), body}};
+    if (effect)
+        fields.insert(QStringLiteral("effect"), *effect);
+    if (openAt)
+        fields.insert(QStringLiteral("open_at"), *openAt);
+    return post<OkResponse>(QStringLiteral("/beam"), fields);
 }
 
 // Identifiers that the server issued go into queries as they are: string concatenation, because

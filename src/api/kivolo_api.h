@@ -37,8 +37,6 @@ public:
 class KivoloAPI
 {
 public:
-    using Body = QMap<QString, std::variant<QString, qint64>>;
-
     KivoloAPI() = delete;
 
     /// Called on the main thread with a download address when the server no longer serves this
@@ -50,6 +48,14 @@ public:
     /// A new circle; without an address of its owner, an empty one is sent.
     static QFuture<CreateResponse> createCircle(const std::optional<QString> &ownerEmail,
                                                 const QString &deviceId);
+    /// A seat in the circle with this invite code.
+    static QFuture<JoinResponse> join(const QString &code, const QString &handle,
+                                      const QString &deviceId, const QString &emoji);
+    /// Hands a beam to the circle; what is absent is not in the request.
+    static QFuture<OkResponse> send(const QString &circleId, const QString &fromMember,
+                                    const QString &type, const QString &body,
+                                    const std::optional<QString> &effect,
+                                    const std::optional<qint64> &openAt);
     /// The beams that arrived since `since`, seconds since 1970.
     static QFuture<BeamsResponse> beams(const QString &circleId, const QString &memberId,
                                         qint64 since);
@@ -62,25 +68,24 @@ public:
     /// decode.
     static QFuture<VersionInfo> latestVersion();
 
-    /// Posts `body` as a JSON object to `path`, which begins with a slash.
-    template<typename Reply>
-    static QFuture<Reply> post(const QString &path, const Body &body);
-
 private:
+    using Body = QMap<QString, std::variant<QString, qint64>>;
+
     static QString appVersion();
     static UrlRequest getRequest(const QString &path);
     static UrlRequest postRequest(const QString &path, const Body &body);
+    static QByteArray serialize(const Body &body);
     static void check(const UrlReply &reply);
     static ApiError apiError(const QByteArray &body);
     /// The record of a reply that passes check().
     template<typename Reply>
     static Reply judged(const UrlReply &reply);
 
+    // Of paths that begin with a slash.
     template<typename Reply>
     static QFuture<Reply> get(const QString &path);
+    template<typename Reply>
+    static QFuture<Reply> post(const QString &path, const Body &body);
 };
-
-extern template QFuture<JoinResponse> KivoloAPI::post(const QString &, const Body &);
-extern template QFuture<OkResponse> KivoloAPI::post(const QString &, const Body &);
 
 } // namespace kivolo

@@ -28,7 +28,8 @@ using namespace std::chrono_literals;
 
 KivoloApp::KivoloApp(std::unique_ptr<Network> network)
     : network_(std::move(network))
-    , instance_(deviceIdentity(defaults_))
+    , deviceId_(deviceIdentity(defaults_))
+    , instance_(deviceId_)
 {}
 
 KivoloApp::~KivoloApp() = default;
@@ -50,7 +51,7 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
                      [this] { followMotion(); });
     followColors();
 
-    store_ = Store::prepare(queue_, defaults_, makeOverlays());
+    store_ = Store::prepare(queue_, deviceId_, makeOverlays());
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
     QObject::connect(&instance_, &SingleInstance::raiseRequested, window_.get(),
                      [this] { application::raise(*window_); });

@@ -51,7 +51,9 @@ private:
     const std::unique_ptr<Network> network_;
     SystemMainQueue queue_;
     SystemScreen screen_;
-    UserDefaults defaults_;
+    UserDefaults defaults_{UserDefaults::fileOf(QStringLiteral("kivolo")),
+                           QStringLiteral("kivolo_")};
+    const QString deviceId_;
     SingleInstance instance_;
     std::unique_ptr<Appearance> appearance_;
     // Both only where no cards can float.

@@ -9,12 +9,7 @@ QString deviceIdentity(UserDefaults &defaults)
 {
     if (const auto overridden = environmentVariable("KIVOLO_DEVICE_ID"))
         return *overridden;
-    const QString key = QStringLiteral("kivolo_device_id");
-    if (const auto stored = defaults.string(key))
-        return *stored;
-    QString generated = randomUuid();
-    defaults.setString(key, generated);
-    return generated;
+    return defaults.stringOrNew(QStringLiteral("kivolo_device_id"), &randomUuid);
 }
 
 } // namespace kivolo

@@ -1,7 +1,8 @@
-// Waiting for a reply, with its failure as a value.
+// Waiting for a reply in the main thread, with its failure as a value.
 #pragma once
 
 #include "platform/foundation/localized_error.h"
+#include "platform/foundation/main_queue.h"
 
 #include <QCoro/QCoroFuture>
 #include <QCoro/QCoroTask>
@@ -22,6 +23,7 @@ QCoro::Task<std::optional<Reply>> replyOrNothing(QFuture<Reply> future)
     } catch (const std::exception &) {
         // Dropped on purpose, see above.
     }
+    assertOnMainThread();
     co_return reply;
 }
 
@@ -42,6 +44,7 @@ QCoro::Task<Outcome<Reply>> outcomeOf(QFuture<Reply> future)
     } catch (const std::exception &error) {
         outcome.error = localizedDescription(error);
     }
+    assertOnMainThread();
     co_return outcome;
 }
 

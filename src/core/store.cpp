@@ -1,7 +1,6 @@
 #include "core/store.h"
 
 #include "api/kivolo_api.h"
-#include "core/device_identity.h"
 #include "core/reply.h"
 #include "platform/foundation/task.h"
 
@@ -9,10 +8,14 @@
 
 namespace kivolo {
 
-Store::Store(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
+using namespace std::chrono_literals;
+
+static constexpr auto refreshPause = 3s;
+
+Store::Store(MainQueue &queue, QString deviceId, Overlays overlays)
     : queue_(queue)
     , overlays_(std::move(overlays))
-    , deviceId_(deviceIdentity(defaults))
+    , deviceId_(std::move(deviceId))
 {}
 
 Store::~Store()
@@ -21,16 +24,16 @@ Store::~Store()
         pollTask_->request_stop();
 }
 
-std::shared_ptr<Store> Store::create(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
+std::shared_ptr<Store> Store::create(MainQueue &queue, QString deviceId, Overlays overlays)
 {
-    auto store = prepare(queue, defaults, std::move(overlays));
+    auto store = prepare(queue, std::move(deviceId), std::move(overlays));
     store->begin();
     return store;
 }
 
-std::shared_ptr<Store> Store::prepare(MainQueue &queue, UserDefaults &defaults, Overlays overlays)
+std::shared_ptr<Store> Store::prepare(MainQueue &queue, QString deviceId, Overlays overlays)
 {
-    std::shared_ptr<Store> store(new Store(queue, defaults, std::move(overlays)));
+    std::shared_ptr<Store> store(new Store(queue, std::move(deviceId), std::move(overlays)));
     KivoloAPI::onForceUpdate = [weak = std::weak_ptr(store)](const QString &url) {
         if (const auto alive = weak.lock())
             alive->forceUpdate = url;
@@ -49,7 +52,6 @@ QCoro::Task<> Store::restore()
     const auto self = shared_from_this();
     const auto request = KivoloAPI::me(deviceId_);
     const auto status = co_await replyOrNothing(request);
-    assertOnMainThread();
     if (!status || !status->joined || !status->circle_id || !status->member_id) {
         screen = Screen::onboarding;
         co_return;
@@ -65,15 +67,31 @@ QCoro::Task<> Store::restore()
     startPolling();
 }
 
-QCoro::Task<> Store::refreshStatus()
+QCoro::Task<> Store::refreshStatus(std::stop_token stop)
 {
     const auto self = shared_from_this();
     const quint64 stay = stay_;
     const auto request = KivoloAPI::me(deviceId_);
     const auto status = co_await replyOrNothing(request);
-    assertOnMainThread();
-    if (status && stay == stay_)
+    if (status && stay == stay_ && !stop.stop_requested())
         applyStatus(*status);
+}
+
+QCoro::Task<> Store::refreshStatusAndHistory(std::stop_token stop)
+{
+    const auto self = shared_from_this();
+    co_await refreshStatus(stop);
+    if (!stop.stop_requested())
+        co_await loadHistory();
+}
+
+QCoro::Task<> Store::refreshUntilJoined(std::stop_token stop)
+{
+    const auto self = shared_from_this();
+    while (!stop.stop_requested() && members->size() < 2) {
+        co_await refreshStatus(stop);
+        co_await queue_.sleep(refreshPause, stop);
+    }
 }
 
 void Store::applyStatus(const MeResponse &status)
@@ -100,7 +118,7 @@ QString Store::myEmoji() const
     const auto self = std::find_if(members->begin(), members->end(), [this](const Member &member) {
         return member.id == memberId.get();
     });
-    return self == members->end() ? QStringLiteral("💜") : self->emoji;
+    return self == members->end() ? defaultEmoji() : self->emoji;
 }
 
 } // namespace kivolo

@@ -4,7 +4,6 @@
 #include "api/records.h"
 #include "platform/foundation/main_queue.h"
 #include "platform/foundation/observable.h"
-#include "platform/foundation/user_defaults.h"
 
 #include <QCoro/QCoroTask>
 #include <QList>
@@ -16,6 +15,15 @@
 #include <stop_token>
 
 namespace kivolo {
+
+/// What a member is about to send.
+struct Draft
+{
+    QString type;
+    QString body;
+    std::optional<QString> effect = {};
+    std::optional<qint64> openAt = {}; ///< Seconds since 1970.
+};
 
 /// The one observable object of a running program, confined to the main thread. Its operations
 /// are coroutines that suspend there while their requests run in the background; several may be
@@ -39,13 +47,11 @@ public:
         std::function<void(const Beam &, std::function<void(const Beam &)> onOpen)> addCapsule;
     };
 
-    /// Makes the store and begins. `queue` and `defaults` must outlive the event loop; the store
-    /// keeps neither alive.
-    static std::shared_ptr<Store> create(MainQueue &queue, UserDefaults &defaults,
-                                         Overlays overlays);
+    /// Makes the store and begins. `deviceId` is this installation's identity towards the server.
+    /// `queue` must outlive the event loop.
+    static std::shared_ptr<Store> create(MainQueue &queue, QString deviceId, Overlays overlays);
     /// Makes a store that is not to begin at once.
-    static std::shared_ptr<Store> prepare(MainQueue &queue, UserDefaults &defaults,
-                                          Overlays overlays);
+    static std::shared_ptr<Store> prepare(MainQueue &queue, QString deviceId, Overlays overlays);
     /// Starts restore() and checkUpdate(). To be called once.
     void begin();
     ~Store() override;
@@ -64,8 +70,6 @@ public:
     /// The download address of a mandatory update; once present, it stays.
     Published<std::optional<QString>> forceUpdate{this};
 
-    /// This installation's identity towards the server; never changes.
-    const QString &deviceId() const { return deviceId_; }
     /// The member's own emoji, "💜" while the members are not known.
     QString myEmoji() const;
 
@@ -80,10 +84,15 @@ public:
     QCoro::Task<> join();
 
     /// Posts one beam; once the server has accepted it, adds it to the feed.
-    QCoro::Task<> send(QString type, QString body, std::optional<QString> effect,
-                       std::optional<qint64> openAt);
+    QCoro::Task<> send(Draft draft);
     /// Replaces the feed by the circle's latest beams.
     QCoro::Task<> loadHistory();
+
+    /// Brings the members up to date, then the feed. Once `stop` is requested it begins and applies
+    /// nothing more.
+    QCoro::Task<> refreshStatusAndHistory(std::stop_token stop);
+    /// Asks for the members every 3 seconds until there are two, or until `stop` is requested.
+    QCoro::Task<> refreshUntilJoined(std::stop_token stop);
 
     /// Starts polling afresh, in place of a polling that runs. What was asked for before is dropped
     /// when it comes.
@@ -99,10 +108,12 @@ public:
     static bool isNewer(const QString &a, const QString &b);
 
 private:
-    Store(MainQueue &queue, UserDefaults &defaults, Overlays overlays);
+    Store(MainQueue &queue, QString deviceId, Overlays overlays);
+    static QString defaultEmoji() { return QStringLiteral("💜"); }
 
     QCoro::Task<> restore();
-    QCoro::Task<> refreshStatus();
+    QCoro::Task<> refreshStatus() { return refreshStatus(std::stop_token()); }
+    QCoro::Task<> refreshStatus(std::stop_token stop);
     static QCoro::Task<> pollUntilStopped(std::weak_ptr<Store> weakStore, MainQueue *queue,
                                           std::stop_token stop);
     static QCoro::Task<> openCapsule(std::shared_ptr<Store> store, Beam sealed);

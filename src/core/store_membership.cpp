@@ -33,7 +33,6 @@ QCoro::Task<> Store::createCircle()
     }
     const auto request = KivoloAPI::createCircle(std::nullopt, deviceId_);
     const auto created = co_await outcomeOf(request);
-    assertOnMainThread();
     if (!created.reply) {
         errorText = created.error;
         co_return;
@@ -53,13 +52,8 @@ QCoro::Task<> Store::join()
         errorText = QCoreApplication::translate("Store", "Enter your name and a code.");
         co_return;
     }
-    const KivoloAPI::Body body{{QStringLiteral("code"), inviteCode},
-                               {QStringLiteral("handle"), name},
-                               {QStringLiteral("device_id"), deviceId_},
-                               {QStringLiteral("emoji"), QStringLiteral("💜")}};
-    const auto request = KivoloAPI::post<JoinResponse>(QStringLiteral("/join"), body);
+    const auto request = KivoloAPI::join(inviteCode, name, deviceId_, defaultEmoji());
     const auto joined = co_await outcomeOf(request);
-    assertOnMainThread();
     if (!joined.reply) {
         errorText = joined.error;
         co_return;

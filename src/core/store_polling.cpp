@@ -56,7 +56,6 @@ QCoro::Task<> Store::poll(qint64 tick)
     const auto task = pollTask_;
     const auto request = KivoloAPI::beams(circleId, memberId, since);
     const auto arrived = co_await replyOrNothing(request);
-    assertOnMainThread();
     // An answer to a polling that was replaced would prime the new one, whose own first answer
     // would then be shown as fresh.
     if (stay != stay_ || task != pollTask_)
@@ -98,7 +97,6 @@ QCoro::Task<> Store::openCapsule(std::shared_ptr<Store> store, Beam sealed)
     const quint64 stay = store->stay_;
     const auto request = KivoloAPI::capsule(sealed.id, store->circleId);
     const auto opened = co_await replyOrNothing(request);
-    assertOnMainThread();
     if (opened && stay == store->stay_)
         store->revealCapsule(*opened);
 }

@@ -12,25 +12,16 @@ constexpr qint64 historyLimit = 40;
 
 } // namespace
 
-QCoro::Task<> Store::send(QString type, QString body, std::optional<QString> effect,
-                          std::optional<qint64> openAt)
+QCoro::Task<> Store::send(Draft draft)
 {
     const auto self = shared_from_this();
     if (circleId->isEmpty() || memberId->isEmpty())
         co_return;
     sending = true;
     const QString circle = circleId;
-    KivoloAPI::Body fields{{QStringLiteral("circle_id"), circle},
-                           {QStringLiteral("from_member"), memberId.get()},
-                           {QStringLiteral("type"), type},
-                           {QStringLiteral("body"), body}};
-    if (effect)
-        fields.insert(QStringLiteral("effect"), *effect);
-    if (openAt)
-        fields.insert(QStringLiteral("open_at"), *openAt);
-    const auto request = KivoloAPI::post<OkResponse>(QStringLiteral("/beam"), fields);
+    const auto request =
+        KivoloAPI::send(circle, memberId, draft.type, draft.body, draft.effect, draft.openAt);
     const auto sent = co_await outcomeOf(request);
-    assertOnMainThread();
     if (!sent.reply) {
         errorText = sent.error;
         co_await refreshStatus();
@@ -47,10 +38,10 @@ QCoro::Task<> Store::send(QString type, QString body, std::optional<QString> eff
     beam.from_member = memberId;
     beam.from_handle = handle;
     beam.from_emoji = myEmoji();
-    beam.type = type;
-    beam.body = body;
-    beam.effect = effect;
-    beam.open_at = openAt;
+    beam.type = draft.type;
+    beam.body = draft.body;
+    beam.effect = draft.effect;
+    beam.open_at = draft.openAt;
     feed.mutate([&](QList<Beam> &beams) { beams.append(beam); });
     seenBeamIds_.insert(beam.id);
     sending = false;
@@ -64,7 +55,6 @@ QCoro::Task<> Store::loadHistory()
     const quint64 stay = stay_;
     const auto request = KivoloAPI::history(circleId, historyLimit);
     const auto history = co_await replyOrNothing(request);
-    assertOnMainThread();
     if (!history || stay != stay_)
         co_return;
     feed = history->beams;

@@ -37,7 +37,6 @@ QCoro::Task<> Store::checkUpdate()
     const auto self = shared_from_this();
     const auto request = KivoloAPI::latestVersion();
     const auto latest = co_await replyOrNothing(request);
-    assertOnMainThread();
     const QString running = bundle::shortVersionString().value_or(QStringLiteral("0"));
     if (latest && isNewer(latest->version, running))
         update = *latest;

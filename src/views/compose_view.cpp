@@ -9,7 +9,6 @@
 #include "views/compose_header.h"
 #include "views/composer.h"
 #include "views/scroll_view.h"
-#include "views/session_tasks.h"
 #include "views/view_task.h"
 
 #include <QAbstractButton>
@@ -62,7 +61,7 @@ ComposeView::ComposeView(std::shared_ptr<Store> store, UserDefaults &defaults, M
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 
     new ViewTask(this, [session = store_](std::stop_token stop) {
-        return refreshStatusAndHistory(session, std::move(stop));
+        return session->refreshStatusAndHistory(std::move(stop));
     });
     observe(*store_, this, [this] { render(); });
     render();

@@ -1,6 +1,5 @@
 #include "views/composer.h"
 
-#include "core/store.h"
 #include "platform/foundation/main_queue.h"
 #include "platform/foundation/task.h"
 #include "style/button.h"
@@ -241,11 +240,10 @@ QString Composer::trimmedText() const
 
 void Composer::send(Draft draft, std::function<void()> reset)
 {
-    detach(sendDraft(store_, std::move(draft),
-                     [self = QPointer(this), reset = std::move(reset)] {
-                         if (self)
-                             reset();
-                     }),
+    detach(store_->send(std::move(draft)).then([self = QPointer(this), reset = std::move(reset)] {
+        if (self)
+            reset();
+    }),
            "sending");
 }
 

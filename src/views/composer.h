@@ -1,10 +1,10 @@
 // Where a member writes, draws, seals and buzzes.
 #pragma once
 
+#include "core/store.h"
 #include "doodle/doodle_canvas.h"
 #include "style/stack.h"
 #include "views/feature_guide.h"
-#include "views/session_tasks.h"
 
 #include <functional>
 #include <memory>
@@ -16,7 +16,6 @@ class Button;
 class Field;
 class Label;
 class MainQueue;
-class Store;
 class Symbol;
 class Text;
 

@@ -9,7 +9,6 @@
 #include "views/breathing.h"
 #include "views/overflow_menu.h"
 #include "views/scroll_view.h"
-#include "views/session_tasks.h"
 #include "views/view_task.h"
 
 #include <QMenu>
@@ -57,8 +56,8 @@ InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &qu
     })->filling();
     // clang-format on
     setFocusProxy(codeButton_);
-    new ViewTask(this, [session = store_, waits = &queue](std::stop_token stop) {
-        return refreshUntilJoined(session, waits, std::move(stop));
+    new ViewTask(this, [session = store_](std::stop_token stop) {
+        return session->refreshUntilJoined(std::move(stop));
     });
     observe(*store_, this, [this] { render(); });
     render();

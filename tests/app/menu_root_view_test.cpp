@@ -1,11 +1,13 @@
 #include "app/menu_root_view.h"
 
 #include "core/store_fixture.h"
+#include "platform/foundation/user_defaults.h"
 #include "style/button.h"
 #include "style/motion.h"
 #include "views/feature_guide.h"
 
 #include <QDesktopServices>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 
@@ -104,6 +106,8 @@ protected:
         }
     }
 
+    QTemporaryDir folder;
+    UserDefaults defaults{folder.filePath(u"kivolo.conf"_s)};
     std::unique_ptr<MenuRootView> window;
     std::unique_ptr<MenuRootView> panel;
 };

@@ -11,6 +11,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QScreen>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWidget>
@@ -174,6 +175,29 @@ TEST_F(ProgramTest, ASecondStartBringsTheWindowToTheUser)
     }
     EXPECT_EQ(first->state(), QProcess::Running);
     EXPECT_EQ(terminate(first), 0);
+}
+
+TEST_F(ProgramTest, TwoFirstStartsAtOnceAreOneInstallation)
+{
+    for (int round = 0; round < 8; ++round) {
+        ScriptedServer server;
+        const QTemporaryDir settings;
+        const QString origin = QString::fromLatin1(server.origin());
+        const Environment fresh{{u"XDG_CONFIG_HOME"_s, settings.path()},
+                                {u"KIVOLO_API_URL"_s, origin},
+                                {u"KIVOLO_SITE_URL"_s, origin}};
+        const Program programs[] = {start({}, fresh), start({}, fresh)};
+        const auto ended = [&](int i) { return programs[i]->state() == QProcess::NotRunning; };
+        ASSERT_TRUE(eventually([&] { return ended(0) || ended(1); })) << "in round " << round;
+        const int left = ended(0) ? 1 : 0;
+        EXPECT_EQ(exitCode(programs[1 - left]), 0);
+        EXPECT_TRUE(isInFront());
+        ASSERT_TRUE(eventually([&] { return !server.requestsTo("/me").isEmpty(); }));
+        const QSettings stored(settings.filePath(u"kivolo/kivolo.ini"_s), QSettings::IniFormat);
+        EXPECT_EQ(server.requestsTo("/me").front().target,
+                  "/me?device_id=" + stored.value(u"kivolo_device_id"_s).toByteArray());
+        EXPECT_EQ(terminate(programs[left]), 0);
+    }
 }
 
 TEST_F(ProgramTest, ATrayThatComesLaterOpensThePanelInTheCornerByThePointer)

@@ -11,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -29,9 +28,7 @@ protected:
     void SetUp() override
     {
         server.serveThisProcess();
-        qunsetenv("KIVOLO_DEVICE_ID");
         QCoreApplication::setApplicationVersion(QStringLiteral("1.2.9"));
-        defaults.setString(QStringLiteral("kivolo_device_id"), QStringLiteral("device"));
     }
 
     void TearDown() override
@@ -50,7 +47,7 @@ protected:
 
     void start()
     {
-        store = Store::create(queue, defaults,
+        store = Store::create(queue, QStringLiteral("device"),
                               {[this](const Beam &beam, bool shake) {
                                    shown.append({beam.id, shake});
                                },
@@ -112,10 +109,8 @@ protected:
         return ids;
     }
 
-    QTemporaryDir folder;
     ScriptedServer server;
     ManualMainQueue queue;
-    UserDefaults defaults{folder.filePath(QStringLiteral("kivolo.conf"))};
     QList<Shown> shown;
     QList<std::pair<Beam, std::function<void(const Beam &)>>> capsules;
     std::shared_ptr<Store> store;

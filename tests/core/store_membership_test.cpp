@@ -126,7 +126,7 @@ TEST_F(MembershipTest, NothingOfACircleThatWasLeftReachesTheNext)
     const auto count = [&done] { ++done; };
     store->poll(1).then(count);
     store->loadHistory().then(count);
-    store->send(QStringLiteral("text"), QStringLiteral("to the first"), {}, {}).then(count);
+    store->send({QStringLiteral("text"), QStringLiteral("to the first")}).then(count);
     ASSERT_TRUE(eventually([&] {
         return server.requestsTo("/beams").size() == 2 &&
                server.requestsTo("/history").size() == 1 && server.requestsTo("/beam").size() == 1;

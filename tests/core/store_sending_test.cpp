@@ -23,7 +23,7 @@ protected:
     QCoro::Task<> send(const char *body, std::optional<QString> effect = {},
                        std::optional<qint64> openAt = {})
     {
-        return store->send(QStringLiteral("text"), QString::fromUtf8(body), effect, openAt);
+        return store->send({QStringLiteral("text"), QString::fromUtf8(body), effect, openAt});
     }
 
     QStringList lastKeys()

@@ -1,33 +1,7 @@
-// Identity, start-up, status answers, leaving.
+// Start-up, status answers, leaving.
 #include "core/store_fixture.h"
 
-#include <QRegularExpression>
-
 using namespace kivolo;
-
-TEST_F(StoreFixture, TheDeviceIdComesFromTheEnvironmentThenTheDefaultsThenChance)
-{
-    const QString key = QStringLiteral("kivolo_device_id");
-    qputenv("KIVOLO_DEVICE_ID", "from env");
-    start();
-    EXPECT_EQ(store->deviceId(), QStringLiteral("from env"));
-    EXPECT_EQ(defaults.string(key), QStringLiteral("device"));
-
-    qputenv("KIVOLO_DEVICE_ID", "");
-    start();
-    EXPECT_EQ(store->deviceId(), QStringLiteral("device"));
-
-    defaults.setString(key, QString());
-    start();
-    EXPECT_EQ(store->deviceId(), QString()) << "an empty stored id is an id";
-
-    UserDefaults fresh(folder.filePath(QStringLiteral("fresh.conf")));
-    const auto first = Store::create(queue, fresh, {});
-    static const QRegularExpression uuid(
-        QStringLiteral("^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$"));
-    EXPECT_TRUE(uuid.match(first->deviceId()).hasMatch()) << qPrintable(first->deviceId());
-    EXPECT_EQ(Store::create(queue, fresh, {})->deviceId(), first->deviceId());
-}
 
 TEST_F(StoreFixture, RestoringFromEachKindOfStatusAnswer)
 {

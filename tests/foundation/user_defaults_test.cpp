@@ -70,7 +70,7 @@ TEST(UserDefaults, OfADamagedFileWhatCanBeReadStillCounts)
         file.write(c.content);
         file.close();
         for (int start = 0; start < 2; ++start) {
-            UserDefaults defaults(file.fileName());
+            UserDefaults defaults(file.fileName(), QStringLiteral("kivolo_"));
             EXPECT_EQ(defaults.string(QStringLiteral("kivolo_device_id")), c.deviceId);
             EXPECT_EQ(defaults.boolean(QStringLiteral("kivolo_flag")), start > 0);
             defaults.setBoolean(QStringLiteral("kivolo_flag"), true);

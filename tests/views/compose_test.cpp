@@ -1,5 +1,6 @@
 #include "core/store_fixture.h"
 #include "doodle/drawing_ns_view.h"
+#include "platform/foundation/user_defaults.h"
 #include "views/compose_header.h"
 #include "views/compose_view.h"
 
@@ -8,6 +9,7 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTranslator>
 #include <algorithm>
@@ -109,6 +111,8 @@ protected:
         QTest::mouseRelease(canvas, Qt::LeftButton, {}, {90, 60});
     }
 
+    QTemporaryDir folder;
+    UserDefaults defaults{folder.filePath(QStringLiteral("kivolo.conf"))};
     std::unique_ptr<ComposeView> view;
     qsizetype posted = 0;
 };

@@ -1,5 +1,4 @@
 #include "core/store.h"
-#include "platform/foundation/user_defaults.h"
 #include "staging/manual_main_queue.h"
 #include "staging/scripted_server.h"
 #include "style/button.h"
@@ -18,7 +17,6 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QInputMethodEvent>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 #include <gtest/gtest.h>
@@ -135,7 +133,7 @@ protected:
         StillTest::SetUp();
         server.serveThisProcess();
         server.answer("/me", R"({"joined":false})");
-        store = Store::create(queue, defaults, {});
+        store = Store::create(queue, QStringLiteral("device"), {});
         ASSERT_TRUE(eventually([&] { return *store->screen == Store::Screen::onboarding; }));
     }
 
@@ -161,10 +159,8 @@ protected:
         return nullptr;
     }
 
-    QTemporaryDir folder;
     ScriptedServer server;
     ManualMainQueue queue;
-    UserDefaults defaults{folder.filePath(QStringLiteral("kivolo.conf"))};
     std::shared_ptr<Store> store;
 };
 

@@ -343,7 +343,7 @@ StagedWindow::StagedWindow(const QString &name, const QSize &size)
     defaults_.setBoolean(QStringLiteral("kivolo_welcome_seen"), true);
     const State &state = stateNamed(name);
     state.before(*this);
-    store_ = Store::create(queue_, defaults_,
+    store_ = Store::create(queue_, QStringLiteral("device"),
                            {[](const Beam &, bool) {},
                             [](const Beam &, const std::function<void(const Beam &)> &) {}});
     settle();

@@ -1,5 +1,6 @@
 #include "platform/desktop/single_instance.h"
 
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -22,7 +23,7 @@ QString pathFor(const QString &deviceId)
     const QByteArray digest =
         QCryptographicHash::hash(deviceId.toUtf8(), QCryptographicHash::Sha256).toHex().left(32);
     const QDir folder(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
-    return folder.filePath(QLatin1String("kivolo-") + QLatin1String(digest));
+    return folder.filePath(QCoreApplication::applicationName() + u'-' + QLatin1String(digest));
 }
 
 } // namespace

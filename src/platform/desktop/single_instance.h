@@ -8,8 +8,9 @@
 
 namespace kivolo {
 
-/// The first program of a user with a given device id; a later one asks it to show itself. Holds
-/// its claim until it is destroyed; a claim that a crash left behind does not count.
+/// The first program of its name that a user runs with a given device id; a later one asks it to
+/// show itself. Holds its claim until it is destroyed; a claim that a crash left behind does not
+/// count.
 class SingleInstance final : public QObject
 {
     Q_OBJECT
