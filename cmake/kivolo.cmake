@@ -1,8 +1,8 @@
 # What every target of the client shares, and one function per kind of target.
 
 find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent DBus Gui Network Svg Widgets Test)
-find_package(Boost 1.81 REQUIRED)
 find_package(QCoro6 0.8 REQUIRED COMPONENTS Core)
+find_package(simdjson REQUIRED)
 set(QT_NO_CREATE_VERSIONLESS_TARGETS TRUE)
 
 add_library(kivolo_qt_options INTERFACE)

@@ -1,30 +1,49 @@
 #include "api/json.h"
 
-// The library itself: linked in here, it brings only what is used of it.
-#include <boost/json/src.hpp>
-
 namespace kivolo {
 
-namespace json = boost::json;
+namespace dom = simdjson::dom;
 
-// Deeper than anybody nests, and no more than the stack bears.
-static constexpr std::size_t mostDepth = 512;
-
-std::optional<json::object> jsonObject(const QByteArray &bytes)
+std::optional<JsonReader::Value> JsonReader::read(const QByteArray &bytes)
 {
     static constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
     std::string_view text(bytes.constData(), static_cast<std::size_t>(bytes.size()));
     if (text.starts_with(byteOrderMark))
         text.remove_prefix(byteOrderMark.size());
 
-    json::parse_options options;
-    options.max_depth = mostDepth;
-    boost::system::error_code error;
-    json::value value =
-        json::parse(text, error, json::make_shared_resource<json::monotonic_resource>(), options);
-    if (error || !value.is_object())
+    Value value;
+    if (parser_.parse(text.data(), text.size()).get(value) != simdjson::SUCCESS)
         return std::nullopt;
-    return std::move(value.get_object());
+    return value;
+}
+
+std::optional<JsonReader::Value> valueOf(const dom::object &object, std::string_view key)
+{
+    std::optional<JsonReader::Value> last;
+    for (const dom::key_value_pair &field : object) {
+        if (field.key == key)
+            last = field.value;
+    }
+    return last;
+}
+
+std::optional<QString> textOf(const JsonReader::Value &value)
+{
+    std::string_view text;
+    if (value.get(text) != simdjson::SUCCESS)
+        return std::nullopt;
+    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+std::optional<QString> textIn(const QByteArray &bytes, std::string_view key)
+{
+    JsonReader reader;
+    const std::optional<JsonReader::Value> value = reader.read(bytes);
+    dom::object object;
+    if (!value || value->get(object) != simdjson::SUCCESS)
+        return std::nullopt;
+    const std::optional<JsonReader::Value> text = valueOf(object, key);
+    return text ? textOf(*text) : std::nullopt;
 }
 
 } // namespace kivolo

@@ -3,22 +3,34 @@
 
 #include <QByteArray>
 #include <QString>
-#include <boost/json/object.hpp>
-#include <boost/json/value.hpp>
 #include <optional>
+#include <simdjson.h>
 
 namespace kivolo {
 
-/// The object that `bytes` spell, in UTF-8 with or without a mark of its byte order; nothing when
-/// they spell another value or are no JSON: broken UTF-8 and half a surrogate pair are none. Of two
-/// values of one name the later counts. A number is an int64 only if it is written in digits alone
-/// and fits: what has a fraction or an exponent, even a zero, is not.
-std::optional<boost::json::object> jsonObject(const QByteArray &bytes);
-
-/// The text of a JSON string.
-inline QString toText(const boost::json::string &string)
+/// Reads one text; what it gives is valid as long as the reader.
+class JsonReader
 {
-    return QString::fromUtf8(string.data(), static_cast<qsizetype>(string.size()));
-}
+public:
+    using Value = simdjson::dom::element;
+
+    /// What `bytes` spell, in UTF-8 with or without a mark of its byte order; nothing
+    /// when they are no JSON: broken UTF-8, half a surrogate pair and numbers
+    /// that nothing holds are none. A number is an integer only if it is written in digits alone
+    /// and fits 64 bits: what has a fraction or an exponent, even a zero, is not.
+    std::optional<Value> read(const QByteArray &bytes);
+
+private:
+    simdjson::dom::parser parser_;
+};
+
+/// Of the values of that name in an object the last, which counts.
+std::optional<JsonReader::Value> valueOf(const simdjson::dom::object &object, std::string_view key);
+
+/// The text of a string, nothing for any other value.
+std::optional<QString> textOf(const JsonReader::Value &value);
+
+/// The text under that name, if `bytes` spell an object that has one.
+std::optional<QString> textIn(const QByteArray &bytes, std::string_view key);
 
 } // namespace kivolo

@@ -20,14 +20,6 @@ namespace {
 const QByteArray versionHeader = "X-Kivolo-Version";
 constexpr std::chrono::seconds requestTimeout{60}; // without a byte of progress
 
-/// The string under `key` if `json` is an object that has one.
-std::optional<QString> stringIn(const QByteArray &json, std::string_view key)
-{
-    const auto object = jsonObject(json);
-    const boost::json::value *value = object ? object->if_contains(key) : nullptr;
-    return value && value->is_string() ? std::optional(toText(value->get_string())) : std::nullopt;
-}
-
 /// Percent-encodes all but what a query may hold, "&", "=" and "+" included in what it may.
 QString queryEncoded(const QString &text)
 {
@@ -79,7 +71,7 @@ UrlRequest KivoloAPI::postRequest(const QString &path, const Body &body)
 
 ApiError KivoloAPI::apiError(const QByteArray &body)
 {
-    return ApiError(stringIn(body, "error")
+    return ApiError(textIn(body, "error")
                         .value_or(QCoreApplication::translate(
                             "KivoloAPI", "Something went wrong. Please try again.")));
 }
@@ -90,7 +82,7 @@ void KivoloAPI::check(const UrlReply &reply)
         return;
     if (*reply.status == 426) {
         const QString url =
-            stringIn(reply.body, "url").value_or(siteOrigin() + QStringLiteral("/Kivolo.dmg"));
+            textIn(reply.body, "url").value_or(siteOrigin() + QStringLiteral("/Kivolo.dmg"));
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
             [callback = onForceUpdate, url] {

@@ -7,7 +7,8 @@
 
 namespace kivolo {
 
-namespace json = boost::json;
+namespace dom = simdjson::dom;
+using Value = JsonReader::Value;
 
 namespace {
 
@@ -17,44 +18,45 @@ namespace {
         QCoreApplication::translate("KivoloAPI", "The server's reply could not be read."));
 }
 
-void read(const json::value &value, QString &field)
+void read(const Value &value, QString &field)
 {
-    if (!value.is_string())
+    std::optional<QString> text = textOf(value);
+    if (!text)
         fail();
-    field = toText(value.get_string());
+    field = *std::move(text);
 }
 
-void read(const json::value &value, bool &field)
+template<typename Plain>
+requires std::same_as<Plain, bool> || std::same_as<Plain, qint64>
+void read(const Value &value, Plain &field)
 {
-    if (!value.is_bool())
+    using Stored = std::conditional_t<std::same_as<Plain, bool>, bool, std::int64_t>;
+    Stored stored{};
+    if (value.get(stored) != simdjson::SUCCESS)
         fail();
-    field = value.get_bool();
+    field = stored;
 }
 
-void read(const json::value &value, qint64 &field)
-{
-    if (!value.is_int64())
-        fail();
-    field = value.get_int64();
-}
-
-void read(const json::value &value, Beam &beam);
-void read(const json::value &value, Member &member);
+class Fields;
+void read(Fields fields, Beam &beam);
+void read(Fields fields, Member &member);
 template<typename Record>
-void read(const json::value &value, QList<Record> &records);
+void read(const Value &value, QList<Record> &records);
 
 /// Reads the fields of one JSON object by their names.
 class Fields
 {
 public:
-    explicit Fields(const json::object &object)
-        : object_(object)
-    {}
+    Fields(const Value &value)
+    {
+        if (value.get(object_) != simdjson::SUCCESS)
+            fail();
+    }
 
     template<typename T>
     Fields &required(std::string_view key, T &field)
     {
-        const json::value *value = object_.if_contains(key);
+        const std::optional<Value> value = valueOf(object_, key);
         if (!value)
             fail();
         read(*value, field);
@@ -64,27 +66,19 @@ public:
     template<typename T>
     Fields &optional(std::string_view key, std::optional<T> &field)
     {
-        const json::value *value = object_.if_contains(key);
+        const std::optional<Value> value = valueOf(object_, key);
         if (value && !value->is_null())
             read(*value, field.emplace());
         return *this;
     }
 
 private:
-    const json::object &object_;
+    dom::object object_;
 };
 
-const json::object &objectOf(const json::value &value)
+void read(Fields fields, Beam &beam)
 {
-    if (!value.is_object())
-        fail();
-    return value.get_object();
-}
-
-void read(const json::value &value, Beam &beam)
-{
-    Fields(objectOf(value))
-        .required("id", beam.id)
+    fields.required("id", beam.id)
         .required("from_member", beam.from_member)
         .required("type", beam.type)
         .required("body", beam.body)
@@ -96,33 +90,42 @@ void read(const json::value &value, Beam &beam)
         .optional("sealed", beam.sealed);
 }
 
-void read(const json::value &value, Member &member)
+void read(Fields fields, Member &member)
 {
-    Fields(objectOf(value))
-        .required("id", member.id)
+    fields.required("id", member.id)
         .required("handle", member.handle)
         .required("emoji", member.emoji)
         .optional("last_seen", member.last_seen);
 }
 
 template<typename Record>
-void read(const json::value &value, QList<Record> &records)
+void read(const Value &value, QList<Record> &records)
 {
-    if (!value.is_array())
+    dom::array array;
+    if (value.get(array) != simdjson::SUCCESS)
         fail();
-    const json::array &array = value.get_array();
     records.reserve(static_cast<qsizetype>(array.size()));
-    for (const json::value &element : array)
+    for (const Value element : array)
         read(element, records.emplaceBack());
 }
 
-json::object parse(const QByteArray &bytes)
+/// The fields of a reply, with what they are read from.
+class Reply : JsonReader, public Fields
 {
-    std::optional<json::object> object = jsonObject(bytes);
-    if (!object)
-        fail();
-    return std::move(*object);
-}
+public:
+    explicit Reply(const QByteArray &bytes)
+        : Fields(objectIn(*this, bytes))
+    {}
+
+private:
+    static Value objectIn(JsonReader &reader, const QByteArray &bytes)
+    {
+        const std::optional<Value> value = reader.read(bytes);
+        if (!value)
+            fail();
+        return *value;
+    }
+};
 
 } // namespace
 
@@ -135,14 +138,14 @@ size_t qHash(const Member &member, size_t seed) noexcept
 Beam Beam::decode(const QByteArray &json)
 {
     Beam beam;
-    read(parse(json), beam);
+    read(Reply(json), beam);
     return beam;
 }
 
 VersionInfo VersionInfo::decode(const QByteArray &json)
 {
     VersionInfo info;
-    Fields(parse(json))
+    Reply(json)
         .required("version", info.version)
         .required("url", info.url)
         .optional("notes", info.notes);
@@ -152,7 +155,7 @@ VersionInfo VersionInfo::decode(const QByteArray &json)
 MeResponse MeResponse::decode(const QByteArray &json)
 {
     MeResponse reply;
-    Fields(parse(json))
+    Reply(json)
         .required("joined", reply.joined)
         .optional("circle_id", reply.circle_id)
         .optional("code", reply.code)
@@ -166,21 +169,21 @@ MeResponse MeResponse::decode(const QByteArray &json)
 BeamsResponse BeamsResponse::decode(const QByteArray &json)
 {
     BeamsResponse reply;
-    Fields(parse(json)).required("beams", reply.beams).required("server_time", reply.server_time);
+    Reply(json).required("beams", reply.beams).required("server_time", reply.server_time);
     return reply;
 }
 
 HistoryResponse HistoryResponse::decode(const QByteArray &json)
 {
     HistoryResponse reply;
-    Fields(parse(json)).required("beams", reply.beams);
+    Reply(json).required("beams", reply.beams);
     return reply;
 }
 
 OkResponse OkResponse::decode(const QByteArray &json)
 {
     OkResponse reply;
-    Fields(parse(json))
+    Reply(json)
         .required("ok", reply.ok)
         .optional("id", reply.id)
         .optional("created_at", reply.created_at);
@@ -190,7 +193,7 @@ OkResponse OkResponse::decode(const QByteArray &json)
 CreateResponse CreateResponse::decode(const QByteArray &json)
 {
     CreateResponse reply;
-    Fields(parse(json))
+    Reply(json)
         .required("circle_id", reply.circle_id)
         .required("code", reply.code)
         .required("max_seats", reply.max_seats);
@@ -200,7 +203,7 @@ CreateResponse CreateResponse::decode(const QByteArray &json)
 JoinResponse JoinResponse::decode(const QByteArray &json)
 {
     JoinResponse reply;
-    Fields(parse(json))
+    Reply(json)
         .required("circle_id", reply.circle_id)
         .required("member_id", reply.member_id)
         .required("code", reply.code)
