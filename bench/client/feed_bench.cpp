@@ -4,8 +4,7 @@
 #include "bench/client/stopwatch_application.h"
 #include "feed/feed_view.h"
 #include "platform/foundation/main_queue.h"
-#include "style/motion.h"
-#include "style/palette.h"
+#include "style/theme.h"
 
 #include <QListView>
 #include <QScrollBar>
@@ -198,13 +197,13 @@ void measureTurns(StopwatchApplication &application, Bench &bench, const char *n
 
 void measureAnimationAndHostileRows(StopwatchApplication &application, Bench &bench)
 {
-    motion::setReduced(false);
+    Theme::shared().setReducedMotion(false);
     QScrollBar &bar = *bench.feed().verticalScrollBar();
     bar.setValue(bar.maximum());
     measureTurns(application, bench, "animated_new_beam", beam(rows + 1000));
     bar.setValue(0);
     measureTurns(application, bench, "animated_from_the_top", beam(rows + 1001));
-    motion::setReduced(true);
+    Theme::shared().setReducedMotion(true);
     Beam hostile = beam(rows + 1002);
     char32_t emoji = 0x1F300;
     hostile.body.clear();
@@ -226,8 +225,8 @@ void measureAnimationAndHostileRows(StopwatchApplication &application, Bench &be
 int main(int argc, char **argv)
 {
     StopwatchApplication application(argc, argv);
-    QApplication::setPalette(Palette::standardLight().toQPalette());
-    motion::setReduced(true);
+    Theme::shared().show(Palette::standardLight());
+    Theme::shared().setReducedMotion(true);
     QList<Beam> feed;
     for (int i = 0; i < rows; ++i)
         feed.append(beam(i));

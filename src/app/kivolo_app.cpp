@@ -16,9 +16,8 @@
 #include "platform/desktop/notifications.h"
 #include "platform/desktop/window_system.h"
 #include "platform/foundation/heap.h"
-#include "style/motion.h"
-#include "style/palette.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QApplication>
 
@@ -44,12 +43,11 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
         return outcome;
 
     appearance_ = std::make_unique<Appearance>();
-    QObject *following = appearance_.get();
-    QObject::connect(appearance_.get(), &Appearance::changed, following,
-                     [this] { followColors(); });
-    QObject::connect(appearance_.get(), &Appearance::motionChanged, following,
-                     [this] { followMotion(); });
-    followColors();
+    QObject::connect(appearance_.get(), &Appearance::changed, appearance_.get(),
+                     [this] { Theme::shared().follow(appearance_->prefersDark()); });
+    QObject::connect(appearance_.get(), &Appearance::motionChanged, appearance_.get(),
+                     [this] { Theme::shared().setReducedMotion(appearance_->reducesMotion()); });
+    Theme::shared().follow(appearance_->prefersDark());
 
     store_ = Store::prepare(queue_, deviceId_, makeOverlays());
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
@@ -142,24 +140,6 @@ void KivoloApp::beginSession()
         return store_->begin();
     whenReachable(*network_, requestUrl(apiOrigin()), queue_, window_.get(),
                   [this] { store_->begin(); });
-}
-
-// Where the toolkit has a theme for the desktop, its palette follows the desktop, and its colours
-// are the desktop's own. Elsewhere it never learns of the dark.
-void KivoloApp::followColors()
-{
-    QApplication::setPalette(QPalette()); // what the toolkit would show
-    const Palette toolkits = Palette::of(QApplication::palette());
-    const bool dark = appearance_->prefersDark().value_or(toolkits.dark);
-    const Palette &standard = dark ? Palette::standardDark() : Palette::standardLight();
-    const bool desktopsOwn = dark == toolkits.dark && toolkits.window != standard.window;
-    if (!desktopsOwn)
-        QApplication::setPalette(standard.toQPalette());
-}
-
-void KivoloApp::followMotion()
-{
-    motion::setReduced(appearance_->reducesMotion());
 }
 
 } // namespace kivolo

@@ -44,8 +44,6 @@ private:
     void sayThatNoCardsFloat();
     void settle();
     void beginSession();
-    void followColors();
-    void followMotion();
     std::unique_ptr<QWidget> makeContent();
 
     const std::unique_ptr<Network> network_;

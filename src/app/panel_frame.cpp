@@ -1,7 +1,7 @@
 #include "app/panel_frame.h"
 
-#include "style/palette.h"
 #include "style/shapes.h"
+#include "style/theme.h"
 
 #include <QPainter>
 
@@ -34,7 +34,7 @@ protected:
             painter.fillPath(corners, Qt::black);
             painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
         }
-        strokeInside(painter, rect(), radius, 1, Palette::of(palette()).quaternary);
+        strokeInside(painter, rect(), radius, 1, Theme::shared().colors().quaternary);
     }
 
 private:
@@ -56,7 +56,7 @@ void PanelFrame::setSquareCorners(bool square)
 
 void PanelFrame::paintEvent(QPaintEvent *)
 {
-    QPainter(this).fillRect(rect(), Palette::of(palette()).window);
+    QPainter(this).fillRect(rect(), Theme::shared().colors().window);
 }
 
 void PanelFrame::resizeEvent(QResizeEvent *)

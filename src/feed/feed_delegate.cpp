@@ -3,6 +3,7 @@
 #include "style/brand.h"
 #include "style/shapes.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -134,7 +135,7 @@ void FeedDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
     if (!bubble)
         return; // there was no time yet
     bubble->paint(*painter, option.rect.topLeft(), painter->clipBoundingRect(),
-                  Palette::of(option.palette), queue_.now());
+                  Theme::shared().colors(), queue_.now());
     if (!(option.state & QStyle::State_HasFocus))
         return;
     const QRectF mark = bubble->bubble(option.rect.topLeft())

@@ -5,9 +5,8 @@
 #include "feed/feed_delegate.h"
 #include "feed/feed_model.h"
 #include "feed/time_ago.h"
-#include "style/motion.h"
-#include "style/palette.h"
 #include "style/scroll_bar.h"
+#include "style/theme.h"
 
 #include <QEvent>
 #include <QPainter>
@@ -54,7 +53,7 @@ FeedView::FeedView(MainQueue &queue, QWidget *parent)
     nextTurn_.setInterval(0);
     nextTurn_.setSingleShot(true);
     connect(&nextTurn_, &QTimer::timeout, this, &FeedView::layOutNeighbours);
-    animation_.setDuration(motion::standard);
+    animation_.setDuration(standardMotion);
     animation_.setEasingCurve(QEasingCurve::InOutQuad);
     connect(&animation_, &QVariantAnimation::valueChanged, this, [this](const QVariant &distance) {
         anchor_ = {.atEnd = true, .distance = distance.toInt()};
@@ -194,7 +193,7 @@ void FeedView::paintEvent(QPaintEvent *event)
 {
     QPainter painter(viewport());
     painter.setClipRect(event->rect());
-    painter.fillRect(event->rect(), Palette::of(palette()).window);
+    painter.fillRect(event->rect(), Theme::shared().colors().window);
     if (geometry_.count() == 0)
         return;
     QStyleOptionViewItem option;

@@ -2,8 +2,8 @@
 #include "feed/feed_delegate.h"
 #include "feed/feed_model.h"
 #include "feed/feed_view.h"
-#include "style/motion.h"
 #include "style/scroll_bar.h"
+#include "style/theme.h"
 
 #include <QScopedValueRollback>
 #include <limits>
@@ -98,7 +98,7 @@ void FeedView::scrollToOffset(int offset)
 void FeedView::scrollToEnd()
 {
     const int way = endOffset() - offset_;
-    if (way == 0 || !isVisible() || motion::isReduced()) {
+    if (way == 0 || !isVisible() || Theme::shared().reducesMotion()) {
         anchor_ = {};
         settle();
         return;

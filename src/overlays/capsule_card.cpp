@@ -3,9 +3,9 @@
 #include "overlays/capsule_card_model.h"
 #include "style/avatar.h"
 #include "style/brand.h"
-#include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -104,7 +104,7 @@ void CapsuleCard::paintContent(QPainter &painter)
 
     const QRectF title = lines.title.adjusted(titleLeft - columnLeft, 0, 0, 0);
     painter.setFont(titleFont());
-    painter.setPen(Palette::of(palette()).primary);
+    painter.setPen(Theme::shared().colors().primary);
     painter.drawText(title, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      QFontMetricsF(titleFont()).elidedText(title_, Qt::ElideRight, title.width()));
 

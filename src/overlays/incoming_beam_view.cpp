@@ -2,11 +2,11 @@
 
 #include "style/avatar.h"
 #include "style/brand.h"
-#include "style/palette.h"
 #include "style/shapes.h"
 #include "style/symbol_button.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -231,7 +231,7 @@ void IncomingBeamView::paintHeader(QPainter &painter)
     const QString name =
         nameMetrics.elidedText(isolated(singleLine(handle_)), Qt::ElideRight, right - left);
     painter.setFont(nameFont);
-    painter.setPen(Palette::of(palette()).primary);
+    painter.setPen(Theme::shared().colors().primary);
     painter.drawText(QRectF(left, header.top(), right - left, header.height()),
                      Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, name);
     if (!shake_)
@@ -245,7 +245,7 @@ void IncomingBeamView::paintHeader(QPainter &painter)
 void IncomingBeamView::paintText(QPainter &painter)
 {
     const QRectF content = contentRect();
-    const QColor color = Palette::of(palette()).primary;
+    const QColor color = Theme::shared().colors().primary;
     const QRectF visible = QRectF(rect()).adjusted(0, 0, 0, -metrics_.outline.lineWidth);
     if (content.top() + text_->size().height() <= visible.bottom())
         text_->paint(painter, content.topLeft(), content.width(), color, visible);

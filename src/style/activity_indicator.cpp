@@ -1,7 +1,7 @@
 #include "style/activity_indicator.h"
 
-#include "style/motion.h"
 #include "style/palette.h"
+#include "style/theme.h"
 
 #include <QPainter>
 
@@ -28,7 +28,7 @@ void ActivityIndicator::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const Palette colors = Palette::of(palette());
+    const Palette &colors = Theme::shared().colors();
     const qreal line = width() / 7.0;
     const QRectF circle = QRectF(rect()).adjusted(line / 2, line / 2, -line / 2, -line / 2);
     painter.setPen(QPen(colors.quaternary, line));
@@ -45,7 +45,7 @@ void ActivityIndicator::timerEvent(QTimerEvent *)
 
 void ActivityIndicator::showEvent(QShowEvent *)
 {
-    if (!motion::isReduced())
+    if (!Theme::shared().reducesMotion())
         timer_.start(stepLength, this);
 }
 

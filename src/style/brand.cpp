@@ -4,20 +4,14 @@
 
 namespace kivolo {
 
-static QColor color(const Rgb &components, double opacity)
-{
-    return QColor::fromRgbF(float(components.red), float(components.green), float(components.blue),
-                            float(opacity));
-}
-
 QColor Brand::violet(double opacity)
 {
-    return color(violetComponents, opacity);
+    return QColor::fromRgbF(0.49F, 0.36F, 0.99F, float(opacity));
 }
 
 QColor Brand::coral(double opacity)
 {
-    return color(coralComponents, opacity);
+    return QColor::fromRgbF(1.0F, 0.42F, 0.54F, float(opacity));
 }
 
 QBrush Brand::gradient(const QRectF &shape)

@@ -6,23 +6,10 @@
 
 namespace kivolo {
 
-/// Components of an opaque sRGB colour, 0 to 1.
-struct Rgb
-{
-    double red;
-    double green;
-    double blue;
-
-    bool operator==(const Rgb &) const = default;
-};
-
 /// Every surface is painted in these. A paler tint is one of them at the painter's own opacity.
 /// The functions are pure and may be called on any thread.
 struct Brand
 {
-    static constexpr Rgb violetComponents{0.49, 0.36, 0.99};
-    static constexpr Rgb coralComponents{1.0, 0.42, 0.54};
-
     static QColor violet(double opacity = 1.0);
     static QColor coral(double opacity = 1.0);
 

@@ -5,6 +5,7 @@
 #include "style/shapes.h"
 #include "style/stack_layout.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QAccessibleWidget>
 #include <QKeyEvent>
@@ -187,7 +188,7 @@ void Button::paintEvent(QPaintEvent *)
         return;
     QPainter painter(this);
     painter.setOpacity(inkOpacity(*this));
-    const Palette colors = Palette::of(palette());
+    const Palette &colors = Theme::shared().colors();
     background_->paint(painter, rect(), colors);
     if (isEnabled() && underMouse() && !isDown())
         painter.fillPath(background_->shape(onPixels(painter, rect())), colors.tint(hoverTint));

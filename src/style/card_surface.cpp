@@ -1,12 +1,14 @@
 #include "style/card_surface.h"
 
 #include "style/brand.h"
-#include "style/palette.h"
 #include "style/shapes.h"
+#include "style/theme.h"
 
 #include <QPainter>
 
 namespace kivolo {
+
+static constexpr float translucency = 0.95F; // lets a little of what is behind it through
 
 CardSurface::CardSurface(const Outline &outline, QWidget *parent)
     : QWidget(parent)
@@ -33,9 +35,9 @@ void CardSurface::paintEvent(QPaintEvent *)
     QPainter painter(this);
     const QRectF card(rect());
     const qreal radius = squareCorners_ ? 0 : outline_.radius;
-    QColor material = Palette::of(palette()).material;
-    if (squareCorners_ || opaque_)
-        material.setAlphaF(1);
+    QColor material = Theme::shared().colors().material;
+    if (!squareCorners_ && !opaque_)
+        material.setAlphaF(translucency);
 
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillPath(continuousRoundedRect(card, radius), material);

@@ -1,6 +1,6 @@
 #include "style/cross_fade.h"
 
-#include "style/motion.h"
+#include "style/theme.h"
 
 #include <QGraphicsOpacityEffect>
 
@@ -9,7 +9,7 @@ namespace kivolo {
 CrossFade::CrossFade()
 {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    fade_.setDuration(motion::standard);
+    fade_.setDuration(standardMotion);
     fade_.setEasingCurve(QEasingCurve::InOutSine);
     fade_.setStartValue(0.0);
     fade_.setEndValue(1.0);
@@ -27,7 +27,7 @@ void CrossFade::show(QWidget *view)
     view->setParent(this);
     view->setGeometry(rect());
     updateGeometry();
-    if (leaving_ && isVisible() && !motion::isReduced()) {
+    if (leaving_ && isVisible() && !Theme::shared().reducesMotion()) {
         for (QWidget *fading : {leaving_, shown_})
             fading->setGraphicsEffect(new QGraphicsOpacityEffect(fading));
         blend(0);

@@ -3,6 +3,7 @@
 #include "style/focus_ring.h"
 #include "style/palette.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QApplication>
 #include <QFocusEvent>
@@ -57,7 +58,7 @@ void Field::paintEvent(QPaintEvent *event)
 {
     {
         QPainter painter(this);
-        background_.paint(painter, rect(), Palette::of(QApplication::palette()));
+        background_.paint(painter, rect(), Theme::shared().colors());
     }
     QLineEdit::paintEvent(event);
 }
@@ -74,7 +75,7 @@ void Field::takeColors()
     if (takingColors_)
         return;
     const QScopedValueRollback guard(takingColors_, true);
-    const Palette colors = Palette::of(QApplication::palette());
+    const Palette &colors = Theme::shared().colors();
     QPalette own;
     own.setColor(QPalette::Base, Qt::transparent);
     own.setColor(QPalette::Text, colors.primary);

@@ -1,6 +1,7 @@
 #include "style/scroll_bar.h"
 
 #include "style/palette.h"
+#include "style/theme.h"
 
 #include <QContextMenuEvent>
 #include <QMouseEvent>
@@ -43,7 +44,7 @@ QRectF ScrollBar::thumb() const
 void ScrollBar::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    const Palette colors = Palette::of(palette());
+    const Palette &colors = Theme::shared().colors();
     painter.fillRect(rect(), colors.window);
     if (maximum() <= minimum())
         return;

@@ -1,8 +1,8 @@
 #include "style/stack.h"
 
-#include "style/palette.h"
 #include "style/stack_layout.h"
 #include "style/text.h"
+#include "style/theme.h"
 
 #include <QAbstractButton>
 #include <QPainter>
@@ -84,7 +84,7 @@ void Stack::paintEvent(QPaintEvent *)
         return;
     QPainter painter(this);
     painter.setOpacity(inkOpacity(*this));
-    background_->paint(painter, rect(), Palette::of(palette()));
+    background_->paint(painter, rect(), Theme::shared().colors());
 }
 
 Stack *vstack(int spacing, std::initializer_list<Stack::Child> children, Qt::Alignment across)

@@ -5,6 +5,7 @@
 #include "style/palette.h"
 #include "style/shapes.h"
 #include "style/symbols.h"
+#include "style/theme.h"
 
 #include <QFocusEvent>
 #include <QPainter>
@@ -37,7 +38,7 @@ QSize SymbolButton::sizeHint() const
 void SymbolButton::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    const Palette colors = Palette::of(palette());
+    const Palette &colors = Theme::shared().colors();
     const QRectF box = QRectF(rect()).adjusted(margin, margin, -margin, -margin);
     paintSymbol(painter, symbol_, box,
                 underMouse() || isDown() ? colors.primary : colors.secondary);

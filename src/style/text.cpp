@@ -1,8 +1,8 @@
 #include "style/text.h"
 
-#include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QEvent>
 #include <QFontMetricsF>
@@ -171,7 +171,7 @@ void Text::paintEvent(QPaintEvent *event)
     QPainter painter(this);
     painter.setOpacity(inkOpacity(*this));
     const QRectF area = contentsRect();
-    const QColor color = ink(*this, fill_).color(Palette::of(palette()));
+    const QColor color = ink(*this, fill_).color(Theme::shared().colors());
     QPointF at = area.topLeft();
     for (const TextBlock &paragraph : paragraphs(area.width())) {
         paragraph.paint(painter, at, area.width(), color, event->rect(), alignment_);
@@ -218,7 +218,7 @@ void Symbol::paintEvent(QPaintEvent *)
     QPainter painter(this);
     painter.setOpacity(inkOpacity(*this));
     const QRectF area = contentsRect();
-    paintSymbol(painter, name_, area, ink(*this, fill_).brush(area, Palette::of(palette())));
+    paintSymbol(painter, name_, area, ink(*this, fill_).brush(area, Theme::shared().colors()));
 }
 
 Label::Label(const QString &text, const QString &symbol, const QFont &font)

@@ -1,7 +1,7 @@
 #include "views/breathing.h"
 
-#include "style/motion.h"
 #include "style/text.h"
+#include "style/theme.h"
 
 #include <QBasicTimer>
 #include <QElapsedTimer>
@@ -31,7 +31,7 @@ public:
 
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() == QEvent::Show && !motion::isReduced()) {
+        if (event->type() == QEvent::Show && !Theme::shared().reducesMotion()) {
             clock_.start();
             breathe(); // before anything is seen
             timer_.start(frame, this);
@@ -44,7 +44,7 @@ public:
 protected:
     void timerEvent(QTimerEvent *) override
     {
-        if (motion::isReduced()) {
+        if (Theme::shared().reducesMotion()) {
             timer_.stop();
             illustration_->setScale(1);
             return;

@@ -7,6 +7,7 @@
 #include "style/palette.h"
 #include "style/shapes.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QApplication>
 #include <QMenu>
@@ -76,7 +77,7 @@ public:
     {
         if (element == PE_PanelMenu && widget)
             drawSurface(*painter, widget->contentsRect(), !widget->contentsMargins().isNull(),
-                        Palette::of(option->palette));
+                        Theme::shared().colors());
         else
             QProxyStyle::drawPrimitive(element, option, painter, widget);
     }
@@ -117,7 +118,7 @@ private:
 
     static void drawItem(const QStyleOptionMenuItem &item, const QAction *action, QPainter &painter)
     {
-        const Palette colors = Palette::of(item.palette);
+        const Palette &colors = Theme::shared().colors();
         const QRect inner = item.rect.adjusted(itemPadding, 0, -itemPadding, 0);
         if (item.menuItemType == QStyleOptionMenuItem::Separator) {
             painter.fillRect(QRect(inner.left(), inner.center().y(), inner.width(), 1),

@@ -2,9 +2,9 @@
 #include "app/window_on_show.h"
 #include "feed/beam_bubble.h"
 #include "feed/feed_view.h"
-#include "style/palette.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 #include "support/contrast.h"
 
 #include <QApplication>
@@ -271,9 +271,8 @@ TEST_F(WindowTest, RingOfAnAvatarIsWhole)
 
 TEST_F(WindowTest, WhatIsBeingSentCanBeRead)
 {
-    const QPalette before = QApplication::palette();
     for (const Palette *each : {&Palette::standardLight(), &Palette::standardDark()}) {
-        QApplication::setPalette(each->toQPalette());
+        Theme::shared().show(*each);
         const WindowOnShow on(QStringLiteral("sending-doodle"), idealSize);
         const QImage button = on.named<Button>(QStringLiteral("Sending…"))
                                   .grab()
@@ -287,7 +286,7 @@ TEST_F(WindowTest, WhatIsBeingSentCanBeRead)
         }
         EXPECT_GE(most, 4.5) << (each->dark ? "dark" : "light");
     }
-    QApplication::setPalette(before);
+    Theme::shared().follow({});
 }
 
 } // namespace

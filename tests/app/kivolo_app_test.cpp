@@ -1,6 +1,7 @@
 #include "app/kivolo_app.h"
 
 #include "staging/scripted_server.h"
+#include "style/theme.h"
 #include "support/eventually.h"
 #include "support/scripted_network.h"
 
@@ -12,7 +13,6 @@ using namespace kivolo;
 
 TEST(KivoloApp, AHiddenStartAsksOnceThereIsANetwork)
 {
-    const QPalette palette = QApplication::palette();
     QTemporaryDir folder;
     qputenv("XDG_RUNTIME_DIR", folder.path().toUtf8());
     qputenv("KIVOLO_DEVICE_ID", "device");
@@ -35,5 +35,5 @@ TEST(KivoloApp, AHiddenStartAsksOnceThereIsANetwork)
         EXPECT_EQ(there.asked.size(), 1);
     }
     qunsetenv("KIVOLO_DEVICE_ID");
-    QApplication::setPalette(palette);
+    Theme::shared().follow({});
 }

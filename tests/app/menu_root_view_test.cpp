@@ -3,7 +3,7 @@
 #include "core/store_fixture.h"
 #include "platform/foundation/user_defaults.h"
 #include "style/button.h"
-#include "style/motion.h"
+#include "style/theme.h"
 #include "views/feature_guide.h"
 
 #include <QDesktopServices>
@@ -35,7 +35,7 @@ protected:
     void SetUp() override
     {
         StoreFixture::SetUp();
-        motion::setReduced(true);
+        Theme::shared().setReducedMotion(true);
         for (const char *path : {"/me", "/history", "/beams", "/version.json"})
             server.hold(path);
         start();
@@ -50,7 +50,7 @@ protected:
     {
         window.reset();
         panel.reset();
-        motion::setReduced(false);
+        Theme::shared().setReducedMotion(false);
         StoreFixture::TearDown();
     }
 

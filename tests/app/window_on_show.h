@@ -5,7 +5,7 @@
 #include "staging/finders.h"
 #include "style/button.h"
 #include "style/field.h"
-#include "style/motion.h"
+#include "style/theme.h"
 
 #include <gtest/gtest.h>
 
@@ -43,8 +43,8 @@ public:
 class WindowTest : public testing::Test
 {
 protected:
-    void SetUp() override { motion::setReduced(true); }
-    void TearDown() override { motion::setReduced(false); }
+    void SetUp() override { Theme::shared().setReducedMotion(true); }
+    void TearDown() override { Theme::shared().setReducedMotion(false); }
 };
 
 } // namespace kivolo

@@ -3,10 +3,9 @@
 #include "doodle/doodle_url.h"
 #include "feed/feed_model.h"
 #include "staging/manual_main_queue.h"
-#include "style/motion.h"
-#include "style/palette.h"
 #include "style/scroll_bar.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 #include "support/eventually.h"
 
 #include <QAccessible>
@@ -115,8 +114,8 @@ TEST(FeedModelTest, TellsOnlyWhatHasChanged)
 class FeedViewTest : public testing::Test
 {
 protected:
-    void SetUp() override { motion::setReduced(true); }
-    void TearDown() override { motion::setReduced(false); }
+    void SetUp() override { Theme::shared().setReducedMotion(true); }
+    void TearDown() override { Theme::shared().setReducedMotion(false); }
 
     void show(const QList<Beam> &feed, const QSize &size = {420, 500})
     {
@@ -181,7 +180,7 @@ TEST(ScrollBarTest, ShowsWhichWayThereIsMoreHoweverLittle)
     for (const int overflow : {4, 100, 100'000}) {
         bar.setRange(0, overflow);
         bar.setValue(0);
-        const QColor track = Palette::of(bar.palette()).window;
+        const QColor track = Theme::shared().colors().window;
         const QImage atTop = bar.grab().toImage();
         EXPECT_NE(atTop.pixelColor(4, 10), track) << overflow;
         EXPECT_EQ(atTop.pixelColor(4, 480), track) << overflow;
@@ -227,7 +226,7 @@ TEST_F(FeedViewTest, ScrollsToTheEndWhenTheNumberOfBeamsChanges)
 
 TEST_F(FeedViewTest, MovesThereUntilTheUserScrolls)
 {
-    motion::setReduced(false);
+    Theme::shared().setReducedMotion(false);
     show(notes(60));
     EXPECT_TRUE(isAtEnd()); // without moving
     bar().setValue(0);

@@ -1,7 +1,7 @@
 #include "overlays/incoming_beam_view.h"
 
 #include "style/brand.h"
-#include "style/palette.h"
+#include "style/theme.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -98,10 +98,17 @@ testing::AssertionResult isAbout(const QColor &actual, const QColor &expected)
                                        << qPrintable(expected.name(QColor::HexArgb));
 }
 
+QColor translucent(const Palette &colors)
+{
+    QColor material = colors.material;
+    material.setAlpha(242);
+    return material;
+}
+
 class IncomingBeamCardTest : public testing::Test
 {
 protected:
-    void SetUp() override { QApplication::setPalette(Palette::standardLight().toQPalette()); }
+    void SetUp() override { Theme::shared().show(Palette::standardLight()); }
 };
 
 TEST_F(IncomingBeamCardTest, SurfaceCornersAndOutline)
@@ -112,7 +119,7 @@ TEST_F(IncomingBeamCardTest, SurfaceCornersAndOutline)
         const Picture popupPicture(small, scale);
         EXPECT_EQ(popupPicture.at(0, 0).alpha(), 0);
         EXPECT_EQ(popupPicture.at(299.5, 149.5).alpha(), 0);
-        EXPECT_TRUE(isAbout(popupPicture.at(150, 130), Palette::standardLight().material));
+        EXPECT_TRUE(isAbout(popupPicture.at(150, 130), translucent(Palette::standardLight())));
         // Violet, more than it is the material's grey, but pale.
         const QColor pale = popupPicture.at(150, 0);
         EXPECT_GT(pale.blue(), pale.green() + 40);
@@ -155,9 +162,9 @@ TEST_F(IncomingBeamCardTest, WhereNothingBlursOpaqueButForItsCorners)
 TEST_F(IncomingBeamCardTest, FollowsThePalette)
 {
     IncomingBeamView card(note(QStringLiteral("hi")), false, nullptr);
-    QApplication::setPalette(Palette::standardDark().toQPalette());
+    Theme::shared().show(Palette::standardDark());
     QCoreApplication::processEvents(); // widgets learn of it from the event loop
-    EXPECT_TRUE(isAbout(Picture(card).at(150, 130), Palette::standardDark().material));
+    EXPECT_TRUE(isAbout(Picture(card).at(150, 130), translucent(Palette::standardDark())));
 }
 
 TEST_F(IncomingBeamCardTest, OnlyABuzzHasTheBadge)
@@ -255,7 +262,7 @@ TEST_F(IncomingBeamCardTest, WhatGoesOnBeyondTheCardFadesOut)
         {QStringLiteral("🟥 "), true, Palette::standardDark(), 2},
     };
     for (const auto &[text, shake, colors, scale] : cases) {
-        QApplication::setPalette(colors.toQPalette());
+        Theme::shared().show(colors);
         IncomingBeamView card(note(text.repeated(60)), shake, nullptr);
         const Picture picture(card, scale);
         const qreal edge = card.height() - (shake ? 2.5 : 1); // the outline's

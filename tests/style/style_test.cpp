@@ -1,10 +1,10 @@
 #include "style/avatar.h"
 #include "style/background.h"
 #include "style/brand.h"
-#include "style/palette.h"
 #include "style/shapes.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 #include "support/contrast.h"
 
 #include <QApplication>
@@ -132,24 +132,24 @@ TEST(AvatarTest, Initial)
     EXPECT_LE(Avatar::initial(marks).size(), 64);
 }
 
-TEST(PaletteTest, FollowsTheDesktop)
+TEST(ThemeTest, TakesTheDesktopsColoursWhereItHasSome)
 {
-    const QPalette unchosen = QApplication::style()->standardPalette();
-    EXPECT_EQ(Palette::of(unchosen).material, Palette::standardLight().material);
-
-    for (const Palette *standard : {&Palette::standardLight(), &Palette::standardDark()}) {
-        EXPECT_EQ(Palette::of(standard->toQPalette()).material, standard->material);
-        EXPECT_EQ(Palette::of(standard->toQPalette()).dark, standard->dark);
-    }
-
+    Theme theme;
+    EXPECT_EQ(theme.colors().window, Palette::standardLight().window);
     QPalette night(QColor(60, 20, 20), QColor(40, 0, 0));
     night.setColor(QPalette::WindowText, QColor(255, 200, 200));
-    const Palette own = Palette::of(night);
-    EXPECT_TRUE(own.dark);
-    EXPECT_EQ(own.window, QColor(40, 0, 0));
-    EXPECT_EQ(own.primary, QColor(255, 200, 200));
-    EXPECT_GT(own.material.red(), own.window.red());
-    EXPECT_EQ(own.material.alpha(), 242);
+    QApplication::setPalette(night);
+    EXPECT_TRUE(theme.colors().dark);
+    EXPECT_EQ(theme.colors().window, QColor(40, 0, 0));
+    EXPECT_EQ(theme.colors().primary, QColor(255, 200, 200));
+    EXPECT_GT(theme.colors().material.red(), 40);
+
+    theme.follow(true);
+    EXPECT_EQ(theme.colors().window, Palette::standardDark().window);
+    EXPECT_EQ(QApplication::palette().color(QPalette::Base), Palette::standardDark().field);
+    theme.follow({});
+    EXPECT_EQ(theme.colors().window, Palette::standardLight().window);
+    QApplication::setPalette(QPalette());
 }
 
 TEST(ShapesTest, ContinuousCornersKeepToTheirRoom)

@@ -3,8 +3,8 @@
 #include "staging/scripted_server.h"
 #include "style/button.h"
 #include "style/field.h"
-#include "style/motion.h"
 #include "style/text.h"
+#include "style/theme.h"
 #include "support/eventually.h"
 #include "views/breathing.h"
 #include "views/download_address.h"
@@ -71,8 +71,8 @@ void show(QWidget &view, const QSize &size = {420, 560})
 class StillTest : public testing::Test
 {
 protected:
-    void SetUp() override { motion::setReduced(true); }
-    void TearDown() override { motion::setReduced(false); }
+    void SetUp() override { Theme::shared().setReducedMotion(true); }
+    void TearDown() override { Theme::shared().setReducedMotion(false); }
 };
 
 using WelcomeTest = StillTest;

@@ -1,8 +1,8 @@
+#include "style/theme.h"
 #include "views/overflow_menu.h"
 
 #include "style/button.h"
 #include "style/fill.h"
-#include "style/palette.h"
 #include "support/x_server.h"
 
 #include <QApplication>
@@ -21,7 +21,7 @@ protected:
         : menu(new QMenu)
         , button(overflowMenu(menu))
     {
-        QApplication::setPalette(Palette::standardLight().toQPalette());
+        Theme::shared().show(Palette::standardLight());
         menu->addAction(QStringLiteral("Copy"), menu, [this] { chosen += u'c'; });
         menu->addSeparator();
         addDestructiveAction(menu, QStringLiteral("Leave this circle"), [this] { chosen += u'l'; });

@@ -11,9 +11,8 @@
 #include "pictures/doodles.h"
 #include "pictures/staged_window.h"
 #include "platform/desktop/panel_shadow.h"
-#include "style/motion.h"
-#include "style/palette.h"
 #include "style/shapes.h"
+#include "style/theme.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -263,15 +262,14 @@ int main(int argc, char **argv)
     }
     QLocale::setDefault(QLocale(parser.value(language)));
     installTranslations(QLocale());
-    motion::setReduced(true);
+    Theme::shared().setReducedMotion(true);
 
     const QDir folder(arguments.first());
     for (const auto &[name, make] : sheets()) {
         if (arguments.size() > 1 && !arguments.mid(1).contains(name))
             continue;
         for (const bool dark : {false, true}) {
-            QApplication::setPalette(
-                (dark ? Palette::standardDark() : Palette::standardLight()).toQPalette());
+            Theme::shared().show(dark ? Palette::standardDark() : Palette::standardLight());
             const QString file = name + (dark ? QStringLiteral("-dark") : QString()) +
                                  parser.value(suffix) + QStringLiteral(".png");
             if (!paint(make(), dark).save(folder.filePath(file), "PNG", smallest)) {
