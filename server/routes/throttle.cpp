@@ -102,7 +102,7 @@ void Throttle::forEachNet(const Account &account, const Address &address, Visit 
     visit(Net{address.prefix(32), 32}, times(allowance.inWidestNet, allowance.own));
 }
 
-Throttle::Source Throttle::take(Act act, const Address &address)
+Throttle::Taken Throttle::take(Act act, const Address &address)
 {
     const std::lock_guard lock(mutex_);
     Account &account = accounts_[index(act)];
@@ -115,7 +115,7 @@ Throttle::Source Throttle::take(Act act, const Address &address)
         });
     else
         account.sharedUsed = oneMore(account.sharedUsed, account.allowance.shared, now);
-    return from;
+    return {from, now};
 }
 
 void Throttle::check(Act act, const Address &address)
@@ -124,17 +124,19 @@ void Throttle::check(Act act, const Address &address)
     source(act, address, clock_());
 }
 
-void Throttle::giveBack(Act act, const Address &address, Source source) noexcept
+void Throttle::giveBack(Act act, const Address &address, const Taken &taken) noexcept
 {
     const std::lock_guard lock(mutex_);
     Account &account = accounts_[index(act)];
-    if (source == Source::Shared)
-        account.sharedUsed -= each(account.allowance.shared);
+    const nanoseconds since = clock_() - taken.when;
+    const auto rest = [since](const Rate &rate) { return std::max(0ns, each(rate) - since); };
+    if (taken.from == Source::Shared)
+        account.sharedUsed -= rest(account.allowance.shared);
     else
         forEachNet(account, address, [&](const Net &net, const Rate &rate) {
             const auto found = account.used.find(net);
             if (found != account.used.end())
-                found->second -= each(rate);
+                found->second -= rest(rate);
         });
 }
 

@@ -52,14 +52,20 @@ public:
     explicit Throttle(const Allowances &allowances, Clock clock = std::chrono::steady_clock::now);
 
     enum class Source { Own, Shared };
+    using Time = std::chrono::steady_clock::time_point;
+    struct Taken
+    {
+        Source from;
+        Time when;
+    };
     /// Uses up one. Throws a Refusal where there is none left.
-    Source take(Act act, const http::Address &address);
+    Taken take(Act act, const http::Address &address);
     /// Throws where take() would.
     void check(Act act, const http::Address &address);
-    void giveBack(Act act, const http::Address &address, Source source) noexcept;
+    /// What can have grown back since it was taken is not given a second time.
+    void giveBack(Act act, const http::Address &address, const Taken &taken) noexcept;
 
 private:
-    using Time = std::chrono::steady_clock::time_point;
     struct Net
     {
         http::Address first;
@@ -135,7 +141,7 @@ private:
     Throttle &throttle_;
     Throttle::Act act_;
     http::Address address_;
-    std::optional<Throttle::Source> taken_; ///< To be given back.
+    std::optional<Throttle::Taken> taken_; ///< To be given back.
 };
 
 } // namespace kivolo::server

@@ -5,6 +5,7 @@
 
 #include <boost/json/serialize.hpp>
 #include <cmath>
+#include <deque>
 #include <gtest/gtest.h>
 #include <latch>
 
@@ -197,6 +198,22 @@ TEST(Guesses, ThatAreBeingLookedUpCount)
     }
     answered.wait();
     EXPECT_EQ(wrong, 5 + 60);
+}
+
+// Else who knows one code would gain a guess at others from each lookup that takes its time.
+TEST(Guesses, ThatTurnOutToBeRightLateGiveBackNothingTwice)
+{
+    Gate gate;
+    const Address guest = address("192.0.2.1");
+    gate.howOften(Act::WrongCode, guest);
+    gate.time.advance(60); // the pot is full again
+    std::deque<Guess> right;
+    for (int i = 0; i < 60; ++i)
+        right.emplace_back(gate.throttle, Act::WrongCode, guest);
+    gate.time.advance(60);
+    EXPECT_EQ(gate.howOften(Act::WrongCode, guest), 60);
+    right.clear();
+    EXPECT_EQ(gate.howOften(Act::WrongCode, guest), 0);
 }
 
 TEST(Guesses, OfKeysKeepNobodyFromComingBack)
