@@ -1,8 +1,9 @@
 // What SQLite itself can do: as many of the inserts and updates that a send is, through its own
 // interface alone, as it commits in so many seconds, with the same durability.
 //
-// commit_floor DATABASE CIRCLES GROUP SECONDS: prints sends a second. GROUP of them are one
-// transaction. The database is one that the server has made.
+// commit_floor DATABASE CIRCLES GROUP SECONDS LOG: prints sends a second. GROUP of them are one
+// transaction; the log is copied into the database when it has LOG pages (SQLite itself: 1000). The
+// database is one that the server has made, so its tables and indexes are the server's.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -17,13 +18,14 @@ namespace {
 class Database
 {
 public:
-    explicit Database(const char *path)
+    Database(const char *path, const std::string &logPages)
     {
         if (sqlite3_open(path, &handle_) != SQLITE_OK)
             throw std::runtime_error("cannot open the database");
         run("PRAGMA journal_mode = WAL");
         run("PRAGMA synchronous = FULL");
         run("PRAGMA cache_size = -65536");
+        run(("PRAGMA wal_autocheckpoint = " + logPages).c_str());
     }
     Database(const Database &) = delete;
     Database &operator=(const Database &) = delete;
@@ -99,7 +101,7 @@ private:
     std::string member_ = identifier(random_);
     std::string body_ = std::string("Lunch? Lunch? Lunch? Lunch? Lunch? Lunch? Lunch? ");
     sqlite3_stmt *stamp_ = database_.prepare("UPDATE circle SET tick = ?1, sender = 1,"
-                                             " others_tick = ?1, busy_until = ?1"
+                                             " others_tick = ?1, bytes = ?1, busy_until = ?1"
                                              " WHERE number = ?2");
     sqlite3_stmt *add_ = database_.prepare(
         "INSERT INTO beam (id, circle, tick, created_at, sender, bytes, type, from_member,"
@@ -128,12 +130,12 @@ double sendsPerSecond(Database &database, long long circles, int group, double s
 
 int main(int argc, char **argv)
 {
-    if (argc != 5) {
-        std::fprintf(stderr, "usage: commit_floor DATABASE CIRCLES GROUP SECONDS\n");
+    if (argc != 6) {
+        std::fprintf(stderr, "usage: commit_floor DATABASE CIRCLES GROUP SECONDS LOG\n");
         return 2;
     }
     try {
-        Database database(argv[1]);
+        Database database(argv[1], argv[5]);
         std::printf("%.0f\n", sendsPerSecond(database, std::atoll(argv[2]), std::atoi(argv[3]),
                                              std::atof(argv[4])));
         return 0;
