@@ -1,7 +1,7 @@
 // What must hold on every desktop, tried on the one that this runs on. scripts/desktops makes a
 // table of it; the names of the tests are its columns.
-#include "desktops/desktop.h"
 #include "end_to_end/circle.h"
+#include "end_to_end/desktop.h"
 
 #include <QDBusConnection>
 #include <QDBusInterface>
@@ -17,9 +17,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize popup(300, 150);
-constexpr QSize capsule(290, 92);
-constexpr QSize buzz(420, 200);
 const QColor foreign(0, 255, 0); // of other programs' windows, nothing in a card is so green
 
 /// The deadline is there to fail instead of hanging.
@@ -141,9 +138,8 @@ protected:
     static std::string popupsNow()
     {
         std::string all = "popups at";
-        for (const QSize &size : {popup, capsule, buzz})
-            for (const Card &card : desktop->cards(size))
-                all += " [" + name(card.frame) + "]";
+        for (const QRect &frame : desktop->frames())
+            all += " [" + name(frame) + "]";
         return all + " in a work area of " + name(area());
     }
 
@@ -184,15 +180,15 @@ TEST_F(DesktopTest, Slots)
     QList<QRect> column;
     for (int i = 0; i < 7; ++i) { // more than there is room for
         sendNote(u"note %1"_s.arg(i));
-        column.append(popupSlot(area(), i));
+        column.append(desktop->popupSlot(i));
     }
     sendCapsule();
     sendCapsule();
     EXPECT_TRUE(soon([&] { return popupsAre(column); })) << popupsNow();
     EXPECT_TRUE(soon([] {
         const QList<Card> cards = desktop->cards(capsule);
-        return cards.size() == 2 && cards[1].frame == capsuleSlot(area(), 0) &&
-               cards[0].frame == capsuleSlot(area(), 1);
+        return cards.size() == 2 && cards[1].frame == desktop->capsuleSlot(0) &&
+               cards[0].frame == desktop->capsuleSlot(1);
     })) << popupsNow();
     EXPECT_EQ(name(x().geometry(other)), name(before)) << "another window had to move";
 }
@@ -259,7 +255,7 @@ TEST_F(DesktopTest, Drag)
 {
     ASSERT_TRUE(soon([] { return desktop->cards(popup).isEmpty(); }, 12'000));
     sendNote(u"to be dragged"_s);
-    const QRect slot = popupSlot(area(), 0);
+    const QRect slot = desktop->popupSlot(0);
     ASSERT_TRUE(soon([&] { return popupsAre({slot}); })) << popupsNow();
     const QPoint by(-310, 170);
     desktop->drag(slot.center(), slot.center() + by);
@@ -267,7 +263,7 @@ TEST_F(DesktopTest, Drag)
               name(slot.translated(by)));
     sendNote(u"to be closed"_s);
     EXPECT_TRUE(soon([&] {
-        return popupsAre({slot, popupSlot(area(), 1)});
+        return popupsAre({slot, desktop->popupSlot(1)});
     })) << "it goes back; "
         << popupsNow();
     const QList<Card> cards = desktop->cards(popup);
@@ -365,7 +361,7 @@ TEST_F(DesktopTest, Buzz)
     witness.followPlaces();
     ASSERT_TRUE(
         circle->send({{u"type"_s, u"text"_s}, {u"body"_s, u"look!"_s}, {u"effect"_s, u"shake"_s}}));
-    const QRect place = buzzPlace(area());
+    const QRect place = desktop->buzzPlace();
     ASSERT_TRUE(soon([] { return !desktop->cards(buzz).isEmpty(); }));
     const xcb_window_t card = desktop->cards(buzz).constFirst().window;
     const QRect rest = settled([&] { return x().geometry(card); });

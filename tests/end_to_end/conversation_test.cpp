@@ -1,6 +1,6 @@
 // Two people, each at a window of their own, from the first start on. Controls are pressed and
 // filled through the accessibility bus; the doodle is drawn with the mouse.
-#include "end_to_end/cards_on_screen.h"
+#include "end_to_end/desktop.h"
 #include "end_to_end/processes.h"
 #include "ui/user_interface.h"
 
@@ -51,10 +51,12 @@ struct Member
     }
 
     /// `description` may be the beginning of it.
-    void awaitCard(const QString &title, const QString &description, const QRect &place)
+    void awaitCard(const Desktop &desktop, const QString &title, const QString &description,
+                   const QRect &place)
     {
-        ui->await("a card of " + title.toStdString() + ": " + description.toStdString(),
-                  [&] { return ui->shows(title, description) && cardsOnScreen().contains(place); });
+        ui->await("a card of " + title.toStdString() + ": " + description.toStdString(), [&] {
+            return ui->shows(title, description) && desktop.frames().contains(place);
+        });
     }
 
     QString name;
@@ -71,6 +73,7 @@ TEST(ConversationTest, TwoPeopleFromTheFirstStartUntilOneLeaves)
     ServerProcess server;
     const QUrl origin = server.start(folder.path());
     ASSERT_TRUE(origin.isValid());
+    const Desktop desktop;
     const AccessibilityBus bus;
     Member ana(u"Ana"_s, bus, origin);
     Member ben(u"Ben"_s, bus, origin);
@@ -96,21 +99,27 @@ TEST(ConversationTest, TwoPeopleFromTheFirstStartUntilOneLeaves)
     ana.ui->press(u"Send"_s);
     ana.awaitLastRow(u"You: Soup at noon?, "_s);
     ben.awaitLastRow(u"Ana: Soup at noon?, "_s);
-    ben.awaitCard(u"Ana"_s, u"Soup at noon?"_s, popupSlot(0));
+    ben.awaitCard(desktop, u"Ana"_s, u"Soup at noon?"_s, desktop.popupSlot(0));
 
     ben.tryFeature(u"Doodle"_s, u"Start a doodle"_s);
     ben.ui->draw();
     ben.ui->press(u"Send doodle"_s);
     ben.awaitLastRow(u"You: Doodle, "_s);
     ana.awaitLastRow(u"Ben: Doodle, "_s);
-    ana.awaitCard(u"Ben"_s, u"Doodle"_s, popupSlot(0));
-    const QRect picture = popupSlot(0).adjusted(60, 60, -60, -20);
-    ana.ui->await("a violet line on the card", [&] { return mostColorOnScreen(picture) > 0.2F; });
+    ana.awaitCard(desktop, u"Ben"_s, u"Doodle"_s, desktop.popupSlot(0));
+    const QRect picture = desktop.popupSlot(0).adjusted(60, 60, -60, -20);
+    ana.ui->await("a violet line on the card", [&] {
+        const auto pixels = desktop.pixels(picture);
+        return std::any_of(pixels.begin(), pixels.end(), [](QRgb pixel) {
+            const auto [low, high] = std::minmax({qRed(pixel), qGreen(pixel), qBlue(pixel)});
+            return high - low > 50;
+        });
+    });
 
     ana.tryFeature(u"Buzz"_s, u"Send a Buzz"_s);
     ana.awaitLastRow(u"You: Buzz, Buzzed you!, "_s);
     ben.awaitLastRow(u"Ana: Buzz, Buzzed you!, "_s);
-    ben.awaitCard(u"Ana"_s, u"Buzzed you!"_s, buzzPlace());
+    ben.awaitCard(desktop, u"Ana"_s, u"Buzzed you!"_s, desktop.buzzPlace());
 
     ben.tryFeature(u"Capsule"_s, u"Make a capsule"_s);
     ben.ui->press(u"1 hour"_s);
@@ -118,7 +127,7 @@ TEST(ConversationTest, TwoPeopleFromTheFirstStartUntilOneLeaves)
     ben.ui->press(u"Send time capsule"_s);
     ben.awaitLastRow(u"You: time to go home, "_s);
     ana.awaitLastRow(u"Ben: Time capsule, opening soon, "_s);
-    ana.awaitCard(u"Ben's time capsule"_s, u"Opens in 59m"_s, capsuleSlot(0));
+    ana.awaitCard(desktop, u"Ben's time capsule"_s, u"Opens in 59m"_s, desktop.capsuleSlot(0));
 
     ana.ui->press(u"Menu"_s);
     ana.ui->press(u"Leave circle"_s);

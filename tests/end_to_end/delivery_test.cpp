@@ -1,7 +1,7 @@
 // Real processes: a server, a member's program on a real display, and a second member who is a
 // plain HTTP client.
-#include "end_to_end/cards_on_screen.h"
 #include "end_to_end/circle.h"
+#include "end_to_end/desktop.h"
 #include "support/fake_portal.h"
 
 #include <QBuffer>
@@ -24,6 +24,7 @@ protected:
     void startClient(const QString &bus = {}) { ASSERT_TRUE(circle.startAna(bus)); }
     void send(const QJsonObject &beam) { EXPECT_TRUE(circle.send(beam)); }
 
+    const Desktop desktop;
     Circle circle;
 };
 
@@ -42,7 +43,7 @@ TEST_F(DeliveryTest, EachKindOfBeamArrivesStandsInItsPlaceAndGoes)
 {
     send({{u"type"_s, u"text"_s}, {u"body"_s, u"from before the start"_s}});
     startClient();
-    EXPECT_EQ(cardsOnScreen(), QList<QRect>()) << "what was there before is not shown";
+    EXPECT_TRUE(desktop.frames().isEmpty()) << "what was there before is not shown";
 
     send({{u"type"_s, u"text"_s}, {u"body"_s, u"a note"_s}});
     send({{u"type"_s, u"doodle"_s}, {u"body"_s, doodle()}});
@@ -51,21 +52,19 @@ TEST_F(DeliveryTest, EachKindOfBeamArrivesStandsInItsPlaceAndGoes)
           {u"body"_s, u"a capsule"_s},
           {u"open_at"_s, QDateTime::currentSecsSinceEpoch() + 12}});
 
-    EXPECT_TRUE(eventually([] {
-        const auto cards = cardsOnScreen();
-        return cards.size() == 4 && cards.contains(popupSlot(0)) && cards.contains(popupSlot(1)) &&
-               cards.contains(buzzPlace()) && cards.contains(capsuleSlot(0));
-    })) << "note, doodle, buzz and capsule stand in their places";
-    EXPECT_TRUE(eventually([] {
-        const auto cards = cardsOnScreen();
-        return cards.contains(capsuleSlot(0)) && !cards.contains(popupSlot(0)) &&
-               !cards.contains(popupSlot(1));
-    })) << "note and doodle have gone, the capsule is still sealed";
-    EXPECT_TRUE(eventually([] {
-        const auto cards = cardsOnScreen();
-        return !cards.contains(capsuleSlot(0)) && cards.contains(popupSlot(0));
-    })) << "the capsule has opened by itself";
-    EXPECT_TRUE(eventually([] { return cardsOnScreen().isEmpty(); })) << "all have gone";
+    const QRect note = desktop.popupSlot(0);
+    const QRect picture = desktop.popupSlot(1);
+    const QRect sealed = desktop.capsuleSlot(0);
+    const auto cards = [this] { return desktop.frames(); };
+    EXPECT_TRUE(eventually([&] {
+        return cards().size() == 4 && cards().contains(note) && cards().contains(picture) &&
+               cards().contains(desktop.buzzPlace()) && cards().contains(sealed);
+    })) << "each stands in its place";
+    EXPECT_TRUE(eventually([&] { return !cards().contains(note) && cards().contains(sealed); }))
+        << "it outlasts the others";
+    EXPECT_TRUE(eventually([&] { return cards().contains(note) && !cards().contains(sealed); }))
+        << "it opens by itself";
+    EXPECT_TRUE(eventually([&] { return cards().isEmpty(); })) << "all have gone";
     EXPECT_TRUE(circle.ana().isRunning());
 }
 
@@ -80,10 +79,10 @@ TEST_F(DeliveryTest, CardsFollowTheDesktopIntoTheDarkAndBack)
           {u"body"_s, u"a capsule that stays"_s},
           {u"open_at"_s, QDateTime::currentSecsSinceEpoch() + 3600}});
     // To the right of all words.
-    const QPoint onCard = capsuleSlot(0).topRight() + QPoint(-20, 20);
-    const auto lightness = [&] { return colorOnScreen(onCard).lightnessF(); };
+    const QPoint onCard = desktop.capsuleSlot(0).topRight() + QPoint(-20, 20);
+    const auto lightness = [&] { return desktop.colorAt(onCard).lightnessF(); };
 
-    ASSERT_TRUE(eventually([] { return cardsOnScreen().contains(capsuleSlot(0)); }));
+    ASSERT_TRUE(eventually([&] { return desktop.frames().contains(desktop.capsuleSlot(0)); }));
     EXPECT_TRUE(eventually([&] { return lightness() < 0.25F; })) << "the program has begun dark";
     portal.change(light);
     EXPECT_TRUE(eventually([&] { return lightness() > 0.9F; })) << "a card on screen brightens";

@@ -3,26 +3,10 @@
 #include <QWidget>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <cstring>
 #include <span>
 #include <xcb/shape.h>
 
 namespace kivolo {
-
-namespace {
-
-struct Free
-{
-    void operator()(void *reply) const { std::free(reply); }
-};
-template<typename Reply>
-std::unique_ptr<Reply, Free> own(Reply *reply)
-{
-    return std::unique_ptr<Reply, Free>(reply);
-}
-
-} // namespace
 
 xcb_window_t idOf(const QWidget &widget)
 {
@@ -30,87 +14,36 @@ xcb_window_t idOf(const QWidget &widget)
 }
 
 XServer::XServer(const char *display)
-    : connection_(xcb_connect(display, nullptr))
-    , root_(xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root)
+    : XWindows(display)
     , owner_(xcb_generate_id(connection_))
 {
-    xcb_create_window(connection_, 0, owner_, root_, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+    xcb_create_window(connection_, 0, owner_, root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, 0, nullptr);
-}
-
-XServer::~XServer()
-{
-    xcb_disconnect(connection_);
-}
-
-xcb_atom_t XServer::atom(const char *name) const
-{
-    return own(xcb_intern_atom_reply(
-                   connection_,
-                   xcb_intern_atom(connection_, false, std::uint16_t(std::strlen(name)), name),
-                   nullptr))
-        ->atom;
-}
-
-std::vector<std::uint32_t> XServer::values(xcb_window_t window, const char *property) const
-{
-    const auto reply = own(xcb_get_property_reply(
-        connection_,
-        xcb_get_property(connection_, false, window, atom(property), XCB_ATOM_ANY, 0, 512),
-        nullptr));
-    if (!reply || reply->format != 32)
-        return {};
-    const auto *data = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));
-    return {data, data + reply->value_len};
 }
 
 std::vector<std::string> XServer::atoms(xcb_window_t window, const char *property) const
 {
     std::vector<std::string> names;
     for (const std::uint32_t value : values(window, property)) {
-        const auto reply = own(
-            xcb_get_atom_name_reply(connection_, xcb_get_atom_name(connection_, value), nullptr));
+        const auto reply = answer<xcb_get_atom_name, xcb_get_atom_name_reply>(value);
         names.emplace_back(xcb_get_atom_name_name(reply.get()), reply->name_len);
     }
     return names;
 }
 
-std::string XServer::text(xcb_window_t window, const char *property) const
-{
-    const auto reply = own(xcb_get_property_reply(
-        connection_,
-        xcb_get_property(connection_, false, window, atom(property), XCB_ATOM_ANY, 0, 64),
-        nullptr));
-    if (!reply || reply->format != 8)
-        return {};
-    return {static_cast<const char *>(xcb_get_property_value(reply.get())), reply->value_len};
-}
-
 std::vector<xcb_window_t> XServer::allWindows() const
 {
-    std::vector<xcb_window_t> all{root_};
+    std::vector<xcb_window_t> all{root()};
     for (std::size_t parent = 0; parent < all.size(); ++parent) {
-        const auto reply = own(
-            xcb_query_tree_reply(connection_, xcb_query_tree(connection_, all[parent]), nullptr));
-        if (!reply)
-            continue; // it has gone
-        const std::span children(xcb_query_tree_children(reply.get()), reply->children_len);
-        all.insert(all.end(), children.begin(), children.end());
+        const auto below = children(all[parent]);
+        all.insert(all.end(), below.begin(), below.end());
     }
     return all;
 }
 
-bool XServer::isViewable(xcb_window_t window) const
-{
-    const auto reply = own(xcb_get_window_attributes_reply(
-        connection_, xcb_get_window_attributes(connection_, window), nullptr));
-    return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
-}
-
 std::vector<xcb_window_t> XServer::children(xcb_window_t window) const
 {
-    const auto reply =
-        own(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr));
+    const auto reply = answer<xcb_query_tree, xcb_query_tree_reply>(window);
     if (!reply)
         return {}; // it has gone
     const std::span windows(xcb_query_tree_children(reply.get()), reply->children_len);
@@ -119,10 +52,10 @@ std::vector<xcb_window_t> XServer::children(xcb_window_t window) const
 
 std::vector<xcb_window_t> XServer::unmanagedWindows() const
 {
-    std::vector<xcb_window_t> windows = children(root_);
+    std::vector<xcb_window_t> windows = children(root());
     std::erase_if(windows, [this](xcb_window_t window) {
-        const auto reply = own(xcb_get_window_attributes_reply(
-            connection_, xcb_get_window_attributes(connection_, window), nullptr));
+        const auto reply =
+            answer<xcb_get_window_attributes, xcb_get_window_attributes_reply>(window);
         return !reply || !reply->override_redirect || reply->map_state != XCB_MAP_STATE_VIEWABLE ||
                reply->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT;
     });
@@ -131,10 +64,9 @@ std::vector<xcb_window_t> XServer::unmanagedWindows() const
 
 xcb_window_t XServer::outermost(xcb_window_t window) const
 {
-    for (xcb_window_t parent = window; parent != root_;) {
+    for (xcb_window_t parent = window; parent != root();) {
         window = parent;
-        const auto reply =
-            own(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr));
+        const auto reply = answer<xcb_query_tree, xcb_query_tree_reply>(window);
         if (!reply)
             break; // it has gone
         parent = reply->parent;
@@ -144,7 +76,7 @@ xcb_window_t XServer::outermost(xcb_window_t window) const
 
 bool XServer::isInFrontOf(xcb_window_t front, xcb_window_t back) const
 {
-    const auto stack = children(root_);
+    const auto stack = children(root());
     return std::find(stack.begin(), stack.end(), outermost(front)) >
            std::find(stack.begin(), stack.end(), outermost(back));
 }
@@ -164,21 +96,6 @@ void XServer::markAsManaged(xcb_window_t window) const
     xcb_flush(connection_);
 }
 
-void XServer::ask(xcb_window_t window, const char *what, std::array<std::uint32_t, 5> data) const
-{
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = atom(what);
-    std::copy(data.begin(), data.end(), event.data.data32);
-    xcb_send_event(connection_, false, root_,
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
-                   reinterpret_cast<const char *>(&event));
-    // Until the server has it: a program that ends now may take unread requests with it.
-    own(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
-}
-
 void XServer::move(xcb_window_t window, const QPoint &to) const
 {
     const std::array place{std::uint32_t(to.x()), std::uint32_t(to.y())};
@@ -189,23 +106,14 @@ void XServer::move(xcb_window_t window, const QPoint &to) const
 
 void XServer::close(xcb_window_t window) const
 {
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = atom("WM_PROTOCOLS");
-    event.data.data32[0] = atom("WM_DELETE_WINDOW");
-    xcb_send_event(connection_, false, window, XCB_EVENT_MASK_NO_EVENT,
-                   reinterpret_cast<const char *>(&event));
-    xcb_flush(connection_);
+    send(window, XCB_EVENT_MASK_NO_EVENT, window, "WM_PROTOCOLS", {atom("WM_DELETE_WINDOW")});
 }
 
 QRect XServer::geometry(xcb_window_t window) const
 {
-    const auto size =
-        own(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
-    const auto place = own(xcb_translate_coordinates_reply(
-        connection_, xcb_translate_coordinates(connection_, window, root_, 0, 0), nullptr));
+    const auto size = answer<xcb_get_geometry, xcb_get_geometry_reply>(window);
+    const auto place = answer<xcb_translate_coordinates, xcb_translate_coordinates_reply>(
+        window, root(), std::int16_t(0), std::int16_t(0));
     if (!size || !place)
         return {}; // it has gone
     return {place->dst_x, place->dst_y, size->width, size->height};
@@ -214,7 +122,7 @@ QRect XServer::geometry(xcb_window_t window) const
 void XServer::followPlaces() const
 {
     constexpr std::uint32_t mask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
-    xcb_change_window_attributes(connection_, root_, XCB_CW_EVENT_MASK, &mask);
+    xcb_change_window_attributes(connection_, root(), XCB_CW_EVENT_MASK, &mask);
     xcb_flush(connection_);
 }
 
@@ -233,12 +141,9 @@ std::vector<std::pair<xcb_window_t, QRect>> XServer::placesGiven() const
 
 std::vector<QRgb> XServer::pixels(const QRect &area) const
 {
-    const auto reply = own(xcb_get_image_reply(
-        connection_,
-        xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, std::int16_t(area.x()),
-                      std::int16_t(area.y()), std::uint16_t(area.width()),
-                      std::uint16_t(area.height()), ~0U),
-        nullptr));
+    const auto reply = answer<xcb_get_image, xcb_get_image_reply>(
+        XCB_IMAGE_FORMAT_Z_PIXMAP, root(), std::int16_t(area.x()), std::int16_t(area.y()),
+        std::uint16_t(area.width()), std::uint16_t(area.height()), ~0U);
     if (!reply)
         return {}; // not all of it is on the screen
     const auto *data = reinterpret_cast<const QRgb *>(xcb_get_image_data(reply.get()));
@@ -247,8 +152,8 @@ std::vector<QRgb> XServer::pixels(const QRect &area) const
 
 std::vector<QRect> XServer::inputShape(xcb_window_t window) const
 {
-    const auto reply = own(xcb_shape_get_rectangles_reply(
-        connection_, xcb_shape_get_rectangles(connection_, window, XCB_SHAPE_SK_INPUT), nullptr));
+    const auto reply = answer<xcb_shape_get_rectangles, xcb_shape_get_rectangles_reply>(
+        window, XCB_SHAPE_SK_INPUT);
     std::vector<QRect> shape;
     if (!reply)
         return shape; // it has gone
@@ -258,16 +163,10 @@ std::vector<QRect> XServer::inputShape(xcb_window_t window) const
     return shape;
 }
 
-xcb_window_t XServer::activeWindow() const
-{
-    const auto active = values(root_, "_NET_ACTIVE_WINDOW");
-    return active.empty() ? xcb_window_t(XCB_WINDOW_NONE) : active.front();
-}
-
 xcb_window_t XServer::addWindow()
 {
     const xcb_window_t window = xcb_generate_id(connection_);
-    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, root_, 0, 0, 200, 100, 0,
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, root(), 0, 0, 200, 100, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     xcb_map_window(connection_, window);
     xcb_flush(connection_);
@@ -276,14 +175,13 @@ xcb_window_t XServer::addWindow()
 
 xcb_window_t XServer::focus() const
 {
-    return own(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr))
-        ->focus;
+    return answer<xcb_get_input_focus, xcb_get_input_focus_reply>()->focus;
 }
 
 void XServer::addBar(Edge edge, std::uint32_t depth, std::array<std::uint32_t, 2> extent)
 {
     const xcb_window_t bar = xcb_generate_id(connection_);
-    xcb_create_window(connection_, 0, bar, root_, std::int16_t(extent[0]), 0, 1, 1, 0,
+    xcb_create_window(connection_, 0, bar, root(), std::int16_t(extent[0]), 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
     const std::array type{atom("_NET_WM_WINDOW_TYPE_DOCK")};
     xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, bar, atom("_NET_WM_WINDOW_TYPE"),
@@ -310,18 +208,16 @@ void XServer::announceBlur(bool can)
 {
     const xcb_atom_t property = atom("_KDE_NET_WM_BLUR_BEHIND_REGION");
     if (can)
-        xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, root_, property, property, 8, 0,
+        xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, root(), property, property, 8, 0,
                             nullptr);
     else
-        xcb_delete_property(connection_, root_, property);
+        xcb_delete_property(connection_, root(), property);
     xcb_flush(connection_);
 }
 
 bool XServer::hasCompositor() const
 {
-    return own(xcb_get_selection_owner_reply(
-                   connection_, xcb_get_selection_owner(connection_, atom("_NET_WM_CM_S0")),
-                   nullptr))
+    return answer<xcb_get_selection_owner, xcb_get_selection_owner_reply>(atom("_NET_WM_CM_S0"))
                ->owner != XCB_WINDOW_NONE;
 }
 

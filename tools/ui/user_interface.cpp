@@ -1,6 +1,6 @@
 #include "ui/user_interface.h"
 
-#include "support/x_server.h"
+#include "ui/x_windows.h"
 
 #include <QDeadlineTimer>
 #include <QProcess>
@@ -148,13 +148,13 @@ void UserInterface::place(const QPoint &topLeft)
     constexpr std::uint32_t itsOwnGravity = 0;
     constexpr std::uint32_t onlyPosition = 3 << 8;
     constexpr std::uint32_t fromATool = 2 << 12;
-    const XServer server;
+    const XWindows server;
     server.ask(awaitMainWindow(server), "_NET_MOVERESIZE_WINDOW",
                {itsOwnGravity | onlyPosition | fromATool, std::uint32_t(topLeft.x()),
                 std::uint32_t(topLeft.y()), 0, 0});
 }
 
-std::uint32_t UserInterface::awaitMainWindow(const XServer &server)
+std::uint32_t UserInterface::awaitMainWindow(const XWindows &server)
 {
     std::uint32_t found = 0;
     await("the main window", [&] {
@@ -172,7 +172,7 @@ std::uint32_t UserInterface::awaitMainWindow(const XServer &server)
 void UserInterface::bringToTheFront()
 {
     constexpr std::uint32_t fromATool = 2;
-    const XServer server;
+    const XWindows server;
     const std::uint32_t window = awaitMainWindow(server);
     server.ask(window, "_NET_ACTIVE_WINDOW", {fromATool, XCB_CURRENT_TIME, 0, 0, 0});
     await("the window in front", [&] { return server.activeWindow() == window; });

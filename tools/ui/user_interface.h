@@ -11,7 +11,7 @@
 
 namespace kivolo {
 
-class XServer;
+class XWindows;
 
 /// Uses a program by the names of what it shows. What does not show yet is waited for; what does
 /// not come is a std::runtime_error that tells what was awaited and what was there instead.
@@ -60,7 +60,7 @@ private:
     bool visit(const Visitor &stopsAt) const;
     bool visitBelow(const Accessible &parent, int depth, const Visitor &stopsAt) const;
     Accessible awaitElement(const QString &name, const QStringList &roles);
-    std::uint32_t awaitMainWindow(const XServer &server);
+    std::uint32_t awaitMainWindow(const XWindows &server);
     void bringToTheFront();
     void input(const QStringList &actions) const;
 

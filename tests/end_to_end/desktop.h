@@ -8,9 +8,11 @@
 #include <QRect>
 #include <QStringList>
 
-class QWidget;
-
 namespace kivolo {
+
+inline constexpr QSize popup(300, 150);
+inline constexpr QSize capsule(290, 92);
+inline constexpr QSize buzz(420, 200);
 
 /// Where one of the program's cards stands, without its shadow.
 struct Card
@@ -39,12 +41,20 @@ public:
 
     /// The program's cards of this size that show, from the top down.
     QList<Card> cards(const QSize &size) const;
+    /// Where all of its cards stand.
+    QList<QRect> frames() const;
+    /// Where they belong: the i-th popup from the top, the i-th capsule from the bottom, a buzz.
+    QRect popupSlot(int i) const;
+    QRect capsuleSlot(int i) const;
+    QRect buzzPlace() const;
+
     /// The program's window; none while it does not show.
     xcb_window_t mainWindow() const;
     /// Whether keys go to this window, also where they go to the window under the pointer.
     bool hasKeys(xcb_window_t window) const;
     bool keysFollowPointer() const { return x_.focus() == XCB_INPUT_FOCUS_POINTER_ROOT; }
 
+    std::vector<QRgb> pixels(const QRect &area) const;
     QColor colorAt(const QPoint &point) const;
     /// How many colours there are.
     qsizetype colorsIn(const QRect &area) const;
@@ -55,16 +65,10 @@ public:
 
 private:
     std::vector<xcb_window_t> programsWindows() const;
-    const XServer &screen() const { return screen_ ? *screen_ : x_; }
 
     QByteArray screenName_;
     XServer x_;
     std::unique_ptr<XServer> screen_;
 };
-
-/// Where the cards belong: the i-th popup from the top, the i-th capsule from the bottom, a buzz.
-QRect popupSlot(const QRect &workArea, int i);
-QRect capsuleSlot(const QRect &workArea, int i);
-QRect buzzPlace(const QRect &workArea);
 
 } // namespace kivolo

@@ -1,4 +1,4 @@
-#include "desktops/desktop.h"
+#include "end_to_end/desktop.h"
 
 #include <QProcess>
 #include <QSet>
@@ -83,6 +83,34 @@ QList<Card> Desktop::cards(const QSize &size) const
     return found;
 }
 
+QList<QRect> Desktop::frames() const
+{
+    QList<QRect> all;
+    for (const QSize &size : {popup, capsule, buzz}) {
+        for (const Card &card : cards(size))
+            all.append(card.frame);
+    }
+    return all;
+}
+
+QRect Desktop::popupSlot(int i) const
+{
+    const QRect area = workArea();
+    return {QPoint(area.x() + area.width() - 316, area.y() + 16 + 162 * i), popup};
+}
+
+QRect Desktop::capsuleSlot(int i) const
+{
+    const QRect area = workArea();
+    return {{area.x() + area.width() - 306, area.y() + area.height() - 108 - 102 * i}, capsule};
+}
+
+QRect Desktop::buzzPlace() const
+{
+    const QRect area = workArea();
+    return {{area.x() + area.width() / 2 - 210, area.y() + area.height() / 2 - 100}, buzz};
+}
+
 xcb_window_t Desktop::mainWindow() const
 {
     for (const xcb_window_t window : programsWindows()) {
@@ -97,16 +125,21 @@ bool Desktop::hasKeys(xcb_window_t window) const
     return keysFollowPointer() || x_.focus() == window;
 }
 
+std::vector<QRgb> Desktop::pixels(const QRect &area) const
+{
+    return (screen_ ? *screen_ : x_).pixels(area);
+}
+
 QColor Desktop::colorAt(const QPoint &point) const
 {
-    const auto pixels = screen().pixels(QRect(point, QSize(1, 1)));
-    return pixels.empty() ? QColor() : QColor::fromRgb(pixels.front());
+    const auto pixel = pixels(QRect(point, QSize(1, 1)));
+    return pixel.empty() ? QColor() : QColor::fromRgb(pixel.front());
 }
 
 qsizetype Desktop::colorsIn(const QRect &area) const
 {
-    const auto pixels = screen().pixels(area);
-    return QSet<QRgb>(pixels.begin(), pixels.end()).size();
+    const auto all = pixels(area);
+    return QSet<QRgb>(all.begin(), all.end()).size();
 }
 
 void Desktop::input(const QStringList &actions) const
@@ -136,21 +169,6 @@ void Desktop::drag(const QPoint &from, const QPoint &to) const
         actions +=
             pointerTo(from + (to - from) * step / steps) + QStringList{u"sleep"_s, u"0.02"_s};
     input(actions + QStringList{u"mouseup"_s, u"1"_s});
-}
-
-QRect popupSlot(const QRect &area, int i)
-{
-    return {area.x() + area.width() - 316, area.y() + 16 + 162 * i, 300, 150};
-}
-
-QRect capsuleSlot(const QRect &area, int i)
-{
-    return {area.x() + area.width() - 306, area.y() + area.height() - 108 - 102 * i, 290, 92};
-}
-
-QRect buzzPlace(const QRect &area)
-{
-    return {area.x() + area.width() / 2 - 210, area.y() + area.height() / 2 - 100, 420, 200};
 }
 
 } // namespace kivolo
