@@ -284,6 +284,16 @@ void BeamBubble::paintPicture(QPainter &painter, const QRectF &box, const Palett
     strokeInside(painter, box, pictureRadius, 1, colors.quaternary);
 }
 
+std::optional<QString> BeamBubble::text(const Beam &beam)
+{
+    const BubbleContent content = BubbleContent::of(beam, DoodleLookup::Pending);
+    if (content.kind == BubbleContent::Picture)
+        return {};
+    // The words on a badge that are not the sender's are of use to nobody, except when they stand
+    // for all there is to see.
+    return beam.isSealed() ? content.title : cutAtCharacter(beam.body, BubbleContent::mostText);
+}
+
 QString BeamBubble::summary(const Beam &beam, bool mine, DoodleLookup::State doodle, qint64 now)
 {
     const BubbleContent content = BubbleContent::of(beam, doodle);

@@ -65,6 +65,8 @@ public:
     void paint(QPainter &painter, const QPointF &topLeft, const QRectF &visible,
                const Palette &colors, qint64 now) const;
 
+    /// The text of the row, as a member would copy it. A picture has none.
+    static std::optional<QString> text(const Beam &beam);
     /// The row in words, for assistive technology. Lays nothing out.
     static QString summary(const Beam &beam, bool mine, DoodleLookup::State doodle, qint64 now);
 

@@ -12,7 +12,7 @@ DoodleCache::DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent)
 
 DoodleCache::~DoodleCache() = default;
 
-DoodleLookup DoodleCache::find(const QString &id, const QString &body)
+DoodleLookup DoodleCache::find(quint64 id, const QString &body)
 {
     if (const QImage *image = pictures_.object(id))
         return {DoodleLookup::Picture, *image, image->size()};
@@ -23,14 +23,14 @@ DoodleLookup DoodleCache::find(const QString &id, const QString &body)
     return {DoodleLookup::Pending, {}, sizes_.value(id)};
 }
 
-DoodleLookup::State DoodleCache::known(const QString &id) const
+DoodleLookup::State DoodleCache::known(quint64 id) const
 {
     if (noPictures_.contains(id))
         return DoodleLookup::NoPicture;
     return sizes_.contains(id) ? DoodleLookup::Picture : DoodleLookup::Pending;
 }
 
-void DoodleCache::decode(const QString &id, const QString &body)
+void DoodleCache::decode(quint64 id, const QString &body)
 {
     pending_.insert(id);
     // A watcher, not a continuation: it dies with this object and then delivers nothing.

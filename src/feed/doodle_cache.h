@@ -30,23 +30,23 @@ public:
     DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent = nullptr);
     ~DoodleCache() override;
 
-    /// What is known about the doodle of beam `id`. The first question has `body` decoded.
-    DoodleLookup find(const QString &id, const QString &body);
+    /// What is known about doodle `id`. The first question has `body` decoded.
+    DoodleLookup find(quint64 id, const QString &body);
     /// What earlier questions have found out about `id`; asks nothing itself.
-    DoodleLookup::State known(const QString &id) const;
+    DoodleLookup::State known(quint64 id) const;
 
 Q_SIGNALS:
     /// find() has an answer for `id` now.
-    void decoded(const QString &id);
+    void decoded(quint64 id);
 
 private:
-    void decode(const QString &id, const QString &body);
+    void decode(quint64 id, const QString &body);
 
     QSize bounds_;
-    QCache<QString, QImage> pictures_;
-    QHash<QString, QSize> sizes_;
-    QSet<QString> noPictures_;
-    QSet<QString> pending_;
+    QCache<quint64, QImage> pictures_;
+    QHash<quint64, QSize> sizes_;
+    QSet<quint64> noPictures_;
+    QSet<quint64> pending_;
 };
 
 } // namespace kivolo

@@ -2,7 +2,6 @@
 
 #include "feed/feed_view.h"
 
-#include <QAbstractItemModel>
 #include <QAccessibleWidget>
 #include <vector>
 
@@ -22,7 +21,7 @@ public:
     void setRow(int row) { row_ = row; }
     int row() const { return row_; }
 
-    bool isValid() const override { return row_ >= 0 && row_ < view_->model()->rowCount(); }
+    bool isValid() const override { return true; }
     QObject *object() const override { return nullptr; }
     QWindow *window() const override { return view_->window()->windowHandle(); }
     QAccessibleInterface *parent() const override
@@ -37,28 +36,26 @@ public:
     QAccessible::Role role() const override { return QAccessible::ListItem; }
     QString text(QAccessible::Text kind) const override
     {
-        return kind == QAccessible::Name && isValid() ? view_->summary(row_) : QString();
+        return kind == QAccessible::Name ? view_->summary(row_) : QString();
     }
     void setText(QAccessible::Text, const QString &) override {}
     QRect rect() const override
     {
-        const QRect place = isValid() ? view_->visualRect(index()) : QRect();
+        const QRect place = view_->visualRect(row_);
         return {view_->viewport()->mapToGlobal(place.topLeft()), place.size()};
     }
     QAccessible::State state() const override
     {
         QAccessible::State state;
         state.focusable = true;
-        state.focused = view_->hasFocus() && index() == view_->currentIndex();
+        state.focused = view_->hasFocus() && row_ == view_->currentRow();
         state.invisible = !view_->isVisible();
-        state.offscreen = !view_->viewport()->rect().intersects(view_->visualRect(index()));
+        state.offscreen = !view_->viewport()->rect().intersects(view_->visualRect(row_));
         state.readOnly = true;
         return state;
     }
 
 private:
-    QModelIndex index() const { return view_->model()->index(row_, 0); }
-
     FeedView *view_;
     int row_;
 };
@@ -70,15 +67,12 @@ public:
     explicit FeedAccessible(FeedView *view)
         : QAccessibleWidget(view, QAccessible::List)
         , view_(view)
-        , items_(size_t(view->model()->rowCount()))
+        , items_(size_t(view->model().count()))
     {
-        const QAbstractItemModel *model = view->model();
-        inserted_ = QObject::connect(
-            model, &QAbstractItemModel::rowsInserted, view,
-            [this](const QModelIndex &, int first, int last) { insert(first, last + 1); });
-        removed_ = QObject::connect(
-            model, &QAbstractItemModel::rowsAboutToBeRemoved, view,
-            [this](const QModelIndex &, int first, int last) { remove(first, last + 1); });
+        inserted_ = QObject::connect(&view->model(), &FeedModel::inserted,
+                                     [this](int first, int count) { insert(first, count); });
+        removed_ = QObject::connect(&view->model(), &FeedModel::removed,
+                                    [this](int first, int count) { remove(first, count); });
     }
 
     ~FeedAccessible() override
@@ -108,23 +102,24 @@ public:
 
     QAccessibleInterface *childAt(int x, int y) const override
     {
-        return child(view_->indexAt(view_->viewport()->mapFromGlobal(QPoint(x, y))).row());
+        return child(view_->rowAt(view_->viewport()->mapFromGlobal(QPoint(x, y))));
     }
 
     QAccessibleInterface *focusChild() const override
     {
-        return view_->hasFocus() ? child(view_->currentIndex().row()) : nullptr;
+        return view_->hasFocus() ? child(view_->currentRow()) : nullptr;
     }
 
 private:
-    void insert(int first, int end)
+    void insert(int first, int count)
     {
-        items_.insert(items_.begin() + first, size_t(end - first), 0);
-        number(end);
+        items_.insert(items_.begin() + first, size_t(count), 0);
+        number(first + count);
     }
 
-    void remove(int first, int end)
+    void remove(int first, int count)
     {
+        const int end = first + count;
         for (int row = first; row < end; ++row) {
             if (items_[size_t(row)] != 0)
                 QAccessible::deleteAccessibleInterface(items_[size_t(row)]);
@@ -161,16 +156,19 @@ void installFeedAccessibility()
     QAccessible::installFactory(accessibleFeed); // which takes each factory once
 }
 
+/// Once the feed knows about its rows what the view does.
 void FeedView::tellAssistiveTechnology(int row, QAccessible::Event what)
 {
     if (!QAccessible::isActive())
         return;
-    QAccessibleInterface *feed = QAccessible::queryAccessibleInterface(this);
-    QAccessibleInterface *item = feed ? feed->child(row) : nullptr;
-    if (!item)
-        return;
-    QAccessibleEvent event(item, what);
-    QAccessible::updateAccessibility(&event);
+    QTimer::singleShot(0, this, [this, row, what] {
+        QAccessibleInterface *feed = QAccessible::queryAccessibleInterface(this);
+        QAccessibleInterface *item = feed ? feed->child(row) : nullptr;
+        if (!item)
+            return;
+        QAccessibleEvent event(item, what);
+        QAccessible::updateAccessibility(&event);
+    });
 }
 
 } // namespace kivolo

@@ -1,7 +1,6 @@
 #include "feed/feed_model.h"
 
 #include "feed/beam_bubble.h"
-#include "style/text_style.h"
 
 #include <QHash>
 #include <algorithm>
@@ -39,10 +38,10 @@ void FeedModel::update(const QList<Beam> &feed, const QString &memberId)
     int changedFrom = -1;
     const auto endRun = [&](int end) {
         if (changedFrom >= 0)
-            Q_EMIT dataChanged(index(changedFrom), index(end - 1));
+            Q_EMIT changed(changedFrom, end - changedFrom);
         changedFrom = -1;
     };
-    for (int i = 0; i < rowCount(); ++i) {
+    for (int i = 0; i < count(); ++i) {
         const Beam &beam = feed.at(i);
         Row &row = rows_[size_t(i)];
         if (showTheSame(row.beam, beam) && row.mine == (beam.from_member == memberId)) {
@@ -56,7 +55,7 @@ void FeedModel::update(const QList<Beam> &feed, const QString &memberId)
         if (changedFrom < 0)
             changedFrom = i;
     }
-    endRun(rowCount());
+    endRun(count());
 }
 
 /// Afterwards the rows have the ids of `feed` in its order. Rows whose ids stay in order stay.
@@ -71,16 +70,16 @@ void FeedModel::alignRows(const QList<Beam> &feed, const QString &memberId)
         return places.value(rows_[size_t(row)].beam.id, -1);
     };
     for (int row = 0; row < feed.size(); ++row) {
-        if (row < rowCount() && rows_[size_t(row)].beam.id == feed.at(row).id)
+        if (row < count() && rows_[size_t(row)].beam.id == feed.at(row).id)
             continue;
         int gone = row;
-        while (gone < rowCount() && place(gone) < row)
+        while (gone < count() && place(gone) < row)
             ++gone;
         remove(row, gone);
-        const qsizetype next = row < rowCount() ? place(row) : feed.size();
+        const qsizetype next = row < count() ? place(row) : feed.size();
         insert(row, feed, next, memberId);
     }
-    remove(int(feed.size()), rowCount());
+    remove(int(feed.size()), count());
 }
 
 void FeedModel::insert(int first, const QList<Beam> &feed, qsizetype end, const QString &memberId)
@@ -90,19 +89,17 @@ void FeedModel::insert(int first, const QList<Beam> &feed, qsizetype end, const 
     std::vector<Row> fresh;
     for (qsizetype i = first; i < end; ++i)
         fresh.push_back(rowFor(feed.at(i), memberId));
-    beginInsertRows({}, first, int(end) - 1);
     rows_.insert(rows_.begin() + first, std::make_move_iterator(fresh.begin()),
                  std::make_move_iterator(fresh.end()));
-    endInsertRows();
+    Q_EMIT inserted(first, int(end) - first);
 }
 
 void FeedModel::remove(int first, int end)
 {
     if (first >= end)
         return;
-    beginRemoveRows({}, first, end - 1);
     rows_.erase(rows_.begin() + first, rows_.begin() + end);
-    endRemoveRows();
+    Q_EMIT removed(first, end - first);
 }
 
 int FeedModel::rowOf(quint64 revision) const
@@ -110,24 +107,6 @@ int FeedModel::rowOf(quint64 revision) const
     const auto found = std::find_if(rows_.rbegin(), rows_.rend(),
                                     [&](const Row &row) { return row.revision == revision; });
     return int(std::distance(found, rows_.rend())) - 1;
-}
-
-int FeedModel::rowCount(const QModelIndex &parent) const
-{
-    return parent.isValid() ? 0 : int(rows_.size());
-}
-
-QVariant FeedModel::data(const QModelIndex &index, int role) const
-{
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid) || role != Qt::DisplayRole)
-        return {};
-    const Beam &beam = row(index.row()).beam;
-    const BubbleContent content = BubbleContent::of(beam, DoodleLookup::Pending);
-    if (content.kind == BubbleContent::Picture)
-        return {};
-    // The words on a badge that are not the sender's are of use to nobody, except when they stand
-    // for all there is to see.
-    return beam.isSealed() ? content.title : cutAtCharacter(beam.body, BubbleContent::mostText);
 }
 
 } // namespace kivolo

@@ -3,7 +3,7 @@
 
 #include "api/records.h"
 
-#include <QAbstractListModel>
+#include <QObject>
 #include <vector>
 
 namespace kivolo {
@@ -20,7 +20,7 @@ struct TextExtent
 /// A copy of the session's feed that tells what has changed in it: rows are inserted, removed or
 /// changed, never all thrown away, so that a view keeps its place and its measurements. Main thread
 /// only.
-class FeedModel final : public QAbstractListModel
+class FeedModel final : public QObject
 {
     Q_OBJECT
 public:
@@ -33,19 +33,19 @@ public:
         TextExtent extent; ///< Of the beam's text.
     };
 
-    using QAbstractListModel::QAbstractListModel;
-
     /// Makes the rows agree with `feed`, oldest first, of which the beams from `memberId` are
     /// one's own. The cost is that of a comparison, however much of the feed is new.
     void update(const QList<Beam> &feed, const QString &memberId);
 
+    int count() const { return int(rows_.size()); }
     const Row &row(int row) const { return rows_[size_t(row)]; }
     /// The row whose content is `revision`; none is -1.
     int rowOf(quint64 revision) const;
 
-    int rowCount(const QModelIndex &parent = {}) const override;
-    /// Qt::DisplayRole: the text of the row, as a member would copy it. A picture has none.
-    QVariant data(const QModelIndex &index, int role) const override;
+Q_SIGNALS:
+    void inserted(int first, int count);
+    void removed(int first, int count);
+    void changed(int first, int count);
 
 private:
     void alignRows(const QList<Beam> &feed, const QString &memberId);

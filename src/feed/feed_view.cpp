@@ -1,15 +1,19 @@
 #include "feed/feed_view.h"
 
-#include "feed/beam_bubble.h"
+#include "doodle/doodle_url.h"
 #include "feed/feed_accessible.h"
-#include "feed/feed_delegate.h"
-#include "feed/feed_model.h"
 #include "feed/time_ago.h"
+#include "platform/desktop/pasteboard.h"
 #include "style/scroll_bar.h"
+#include "style/text_style.h"
 #include "style/theme.h"
 
 #include <QEvent>
+#include <QFutureWatcher>
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QPainter>
+#include <QScopedValueRollback>
 #include <utility>
 
 namespace kivolo {
@@ -18,149 +22,201 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto layoutBudget = 5ms; // leaves as much of a frame's time for painting
-constexpr auto agesPause = 30s;    // an age changes once a minute
+constexpr auto agesPause = 30s; // an age changes once a minute
+constexpr int wheelStep = 20;   // a notch of the wheel is three of them
 
 } // namespace
 
 FeedView::FeedView(MainQueue &queue, QWidget *parent)
-    : QAbstractItemView(parent)
+    : QAbstractScrollArea(parent)
     , queue_(queue)
-    , model_(new FeedModel(this))
-    , delegate_(new FeedDelegate(queue, this))
-    , turnBudget_(layoutBudget)
+    , layout_([this](int row) { return bubbles_.guess(model_.row(row), rowWidth()); },
+              [this](int row, FeedLayout::Turn &turn) {
+                  bubbles_.setDevicePixelRatio(devicePixelRatioF());
+                  return bubbles_.measure(model_.row(row), rowWidth(), turn);
+              })
 {
     installFeedAccessibility();
     setFrameShape(QFrame::NoFrame);
-    setFocusPolicy(Qt::StrongFocus);
-    setSelectionMode(NoSelection);
-    setEditTriggers(NoEditTriggers);
     setLayoutDirection(Qt::LeftToRight); // who wrote a row decides on its side, not the language
-    setVerticalScrollBar(new ScrollBar(this));
-    setVerticalScrollMode(ScrollPerPixel);
-    // Always there, so that rows are as wide whether there are many or few.
-    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     viewport()->setAttribute(Qt::WA_OpaquePaintEvent); // lets scrolling move what is painted
-
-    connect(verticalScrollBar(), &QAbstractSlider::actionTriggered, this, &FeedView::endAnimation);
-    connect(verticalScrollBar(), &QAbstractSlider::sliderPressed, this, &FeedView::endAnimation);
-    connect(delegate_, &FeedDelegate::decoded, this, [this](quint64 revision) {
-        if (const int row = model_->rowOf(revision); row >= 0)
-            dataChanged(model_->index(row), model_->index(row), {});
-        settle();
-    });
-    nextTurn_.setInterval(0);
-    nextTurn_.setSingleShot(true);
-    connect(&nextTurn_, &QTimer::timeout, this, &FeedView::layOutNeighbours);
-    animation_.setDuration(standardMotion);
-    animation_.setEasingCurve(QEasingCurve::InOutQuad);
-    connect(&animation_, &QVariantAnimation::valueChanged, this, [this](const QVariant &distance) {
-        anchor_ = {.atEnd = true, .distance = distance.toInt()};
-        settle();
-    });
-
-    connect(&animation_, &QAbstractAnimation::finished, this, &FeedView::settle);
-
-    setItemDelegate(delegate_);
-    setModel(model_);
+    watchModel();
+    setUpScrolling();
     setAccessibleName(tr("Feed")); // asks for the rows
 }
 
 FeedView::~FeedView() = default;
 
+void FeedView::watchModel()
+{
+    connect(&model_, &FeedModel::inserted, this, [this](int first, int count) {
+        layout_.insert(first, count);
+        constexpr int mostNews = 5; // a whole history is not news
+        for (int row = first; row < first + count && count <= mostNews; ++row)
+            tellAssistiveTechnology(row, QAccessible::ObjectCreated);
+    });
+    connect(&model_, &FeedModel::removed, this, [this](int first, int count) {
+        if (layout_.remove(first, count) && hasFocus())
+            tellAssistiveTechnology(currentRow(), QAccessible::Focus);
+    });
+    connect(&model_, &FeedModel::changed, this,
+            [this](int first, int count) { layout_.change(first, count); });
+    connect(&bubbles_, &FeedBubbles::decoded, this, [this](quint64 revision) {
+        if (const int row = model_.rowOf(revision); row >= 0)
+            layout_.change(row, 1);
+        settle();
+    });
+}
+
+void FeedView::setUpScrolling()
+{
+    setVerticalScrollBar(new ScrollBar(this));
+    verticalScrollBar()->setSingleStep(wheelStep);
+    // Always there, so that rows are as wide whether there are many or few.
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    connect(verticalScrollBar(), &QAbstractSlider::actionTriggered, this, &FeedView::endAnimation);
+    connect(verticalScrollBar(), &QAbstractSlider::sliderPressed, this, &FeedView::endAnimation);
+
+    nextTurn_.setInterval(0);
+    nextTurn_.setSingleShot(true);
+    connect(&nextTurn_, &QTimer::timeout, this, [this] {
+        layout_.continueWork();
+        showChange();
+    });
+    animation_.setDuration(standardMotion);
+    animation_.setEasingCurve(QEasingCurve::InOutQuad);
+    connect(&animation_, &QVariantAnimation::valueChanged, this, [this](const QVariant &distance) {
+        layout_.scrollToEnd(distance.toInt());
+        showChange();
+    });
+    connect(&animation_, &QAbstractAnimation::finished, this, &FeedView::settle);
+}
+
 void FeedView::setBeams(const QList<Beam> &beams, const QString &memberId)
 {
-    const bool fewerOrMore = beams.size() != model_->rowCount();
+    const bool fewerOrMore = beams.size() != model_.count();
     if (fewerOrMore) {
         endAnimation();
-        if (model_->rowCount() > 0)
-            anchor_ = rowAnchorAt(offset_); // what is visible stays, until it begins to move
+        layout_.holdPlace(); // until it begins to move
     }
-    model_->update(beams, memberId);
+    model_.update(beams, memberId);
     settle();
     if (fewerOrMore)
         scrollToEnd();
 }
 
-void FeedView::rowsInserted(const QModelIndex &parent, int first, int last)
+bool FeedView::isSettled() const
 {
-    std::vector<int> guesses;
-    for (int row = first; row <= last; ++row)
-        guesses.push_back(delegate_->guess(model_->row(row), rowWidth()));
-    geometry_.insert(first, guesses);
-    QAbstractItemView::rowsInserted(parent, first, last);
-    viewport()->update();
-    // A whole history is not news.
-    constexpr int mostNews = 5;
-    for (int row = first; row <= last && last - first < mostNews; ++row)
-        tellAssistiveTechnology(row, QAccessible::ObjectCreated);
+    return !nextTurn_.isActive() && animation_.state() == QAbstractAnimation::Stopped;
 }
 
-void FeedView::rowsAboutToBeRemoved(const QModelIndex &parent, int first, int last)
+QString FeedView::summary(int row) const
 {
-    QAbstractItemView::rowsAboutToBeRemoved(parent, first, last);
-    geometry_.remove(first, last - first + 1);
-    viewport()->update();
+    return bubbles_.summary(model_.row(row), queue_.now());
 }
 
-void FeedView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight,
-                           const QList<int> &roles)
+/// The scroll bar stands in the padding on the right, which leaves room for the mark of a row.
+int FeedView::rowWidth() const
 {
-    guessHeights(topLeft.row(), bottomRight.row());
-    QAbstractItemView::dataChanged(topLeft, bottomRight, roles);
-    viewport()->update();
+    constexpr int right = FeedGeometry::padding - ScrollBar::barWidth;
+    static_assert(right >= FeedBubbles::markReach);
+    return qMax(1, viewport()->width() - FeedGeometry::padding - right);
 }
 
-void FeedView::guessHeights(int first, int last)
+QRect FeedView::visualRect(int row) const
 {
-    for (int row = first; row <= last; ++row)
-        geometry_.set(row, delegate_->guess(model_->row(row), rowWidth()), false);
+    if (row < 0 || row >= model_.count())
+        return {};
+    return {FeedGeometry::padding, layout_.screenTop(row), rowWidth(), layout_.rows().height(row)};
 }
 
-void FeedView::guessAllHeights()
+int FeedView::rowAt(const QPoint &point) const
 {
-    std::vector<int> guesses;
-    for (int row = 0; row < model_->rowCount(); ++row)
-        guesses.push_back(delegate_->guess(model_->row(row), rowWidth()));
-    geometry_.remove(0, geometry_.count());
-    geometry_.insert(0, guesses);
+    if (model_.count() == 0)
+        return -1;
+    const int row = layout_.rows().rowAt(qint64(layout_.offset()) + point.y());
+    return visualRect(row).contains(point) ? row : -1;
+}
+
+void FeedView::settle()
+{
+    layout_.settle();
+    showChange();
+}
+
+/// Makes the scroll bar and what is painted follow the layout. What nothing but the place of has
+/// changed just moves.
+void FeedView::showChange()
+{
+    const QScopedValueRollback moving(movingBar_, true);
+    verticalScrollBar()->setRange(0, layout_.lastOffset());
+    verticalScrollBar()->setPageStep(qMax(1, viewport()->height()));
+    verticalScrollBar()->setValue(layout_.offset());
+
+    const FeedLayout::Change change = layout_.takeChange();
+    if (change.repaint || qAbs(change.way) >= viewport()->height())
+        viewport()->update();
+    else if (change.way != 0)
+        viewport()->scroll(0, change.way);
+
+    const bool animated = animation_.state() == QAbstractAnimation::Running;
+    if (isVisible() && (animated ? !layout_.isPageMeasured() : layout_.hasWork()))
+        nextTurn_.start();
+}
+
+void FeedView::scrollContentsBy(int, int)
+{
+    if (movingBar_)
+        return;
+    layout_.scrollTo(verticalScrollBar()->value());
+    showChange();
+}
+
+void FeedView::scrollToEnd()
+{
+    const int way = layout_.wayToEnd();
+    if (way == 0 || !isVisible() || Theme::shared().reducesMotion()) {
+        layout_.scrollToEnd();
+        showChange();
+        return;
+    }
+    animation_.setStartValue(-way);
+    animation_.setEndValue(0);
+    animation_.start();
+}
+
+void FeedView::endAnimation()
+{
+    if (animation_.state() == QAbstractAnimation::Stopped)
+        return;
+    animation_.stop();
+    layout_.holdPlace();
 }
 
 void FeedView::resizeEvent(QResizeEvent *event)
 {
+    layout_.setPage(viewport()->height());
     if (event->size().width() != event->oldSize().width())
-        guessAllHeights();
-    QAbstractItemView::resizeEvent(event); // calls updateGeometries()
-}
-
-void FeedView::updateGeometries()
-{
+        layout_.change(0, model_.count());
     settle();
 }
 
 void FeedView::changeEvent(QEvent *event)
 {
-    QAbstractItemView::changeEvent(event);
-    switch (event->type()) {
-    case QEvent::FontChange:
-    case QEvent::LanguageChange:
-        delegate_->forgetLayouts();
-        guessAllHeights();
+    QAbstractScrollArea::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::LanguageChange) {
+        bubbles_.forgetLayouts();
+        layout_.change(0, model_.count());
         settle();
+    } else if (event->type() == QEvent::PaletteChange) {
         viewport()->update();
-        break;
-    case QEvent::PaletteChange:
-        viewport()->update();
-        break;
-    default:
-        break;
     }
 }
 
 void FeedView::showEvent(QShowEvent *event)
 {
-    QAbstractItemView::showEvent(event);
+    QAbstractScrollArea::showEvent(event);
     agesAsOf_ = queue_.now();
     ages_ = queue_.every(agesPause, [this] { renewAges(); });
     settle();
@@ -171,7 +227,7 @@ void FeedView::hideEvent(QHideEvent *event)
     ages_.reset();
     endAnimation();
     nextTurn_.stop();
-    QAbstractItemView::hideEvent(event);
+    QAbstractScrollArea::hideEvent(event);
 }
 
 void FeedView::renewAges()
@@ -179,11 +235,10 @@ void FeedView::renewAges()
     const qint64 now = queue_.now();
     const qint64 before = std::exchange(agesAsOf_, now);
     const int height = int(BeamBubble::ageHeight());
-    for (int row = geometry_.rowAt(offset_); row < geometry_.count(); ++row) {
-        const QRect place = visualRect(model_->index(row));
-        if (place.top() >= viewport()->height())
-            break;
-        const qint64 sent = model_->row(row).beam.created_at;
+    int row = layout_.rows().rowAt(layout_.offset());
+    for (; row < model_.count() && layout_.screenTop(row) < viewport()->height(); ++row) {
+        const QRect place = visualRect(row);
+        const qint64 sent = model_.row(row).beam.created_at;
         if (timeAgo(sent, before) != timeAgo(sent, now))
             viewport()->update(place.adjusted(0, place.height() - height, 0, 0));
     }
@@ -194,42 +249,105 @@ void FeedView::paintEvent(QPaintEvent *event)
     QPainter painter(viewport());
     painter.setClipRect(event->rect());
     painter.fillRect(event->rect(), Theme::shared().colors().window);
-    if (geometry_.count() == 0)
+    if (model_.count() == 0)
         return;
-    QStyleOptionViewItem option;
-    option.palette = palette();
-    const QRect reached =
-        event->rect().adjusted(0, -FeedDelegate::markReach, 0, FeedDelegate::markReach);
-    for (int row = geometry_.rowAt(offset_ + reached.top()); row < geometry_.count(); ++row) {
-        const QModelIndex index = model_->index(row);
-        option.rect = visualRect(index);
-        if (option.rect.top() > reached.bottom())
-            break;
-        const bool marked = marksCurrent_ && hasFocus() && index == currentIndex();
-        option.state = marked ? QStyle::State_HasFocus : QStyle::State_None;
-        delegate_->paint(&painter, option, index);
+    constexpr int reach = FeedBubbles::markReach;
+    const QRect reached = event->rect().adjusted(0, -reach, 0, reach);
+    const qint64 now = queue_.now();
+    int row = layout_.rows().rowAt(qint64(layout_.offset()) + reached.top());
+    for (; row < model_.count() && layout_.screenTop(row) <= reached.bottom(); ++row) {
+        const bool marked = hasFocus() && row == currentRow();
+        bubbles_.paint(painter, model_.row(row), visualRect(row).topLeft(), now, marked);
     }
 }
 
-QRect FeedView::visualRect(const QModelIndex &index) const
+void FeedView::keyPressEvent(QKeyEvent *event)
 {
-    if (!index.isValid() || index.row() >= geometry_.count())
-        return {};
-    return {FeedGeometry::padding, screenTop(index.row()), rowWidth(),
-            geometry_.height(index.row())};
+    using Step = FeedLayout::Step;
+    static const QHash<int, Step> steps{
+        {Qt::Key_Up, Step::Up},         {Qt::Key_Down, Step::Down},
+        {Qt::Key_PageUp, Step::PageUp}, {Qt::Key_PageDown, Step::PageDown},
+        {Qt::Key_Home, Step::Home},     {Qt::Key_End, Step::End},
+    };
+    if (event == QKeySequence::Copy) {
+        copyRow(currentRow());
+        return;
+    }
+    const auto step = steps.constFind(event->key());
+    const bool plain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+    if (step == steps.cend() || !plain) {
+        event->ignore();
+        return;
+    }
+    endAnimation();
+    const int before = currentRow();
+    layout_.step(*step);
+    showChange();
+    currentMoved(before);
+    if (*step == Step::End)
+        scrollToEnd();
 }
 
-QModelIndex FeedView::indexAt(const QPoint &point) const
+void FeedView::mousePressEvent(QMouseEvent *event)
 {
-    if (geometry_.count() == 0)
-        return {};
-    const QModelIndex index = model_->index(geometry_.rowAt(qint64(offset_) + point.y()));
-    return visualRect(index).contains(point) ? index : QModelIndex();
+    const int row = rowAt(event->position().toPoint());
+    if (event->button() != Qt::LeftButton || row < 0)
+        return;
+    const int before = currentRow();
+    layout_.setCurrent(row);
+    currentMoved(before);
 }
 
-QString FeedView::summary(int row) const
+void FeedView::mouseDoubleClickEvent(QMouseEvent *event)
 {
-    return delegate_->summary(model_->row(row));
+    mousePressEvent(event);
+}
+
+void FeedView::focusInEvent(QFocusEvent *event)
+{
+    QAbstractScrollArea::focusInEvent(event);
+    const auto reason = event->reason();
+    const bool byKeys = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
+                        reason == Qt::ShortcutFocusReason;
+    if (byKeys && !layout_.isSeen(currentRow()))
+        layout_.setCurrent(layout_.seenRow(true));
+    currentMoved(-1);
+}
+
+void FeedView::focusOutEvent(QFocusEvent *event)
+{
+    QAbstractScrollArea::focusOutEvent(event);
+    viewport()->update();
+}
+
+/// Shows the mark in its place, and says so where the row was another one `before`.
+void FeedView::currentMoved(int before)
+{
+    viewport()->update();
+    if (hasFocus() && currentRow() != before)
+        tellAssistiveTechnology(currentRow(), QAccessible::Focus);
+}
+
+void FeedView::copyRow(int row)
+{
+    if (row < 0)
+        return;
+    const Beam &beam = model_.row(row).beam;
+    if (const std::optional<QString> text = BeamBubble::text(beam)) {
+        pasteboard::setString(*text);
+        return;
+    }
+    // The cache holds it only as large as it is shown.
+    constexpr QSize asSent(8192, 8192);
+    auto *watcher = new QFutureWatcher<std::optional<Doodle>>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [watcher, body = beam.body] {
+        if (const std::optional<Doodle> doodle = watcher->result())
+            pasteboard::setImage(doodle->image);
+        else
+            pasteboard::setString(cutAtCharacter(body, BubbleContent::mostText));
+        watcher->deleteLater();
+    });
+    watcher->setFuture(decodeDoodleLater(beam.body, asSent));
 }
 
 } // namespace kivolo

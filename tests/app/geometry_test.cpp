@@ -221,9 +221,7 @@ TEST_F(WindowTest, Rows)
 {
     const WindowOnShow on(QStringLiteral("feed"), idealSize);
     auto *feed = on.all<FeedView>().first();
-    const auto row = [&](int index) {
-        return QRectF(feed->visualRect(feed->model()->index(index, 0)));
-    };
+    const auto row = [&](int index) { return QRectF(feed->visualRect(index)); };
     const auto bubble = [&](int index) {
         const Beam &beam = on.window.store().feed->at(index);
         return BeamBubble(beam, beam.from_member == *on.window.store().memberId, {}, 492)

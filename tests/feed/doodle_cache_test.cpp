@@ -15,20 +15,20 @@ TEST(DoodleCacheTest, DecodesOnceAndForgetsTheOldest)
     DoodleCache cache({40, 20}, one);
     QSignalSpy decoded(&cache, &DoodleCache::decoded);
 
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Pending);
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Pending);
     ASSERT_TRUE(decoded.wait());
     EXPECT_EQ(decoded.count(), 1);
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).image.size(), QSize(40, 20));
+    EXPECT_EQ(cache.find(1, body).image.size(), QSize(40, 20));
 
-    cache.find(QStringLiteral("b"), QStringLiteral("no picture"));
+    cache.find(2, QStringLiteral("no picture"));
     ASSERT_TRUE(decoded.wait());
-    EXPECT_EQ(cache.find(QStringLiteral("b"), {}).state, DoodleLookup::NoPicture);
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Picture);
+    EXPECT_EQ(cache.find(2, {}).state, DoodleLookup::NoPicture);
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Picture);
 
-    cache.find(QStringLiteral("c"), body);
+    cache.find(3, body);
     ASSERT_TRUE(decoded.wait());
-    EXPECT_EQ(cache.find(QStringLiteral("a"), body).state, DoodleLookup::Pending);
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Pending);
 }
 
 } // namespace
