@@ -1,18 +1,17 @@
 #include "core/store_fixture.h"
 #include "doodle/drawing_ns_view.h"
 #include "platform/foundation/user_defaults.h"
+#include "staging/finders.h"
+#include "style/button.h"
 #include "views/compose_header.h"
 #include "views/compose_view.h"
 
-#include <QAbstractButton>
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QLabel>
 #include <QLineEdit>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTranslator>
-#include <algorithm>
 #include <gmock/gmock.h>
 
 using namespace kivolo;
@@ -52,29 +51,19 @@ protected:
         StoreFixture::TearDown();
     }
 
-    QAbstractButton *button(const char *name) const
+    bool offers(const char *name) const
     {
-        for (auto *candidate : view->findChildren<QAbstractButton *>()) {
-            if (candidate->isVisible() && candidate->accessibleName() == QLatin1String(name))
-                return candidate;
-        }
-        return nullptr;
+        return kivolo::shows<Button>(*view, QLatin1String(name));
+    }
+    bool says(const char *text) const
+    {
+        return kivolo::shows<Text>(*view, QString::fromUtf8(text));
     }
 
     void press(const char *name) const
     {
-        QAbstractButton *found = button(name);
-        ASSERT_TRUE(found) << name;
-        QTest::mouseClick(found, Qt::LeftButton);
+        QTest::mouseClick(&kivolo::shown<Button>(*view, QLatin1String(name)), Qt::LeftButton);
         QTest::qWait(0); // what a press shows, the layout places in the next turn
-    }
-
-    bool shows(const char *text) const
-    {
-        const auto labels = view->findChildren<QLabel *>();
-        return std::any_of(labels.begin(), labels.end(), [&](const QLabel *label) {
-            return label->isVisible() && label->text() == QString::fromUtf8(text);
-        });
     }
 
     QLineEdit &field() const { return *view->findChild<QLineEdit *>(); }
@@ -104,8 +93,7 @@ protected:
 
     void drawAStroke() const
     {
-        auto *canvas = view->findChild<DrawingNSView *>();
-        ASSERT_TRUE(canvas);
+        auto *canvas = allShown<DrawingNSView>(*view).first();
         QTest::mousePress(canvas, Qt::LeftButton, {}, {20, 20});
         QTest::mouseMove(canvas, {90, 60});
         QTest::mouseRelease(canvas, Qt::LeftButton, {}, {90, 60});
@@ -146,7 +134,7 @@ TEST_F(ComposeTest, SendsWhatIsTypedAndResetsWhetherItWasTakenOrNot)
 
     press("Capsule");
     pressReturn();
-    EXPECT_TRUE(button("24 hours")) << "sealing nothing disarmed the capsule";
+    EXPECT_TRUE(offers("24 hours")) << "sealing nothing disarmed the capsule";
     field().setText(text);
     press("Send time capsule");
     EXPECT_EQ(sent(), R"({"body":"hello","open_at":)" + day + R"(,"type":"text"})");
@@ -156,7 +144,7 @@ TEST_F(ComposeTest, SendsWhatIsTypedAndResetsWhetherItWasTakenOrNot)
     field().setText(text);
     pressReturn();
     EXPECT_EQ(sent(), R"({"body":"hello","open_at":)" + week + R"(,"type":"text"})");
-    EXPECT_TRUE(button("Buzz"));
+    EXPECT_TRUE(offers("Buzz"));
 }
 
 TEST_F(ComposeTest, SendsADrawingOnceAndClosesTheCanvas)
@@ -179,11 +167,11 @@ TEST_F(ComposeTest, SendsADrawingOnceAndClosesTheCanvas)
     press("Send doodle");
     ASSERT_TRUE(eventually([&] { return *store->sending; }));
     QTest::qWait(0);
-    EXPECT_TRUE(shows("Sending…"));
+    EXPECT_TRUE(says("Sending…"));
     server.release("/beam");
     EXPECT_THAT(sent().toStdString(), testing::HasSubstr("data:image/png;base64,iVBORw0KGgo"));
     EXPECT_FALSE(view->findChild<DrawingNSView *>());
-    EXPECT_TRUE(button("Send"));
+    EXPECT_TRUE(offers("Send"));
 }
 
 TEST_F(ComposeTest, ExplainsAFeatureUntilItIsUsed)
@@ -191,12 +179,12 @@ TEST_F(ComposeTest, ExplainsAFeatureUntilItIsUsed)
     const QString key = QStringLiteral("kivolo_guide_capsule");
     press("Capsule");
     press("Maybe later");
-    EXPECT_FALSE(button("Maybe later"));
+    EXPECT_FALSE(offers("Maybe later"));
 
     press("Capsule");
     QTest::keyClick(view->focusWidget(), Qt::Key_Escape);
     QTest::qWait(0);
-    EXPECT_FALSE(button("Maybe later"));
+    EXPECT_FALSE(offers("Maybe later"));
 
     press("Capsule");
     auto *guide = view->findChild<FeatureGuideCard *>();
@@ -204,9 +192,9 @@ TEST_F(ComposeTest, ExplainsAFeatureUntilItIsUsed)
     const QPoint onCard = guide->rect().center();
     const auto drag = [&](Qt::MouseButton with, const QPoint &from, const QPoint &to) {
         QTest::mousePress(guide, with, {}, from);
-        EXPECT_TRUE(button("Maybe later")) << "a press is no click";
+        EXPECT_TRUE(offers("Maybe later")) << "a press is no click";
         QTest::mouseRelease(guide, with, {}, to);
-        return button("Maybe later") == nullptr;
+        return !offers("Maybe later");
     };
     EXPECT_FALSE(drag(Qt::RightButton, beside, beside));
     EXPECT_FALSE(drag(Qt::LeftButton, beside, onCard));
@@ -218,10 +206,10 @@ TEST_F(ComposeTest, ExplainsAFeatureUntilItIsUsed)
     press("Capsule");
     press("Make a capsule");
     EXPECT_TRUE(defaults.boolean(key));
-    EXPECT_TRUE(button("24 hours"));
+    EXPECT_TRUE(offers("24 hours"));
     press("Cancel");
     press("Capsule");
-    EXPECT_TRUE(button("24 hours"));
+    EXPECT_TRUE(offers("24 hours"));
     EXPECT_FALSE(featureGuide(QStringLiteral("Buzz")));
 }
 
@@ -239,15 +227,15 @@ TEST_F(ComposeTest, NamesTheCircleAndCopiesItsCode)
     EXPECT_EQ(title({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}),
               "You & 3 others");
     QTest::qWait(0);
-    EXPECT_TRUE(shows("Connected · 4/3"));
+    EXPECT_TRUE(says("Connected · 4/3"));
 
     press("Copy your invite code");
     EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("AB12CD34"));
     queue.advance(1s);
     press("Copy your invite code");
-    EXPECT_TRUE(shows("Copied!"));
+    EXPECT_TRUE(says("Copied!"));
     queue.advance(500ms);
-    EXPECT_TRUE(shows("AB12CD34")) << "the first copy ends the confirmation";
+    EXPECT_TRUE(says("AB12CD34")) << "the first copy ends the confirmation";
 }
 
 TEST_F(ComposeTest, RefreshesWhenShownAndAsksNothingMoreOnceHidden)
