@@ -1,6 +1,6 @@
 # What every target of the client shares, and one function per kind of target.
 
-find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent DBus Gui Network Svg Widgets Test)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Concurrent DBus Gui Network Svg Widgets)
 find_package(QCoro6 0.8 REQUIRED COMPONENTS Core)
 find_package(simdjson REQUIRED)
 set(QT_NO_CREATE_VERSIONLESS_TARGETS TRUE)

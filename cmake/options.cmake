@@ -1,6 +1,5 @@
 # What every target of the project shares.
 
-find_package(GTest REQUIRED)
 find_package(Threads REQUIRED)
 
 add_library(kivolo_options INTERFACE)
