@@ -2,9 +2,10 @@
 #include "bench/client/reply_server.h"
 #include "bench/client/stopwatch_application.h"
 #include "core/store.h"
-#include "overlays/capsule_manager.h"
+#include "overlays/floating_cards.h"
 #include "overlays/popup_manager.h"
 #include "overlays/warm_up.h"
+#include "platform/desktop/screen.h"
 #include "platform/foundation/task.h"
 
 #include <algorithm>
@@ -218,6 +219,8 @@ private:
     StopwatchApplication &application_;
     ReplyServer server_;
     HastyQueue queue_;
+    SystemScreen screen_;
+    FloatingCards cards_{queue_, screen_};
     std::shared_ptr<Store> store_;
     int nextBeam_ = 0;
 };

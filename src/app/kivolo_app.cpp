@@ -8,6 +8,7 @@
 #include "core/device_identity.h"
 #include "overlays/beam_notifications.h"
 #include "overlays/capsule_manager.h"
+#include "overlays/floating_cards.h"
 #include "overlays/popup_manager.h"
 #include "overlays/warm_up.h"
 #include "platform/desktop/application.h"
@@ -65,6 +66,7 @@ Store::Overlays KivoloApp::makeOverlays()
 {
     using OpenAction = std::function<void(const Beam &)>;
     if (window_system::placesWindows()) {
+        cards_ = std::make_unique<FloatingCards>(queue_, screen_);
         return {
             .show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
             .addCapsule =

@@ -16,6 +16,7 @@ namespace kivolo {
 
 class BeamNotifications;
 class CursorRest;
+class FloatingCards;
 class MainWindow;
 class MenuBarExtra;
 class Notifications;
@@ -54,6 +55,7 @@ private:
     const QString deviceId_;
     SingleInstance instance_;
     std::unique_ptr<Appearance> appearance_;
+    std::unique_ptr<FloatingCards> cards_;
     // Both only where no cards can float.
     std::unique_ptr<Notifications> notifications_;
     std::unique_ptr<BeamNotifications> beamNotifications_;

@@ -7,8 +7,6 @@
 
 namespace kivolo {
 
-static constexpr qreal cornerRadius = 12;
-
 /// Lies over the content, which would paint into the corners otherwise.
 class PanelFrame::Edge final : public QWidget
 {
@@ -25,7 +23,7 @@ protected:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        const qreal radius = frame_.hasSquareCorners() ? 0 : cornerRadius;
+        const qreal radius = frame_.squareCorners_ ? 0 : frame_.cornerRadius();
         if (radius > 0) {
             QPainterPath corners;
             corners.addRect(rect());
@@ -48,9 +46,9 @@ PanelFrame::PanelFrame(std::unique_ptr<QWidget> content)
     edge_ = std::make_unique<Edge>(*this).release();
 }
 
-void PanelFrame::setSquareCorners(bool square)
+void PanelFrame::setBlending(Blending blending)
 {
-    squareCorners_ = square;
+    squareCorners_ = blending == Blending::None;
     update();
 }
 

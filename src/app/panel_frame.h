@@ -1,24 +1,22 @@
 // What the menu-bar panel's content stands in.
 #pragma once
 
-#include <QWidget>
+#include "platform/desktop/panel_content.h"
+
 #include <memory>
 
 namespace kivolo {
 
 /// Gives its content the window's background, continuous rounded corners and a hair line around
 /// them. The content has all of its size; corners and line lie over it.
-class PanelFrame final : public QWidget
+class PanelFrame final : public PanelContent
 {
     Q_OBJECT
-    // What carries the frame sets this without knowing its type.
-    Q_PROPERTY(bool squareCorners READ hasSquareCorners WRITE setSquareCorners)
 public:
     explicit PanelFrame(std::unique_ptr<QWidget> content);
 
-    /// Where nothing composes windows, what is cut off would be black.
-    void setSquareCorners(bool square);
-    bool hasSquareCorners() const { return squareCorners_; }
+    void setBlending(Blending blending) override;
+    double cornerRadius() const override { return 12; }
 
 protected:
     void paintEvent(QPaintEvent *event) override;

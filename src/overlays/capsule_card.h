@@ -2,7 +2,8 @@
 #pragma once
 
 #include "api/records.h"
-#include "style/card_surface.h"
+#include "overlays/card_surface.h"
+#include "overlays/placement.h"
 
 #include <memory>
 
@@ -11,7 +12,7 @@ namespace kivolo {
 class CapsuleCardModel;
 
 /// A picture, whose capsule it is, and a live countdown. Reads the sender's handle of the beam and
-/// nothing else: what is sealed stays hidden. Always 290 × 92 points; nothing on it can be clicked.
+/// nothing else: what is sealed stays hidden. Of one size; nothing on it can be clicked.
 class CapsuleCard final : public CardSurface
 {
     Q_OBJECT
@@ -24,7 +25,7 @@ public:
     /// days.
     static QString fmt(qint64 seconds);
 
-    QSize sizeHint() const override { return {290, 92}; }
+    QSize sizeHint() const override { return placement::capsuleSize; }
 
 protected:
     void paintContent(QPainter &painter) override;

@@ -1,11 +1,9 @@
 #include "overlays/capsule_manager.h"
 
-#include "overlays/capsule_card.h"
 #include "overlays/capsule_card_model.h"
 #include "overlays/placement.h"
 #include "platform/desktop/screen.h"
 
-#include <QCoreApplication>
 #include <algorithm>
 #include <limits>
 
@@ -17,12 +15,6 @@ namespace {
 
 constexpr MainQueue::Duration fadeIn = 250ms;
 constexpr MainQueue::Duration tickInterval = 1s;
-
-std::unique_ptr<QWidget> capsuleCard(const Beam &beam,
-                                     const std::shared_ptr<CapsuleCardModel> &model)
-{
-    return std::make_unique<CapsuleCard>(beam, model);
-}
 
 // `open_at` is another machine's word and may be any number.
 qint64 secondsLeft(const Beam &beam, qint64 now)
@@ -42,16 +34,8 @@ qint64 countdown(qint64 secondsLeft)
 
 CapsuleManager &CapsuleManager::shared()
 {
-    static SystemMainQueue queue;
-    static SystemScreen screen;
-    static CapsuleManager manager({queue, screen, capsuleCard});
-    // Widgets must not outlive the application object, and this manager does.
-    static const bool closedInTime = [] {
-        qAddPostRoutine([] { shared().closeAll(); });
-        return true;
-    }();
-    Q_UNUSED(closedInTime)
-    return manager;
+    Q_ASSERT(shared_);
+    return *shared_;
 }
 
 CapsuleManager::CapsuleManager(Surroundings surroundings)
@@ -63,13 +47,6 @@ CapsuleManager::CapsuleManager(Surroundings surroundings)
 
 CapsuleManager::~CapsuleManager() = default;
 
-void CapsuleManager::closeAll()
-{
-    items_.clear();
-    timer_.reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
 void CapsuleManager::add(const Beam &beam, OpenAction onOpen)
 {
     assertOnMainThread();
@@ -78,11 +55,10 @@ void CapsuleManager::add(const Beam &beam, OpenAction onOpen)
     if (shown)
         return;
 
-    const Rect size = placement::capsule({}, 0);
     auto model =
         std::make_shared<CapsuleCardModel>(countdown(secondsLeft(beam, surroundings_.queue.now())));
     auto panel = std::make_shared<Panel>(
-        Panel::Options{size.width, size.height, true},
+        Panel::Options{placement::capsuleSize, true},
         [this, beam, model](Panel &) { return surroundings_.makeCard(beam, model); },
         surroundings_.queue);
     items_.push_back({panel, std::move(model), beam, std::move(onOpen)});

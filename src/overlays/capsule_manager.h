@@ -13,6 +13,7 @@
 namespace kivolo {
 
 class CapsuleCardModel;
+class FloatingCards;
 class Screen;
 
 /// Shows each sealed capsule as a countdown card, one of a stack in the main screen's bottom-right
@@ -23,7 +24,7 @@ class CapsuleManager final : public QObject
     Q_OBJECT
 public:
     using OpenAction = std::function<void(const Beam &)>;
-    using CardFactory = std::function<std::unique_ptr<QWidget>(
+    using CardFactory = std::function<std::unique_ptr<PanelContent>(
         const Beam &beam, const std::shared_ptr<CapsuleCardModel> &model)>;
     /// What the manager works with; `queue` and `screen` must outlive it.
     struct Surroundings
@@ -41,7 +42,7 @@ public:
         OpenAction onOpen;
     };
 
-    /// The program's own, made at first use. Its panels go with the application object.
+    /// The program's own, which its FloatingCards have built.
     static CapsuleManager &shared();
 
     explicit CapsuleManager(Surroundings surroundings);
@@ -58,10 +59,12 @@ public:
     bool isTicking() const { return timer_ != nullptr; }
 
 private:
+    friend class FloatingCards;
+    static inline CapsuleManager *shared_ = nullptr;
+
     void reflow();
     void ensureTimer();
     void tick();
-    void closeAll();
 
     Surroundings surroundings_;
     PanelPresenter presenter_;

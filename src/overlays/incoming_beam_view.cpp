@@ -1,5 +1,6 @@
 #include "overlays/incoming_beam_view.h"
 
+#include "overlays/placement.h"
 #include "style/avatar.h"
 #include "style/brand.h"
 #include "style/shapes.h"
@@ -89,7 +90,7 @@ private:
 const IncomingBeamView::Metrics &IncomingBeamView::metrics(bool shake)
 {
     static const Metrics popup{
-        .card = {300, 150},
+        .card = placement::popupSize,
         .padding = 14,
         .spacing = 8,
         .outline = {.radius = 16, .lineWidth = 1, .gradient = false},
@@ -101,7 +102,7 @@ const IncomingBeamView::Metrics &IncomingBeamView::metrics(bool shake)
         .textWeight = QFont::Normal,
     };
     static const Metrics buzz{
-        .card = {420, 200},
+        .card = placement::buzzSize,
         .padding = 22,
         .spacing = 12,
         .outline = {.radius = 22, .lineWidth = 2.5, .gradient = true},

@@ -3,7 +3,7 @@
 
 #include "api/records.h"
 #include "doodle/doodle_url.h"
-#include "style/card_surface.h"
+#include "overlays/card_surface.h"
 #include "style/text_block.h"
 
 #include <QFutureWatcher>
@@ -15,8 +15,8 @@ namespace kivolo {
 class SymbolButton;
 
 /// Who sent the beam, a close button, and the beam itself: its text, or its doodle. Fills the panel
-/// it is put into: 300 × 150 points for a popup, 420 × 200 for a buzz. A text that has more lines
-/// than the card has room for fades out at the lower edge.
+/// it is put into. A text that has more lines than the card has room for fades out at the lower
+/// edge.
 ///
 /// A doodle is decoded on the thread pool, because one of the largest size takes longer than a
 /// frame; until then the place of the content is empty, and never shows the raw data URL of a

@@ -6,14 +6,16 @@ namespace {
 constexpr double margin = 16; // to the edges of the visible frame
 constexpr double popupGap = 12;
 constexpr double capsuleGap = 10;
-constexpr Rect popupSize{0, 0, 300, 150};
-constexpr Rect buzzSize{0, 0, 420, 200};
-constexpr Rect capsuleSize{0, 0, 290, 92};
+
+Rect sized(const QSize &size)
+{
+    return {0, 0, double(size.width()), double(size.height())};
+}
 } // namespace
 
 Rect popup(const Rect &visibleFrame, std::size_t slot)
 {
-    Rect card = popupSize;
+    Rect card = sized(popupSize);
     card.x = visibleFrame.maxX() - card.width - margin;
     card.y = visibleFrame.maxY() - card.height - margin - (card.height + popupGap) * double(slot);
     return card;
@@ -21,7 +23,7 @@ Rect popup(const Rect &visibleFrame, std::size_t slot)
 
 Rect buzz(const Rect &visibleFrame)
 {
-    Rect card = buzzSize;
+    Rect card = sized(buzzSize);
     card.x = visibleFrame.midX() - card.width / 2;
     card.y = visibleFrame.midY() - card.height / 2;
     return card;
@@ -29,7 +31,7 @@ Rect buzz(const Rect &visibleFrame)
 
 Rect capsule(const Rect &visibleFrame, std::size_t slot)
 {
-    Rect card = capsuleSize;
+    Rect card = sized(capsuleSize);
     card.x = visibleFrame.maxX() - card.width - margin;
     card.y = visibleFrame.minY() + margin + (card.height + capsuleGap) * double(slot);
     return card;

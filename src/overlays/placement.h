@@ -1,13 +1,19 @@
-// Where the floating cards stand.
+// How large the floating cards are and where they stand.
 #pragma once
 
 #include "platform/desktop/geometry.h"
 
+#include <QSize>
 #include <array>
 #include <chrono>
 #include <cstddef>
 
 namespace kivolo::placement {
+
+/// How large they are, in points.
+inline constexpr QSize popupSize(300, 150);
+inline constexpr QSize buzzSize(420, 200);
+inline constexpr QSize capsuleSize(290, 92);
 
 /// All of these take the main screen's visible frame and count slots from 0.
 

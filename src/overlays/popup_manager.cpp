@@ -1,11 +1,8 @@
 #include "overlays/popup_manager.h"
 
-#include "overlays/incoming_beam_view.h"
 #include "overlays/placement.h"
-#include "platform/desktop/application.h"
 #include "platform/desktop/screen.h"
 
-#include <QCoreApplication>
 #include <QPointer>
 
 namespace kivolo {
@@ -20,27 +17,12 @@ constexpr MainQueue::Duration popupFadeOut = 200ms;
 constexpr MainQueue::Duration buzzFadeIn = 150ms;
 constexpr MainQueue::Duration buzzLife = 12s;
 
-std::unique_ptr<QWidget> incomingBeamCard(const Beam &beam, bool shake,
-                                          PopupManager::Action onClose)
-{
-    return std::make_unique<IncomingBeamView>(beam, shake, std::move(onClose));
-}
-
 } // namespace
 
 PopupManager &PopupManager::shared()
 {
-    static SystemMainQueue queue;
-    static SystemScreen screen;
-    static PopupManager manager(
-        {queue, screen, incomingBeamCard, [] { application::activate(queue); }});
-    // Widgets must not outlive the application object, and this manager does.
-    static const bool closedInTime = [] {
-        qAddPostRoutine([] { shared().closeAll(); });
-        return true;
-    }();
-    Q_UNUSED(closedInTime)
-    return manager;
+    Q_ASSERT(shared_);
+    return *shared_;
 }
 
 PopupManager::PopupManager(Surroundings surroundings)
@@ -51,15 +33,6 @@ PopupManager::PopupManager(Surroundings surroundings)
 }
 
 PopupManager::~PopupManager() = default;
-
-void PopupManager::closeAll()
-{
-    untilClosed_ = std::make_unique<QObject>();
-    held_.clear();
-    panels_.clear();
-    buzzes_.clear();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
 
 void PopupManager::show(const Beam &beam, bool shake)
 {
@@ -87,13 +60,11 @@ std::shared_ptr<Panel> PopupManager::makePanel(const Beam &beam, bool shake,
 
 void PopupManager::showPopup(const Beam &beam)
 {
-    const Rect size = placement::popup({}, 0);
-    const auto panel =
-        makePanel(beam, false, {size.width, size.height, true}, &PopupManager::dismiss);
+    const auto panel = makePanel(beam, false, {placement::popupSize, true}, &PopupManager::dismiss);
     reflow(panel);
     panels_.push_back(panel);
     presenter_.present(panel, popupFadeIn);
-    surroundings_.queue.after(popupLife, untilClosed_.get(), [this, weak = std::weak_ptr(panel)] {
+    surroundings_.queue.after(popupLife, this, [this, weak = std::weak_ptr(panel)] {
         if (const auto open = weak.lock())
             dismiss(open);
     });
@@ -137,14 +108,13 @@ void PopupManager::showBuzz(const Beam &beam)
     if (!visibleFrame)
         return;
     buzzPlace_ = placement::buzz(*visibleFrame);
-    const auto panel =
-        makePanel(beam, true, {buzzPlace_.width, buzzPlace_.height, false}, &PopupManager::endBuzz);
+    const auto panel = makePanel(beam, true, {placement::buzzSize, false}, &PopupManager::endBuzz);
     panel->setFrame(buzzPlace_);
     buzzes_.push_back(panel);
     presenter_.present(panel, buzzFadeIn);
     surroundings_.activateApplication();
     hardShake(panel);
-    surroundings_.queue.after(buzzLife, untilClosed_.get(), [this, weak = std::weak_ptr(panel)] {
+    surroundings_.queue.after(buzzLife, this, [this, weak = std::weak_ptr(panel)] {
         if (const auto open = weak.lock())
             endBuzz(open);
     });
@@ -174,7 +144,7 @@ void PopupManager::afterHolding(const std::shared_ptr<Panel> &panel, MainQueue::
                                 std::function<void(const std::shared_ptr<Panel> &)> action)
 {
     const auto place = held_.insert(held_.end(), panel);
-    surroundings_.queue.after(delay, untilClosed_.get(), [this, place, action = std::move(action)] {
+    surroundings_.queue.after(delay, this, [this, place, action = std::move(action)] {
         const auto held = std::move(*place);
         held_.erase(place);
         action(held);

@@ -13,6 +13,7 @@
 
 namespace kivolo {
 
+class FloatingCards;
 class Screen;
 
 /// Shows an ordinary beam as a popup, one of a column in the screen's top-right corner that fades
@@ -24,7 +25,7 @@ class PopupManager final : public QObject
 public:
     using Action = std::function<void()>;
     using CardFactory =
-        std::function<std::unique_ptr<QWidget>(const Beam &beam, bool shake, Action onClose)>;
+        std::function<std::unique_ptr<PanelContent>(const Beam &beam, bool shake, Action onClose)>;
     /// What the manager works with; `queue` and `screen` must outlive it.
     struct Surroundings
     {
@@ -34,7 +35,7 @@ public:
         Action activateApplication;
     };
 
-    /// The program's own, made at first use. Its panels go with the application object.
+    /// The program's own, which its FloatingCards have built.
     static PopupManager &shared();
 
     explicit PopupManager(Surroundings surroundings);
@@ -45,16 +46,15 @@ public:
     /// buzz is not shown at all.
     void show(const Beam &beam, bool shake);
 
-    /// Takes all panels off the screen and destroys them, those on their way out included. The
-    /// last thing before the application object goes: no panel may outlive that.
-    void closeAll();
-
     /// The popups on screen, oldest first. The list is what keeps them alive.
     const std::vector<std::shared_ptr<Panel>> &panels() const { return panels_; }
     /// The buzzes on screen; they take no part in the column.
     const std::vector<std::shared_ptr<Panel>> &buzzes() const { return buzzes_; }
 
 private:
+    friend class FloatingCards;
+    static inline PopupManager *shared_ = nullptr;
+
     using CloseAction = void (PopupManager::*)(const std::shared_ptr<Panel> &panel);
 
     std::shared_ptr<Panel> makePanel(const Beam &beam, bool shake, const Panel::Options &options,
@@ -75,7 +75,6 @@ private:
     std::vector<std::shared_ptr<Panel>> buzzes_;
     Rect buzzPlace_;                         // where they come to rest
     std::list<std::shared_ptr<Panel>> held_; // one per action of afterHolding() still to come
-    std::unique_ptr<QObject> untilClosed_ = std::make_unique<QObject>();
 };
 
 } // namespace kivolo

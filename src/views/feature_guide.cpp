@@ -1,7 +1,7 @@
 #include "views/feature_guide.h"
 
-#include "platform/desktop/panel_shadow.h"
 #include "style/button.h"
+#include "style/shadow.h"
 #include "style/stack.h"
 #include "style/stack_layout.h"
 #include "style/text_style.h"

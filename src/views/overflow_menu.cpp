@@ -1,10 +1,10 @@
 #include "views/overflow_menu.h"
 
-#include "platform/desktop/panel_shadow.h"
 #include "platform/desktop/panel_system.h"
 #include "style/button.h"
 #include "style/fill.h"
 #include "style/palette.h"
+#include "style/shadow.h"
 #include "style/shapes.h"
 #include "style/text_style.h"
 #include "style/theme.h"

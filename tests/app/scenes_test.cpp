@@ -142,7 +142,7 @@ TEST(PanelFrameTest, HasRoundCornersOnlyWhereWindowsAreBlended)
         return qAlpha(image.pixel(px, py));
     };
     for (const bool square : {true, false}) {
-        frame.setProperty("squareCorners", square);
+        frame.setBlending(square ? PanelContent::Blending::None : PanelContent::Blending::Plain);
         for (const QPoint corner : {QPoint(0, 0), QPoint(319, 0), QPoint(0, 479), QPoint(319, 479)})
             EXPECT_EQ(alphaAt(corner.x(), corner.y()), square ? 255 : 0);
         EXPECT_EQ(alphaAt(160, 0), 255);

@@ -2,6 +2,7 @@
 
 #include "platform/desktop/screen.h"
 #include "staging/manual_main_queue.h"
+#include "support/blank_content.h"
 #include "support/eventually.h"
 #include "support/x_server.h"
 
@@ -113,7 +114,7 @@ protected:
     MenuBarExtra extra{u"title"_s, plain(Qt::red),
                        [this] {
                            ++made;
-                           auto content = std::make_unique<QWidget>();
+                           auto content = std::make_unique<BlankContent>();
                            field = std::make_unique<QLineEdit>(content.get()).release();
                            return content;
                        },

@@ -4,6 +4,7 @@
 #include "platform/desktop/panel_presenter.h"
 #include "platform/desktop/screen.h"
 #include "staging/manual_main_queue.h"
+#include "style/shadow.h"
 #include "support/x_server.h"
 
 #include <QApplication>
@@ -28,16 +29,19 @@ using testing::ElementsAre;
 using testing::Not;
 
 // Stands for a card: red to its corners, and a spot in its top-right corner that takes the mouse.
-class Card final : public QWidget
+class Card final : public PanelContent
 {
     Q_OBJECT
-    Q_PROPERTY(double cornerRadius MEMBER cornerRadius)
-    Q_PROPERTY(bool squareCorners MEMBER squareCorners)
-    Q_PROPERTY(bool opaque MEMBER opaque)
 public:
-    double cornerRadius = 16;
-    bool squareCorners = false;
-    bool opaque = false;
+    void setBlending(Blending now) override { blending = now; }
+    double cornerRadius() const override { return 16; }
+    QMargins shadowMargins() const override { return kivolo::shadowMargins; }
+    void paintShadow(QPainter &painter, const QRectF &place) const override
+    {
+        kivolo::paintShadow(painter, place, 16);
+    }
+
+    Blending blending = Blending::Blurred;
     int paints = 0;
     int clicks = 0;
 
@@ -60,7 +64,7 @@ struct Shown
 {
     explicit Shown(MainQueue &queue, bool movable = true)
         : panel(std::make_shared<Panel>(
-              Panel::Options{300, 150, movable}, [](Panel &) { return std::make_unique<Card>(); },
+              Panel::Options{{300, 150}, movable}, [](Panel &) { return std::make_unique<Card>(); },
               queue))
     {}
     Card &card() const { return *static_cast<Card *>(panel->content()); }
@@ -352,7 +356,7 @@ TEST_F(FloatingPanel, AsksForBlurWhereThereIsOneAndIsOpaqueElsewhere)
 {
     const Shown shown(queue);
     shown.show(place);
-    EXPECT_TRUE(shown.card().opaque);
+    EXPECT_EQ(shown.card().blending, PanelContent::Blending::Plain);
     const auto withdrawn = qScopeGuard([this] { x.announceBlur(false); });
     const auto region = [&] {
         const auto numbers = x.values(idOf(shown.window()), "_KDE_NET_WM_BLUR_BEHIND_REGION");
@@ -363,12 +367,16 @@ TEST_F(FloatingPanel, AsksForBlurWhereThereIsOneAndIsOpaqueElsewhere)
         return result;
     };
     x.announceBlur(true);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !shown.card().opaque && !region().isEmpty(); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return shown.card().blending == PanelContent::Blending::Blurred && !region().isEmpty();
+    }));
     const QRect card = device(QRect(32, 24, 300, 150));
     EXPECT_EQ(region().boundingRect(), card);
     EXPECT_FALSE(region().contains(card.topLeft())) << "blurred beyond its corner";
     x.announceBlur(false);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return shown.card().opaque && region().isEmpty(); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return shown.card().blending == PanelContent::Blending::Plain && region().isEmpty();
+    }));
 }
 
 TEST_F(FloatingPanel, DarkensNoNeighbourWithItsShadow)
@@ -508,7 +516,7 @@ TEST_F(PanelWithoutCompositor, IsOpaqueAndSquareUntilOneAppears)
     const QRect bare = device(QRect(80, height - 270, 300, 150));
     const auto looks = [&](bool blended) {
         return QTest::qWaitFor([&] {
-            return shown.card().squareCorners == !blended &&
+            return (shown.card().blending == PanelContent::Blending::None) == !blended &&
                    x.geometry(shown.window()) == (blended ? withShadow(place) : bare);
         });
     };

@@ -3,6 +3,7 @@
 #include "overlays/capsule_card_model.h"
 #include "platform/desktop/screen.h"
 #include "staging/manual_main_queue.h"
+#include "support/blank_content.h"
 
 #include <gmock/gmock.h>
 #include <limits>
@@ -55,8 +56,9 @@ protected:
     std::vector<std::string> opened;
     std::vector<std::size_t> stillShown;
     std::function<void()> onOpen;
-    CapsuleManager manager{
-        {queue, screen, [](const Beam &, const auto &) { return std::make_unique<QWidget>(); }}};
+    CapsuleManager manager{{queue, screen, [](const Beam &, const auto &) {
+                                return std::make_unique<BlankContent>();
+                            }}};
 };
 
 TEST_F(Capsules, StackUpwardsAndCloseUp)

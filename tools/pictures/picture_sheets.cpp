@@ -10,7 +10,7 @@
 #include "overlays/placement.h"
 #include "pictures/doodles.h"
 #include "pictures/staged_window.h"
-#include "platform/desktop/panel_shadow.h"
+#include "style/shadow.h"
 #include "style/shapes.h"
 #include "style/theme.h"
 

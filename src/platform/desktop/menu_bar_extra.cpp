@@ -93,14 +93,15 @@ void MenuBarExtra::makePanel()
                                                     Qt::WindowStaysOnTopHint);
     panel_->setAttribute(Qt::WA_TranslucentBackground);
     panel_->setWindowTitle(title_);
-    QWidget *content = makeContent_().release(); // owned by its parent
+    PanelContent *content = makeContent_().release(); // owned by its parent
     content->setParent(panel_.get());
     auto layout = std::make_unique<QVBoxLayout>(panel_.get());
     layout->setContentsMargins(0, 0, 0, 0);
     layout.release()->addWidget(content);
     panel_->installEventFilter(this);
     const auto adapt = [this, content] {
-        content->setProperty("squareCorners", !compositor_->isThere());
+        content->setBlending(compositor_->isThere() ? PanelContent::Blending::Plain
+                                                    : PanelContent::Blending::None);
     };
     compositor_ = panel_system::observeCompositor(adapt);
     adapt();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/desktop/geometry.h"
+#include "platform/desktop/panel_content.h"
 #include "platform/desktop/tray_presence.h"
 #include "platform/foundation/main_queue.h"
 
@@ -31,9 +32,8 @@ class MenuBarExtra final : public QObject
 {
     Q_OBJECT
 public:
-    /// Makes what fills the panel. Its property `squareCorners` (bool), if it has one, is true
-    /// while the desktop cannot blend windows, so that the content must be opaque to its corners.
-    using ContentFactory = std::function<std::unique_ptr<QWidget>()>;
+    /// Makes what fills the panel, which blurs nothing and throws no shadow.
+    using ContentFactory = std::function<std::unique_ptr<PanelContent>()>;
 
     /// `icon` has to be visible on light and dark: nothing tells what colour a desktop's tray has.
     /// `makeContent` is called when the panel is first opened. `screen` and `queue` must outlive

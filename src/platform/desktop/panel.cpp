@@ -14,7 +14,7 @@ Panel::Panel(const Options &options, ContentFactory makeContent, MainQueue &queu
     : options_(options)
     , makeContent_(std::move(makeContent))
     , queue_(queue)
-    , frame_{0, 0, options.width, options.height}
+    , frame_{0, 0, double(options.size.width()), double(options.size.height())}
 {}
 
 Panel::~Panel()
@@ -88,7 +88,7 @@ bool Panel::isVisible() const
     return window_ && window_->isVisible();
 }
 
-QWidget *Panel::content() const
+PanelContent *Panel::content() const
 {
     return window_ ? window_->content() : nullptr;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/desktop/geometry.h"
+#include "platform/desktop/panel_content.h"
 #include "platform/foundation/main_queue.h"
 
 #include <QWidget>
@@ -15,25 +16,16 @@ class PanelWindow;
 /// A borderless window that floats above all others on every virtual desktop, beside full-screen
 /// windows too, is in no task bar or window cycle, and never takes the focus. Main thread only.
 ///
-/// Its content is one widget that fills it. The panel talks to that widget through three
-/// properties, so that neither needs to know the other's type:
-/// - `cornerRadius` (double, points), read: the shape of the shadow behind the content;
-/// - `opaque` (bool), written before the first paint and whenever it changes: true while the
-///   desktop does not blur what lies beneath the content, which would be read through it;
-/// - `squareCorners` (bool), written before the first paint and whenever it changes: true while
-///   the desktop cannot blend windows, so that the content must be opaque to its corners.
-///
-/// The window and its content are made when the panel is first ordered in: constructing a panel
-/// costs next to nothing.
+/// One widget fills it. The window and its content are made when the panel is first ordered in:
+/// constructing a panel costs next to nothing.
 class Panel final : public std::enable_shared_from_this<Panel>
 {
 public:
-    using ContentFactory = std::function<std::unique_ptr<QWidget>(Panel &panel)>;
+    using ContentFactory = std::function<std::unique_ptr<PanelContent>(Panel &panel)>;
 
     struct Options
     {
-        double width = 0;  ///< Points.
-        double height = 0; ///< Points.
+        QSize size; ///< Points.
         /// Dragging the content, wherever it does not take the mouse itself, moves the panel.
         bool movableByBackground = false;
     };
@@ -67,7 +59,7 @@ public:
     bool isVisible() const;
 
     /// The widget shown; null before the panel is first ordered in.
-    QWidget *content() const;
+    PanelContent *content() const;
     /// The window that carries it, for tests that look at the window system; null likewise.
     QWidget *window() const;
 

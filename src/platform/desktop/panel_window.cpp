@@ -1,7 +1,6 @@
 #include "platform/desktop/panel_window.h"
 
 #include "platform/desktop/coordinates.h"
-#include "platform/desktop/panel_shadow.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -56,7 +55,8 @@ std::vector<PanelWindow *> &shownPanels()
 
 } // namespace
 
-PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool movableByBackground)
+PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<PanelContent> content,
+                         bool movableByBackground)
     : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
                            Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
     , owner_(&owner)
@@ -146,9 +146,10 @@ void PanelWindow::adaptToCompositor()
 {
     blended_ = compositor_->isThere() && (!windowHandle() || windowHandle()->format().hasAlpha());
     const bool blurred = blended_ && blur_->isThere();
-    content_->setProperty("squareCorners", !blended_);
-    content_->setProperty("opaque", !blurred);
-    margins_ = blended_ ? shadowMargins : QMargins();
+    content_->setBlending(!blended_ ? PanelContent::Blending::None
+                          : blurred ? PanelContent::Blending::Blurred
+                                    : PanelContent::Blending::Plain);
+    margins_ = blended_ ? content_->shadowMargins() : QMargins();
     layOut();
     // Only now, so that the window is made where it belongs: each move costs several questions of
     // Qt's and the compositor's to the window system.
@@ -159,8 +160,7 @@ void PanelWindow::adaptToCompositor()
         return;
     }
     panel_system::setCard(*windowHandle(), content_->size(), margins_);
-    panel_system::setBlur(*windowHandle(), content_->geometry(),
-                          content_->property("cornerRadius").toDouble(), blurred);
+    panel_system::setBlur(*windowHandle(), content_->geometry(), content_->cornerRadius(), blurred);
     thinOut();
 }
 
@@ -169,7 +169,7 @@ void PanelWindow::paintEvent(QPaintEvent *)
     if (!blended_)
         return;
     QPainter painter(this);
-    paintShadow(painter, content_->geometry(), content_->property("cornerRadius").toDouble());
+    content_->paintShadow(painter, content_->geometry());
     eraseNeighbours(painter);
 }
 
@@ -183,7 +183,7 @@ void PanelWindow::eraseNeighbours(QPainter &painter) const
     const QPoint corner = card().marginsAdded(margins_).topLeft();
     for (const PanelWindow *other : shownPanels()) {
         const QRect neighbour = other->card().translated(-corner);
-        const double radius = other->content_->property("cornerRadius").toDouble();
+        const double radius = other->content_->cornerRadius();
         if (other != this && neighbour.intersects(rect()))
             painter.drawRoundedRect(neighbour, radius, radius);
     }

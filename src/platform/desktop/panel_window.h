@@ -17,7 +17,7 @@ class PanelWindow final : public QWidget
     Q_OBJECT
 public:
     /// `owner` observes drags; it outlives the window's visible life.
-    PanelWindow(Panel &owner, std::unique_ptr<QWidget> content, bool movableByBackground);
+    PanelWindow(Panel &owner, std::unique_ptr<PanelContent> content, bool movableByBackground);
     ~PanelWindow() override;
 
     void place(const Rect &frame);
@@ -27,7 +27,7 @@ public:
     /// No event reaches the owner from here on.
     void abandon();
 
-    QWidget *content() const { return content_; }
+    PanelContent *content() const { return content_; }
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -46,7 +46,7 @@ private:
     void repaintShadowsAt(const QRect &place);
 
     Panel *owner_;
-    QWidget *content_;
+    PanelContent *content_;
     PanelVeil *veil_;
     bool movable_;
     double alpha_ = 1;

@@ -1,6 +1,7 @@
-#include "style/card_surface.h"
+#include "overlays/card_surface.h"
 
 #include "style/brand.h"
+#include "style/shadow.h"
 #include "style/shapes.h"
 #include "style/theme.h"
 
@@ -11,32 +12,36 @@ namespace kivolo {
 static constexpr float translucency = 0.95F; // lets a little of what is behind it through
 
 CardSurface::CardSurface(const Outline &outline, QWidget *parent)
-    : QWidget(parent)
+    : PanelContent(parent)
     , outline_(outline)
 {
     setAttribute(Qt::WA_TranslucentBackground);
 }
 
-void CardSurface::setSquareCorners(bool square)
+void CardSurface::setBlending(Blending blending)
 {
-    squareCorners_ = square;
-    setAttribute(Qt::WA_OpaquePaintEvent, square);
+    blending_ = blending;
+    setAttribute(Qt::WA_OpaquePaintEvent, blending == Blending::None);
     update();
 }
 
-void CardSurface::setOpaque(bool opaque)
+QMargins CardSurface::shadowMargins() const
 {
-    opaque_ = opaque;
-    update();
+    return kivolo::shadowMargins;
+}
+
+void CardSurface::paintShadow(QPainter &painter, const QRectF &place) const
+{
+    kivolo::paintShadow(painter, place, cornerRadius());
 }
 
 void CardSurface::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     const QRectF card(rect());
-    const qreal radius = squareCorners_ ? 0 : outline_.radius;
+    const qreal radius = blending_ == Blending::None ? 0 : outline_.radius;
     QColor material = Theme::shared().colors().material;
-    if (!squareCorners_ && !opaque_)
+    if (blending_ == Blending::Blurred)
         material.setAlphaF(translucency);
 
     painter.setRenderHint(QPainter::Antialiasing);

@@ -1,4 +1,4 @@
-#include "platform/desktop/panel_shadow.h"
+#include "style/shadow.h"
 
 #include <QImage>
 #include <QPainter>
