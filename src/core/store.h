@@ -94,8 +94,7 @@ public:
     /// Asks for the members every 3 seconds until there are two, or until `stop` is requested.
     QCoro::Task<> refreshUntilJoined(std::stop_token stop);
 
-    /// Starts polling afresh, in place of a polling that runs. What was asked for before is dropped
-    /// when it comes.
+    /// Starts polling afresh, in place of a polling that runs, whose last answer is dropped.
     void startPolling();
     /// One polling cycle; `tick` counts those completed since the start.
     QCoro::Task<> poll(qint64 tick);
@@ -117,7 +116,6 @@ private:
     static QCoro::Task<> pollUntilStopped(std::weak_ptr<Store> weakStore, MainQueue *queue,
                                           std::stop_token stop);
     static QCoro::Task<> openCapsule(std::shared_ptr<Store> store, Beam sealed);
-    void beginPolling();
     void surfaceCapsule(const Beam &beam);
     void receive(const BeamsResponse &reply);
 

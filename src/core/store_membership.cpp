@@ -67,7 +67,7 @@ QCoro::Task<> Store::join()
     maxSeats = joined.reply->max_seats;
     screen = Screen::joined;
     co_await refreshStatus();
-    beginPolling();
+    startPolling();
 }
 
 } // namespace kivolo

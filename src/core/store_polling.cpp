@@ -19,12 +19,6 @@ constexpr qint64 cyclesPerStatus = 6;
 
 void Store::startPolling()
 {
-    ++stay_;
-    beginPolling();
-}
-
-void Store::beginPolling()
-{
     if (pollTask_)
         pollTask_->request_stop();
     lastBeamTime_ = 0;

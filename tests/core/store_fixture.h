@@ -6,11 +6,9 @@
 #include "staging/manual_main_queue.h"
 #include "staging/scripted_server.h"
 #include "support/eventually.h"
+#include "support/make.h"
 
 #include <QCoreApplication>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -18,13 +16,6 @@ namespace kivolo {
 class StoreFixture : public testing::Test
 {
 protected:
-    struct Shown
-    {
-        QString id;
-        bool shake;
-        bool operator==(const Shown &) const = default;
-    };
-
     void SetUp() override
     {
         server.serveThisProcess();
@@ -49,7 +40,7 @@ protected:
     {
         store = Store::create(queue, QStringLiteral("device"),
                               {[this](const Beam &beam, bool shake) {
-                                   shown.append({beam.id, shake});
+                                   shown += beam.id + QLatin1String(shake ? "! " : " ");
                                },
                                [this](const Beam &beam, std::function<void(const Beam &)> onOpen) {
                                    capsules.append({beam, std::move(onOpen)});
@@ -58,7 +49,7 @@ protected:
     }
 
     /// Starts as a member "me" of the circle "c1"; its polls answer with `firstPoll`.
-    void startJoined(const QByteArray &firstPoll = beamsReply({}, 1000))
+    void startJoined(const QByteArray &firstPoll = pollReply({}, 1000))
     {
         server.answer("/me", joinedStatus());
         server.answer("/beams", firstPoll);
@@ -87,31 +78,26 @@ protected:
                R"({"id":"m2","handle":"Mia","emoji":"💜"}]})";
     }
 
-    static QByteArray beam(const QByteArray &id, const QByteArray &more = {})
+    /// Turns the event loop until `operation` has ended.
+    static void run(QCoro::Task<> operation)
     {
-        return R"({"id":")" + id +
-               R"(","from_member":"m2","type":"text","body":"hi","created_at":1000,)"
-               R"("from_handle":"Mia","from_emoji":"💜")" +
-               more + "}";
+        bool done = false;
+        operation.then([&] { done = true; });
+        EXPECT_TRUE(eventually([&] { return done; }));
     }
 
-    static QByteArray beamsReply(const QByteArrayList &beams, qint64 serverTime)
-    {
-        return R"({"beams":[)" + beams.join(',') + R"(],"server_time":)" +
-               QByteArray::number(serverTime) + "}";
-    }
-
-    QStringList feedIds() const
+    /// The ids of the feed, one after the other.
+    QString feedIds() const
     {
         QStringList ids;
         for (const Beam &beam : store->feed.get())
             ids.append(beam.id);
-        return ids;
+        return ids.join(u' ');
     }
 
     ScriptedServer server;
     ManualMainQueue queue;
-    QList<Shown> shown;
+    QString shown; // the ids, those that shake with an exclamation mark, each with a space
     QList<std::pair<Beam, std::function<void(const Beam &)>>> capsules;
     std::shared_ptr<Store> store;
     QList<std::weak_ptr<Store>> stores;

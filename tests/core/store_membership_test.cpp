@@ -1,6 +1,7 @@
 #include "core/store_fixture.h"
 
 using namespace kivolo;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -17,21 +18,10 @@ protected:
     {
         StoreFixture::SetUp();
         server.answer("/me", "", 500);
-        server.answer("/beams", beamsReply({}, 1000));
+        server.answer("/beams", pollReply({}, 1000));
         start();
         ASSERT_TRUE(eventually([&] { return store->screen == Store::Screen::onboarding; }));
-    }
-
-    void run(QCoro::Task<> operation)
-    {
-        bool done = false;
-        operation.then([&] { done = true; });
-        EXPECT_TRUE(eventually([&] { return done; }));
-    }
-
-    QJsonObject lastBody(const QByteArray &path)
-    {
-        return QJsonDocument::fromJson(server.requestsTo(path).last().body).object();
+        store->handle = u"Ana"_s;
     }
 };
 
@@ -39,47 +29,40 @@ protected:
 
 TEST_F(MembershipTest, WhatIsMissingIsSaidWithoutARequest)
 {
-    const struct
-    {
-        const char16_t *handle;
-        const char16_t *code;
-        QString onJoin;
-        QString onCreate;
-    } cases[] = {
-        {u"", u"", QStringLiteral("Enter your name and a code."),
-         QStringLiteral("Enter your name first.")},
-        {u" \t\u00a0\u2003\u3000", u"AB12", QStringLiteral("Enter your name and a code."),
-         QStringLiteral("Enter your name first.")},
-    };
-    for (const auto &c : cases) {
-        store->handle = QString::fromUtf16(c.handle);
-        store->code = QString::fromUtf16(c.code);
+    const QString both = u"Enter your name and a code."_s;
+    for (const QString &blank : {QString(), u" \t\u00a0\u2003\u3000"_s}) {
+        store->handle = blank;
+        store->code = u"AB12"_s;
         run(store->join());
-        EXPECT_EQ(**store->errorText, c.onJoin);
+        EXPECT_EQ(**store->errorText, both);
         run(store->createCircle());
-        EXPECT_EQ(**store->errorText, c.onCreate);
+        EXPECT_EQ(**store->errorText, u"Enter your name first."_s);
     }
-    store->handle = QStringLiteral("Ana");
-    store->code = QStringLiteral(" \t");
+    store->handle = u"Ana"_s;
+    store->code = u" \t"_s;
     run(store->join());
-    EXPECT_EQ(**store->errorText, QStringLiteral("Enter your name and a code."));
-    EXPECT_TRUE(server.requestsTo("/join").isEmpty() &&
-                server.requestsTo("/circle/create").isEmpty());
+    EXPECT_EQ(**store->errorText, both);
+    EXPECT_TRUE(server.requestsTo("/join").isEmpty());
+    EXPECT_TRUE(server.requestsTo("/circle/create").isEmpty());
 }
 
 TEST_F(MembershipTest, JoiningSendsTrimmedTextAndTakesTheReply)
 {
+    server.answer("/join", "", 500);
     server.answer("/join", joinReply());
-    store->handle = QStringLiteral("  Ana\t");
-    store->code = QStringLiteral(" abß2\u00a0");
+    store->handle = u"\nAna "_s;
+    store->code = u"AB\n"_s;
     run(store->join());
-    EXPECT_EQ(lastBody("/join"),
-              (QJsonObject{{QStringLiteral("code"), QStringLiteral("ABSS2")},
-                           {QStringLiteral("handle"), QStringLiteral("Ana")},
-                           {QStringLiteral("device_id"), QStringLiteral("device")},
-                           {QStringLiteral("emoji"), QStringLiteral("💜")}}));
-    EXPECT_EQ(store->handle.get(), QStringLiteral("  Ana\t"));
-    EXPECT_EQ(store->code.get(), QStringLiteral("AB12"));
+    EXPECT_EQ(server.requestsTo("/join").last().body,
+              R"({"code":"AB\n","device_id":"device","emoji":"💜","handle":"\nAna"})")
+        << "line breaks are not trimmed";
+    store->handle = u"  Ana\t"_s;
+    store->code = u" abß2\u00a0"_s;
+    run(store->join());
+    EXPECT_EQ(server.requestsTo("/join").last().body,
+              R"({"code":"ABSS2","device_id":"device","emoji":"💜","handle":"Ana"})");
+    EXPECT_EQ(*store->handle, u"  Ana\t"_s);
+    EXPECT_EQ(*store->code, u"AB12"_s);
     EXPECT_EQ(store->maxSeats, 4) << "the status request after it failed";
     EXPECT_EQ(store->members->size(), 1);
     EXPECT_EQ(store->screen, Store::Screen::joined);
@@ -87,104 +70,96 @@ TEST_F(MembershipTest, JoiningSendsTrimmedTextAndTakesTheReply)
     EXPECT_TRUE(eventually([&] { return !server.requestsTo("/beams").isEmpty(); }));
 }
 
-TEST_F(MembershipTest, LineBreaksAreNotTrimmed)
-{
-    server.answer("/join", "", 500);
-    store->handle = QStringLiteral("\nAna ");
-    store->code = QStringLiteral("AB\n");
-    run(store->join());
-    EXPECT_EQ(lastBody("/join").value(QStringLiteral("handle")), QStringLiteral("\nAna"));
-    EXPECT_EQ(lastBody("/join").value(QStringLiteral("code")), QStringLiteral("AB\n"));
-}
-
 TEST_F(MembershipTest, TheScreenChangesBeforeTheStatusAnswer)
 {
     server.answer("/join", joinReply());
     server.hold("/me");
-    store->handle = QStringLiteral("Ana");
-    store->code = QStringLiteral("AB12");
-    bool done = false;
-    store->join().then([&] { done = true; });
-    ASSERT_TRUE(eventually([&] { return store->screen == Store::Screen::joined; }));
+    store->code = u"AB12"_s;
+    store->join();
     ASSERT_TRUE(eventually([&] { return server.requestsTo("/me").size() == 2; }));
-    EXPECT_FALSE(done);
+    EXPECT_EQ(store->screen, Store::Screen::joined);
     EXPECT_TRUE(server.requestsTo("/beams").isEmpty()) << "polling starts after the status answer";
     server.release("/me");
-    EXPECT_TRUE(eventually([&] { return done; }));
+    EXPECT_TRUE(eventually([&] { return !server.requestsTo("/beams").isEmpty(); }));
 }
 
 TEST_F(MembershipTest, NothingOfACircleThatWasLeftReachesTheNext)
 {
     server.answer("/join", joinReply());
-    store->handle = QStringLiteral("Ana");
-    store->code = QStringLiteral("AB12");
+    server.answer("/history",
+                  historyReply({beamJson("b1", R"(,"sealed":1,"open_at":1700000060)")}));
+    store->code = u"AB12"_s;
     run(store->join());
+    run(store->loadHistory());
+    ASSERT_EQ(capsules.size(), 1);
     ASSERT_TRUE(settled());
-    for (const char *path : {"/beams", "/beam", "/history", "/me"})
+    const auto asked = [&](const char *path) { return server.requestsTo(path).size(); };
+    for (const char *path : {"/beam", "/history", "/capsule", "/me"})
         server.hold(path);
     int done = 0;
     const auto count = [&done] { ++done; };
+    store->poll(0).then(count);
+    ASSERT_TRUE(eventually([&] { return asked("/me") == 4; })) << "after the beams";
+    server.hold("/beams");
     store->poll(1).then(count);
     store->loadHistory().then(count);
-    store->send({QStringLiteral("text"), QStringLiteral("to the first")}).then(count);
+    store->send({u"text"_s, u"to the first"_s}).then(count);
+    capsules.first().second(capsules.first().first);
     ASSERT_TRUE(eventually([&] {
-        return server.requestsTo("/beams").size() == 2 &&
-               server.requestsTo("/history").size() == 1 && server.requestsTo("/beam").size() == 1;
+        return asked("/beams") == 3 && asked("/history") == 2 && asked("/beam") == 1 &&
+               asked("/capsule") == 1;
     }));
 
     store->leave();
     server.answer("/join", joinReply().replace("c1", "c2"));
-    store->code = QStringLiteral("CD34");
+    store->code = u"CD34"_s;
     store->join().then(count);
-    ASSERT_TRUE(eventually([&] { return store->circleId.get() == QStringLiteral("c2"); }));
-    server.answer("/beams", beamsReply({beam("late")}, 1001));
-    server.answer("/beams", beamsReply({beam("new")}, 1002));
-    server.answer("/history", R"({"beams":[)" + beam("late") + "]}");
+    ASSERT_TRUE(eventually([&] { return *store->circleId == u"c2"_s && asked("/me") == 5; }));
+    server.answer("/beams", pollReply({beamJson("late")}, 1001));
+    server.answer("/beams", pollReply({beamJson("new")}, 1002));
+    server.answer("/history", historyReply({beamJson("late")}));
     server.answer("/beam", R"({"ok":true,"id":"late"})");
-    for (const char *path : {"/beams", "/beam", "/history"})
+    server.answer("/capsule", beamJson("b1"));
+    for (const char *path : {"/capsule", "/beams", "/beam", "/history"})
         server.release(path);
     ASSERT_TRUE(eventually([&] { return done == 3; }));
-    EXPECT_TRUE(store->feed->isEmpty());
+    EXPECT_EQ(feedIds(), QString());
     EXPECT_FALSE(store->sending);
 
     // What is asked for here and now is taken, although polling has not started yet.
-    server.answer("/history", R"({"beams":[)" + beam("own") + "]}");
-    server.hold("/history");
-    store->loadHistory().then(count);
-    ASSERT_TRUE(eventually([&] { return server.requestsTo("/history").size() == 2; }));
+    server.answer("/history", historyReply({beamJson("own")}));
+    run(store->loadHistory());
+    EXPECT_EQ(feedIds(), u"own"_s);
+    server.answer("/me", R"({"joined":true,"code":"LATE","members":[]})");
+    server.answer("/me", R"({"joined":true})");
     server.release("/me");
-    ASSERT_TRUE(eventually([&] { return feedIds() == QStringList{QStringLiteral("new")}; }));
-    server.release("/history");
-    ASSERT_TRUE(eventually([&] { return done == 5; }));
-    EXPECT_EQ(feedIds(), QStringList{QStringLiteral("own")});
-    EXPECT_TRUE(shown.isEmpty());
+    ASSERT_TRUE(eventually([&] { return done == 5 && feedIds() == u"own new"_s; }));
+    EXPECT_EQ(*store->code, u"AB12"_s);
+    EXPECT_EQ(store->members->size(), 1);
+    EXPECT_EQ(shown, QString());
 }
 
 TEST_F(MembershipTest, CreatingJoinsWithTheNewCode)
 {
+    server.answer("/circle/create", R"({"error":"No more circles today."})", 503);
     server.answer("/circle/create", R"({"circle_id":"zz","code":"NEW1","max_seats":9})");
     server.answer("/join", R"({"error":"That code is not known."})", 404);
     server.answer("/join", joinReply());
-    store->handle = QStringLiteral("Ana");
     run(store->createCircle());
-    EXPECT_EQ(lastBody("/circle/create").value(QStringLiteral("owner_email")), QString());
-    EXPECT_EQ(lastBody("/join").value(QStringLiteral("code")), QStringLiteral("NEW1"));
-    EXPECT_EQ(**store->errorText, QStringLiteral("That code is not known."));
-    EXPECT_EQ(store->code.get(), QStringLiteral("NEW1"));
+    EXPECT_EQ(**store->errorText, u"No more circles today."_s);
+    EXPECT_TRUE(server.requestsTo("/join").isEmpty());
+    EXPECT_TRUE(store->code->isEmpty());
+
+    run(store->createCircle());
+    EXPECT_EQ(server.requestsTo("/circle/create").last().body,
+              R"({"device_id":"device","owner_email":""})");
+    EXPECT_TRUE(server.requestsTo("/join").last().body.contains(R"("code":"NEW1")"));
+    EXPECT_EQ(**store->errorText, u"That code is not known."_s);
+    EXPECT_EQ(*store->code, u"NEW1"_s);
     EXPECT_EQ(store->screen, Store::Screen::onboarding);
 
     run(store->createCircle());
     EXPECT_EQ(store->screen, Store::Screen::joined);
-    EXPECT_EQ(store->circleId.get(), QStringLiteral("c1"));
+    EXPECT_EQ(*store->circleId, u"c1"_s);
     EXPECT_FALSE(store->errorText->has_value());
-}
-
-TEST_F(MembershipTest, AFailedCreationIsReported)
-{
-    server.answer("/circle/create", R"({"error":"No more circles today."})", 503);
-    store->handle = QStringLiteral("Ana");
-    run(store->createCircle());
-    EXPECT_EQ(**store->errorText, QStringLiteral("No more circles today."));
-    EXPECT_TRUE(server.requestsTo("/join").isEmpty());
-    EXPECT_TRUE(store->code->isEmpty());
 }
