@@ -17,7 +17,7 @@ constexpr int schemaVersion = 9;
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The beams' index carries what a poll needs to know before it reads any of them. Only
 // capsules are ever looked for by their ids, which lie anywhere: an index of all of them would cost
-// a send a fifth of its time.
+// a send a tenth of its time.
 constexpr const char *schema[] = {
     "CREATE TABLE circle ("
     " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
