@@ -104,23 +104,6 @@ TEST(BubbleContentTest, FirstRuleThatMatches)
     }
 }
 
-TEST(BeamBubbleTest, StandsOnItsSide)
-{
-    const Beam note = beam(QStringLiteral("text"), QStringLiteral("word ").repeated(100));
-    const QImage mine = painted(BeamBubble(note, true, {}, width));
-    const QImage theirs = painted(BeamBubble(note, false, {}, width));
-    const int middle = mine.height() / 2;
-    // The gradient reaches the right edge; 44 points and the spacing stay free on the left.
-    EXPECT_NE(mine.pixelColor(int(width) - 1, middle), QColor(Qt::white));
-    for (int x = 0; x < 50; ++x)
-        EXPECT_EQ(mine.pixelColor(x, middle), QColor(Qt::white)) << x;
-    EXPECT_NE(theirs.pixelColor(33, middle), QColor(Qt::white));
-    EXPECT_EQ(theirs.pixelColor(10, middle), QColor(Qt::white)); // above the emoji
-    EXPECT_NE(theirs.pixelColor(13, theirs.height() - 2), QColor(Qt::white));
-    for (int x = int(width) - 50; x < int(width); ++x)
-        EXPECT_EQ(theirs.pixelColor(x, middle), QColor(Qt::white)) << x;
-}
-
 TEST(BeamBubbleTest, LinesOfABadgeKeepTheirDistance)
 {
     Beam buzz = beam(QStringLiteral("text"), QStringLiteral("HHH"));
