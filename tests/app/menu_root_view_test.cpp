@@ -2,6 +2,7 @@
 
 #include "core/store_fixture.h"
 #include "platform/foundation/user_defaults.h"
+#include "staging/finders.h"
 #include "style/button.h"
 #include "style/theme.h"
 #include "views/feature_guide.h"
@@ -70,8 +71,8 @@ protected:
             return widget != &view;
         };
         QStringList visible;
-        for (const QWidget *each : view.findChildren<QWidget *>()) {
-            if (each->isVisible() && all.contains(name(each)) && !isPart(each->parentWidget()))
+        for (const QWidget *each : allShown<QWidget>(view)) {
+            if (all.contains(name(each)) && !isPart(each->parentWidget()))
                 visible.append(name(each));
         }
         visible.sort();
@@ -87,11 +88,7 @@ protected:
     }
     static void press(QWidget &view, const QString &name)
     {
-        for (Button *each : view.findChildren<Button *>()) {
-            if (each->accessibleName() == name && each->isVisible())
-                return QTest::mouseClick(each, Qt::LeftButton);
-        }
-        FAIL() << "no button " << qPrintable(name);
+        QTest::mouseClick(&kivolo::shown<Button>(view, name), Qt::LeftButton);
     }
 
     /// Whatever stands beside them, the controls stay where they can be reached.
@@ -99,10 +96,9 @@ protected:
     {
         QTest::qWait(0); // for the layout
         EXPECT_LE(view.minimumSizeHint().width(), view.width());
-        for (const QAbstractButton *each : view.findChildren<QAbstractButton *>()) {
+        for (const Button *each : allShown<Button>(view)) {
             const QRect place(each->mapTo(&view, QPoint()), each->size());
-            EXPECT_TRUE(!each->isVisible() || view.rect().contains(place))
-                << qPrintable(each->accessibleName().left(40));
+            EXPECT_TRUE(view.rect().contains(place)) << qPrintable(nameOf(*each).left(40));
         }
     }
 
@@ -123,20 +119,14 @@ TEST_F(MenuRootViewTest, BothScenesTakeTheSameRouteAtOnce)
     EXPECT_TRUE(bothShow({u"OnboardingView"_s}));
     EXPECT_TRUE(defaults.boolean(u"kivolo_welcome_seen"_s));
 
-    Member ana;
-    ana.id = u"me"_s;
-    ana.handle = u"Ana"_s;
-    Member mia;
-    mia.id = u"m2"_s;
-    mia.handle = u"Mia"_s;
-    store->members = {ana};
+    store->members = QList<Member>(1);
     store->screen = Store::Screen::joined;
     EXPECT_TRUE(bothShow({u"InviteWaitingView"_s}));
     store->update = VersionInfo{u"9.9"_s, u"https://kivolo.example"_s, {}};
     EXPECT_TRUE(bothShow({u"InviteWaitingView"_s, u"UpdateBanner"_s}));
     press(*window, u"Close"_s);
     EXPECT_TRUE(bothShow({u"InviteWaitingView"_s}));
-    store->members = {ana, mia};
+    store->members = QList<Member>(2);
     EXPECT_TRUE(bothShow({u"ComposeView"_s}));
     store->update = VersionInfo{u"9.9"_s, u"https://kivolo.example"_s, {}};
     EXPECT_TRUE(bothShow({u"ComposeView"_s, u"UpdateBanner"_s}));
@@ -161,10 +151,10 @@ TEST_F(MenuRootViewTest, AGuideCoversTheWholeWindowAndGoesWithItsScreen)
     press(*window, u"Buzz"_s);
     const auto guide = [this] { return window->findChild<FeatureGuideCard *>(); };
     const auto isCovered = [&] {
-        for (const Button *each : window->findChildren<Button *>()) {
+        for (const Button *each : allShown<Button>(*window)) {
             const QPoint middle = each->mapTo(window.get(), each->rect().center());
             const QWidget *hit = window->childAt(middle);
-            if (each->isVisible() && hit != guide() && !guide()->isAncestorOf(hit))
+            if (hit != guide() && !guide()->isAncestorOf(hit))
                 return false;
         }
         return guide()->geometry() == window->rect();

@@ -25,8 +25,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int patience = 20'000; // milliseconds, only ever used up by a failure
-
 /// Keeps the list of icons as a desktop's shell does, and shows them, too.
 class FakeTray final : public QObject
 {
@@ -72,7 +70,8 @@ protected:
     /// What the environment has to be apart from the usual; an empty value is none.
     using Environment = std::map<QString, QString>;
 
-    Program start(const QStringList &arguments = {}, const Environment &apart = {})
+    Program start(const QStringList &arguments = {}, const Environment &apart = {},
+                  const QString &name = QStringLiteral(KIVOLO_PROGRAM))
     {
         auto program = std::make_unique<QProcess>();
         auto environment = QProcessEnvironment::systemEnvironment();
@@ -82,10 +81,10 @@ protected:
         environment.insert(u"XDG_CONFIG_HOME"_s, folder.path());
         environment.insert(u"XDG_RUNTIME_DIR"_s, folder.path());
         environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, bus.address());
-        for (const auto &[name, value] : apart)
-            environment.insert(name, value);
+        for (const auto &[key, value] : apart)
+            environment.insert(key, value);
         program->setProcessEnvironment(environment);
-        program->start(QStringLiteral(KIVOLO_PROGRAM), arguments);
+        program->start(name, arguments);
         return program;
     }
     /// Turns the event loop meanwhile: a program may wait for what the test's desktop answers.
@@ -138,68 +137,6 @@ protected:
     QWidget other;
 };
 
-TEST_F(ProgramTest, ASecondStartBringsTheWindowToTheUser)
-{
-    const Program first = start();
-    ASSERT_TRUE(isInFront());
-    const xcb_window_t window = windows().front();
-    EXPECT_EQ(x.text(window, "_NET_WM_NAME"), "Kivolo");
-    const std::pair<const char *, std::function<void()>> whereabouts[] = {
-        {"covered", [] {}},
-        {"minimised",
-         [&] {
-             constexpr std::uint32_t iconic = 3;
-             x.ask(window, "WM_CHANGE_STATE", {iconic});
-             ASSERT_TRUE(isGone());
-         }},
-        {"on another desktop",
-         [&] {
-             x.ask(window, "_NET_WM_DESKTOP", {1});
-             ASSERT_TRUE(isGone());
-         }},
-        {"closed",
-         [&] {
-             x.ask(window, "_NET_CLOSE_WINDOW", {});
-             ASSERT_TRUE(isGone());
-         }},
-    };
-    for (const auto &[where, go] : whereabouts) {
-        SCOPED_TRACE(where);
-        go();
-        work();
-        EXPECT_EQ(exitCode(start({u"--hidden"_s})), 0);
-        EXPECT_EQ(x.activeWindow(), idOf(other)) << "a hidden start disturbs";
-        EXPECT_EQ(exitCode(start()), 0);
-        EXPECT_TRUE(isInFront());
-        EXPECT_EQ(x.values(x.root(), "_NET_CURRENT_DESKTOP").front(), 0U);
-    }
-    EXPECT_EQ(first->state(), QProcess::Running);
-    EXPECT_EQ(terminate(first), 0);
-}
-
-TEST_F(ProgramTest, TwoFirstStartsAtOnceAreOneInstallation)
-{
-    for (int round = 0; round < 8; ++round) {
-        ScriptedServer server;
-        const QTemporaryDir settings;
-        const QString origin = QString::fromLatin1(server.origin());
-        const Environment fresh{{u"XDG_CONFIG_HOME"_s, settings.path()},
-                                {u"KIVOLO_API_URL"_s, origin},
-                                {u"KIVOLO_SITE_URL"_s, origin}};
-        const Program programs[] = {start({}, fresh), start({}, fresh)};
-        const auto ended = [&](int i) { return programs[i]->state() == QProcess::NotRunning; };
-        ASSERT_TRUE(eventually([&] { return ended(0) || ended(1); })) << "in round " << round;
-        const int left = ended(0) ? 1 : 0;
-        EXPECT_EQ(exitCode(programs[1 - left]), 0);
-        EXPECT_TRUE(isInFront());
-        ASSERT_TRUE(eventually([&] { return !server.requestsTo("/me").isEmpty(); }));
-        const QSettings stored(settings.filePath(u"kivolo/kivolo.ini"_s), QSettings::IniFormat);
-        EXPECT_EQ(server.requestsTo("/me").front().target,
-                  "/me?device_id=" + stored.value(u"kivolo_device_id"_s).toByteArray());
-        EXPECT_EQ(terminate(programs[left]), 0);
-    }
-}
-
 TEST_F(ProgramTest, ATrayThatComesLaterOpensThePanelInTheCornerByThePointer)
 {
     const Program program = start({u"--hidden"_s});
@@ -229,7 +166,8 @@ TEST_F(ProgramTest, ATrayThatComesLaterOpensThePanelInTheCornerByThePointer)
 TEST_F(ProgramTest, ShowsItsWindowThroughXEvenWhereTheSessionPrefersWayland)
 {
     const Program program = start({}, {{u"QT_QPA_PLATFORM"_s, u"wayland"_s}});
-    EXPECT_TRUE(isInFront());
+    ASSERT_TRUE(isInFront());
+    EXPECT_EQ(x.text(windows().front(), "_NET_WM_NAME"), "Kivolo");
     EXPECT_EQ(terminate(program), 0);
 }
 
@@ -247,43 +185,18 @@ TEST_F(ProgramTest, SaysOnTheDesktopTooThatThereIsNoDisplay)
 
     const Program help = start({u"--help"_s}, nowhere);
     EXPECT_EQ(exitCode(help), 0);
+    EXPECT_TRUE(help->readAllStandardOutput().contains("--hidden"));
+    EXPECT_EQ(exitCode(start({u"--nonsense"_s})), 1);
 }
-
-/// A desktop without an X server.
-class Compositor
-{
-public:
-    explicit Compositor(const QString &runtimeFolder)
-        : socket_(runtimeFolder + u"/wayland-kivolo"_s)
-    {
-        auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"XDG_RUNTIME_DIR"_s, runtimeFolder);
-        process_.setProcessEnvironment(environment);
-        process_.setProcessChannelMode(QProcess::MergedChannels);
-        process_.start(u"weston"_s, {u"--backend=headless-backend.so"_s, u"--use-pixman"_s,
-                                     u"--socket="_s + QFileInfo(socket_).fileName(),
-                                     u"--idle-time=0"_s, u"--no-config"_s});
-    }
-    ~Compositor()
-    {
-        process_.terminate();
-        process_.waitForFinished(patience);
-    }
-    bool isUp() const
-    {
-        return eventually([&] { return QFileInfo::exists(socket_); });
-    }
-    const QString &socket() const { return socket_; }
-
-private:
-    QString socket_;
-    QProcess process_;
-};
 
 TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
 {
-    const Compositor compositor(folder.path());
-    ASSERT_TRUE(compositor.isUp());
+    const QString socket = folder.filePath(u"wayland-kivolo"_s);
+    const Program compositor =
+        start({u"--backend=headless-backend.so"_s, u"--use-pixman"_s,
+               u"--socket="_s + QFileInfo(socket).fileName(), u"--idle-time=0"_s, u"--no-config"_s},
+              {}, u"weston"_s);
+    ASSERT_TRUE(eventually([&] { return QFileInfo::exists(socket); }));
     const FakeNotifications desktop(bus.connect(), {u"body-markup"_s});
     ScriptedServer server;
     const QByteArray from =
@@ -303,7 +216,7 @@ TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
     server.answer("/capsule", R"({"id":"capsule","open_at":1001,)" + from + R"("Surprise"})");
     const QString origin = QString::fromLatin1(server.origin());
     const Environment wayland{{u"DISPLAY"_s, {}},
-                              {u"WAYLAND_DISPLAY"_s, compositor.socket()},
+                              {u"WAYLAND_DISPLAY"_s, socket},
                               {u"WAYLAND_DEBUG"_s, u"client"_s},
                               // Would load a graphics driver, which leaves memory behind.
                               {u"QT_WAYLAND_DISABLE_WINDOWDECORATION"_s, u"1"_s},
@@ -346,14 +259,7 @@ TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
     EXPECT_EQ(terminate(again), 0);
     EXPECT_TRUE(again->readAllStandardError().contains("kivolo: Without an X server"));
     EXPECT_EQ(texts().count(explanation), 1);
-}
-
-TEST_F(ProgramTest, TakesOnlyTheOptionsThatItHas)
-{
-    EXPECT_EQ(exitCode(start({u"--nonsense"_s})), 1);
-    const Program help = start({u"--help"_s});
-    EXPECT_EQ(exitCode(help), 0);
-    EXPECT_TRUE(help->readAllStandardOutput().contains("--hidden"));
+    terminate(compositor);
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 
 #include <QDBusConnection>
 #include <QDBusInterface>
-#include <QDateTime>
 #include <QElapsedTimer>
 #include <QPlainTextEdit>
 #include <QProcess>
@@ -110,16 +109,8 @@ protected:
     static QColor seen(const QPoint &point) { return desktop->colorAt(point); }
     static bool isCovered(const QRect &frame) { return seen(frame.center()) == foreign; }
 
-    static void sendNote(const QString &text)
-    {
-        ASSERT_TRUE(circle->send({{u"type"_s, u"text"_s}, {u"body"_s, text}}));
-    }
-    static void sendCapsule()
-    {
-        ASSERT_TRUE(circle->send({{u"type"_s, u"text"_s},
-                                  {u"body"_s, u"later"_s},
-                                  {u"open_at"_s, QDateTime::currentSecsSinceEpoch() + 3600}}));
-    }
+    static void sendNote(const QString &text) { ASSERT_TRUE(circle->sendText(text)); }
+    static void sendCapsule() { ASSERT_TRUE(circle->sendCapsule(3600)); }
     /// The lowest capsule's card, which stays until the end.
     static Card lastingCard()
     {
@@ -144,11 +135,7 @@ protected:
     }
 
     /// The program's window shows, and nothing of another program's where it is.
-    static bool isInFront()
-    {
-        const xcb_window_t window = desktop->mainWindow();
-        return window && !isCovered(x().geometry(window)) && desktop->hasKeys(window);
-    }
+    static bool isInFront() { return whatIsInFront() == "not covered, with the keys"; }
     static std::string whatIsInFront()
     {
         const xcb_window_t window = desktop->mainWindow();
@@ -359,8 +346,7 @@ TEST_F(DesktopTest, Buzz)
     const bool covered = other.showOver(window, window.center());
     const XServer witness;
     witness.followPlaces();
-    ASSERT_TRUE(
-        circle->send({{u"type"_s, u"text"_s}, {u"body"_s, u"look!"_s}, {u"effect"_s, u"shake"_s}}));
+    ASSERT_TRUE(circle->sendText(u"look!"_s, {{u"effect"_s, u"shake"_s}}));
     const QRect place = desktop->buzzPlace();
     ASSERT_TRUE(soon([] { return !desktop->cards(buzz).isEmpty(); }));
     const xcb_window_t card = desktop->cards(buzz).constFirst().window;

@@ -1,5 +1,6 @@
 #include "end_to_end/circle.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QNetworkReply>
 
@@ -9,10 +10,9 @@ using namespace Qt::StringLiterals;
 
 bool Circle::start()
 {
-    origin_ = server_.start(folder_.path());
-    if (!origin_.isValid())
-        return false;
-    proxy_ = std::make_unique<CountingProxy>(quint16(origin_.port()));
+    const std::uint16_t port = server_.port();
+    origin_ = QUrl(u"http://127.0.0.1:%1"_s.arg(port));
+    proxy_ = std::make_unique<CountingProxy>(port);
     const QString code =
         post(u"/circle/create"_s, {{u"owner_email"_s, u""_s}, {u"device_id"_s, u"mia"_s}})
             .value(u"code"_s)
@@ -46,17 +46,26 @@ bool Circle::startAgain(const QStringList &arguments) const
     return again->awaitEnd();
 }
 
-bool Circle::send(QJsonObject beam)
+bool Circle::sendText(const QString &body, const QJsonObject &more)
 {
-    beam.insert(u"circle_id"_s, circle_);
-    beam.insert(u"from_member"_s, mia_);
+    QJsonObject beam{{u"circle_id"_s, circle_},
+                     {u"from_member"_s, mia_},
+                     {u"type"_s, u"text"_s},
+                     {u"body"_s, body}};
+    for (auto each = more.begin(); each != more.end(); ++each)
+        beam.insert(each.key(), each.value());
     return post(u"/beam"_s, beam).value(u"ok"_s).toBool();
+}
+
+bool Circle::sendCapsule(qint64 opensIn)
+{
+    return sendText(u"later"_s, {{u"open_at"_s, QDateTime::currentSecsSinceEpoch() + opensIn}});
 }
 
 bool Circle::stop()
 {
     const bool ended = !ana_ || ana_->stop();
-    return server_.stop() && ended;
+    return server_.end(SIGTERM) == EXIT_SUCCESS && ended;
 }
 
 QJsonObject Circle::post(const QString &path, const QJsonObject &body)

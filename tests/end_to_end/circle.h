@@ -1,12 +1,15 @@
 // Two members, of whom one is a program and the other a plain HTTP client.
 #pragma once
 
+#include "end_to_end/client_process.h"
 #include "end_to_end/counting_proxy.h"
-#include "end_to_end/processes.h"
+#include "support/eventually.h"
+#include "support/server_process.h"
 
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <memory>
 
 namespace kivolo {
@@ -24,8 +27,10 @@ public:
     /// was a good one.
     bool startAgain(const QStringList &arguments = {}) const;
     ClientProcess &ana() { return *ana_; }
-    /// A beam of Mia's. Whether the server has accepted it.
-    bool send(QJsonObject beam);
+    /// A note of Mia's, or what `more` makes of it, and a capsule of hers that opens in so many
+    /// seconds. Whether the server has accepted it.
+    bool sendText(const QString &body, const QJsonObject &more = {});
+    bool sendCapsule(qint64 opensIn);
     /// Whether everything ended well.
     bool stop();
 
@@ -36,7 +41,7 @@ private:
 
     QTemporaryDir folder_;
     QNetworkAccessManager network_;
-    ServerProcess server_;
+    ServerProcess server_{servingFrom(folder_.filePath(QStringLiteral("x.sqlite")).toStdString())};
     QUrl origin_;
     std::unique_ptr<CountingProxy> proxy_;
     std::unique_ptr<ClientProcess> ana_;

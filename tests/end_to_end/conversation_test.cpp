@@ -1,7 +1,8 @@
 // Two people, each at a window of their own, from the first start on. Controls are pressed and
 // filled through the accessibility bus; the doodle is drawn with the mouse.
+#include "end_to_end/client_process.h"
 #include "end_to_end/desktop.h"
-#include "end_to_end/processes.h"
+#include "support/server_process.h"
 #include "ui/user_interface.h"
 
 #include <QTemporaryDir>
@@ -14,9 +15,9 @@ namespace {
 
 struct Member
 {
-    Member(const QString &whose, const AccessibilityBus &bus, const QUrl &server)
+    Member(const QString &whose, const AccessibilityBus &bus, const QString &server)
         : name(whose)
-        , program(whose, folder.path(), server.toString())
+        , program(whose, folder.path(), server)
     {
         program.setEnvironment(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
         program.start();
@@ -70,9 +71,8 @@ struct Member
 TEST(ConversationTest, TwoPeopleFromTheFirstStartUntilOneLeaves)
 {
     const QTemporaryDir folder;
-    ServerProcess server;
-    const QUrl origin = server.start(folder.path());
-    ASSERT_TRUE(origin.isValid());
+    ServerProcess server(servingFrom(folder.filePath(u"x.sqlite"_s).toStdString()));
+    const QString origin = u"http://127.0.0.1:%1"_s.arg(server.port());
     const Desktop desktop;
     const AccessibilityBus bus;
     Member ana(u"Ana"_s, bus, origin);
@@ -141,5 +141,5 @@ TEST(ConversationTest, TwoPeopleFromTheFirstStartUntilOneLeaves)
 
     EXPECT_TRUE(ana.program.stop());
     EXPECT_TRUE(ben.program.stop());
-    EXPECT_TRUE(server.stop());
+    EXPECT_EQ(server.end(SIGTERM), 0);
 }

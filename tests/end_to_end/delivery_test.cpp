@@ -5,9 +5,7 @@
 #include "support/fake_portal.h"
 
 #include <QBuffer>
-#include <QDateTime>
 #include <QImage>
-#include <QJsonObject>
 #include <gtest/gtest.h>
 
 using namespace kivolo;
@@ -22,7 +20,6 @@ protected:
     void TearDown() override { EXPECT_TRUE(circle.stop()); }
 
     void startClient(const QString &bus = {}) { ASSERT_TRUE(circle.startAna(bus)); }
-    void send(const QJsonObject &beam) { EXPECT_TRUE(circle.send(beam)); }
 
     const Desktop desktop;
     Circle circle;
@@ -41,16 +38,14 @@ QString doodle()
 
 TEST_F(DeliveryTest, EachKindOfBeamArrivesStandsInItsPlaceAndGoes)
 {
-    send({{u"type"_s, u"text"_s}, {u"body"_s, u"from before the start"_s}});
+    EXPECT_TRUE(circle.sendText(u"from before the start"_s));
     startClient();
     EXPECT_TRUE(desktop.frames().isEmpty()) << "what was there before is not shown";
 
-    send({{u"type"_s, u"text"_s}, {u"body"_s, u"a note"_s}});
-    send({{u"type"_s, u"doodle"_s}, {u"body"_s, doodle()}});
-    send({{u"type"_s, u"text"_s}, {u"body"_s, u"a buzz"_s}, {u"effect"_s, u"shake"_s}});
-    send({{u"type"_s, u"text"_s},
-          {u"body"_s, u"a capsule"_s},
-          {u"open_at"_s, QDateTime::currentSecsSinceEpoch() + 12}});
+    EXPECT_TRUE(circle.sendText(u"a note"_s));
+    EXPECT_TRUE(circle.sendText(doodle(), {{u"type"_s, u"doodle"_s}}));
+    EXPECT_TRUE(circle.sendText(u"a buzz"_s, {{u"effect"_s, u"shake"_s}}));
+    EXPECT_TRUE(circle.sendCapsule(12));
 
     const QRect note = desktop.popupSlot(0);
     const QRect picture = desktop.popupSlot(1);
@@ -75,9 +70,7 @@ TEST_F(DeliveryTest, CardsFollowTheDesktopIntoTheDarkAndBack)
     const PrivateBus bus;
     FakePortal portal(bus.connect(), dark);
     startClient(bus.address());
-    send({{u"type"_s, u"text"_s},
-          {u"body"_s, u"a capsule that stays"_s},
-          {u"open_at"_s, QDateTime::currentSecsSinceEpoch() + 3600}});
+    EXPECT_TRUE(circle.sendCapsule(3600));
     // To the right of all words.
     const QPoint onCard = desktop.capsuleSlot(0).topRight() + QPoint(-20, 20);
     const auto lightness = [&] { return desktop.colorAt(onCard).lightnessF(); };

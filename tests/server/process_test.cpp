@@ -2,86 +2,21 @@
 // is killed.
 
 #include "support.h"
+#include "support/server_process.h"
 
 #include <chrono>
-#include <csignal>
-#include <cstdio>
 #include <deque>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 
 namespace kivolo::server::test {
-
-namespace {
-
-class Process
-{
-public:
-    explicit Process(const std::vector<std::string> &arguments)
-    {
-        int ends[2];
-        if (pipe(ends) != 0)
-            throw std::runtime_error("no pipe");
-        std::vector<char *> argv;
-        std::vector<std::string> all{KIVOLO_SERVER};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        for (std::string &argument : all)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(ends[1], STDOUT_FILENO);
-            close(ends[0]);
-            execv(KIVOLO_SERVER, argv.data());
-            _exit(127);
-        }
-        close(ends[1]);
-        output_ = fdopen(ends[0], "r");
-    }
-    ~Process()
-    {
-        if (pid_ > 0)
-            end(SIGKILL);
-        std::fclose(output_);
-    }
-    std::uint16_t port()
-    {
-        unsigned port = 0;
-        if (std::fscanf(output_, "listening on http://127.0.0.1:%u", &port) != 1) // NOLINT
-            return 0;
-        return static_cast<std::uint16_t>(port);
-    }
-    void limitDescriptors(rlim_t most)
-    {
-        const rlimit limit{most, most};
-        prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
-    }
-    int end(int signal)
-    {
-        int status = 0;
-        if (signal != 0)
-            kill(pid_, signal);
-        waitpid(pid_, &status, 0);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-private:
-    pid_t pid_ = -1;
-    std::FILE *output_ = nullptr;
-};
-
-} // namespace
 
 TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
 {
     TemporaryFolder folder;
-    const std::vector<std::string> arguments{"--listen", "127.0.0.1:0", "--database",
-                                             "sqlite:" + (folder / "a b=c.sqlite").string()};
+    const std::vector<std::string> arguments = servingFrom((folder / "a b=c.sqlite").string());
     std::string circle;
     {
-        Process server(arguments);
+        ServerProcess server(arguments);
         const std::uint16_t port = server.port();
         ASSERT_NE(port, 0);
         const auto post = [&](std::string_view target, const boost::json::object &body) {
@@ -98,7 +33,7 @@ TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
         ASSERT_NE(sent.find("\"ok\":true"), std::string::npos);
         EXPECT_EQ(server.end(SIGKILL), 128 + SIGKILL);
     }
-    Process again(arguments);
+    ServerProcess again(arguments);
     const std::string history = talk(again.port(), httpGet("/history?limit=1&circle_id=" + circle));
     EXPECT_NE(history.find("\"body\":\"kept\""), std::string::npos);
     EXPECT_EQ(again.end(SIGTERM), 0);
@@ -107,8 +42,7 @@ TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
 TEST(Process, KeepsWhoGuessesCodesWaiting)
 {
     TemporaryFolder folder;
-    Process server(
-        {"--listen", "127.0.0.1:0", "--database", "sqlite:" + (folder / "x.sqlite").string()});
+    ServerProcess server(servingFrom((folder / "x.sqlite").string()));
     const std::uint16_t port = server.port();
     const std::string guess =
         httpPost("/join", {{"code", "AAAAAAAA"}, {"handle", "Z"}, {"device_id", "z"}});
@@ -128,8 +62,7 @@ TEST(Process, TurnsAwayWhatItHasNoDescriptorFor)
     GTEST_SKIP() << "the checks of an object's type need a descriptor themselves";
 #endif
     TemporaryFolder folder;
-    Process server(
-        {"--listen", "127.0.0.1:0", "--database", "sqlite:" + (folder / "x.sqlite").string()});
+    ServerProcess server(servingFrom((folder / "x.sqlite").string()));
     const std::uint16_t port = server.port();
     constexpr rlim_t descriptors = 60;
     server.limitDescriptors(descriptors);
@@ -149,7 +82,7 @@ TEST(Process, SaysNoToWhatItCannotUse)
 {
     TemporaryFolder folder;
     const std::string database = "sqlite:" + (folder / "x.sqlite").string();
-    Process first({"--listen", "127.0.0.1:0", "--database", database});
+    ServerProcess first({"--listen", "127.0.0.1:0", "--database", database});
     const std::string taken = "127.0.0.1:" + std::to_string(first.port());
     const std::vector<std::string> cases[] = {
         {"--bogus"},
@@ -168,7 +101,7 @@ TEST(Process, SaysNoToWhatItCannotUse)
         {"--database", database, "--site", (folder / "nowhere").string()},
     };
     for (const std::vector<std::string> &arguments : cases)
-        EXPECT_GT(Process(arguments).end(0), 0) << arguments.back();
+        EXPECT_GT(ServerProcess(arguments).end(0), 0) << arguments.back();
     EXPECT_EQ(first.end(SIGINT), 0);
 }
 

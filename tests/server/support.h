@@ -104,6 +104,7 @@ public:
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
     ~Connection();
+    int descriptor() const { return socket_; }
     /// What has already come, without waiting for more.
     std::string readWhatIsThere();
     /// What comes until the end of a reply that ends like that.

@@ -66,35 +66,19 @@ struct CertificateFiles
     std::string key = (folder / "key.pem").string();
 };
 
-int connectTo(std::uint16_t port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ::connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof address);
-    return socket;
-}
-
 class TlsConnection
 {
 public:
     explicit TlsConnection(std::uint16_t port, int version = TLS1_3_VERSION)
         : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free)
-        , socket_(connectTo(port))
+        , socket_(port, {})
     {
         SSL_CTX_set_security_level(context_.get(), 0); // so that old versions are offered
         SSL_CTX_set_min_proto_version(context_.get(), version);
         SSL_CTX_set_max_proto_version(context_.get(), version);
         tls_.reset(SSL_new(context_.get()));
-        SSL_set_fd(tls_.get(), socket_);
+        SSL_set_fd(tls_.get(), socket_.descriptor());
         works = SSL_connect(tls_.get()) == 1;
-    }
-    ~TlsConnection()
-    {
-        tls_.reset();
-        ::close(socket_);
     }
     /// The name in the server's certificate.
     std::string peer() const
@@ -125,8 +109,8 @@ public:
 
 private:
     std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
+    Connection socket_;
     std::unique_ptr<SSL, decltype(&SSL_free)> tls_{nullptr, SSL_free};
-    int socket_;
 };
 
 /// Answers "/large" with that many bytes and holds "/held"; everything else it answers with "x".

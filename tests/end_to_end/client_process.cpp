@@ -1,42 +1,10 @@
-#include "end_to_end/processes.h"
-
-#include <cstdio>
+#include "end_to_end/client_process.h"
 
 namespace kivolo {
 
 using namespace Qt::StringLiterals;
 
 static constexpr int patience = 30'000; // milliseconds
-
-static bool awaitEndOf(QProcess &process)
-{
-    return process.waitForFinished(patience) && process.exitStatus() == QProcess::NormalExit &&
-           process.exitCode() == EXIT_SUCCESS;
-}
-
-QUrl ServerProcess::start(const QString &folder)
-{
-    process_.start(QStringLiteral(KIVOLO_SERVER_PROGRAM),
-                   {u"--listen"_s, u"127.0.0.1:0"_s, u"--database"_s,
-                    u"sqlite:"_s + folder + u"/circle.sqlite"_s});
-    constexpr QByteArrayView greeting = "listening on ";
-    QByteArray line;
-    const bool started = eventually([&] {
-        line += process_.readAllStandardOutput();
-        return line.endsWith('\n') || process_.state() == QProcess::NotRunning;
-    });
-    if (!started || !line.startsWith(greeting)) {
-        std::fputs(process_.readAllStandardError().constData(), stderr);
-        return {};
-    }
-    return QUrl::fromEncoded(line.mid(greeting.size()).trimmed());
-}
-
-bool ServerProcess::stop()
-{
-    process_.terminate();
-    return awaitEndOf(process_);
-}
 
 ClientProcess::ClientProcess(const QString &device, const QString &folder,
                              const QString &serverOrigin)
@@ -65,7 +33,8 @@ void ClientProcess::start(const QStringList &arguments)
 
 bool ClientProcess::awaitEnd()
 {
-    return awaitEndOf(process_);
+    return process_.waitForFinished(patience) && process_.exitStatus() == QProcess::NormalExit &&
+           process_.exitCode() == EXIT_SUCCESS;
 }
 
 bool ClientProcess::stop()

@@ -1,30 +1,10 @@
-// The programs under test, each as a process.
+// The program under test, as a process.
 #pragma once
-
-#include "support/eventually.h"
 
 #include <QProcess>
 #include <QString>
-#include <QUrl>
 
 namespace kivolo {
-
-/// Turns the event loop until `condition` holds. False after 30 seconds, which only a failure
-/// takes.
-bool eventually(const std::function<bool()> &condition);
-
-/// A server on a free port of this machine, with its ledger in `folder`.
-class ServerProcess
-{
-public:
-    /// Empty when it does not start; the reason goes to the test's output.
-    QUrl start(const QString &folder);
-    /// Whether it ended well.
-    bool stop();
-
-private:
-    QProcess process_;
-};
 
 /// A member's program.
 class ClientProcess
