@@ -2,6 +2,7 @@
 
 #include "feed/time_ago.h"
 #include "style/brand.h"
+#include "style/foreign_text.h"
 #include "style/shapes.h"
 #include "style/symbols.h"
 #include "style/text_style.h"

@@ -4,6 +4,7 @@
 #include "feed/feed_accessible.h"
 #include "feed/time_ago.h"
 #include "platform/desktop/pasteboard.h"
+#include "style/foreign_text.h"
 #include "style/scroll_bar.h"
 #include "style/text_style.h"
 #include "style/theme.h"

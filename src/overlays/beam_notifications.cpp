@@ -3,6 +3,7 @@
 #include "doodle/doodle_url.h"
 #include "overlays/capsule_card.h"
 #include "overlays/incoming_beam_view.h"
+#include "style/foreign_text.h"
 #include "style/shapes.h"
 #include "style/text_style.h"
 

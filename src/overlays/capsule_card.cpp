@@ -3,6 +3,7 @@
 #include "overlays/capsule_card_model.h"
 #include "style/avatar.h"
 #include "style/brand.h"
+#include "style/foreign_text.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
 #include "style/theme.h"

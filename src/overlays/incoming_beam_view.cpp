@@ -3,6 +3,7 @@
 #include "overlays/placement.h"
 #include "style/avatar.h"
 #include "style/brand.h"
+#include "style/foreign_text.h"
 #include "style/shapes.h"
 #include "style/symbol_button.h"
 #include "style/symbols.h"

@@ -1,5 +1,6 @@
 #include "style/text.h"
 
+#include "style/foreign_text.h"
 #include "style/symbols.h"
 #include "style/text_style.h"
 #include "style/theme.h"

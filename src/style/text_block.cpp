@@ -1,5 +1,6 @@
 #include "style/text_block.h"
 
+#include "style/foreign_text.h"
 #include "style/shapes.h"
 #include "style/text_style.h"
 

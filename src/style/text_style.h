@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QFont>
-#include <QString>
 
 namespace kivolo {
 
@@ -38,17 +37,5 @@ QFont monospaced(const QFont &font);
 
 /// `font` as it shows an emoji somewhat larger than a letter, the way readers know them.
 QFont emojiFont(QFont font);
-
-/// A sender's name as one line can hold it: line breaks become spaces, and what no line can show
-/// anyway is cut off.
-QString singleLine(const QString &name);
-
-/// `text` such that characters with a direction of their own, overrides included, turn nothing
-/// around that stands beside it. Without such characters it stays as it is.
-QString isolated(const QString &text);
-
-/// `text`, at most `maxLength` UTF-16 code units of it, cut between two characters as a reader
-/// counts them.
-QString cutAtCharacter(const QString &text, qsizetype maxLength);
 
 } // namespace kivolo

@@ -4,6 +4,7 @@
 #include "platform/desktop/application.h"
 #include "style/avatar.h"
 #include "style/button.h"
+#include "style/foreign_text.h"
 #include "style/text_style.h"
 #include "views/overflow_menu.h"
 

@@ -4,6 +4,7 @@
 #include "platform/foundation/task.h"
 #include "style/button.h"
 #include "style/field.h"
+#include "style/foreign_text.h"
 #include "style/text_style.h"
 #include "views/upper_case.h"
 

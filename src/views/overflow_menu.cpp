@@ -1,6 +1,7 @@
 #include "views/overflow_menu.h"
 
-#include "platform/desktop/panel_system.h"
+#include "platform/desktop/floating_window.h"
+#include "platform/desktop/presence.h"
 #include "style/button.h"
 #include "style/fill.h"
 #include "style/palette.h"
@@ -143,7 +144,7 @@ private:
 void makeRoomForShadow(QMenu &menu)
 {
     const bool onWayland = QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
-    const bool blended = onWayland || panel_system::observeCompositor([] {})->isThere();
+    const bool blended = onWayland || window_system::observeCompositor([] {})->isThere();
     const int reach = blended ? shadowReach : 0;
     const QMargins margins(reach, reach, reach, reach);
     if (menu.contentsMargins() == margins)
@@ -161,7 +162,7 @@ void popUp(QMenu &menu, const QWidget &opener)
     const QSize size = menu.sizeHint();
     const QPoint corner = opener.mapToGlobal(QPoint(opener.width(), opener.height()));
     menu.winId(); // from here on there is a window handle
-    panel_system::setCard(*menu.windowHandle(), size.shrunkBy(margins), margins);
+    window_system::setCard(*menu.windowHandle(), size.shrunkBy(margins), margins);
     menu.popup(corner - QPoint(size.width() - margins.right(), margins.top()));
 }
 

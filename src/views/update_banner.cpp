@@ -3,6 +3,7 @@
 #include "api/records.h"
 #include "platform/desktop/application.h"
 #include "style/button.h"
+#include "style/foreign_text.h"
 #include "style/text_style.h"
 #include "views/download_address.h"
 

@@ -1,6 +1,7 @@
 #include "style/avatar.h"
 #include "style/background.h"
 #include "style/brand.h"
+#include "style/foreign_text.h"
 #include "style/shapes.h"
 #include "style/symbols.h"
 #include "style/text_style.h"

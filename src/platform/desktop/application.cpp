@@ -1,7 +1,7 @@
 #include "platform/desktop/application.h"
 
+#include "platform/desktop/activation.h"
 #include "platform/desktop/key_guard.h"
-#include "platform/desktop/panel_system.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -40,7 +40,7 @@ void raise(QWidget &window)
     window.raise();
     KeyGuard::dismiss(window);
     // Not activateWindow(), too: Qt may put that off, and so take the focus back a moment later.
-    panel_system::bringToUser(*window.windowHandle());
+    window_system::bringToUser(*window.windowHandle());
 }
 
 void tell(const QString &sentence)

@@ -1,5 +1,5 @@
 // Which windows stand in front of which, under X11.
-#include "platform/desktop/panel_system.h"
+#include "platform/desktop/floating_window.h"
 #include "platform/desktop/x11.h"
 #include "platform/foundation/main_queue.h"
 
@@ -12,7 +12,7 @@
 #include <span>
 #include <vector>
 
-namespace kivolo::panel_system {
+namespace kivolo::window_system {
 
 using namespace std::chrono_literals;
 using namespace x11;
@@ -299,6 +299,6 @@ std::unique_ptr<Watch> keepInFront(QWindow &window)
     return connection() ? std::make_unique<FrontPlace>(window) : nullptr;
 }
 
-} // namespace kivolo::panel_system
+} // namespace kivolo::window_system
 
 #include "foreground_x11.moc"

@@ -1,5 +1,6 @@
 #include "platform/desktop/menu_bar_extra.h"
 
+#include "platform/desktop/activation.h"
 #include "platform/desktop/coordinates.h"
 #include "platform/desktop/screen.h"
 
@@ -103,7 +104,7 @@ void MenuBarExtra::makePanel()
         content->setBlending(compositor_->isThere() ? PanelContent::Blending::Plain
                                                     : PanelContent::Blending::None);
     };
-    compositor_ = panel_system::observeCompositor(adapt);
+    compositor_ = window_system::observeCompositor(adapt);
     adapt();
 }
 
@@ -123,7 +124,7 @@ void MenuBarExtra::open()
     panel_->move(frame.topLeft());
     panel_->show();
     panel_->raise();
-    panel_system::bringToUser(*panel_->windowHandle());
+    window_system::bringToUser(*panel_->windowHandle());
 }
 
 void MenuBarExtra::close()

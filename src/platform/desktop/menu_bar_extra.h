@@ -76,7 +76,7 @@ private:
     std::unique_ptr<QMenu> menu_;           // from the first tray on, as is
     std::unique_ptr<QSystemTrayIcon> tray_; // the icon in it
     std::unique_ptr<QWidget> panel_;        // from the first opening on
-    std::unique_ptr<panel_system::Presence> compositor_;
+    std::unique_ptr<window_system::Presence> compositor_;
     std::optional<MainQueue::Duration> closedAt_; // by losing the focus
 };
 

@@ -69,8 +69,8 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<PanelContent> content,
     setFocusPolicy(Qt::NoFocus);
     content_->setParent(this);
     veil_ = std::make_unique<PanelVeil>(this).release(); // owned by its parent
-    compositor_ = panel_system::observeCompositor([this] { adaptToCompositor(); });
-    blur_ = panel_system::observeBlur([this] { adaptToCompositor(); });
+    compositor_ = window_system::observeCompositor([this] { adaptToCompositor(); });
+    blur_ = window_system::observeBlur([this] { adaptToCompositor(); });
 }
 
 PanelWindow::~PanelWindow() = default;
@@ -124,8 +124,8 @@ void PanelWindow::showInFront()
     if (isVisible())
         return; // it is kept there
     adaptToCompositor();
-    panel_system::makeFloating(*windowHandle());
-    foreground_ = panel_system::keepInFront(*windowHandle());
+    window_system::makeFloating(*windowHandle());
+    foreground_ = window_system::keepInFront(*windowHandle());
     show();
 }
 
@@ -159,8 +159,9 @@ void PanelWindow::adaptToCompositor()
         adaptToCompositor();
         return;
     }
-    panel_system::setCard(*windowHandle(), content_->size(), margins_);
-    panel_system::setBlur(*windowHandle(), content_->geometry(), content_->cornerRadius(), blurred);
+    window_system::setCard(*windowHandle(), content_->size(), margins_);
+    window_system::setBlur(*windowHandle(), content_->geometry(), content_->cornerRadius(),
+                           blurred);
     thinOut();
 }
 

@@ -1,8 +1,9 @@
 // The window behind a panel. Part of Panel; nothing else uses it.
 #pragma once
 
+#include "platform/desktop/floating_window.h"
 #include "platform/desktop/panel.h"
-#include "platform/desktop/panel_system.h"
+#include "platform/desktop/presence.h"
 
 #include <QWidget>
 
@@ -54,9 +55,9 @@ private:
     Rect frame_;
     QMargins margins_;
     std::optional<Point> grip_; // from the panel's origin to where a drag holds it
-    std::unique_ptr<panel_system::Presence> compositor_;
-    std::unique_ptr<panel_system::Presence> blur_;
-    std::unique_ptr<panel_system::Watch> foreground_; // while it is shown
+    std::unique_ptr<window_system::Presence> compositor_;
+    std::unique_ptr<window_system::Presence> blur_;
+    std::unique_ptr<window_system::Watch> foreground_; // while it is shown
 };
 
 } // namespace kivolo

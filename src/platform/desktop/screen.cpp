@@ -1,7 +1,7 @@
 #include "platform/desktop/screen.h"
 
 #include "platform/desktop/coordinates.h"
-#include "platform/desktop/panel_system.h"
+#include "platform/desktop/work_area.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -20,7 +20,7 @@ QRect available(const QScreen &screen)
     // Qt scales the size of a screen but keeps its top-left corner in device pixels.
     const double scale = screen.devicePixelRatio();
     const QRect device(whole.topLeft(), (QSizeF(whole.size()) * scale).toSize());
-    const auto usable = panel_system::workArea(device);
+    const auto usable = window_system::workArea(device);
     if (!usable)
         return screen.availableGeometry();
     const QPointF inset = QPointF(usable->topLeft() - device.topLeft()) / scale;
@@ -31,7 +31,7 @@ QRect available(const QScreen &screen)
 } // namespace
 
 SystemScreen::SystemScreen()
-    : workArea_(panel_system::watchWorkArea([this] { tell(); }))
+    : workArea_(window_system::watchWorkArea([this] { tell(); }))
 {
     connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, &SystemScreen::followPrimary);
     connect(qGuiApp, &QGuiApplication::screenAdded, this, &SystemScreen::tell);

@@ -9,7 +9,7 @@
 
 namespace kivolo {
 
-namespace panel_system {
+namespace window_system {
 class Watch;
 }
 
@@ -43,7 +43,7 @@ private:
     void tell();
 
     std::unique_ptr<QObject> following_; // the context of what follows the primary screen
-    std::unique_ptr<panel_system::Watch> workArea_;
+    std::unique_ptr<window_system::Watch> workArea_;
     bool telling_ = false;
 };
 

@@ -19,7 +19,7 @@ const QString object = u"/StatusNotifierWatcher"_s;
 } // namespace
 
 TrayPresence::TrayPresence()
-    : windowTray_(panel_system::observeTray([this] { update(); }))
+    : windowTray_(window_system::observeTray([this] { update(); }))
 {
     connect(&connection_, &QFutureWatcherBase::finished, this, &TrayPresence::listen);
     connection_.setFuture(QtConcurrent::run(&QDBusConnection::sessionBus));

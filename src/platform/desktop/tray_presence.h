@@ -1,7 +1,7 @@
 // Whether the desktop shows icons of programs all the time.
 #pragma once
 
-#include "platform/desktop/panel_system.h"
+#include "platform/desktop/presence.h"
 
 #include <QDBusConnection>
 #include <QFutureWatcher>
@@ -37,7 +37,7 @@ private:
     void update();
 
     QFutureWatcher<QDBusConnection> connection_;
-    std::unique_ptr<panel_system::Presence> windowTray_;
+    std::unique_ptr<window_system::Presence> windowTray_;
     bool busHasAnswered_ = false;
     bool busTray_ = false;
     bool isThere_ = false;

@@ -1,8 +1,12 @@
 // What panels and docks leave of one of several screens, by what they reserve on the whole desktop.
 #pragma once
 
+#include "platform/desktop/watch.h"
+
 #include <QRect>
 #include <array>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 
@@ -27,3 +31,15 @@ QRect withoutStruts(const QRect &screen, const QSize &desktop, std::span<const S
 std::optional<QRect> areaOn(const QRect &screen, std::span<const QRect> areas);
 
 } // namespace kivolo
+
+/// One source file per window system implements these; on any other no work area is known.
+namespace kivolo::window_system {
+
+/// What panels and docks leave of a screen. Both in device pixels of the whole
+/// desktop. Costs a few round trips to the window system.
+std::optional<QRect> workArea(const QRect &screen);
+
+/// Calls `changed` from the event loop when workArea() may have become another.
+std::unique_ptr<Watch> watchWorkArea(std::function<void()> changed);
+
+} // namespace kivolo::window_system

@@ -1,5 +1,4 @@
 // What panels and docks leave of a screen, under X11.
-#include "platform/desktop/panel_system.h"
 #include "platform/desktop/work_area.h"
 #include "platform/desktop/x11.h"
 
@@ -9,7 +8,7 @@
 #include <span>
 #include <vector>
 
-namespace kivolo::panel_system {
+namespace kivolo::window_system {
 
 using namespace x11;
 
@@ -137,6 +136,6 @@ std::unique_ptr<Watch> watchWorkArea(std::function<void()> changed)
     return connection() ? std::make_unique<WorkAreaWatch>(std::move(changed)) : nullptr;
 }
 
-} // namespace kivolo::panel_system
+} // namespace kivolo::window_system
 
 #include "work_area_x11.moc"
