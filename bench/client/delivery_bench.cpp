@@ -126,7 +126,7 @@ public:
         turnUntil([] { return PopupManager::shared().panels().empty(); });
     }
 
-    /// As many unmanaged windows of the toolkit's, as large and as translucent as a card with its
+    /// As many unmanaged windows of Qt's, as large and as translucent as a card with its
     /// shadow, and empty: what the cards are compared with.
     Clock::duration bareWindows(int count)
     {

@@ -1,5 +1,5 @@
 // The feed with ten thousand rows: a new beam, scrolling, another width, rows made to stop it.
-// Beside it an empty list of the toolkit, painted in the same window.
+// Beside it an empty list of Qt's, painted in the same window.
 #include "bench/client/paint_watch.h"
 #include "bench/client/stopwatch_application.h"
 #include "feed/feed_view.h"

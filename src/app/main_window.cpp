@@ -14,7 +14,7 @@ namespace kivolo {
 static constexpr QSize leastSize(420, 560);
 static constexpr QSize idealSize(520, 720);
 
-/// The toolkit knows a window for what it is only if it is one of its own kinds.
+/// Qt knows a window for what it is only if it is one of its own kinds.
 static QAccessibleInterface *accessibleWindow(const QString &, QObject *object)
 {
     auto *window = qobject_cast<MainWindow *>(object);
@@ -41,7 +41,7 @@ void MainWindow::showEvent(QShowEvent *event)
     QWidget::showEvent(event);
 }
 
-// The window manager chooses a place for a window whose place nobody has chosen, and the toolkit
+// The window manager chooses a place for a window whose place nobody has chosen, and Qt
 // does not count it as chosen when it differs from the present one only by that.
 void MainWindow::standAt(const QPoint &place)
 {

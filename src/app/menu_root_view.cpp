@@ -15,14 +15,12 @@ namespace kivolo {
 
 static const QString welcomeSeen = QStringLiteral("kivolo_welcome_seen");
 
-MenuRootView::MenuRootView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue,
-                           QWidget *parent)
+MenuRootView::MenuRootView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue)
     : Stack(Qt::Vertical, 0, Qt::AlignHCenter, {})
     , store_(std::move(store))
     , defaults_(defaults)
     , queue_(queue)
 {
-    setParent(parent);
     // clang-format off
     holding({
         banner_ = vstack(0, {})->filling(Qt::Horizontal),

@@ -19,8 +19,7 @@ class MenuRootView : public Stack
     Q_OBJECT
 public:
     /// `defaults` and `queue` must outlive the view.
-    MenuRootView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue,
-                 QWidget *parent = nullptr);
+    MenuRootView(std::shared_ptr<Store> store, UserDefaults &defaults, MainQueue &queue);
 
 private:
     enum class Route { BlockingUpdate, Loading, Welcome, CreateOrJoin, Waiting, Composer };

@@ -5,8 +5,8 @@ class QLocale;
 
 namespace kivolo {
 
-/// Installs the translation for `locale` into the application object, together with that of the
-/// toolkit's own texts where the system has it. English needs none, and serves where there is none.
+/// Installs the translation for `locale` into the application object, together with that of
+/// Qt's own texts where the system has it. English needs none, and serves where there is none.
 /// To be called before the first text is shown.
 void installTranslations(const QLocale &locale);
 

@@ -22,7 +22,7 @@ bool isBase64Character(char c)
            c == '/';
 }
 
-/// The toolkit's own decoder lets missing padding and, unless told otherwise, any character pass.
+/// Qt's own decoder lets missing padding and, unless told otherwise, any character pass.
 std::optional<QByteArray> decodeBase64(const QByteArray &text)
 {
     if (text.isEmpty() || text.size() % 4 != 0)

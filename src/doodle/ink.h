@@ -11,7 +11,7 @@ namespace kivolo {
 ///
 /// A pixel takes the strongest coverage that any segment gives it. So it depends neither on how
 /// much of a drawing is painted around it nor on the order, and a part painted afresh fits the rest
-/// to the pixel. The toolkit's stroker, which takes several times as long besides, does not promise
+/// to the pixel. Qt's stroker, which takes several times as long besides, does not promise
 /// that.
 class Ink
 {

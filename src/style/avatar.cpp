@@ -45,7 +45,7 @@ void Avatar::paint(QPainter &painter, const QPointF &topLeft) const
     painter.setBrush(Brand::gradient(circle));
     painter.drawEllipse(circle);
 
-    // The toolkit's fonts have whole pixels.
+    // Qt's fonts have whole pixels.
     const qreal fontSize = size_ * 0.44;
     const QFont font = systemFont(fontSize, QFont::Bold);
     painter.save();

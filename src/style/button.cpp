@@ -21,7 +21,7 @@ namespace {
 constexpr int bezelPadding = 14;
 constexpr double hoverTint = 0.05;
 
-/// The toolkit would leave out the menu that a button opens.
+/// Qt would leave out the menu that a button opens.
 class AccessibleButton final : public QAccessibleWidget
 {
 public:

@@ -13,7 +13,7 @@
 
 namespace kivolo {
 
-static constexpr int ownMargin = 2; // that the toolkit leaves on both sides of the text
+static constexpr int ownMargin = 2; // that Qt leaves on both sides of the text
 
 Field::Field(const QString &name, const Background &background, const QMargins &padding)
     : background_(background)

@@ -50,7 +50,7 @@ private:
     std::optional<QRawFont> own_; // asked for rarely, and not cheap
 };
 
-/// The toolkit makes emoji smaller than the letters beside them; here they are a little larger.
+/// Qt makes emoji smaller than the letters beside them; here they are a little larger.
 static QList<QTextLayout::FormatRange> emojiFormats(const QString &text, const QFont &font)
 {
     QList<QTextLayout::FormatRange> ranges;
@@ -72,7 +72,7 @@ static QList<QTextLayout::FormatRange> emojiFormats(const QString &text, const Q
     return ranges;
 }
 
-/// What shaping a character takes, a letter being one. The toolkit decodes the picture of an emoji
+/// What shaping a character takes, a letter being one. Qt decodes the picture of an emoji
 /// each time, which takes it a hundred times as long; the factor is less because what matters is
 /// that neither sort of piece takes long.
 static qsizetype shapingEffort(QChar c)

@@ -9,10 +9,9 @@
 
 namespace kivolo {
 
-ForceUpdateView::ForceUpdateView(const QString &url, QWidget *parent)
+ForceUpdateView::ForceUpdateView(const QString &url)
     : Stack(Qt::Vertical, 16, Qt::AlignHCenter, {})
 {
-    setParent(parent);
     Button *update =
         prominentButton(text(tr("Update now"), textFont(TextStyle::Body)),
                         [address = downloadAddress(url)] { application::openLink(address); });

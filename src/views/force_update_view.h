@@ -10,7 +10,7 @@ class ForceUpdateView : public Stack
 {
     Q_OBJECT
 public:
-    explicit ForceUpdateView(const QString &url, QWidget *parent = nullptr);
+    explicit ForceUpdateView(const QString &url);
 };
 
 } // namespace kivolo

@@ -25,13 +25,11 @@ static QFont codeFont()
     return font;
 }
 
-InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &queue,
-                                     QWidget *parent)
+InviteWaitingView::InviteWaitingView(std::shared_ptr<Store> store, MainQueue &queue)
     : Stack(Qt::Vertical, 0, Qt::AlignHCenter, {})
     , store_(std::move(store))
     , codeCopy_(store_, queue, [this] { render(); })
 {
-    setParent(parent);
     const QFont caption = textFont(TextStyle::Caption);
     const QString site = QUrl(siteOrigin()).host();
     // clang-format off

@@ -21,7 +21,7 @@ class InviteWaitingView : public Stack
     Q_OBJECT
 public:
     /// `queue` must outlive the event loop.
-    InviteWaitingView(std::shared_ptr<Store> store, MainQueue &queue, QWidget *parent = nullptr);
+    InviteWaitingView(std::shared_ptr<Store> store, MainQueue &queue);
 
 private:
     Stack *headerBand();

@@ -14,11 +14,10 @@ namespace kivolo {
 
 static constexpr int mostTyped = 256; // more than a server takes
 
-OnboardingView::OnboardingView(std::shared_ptr<Store> store, QWidget *parent)
+OnboardingView::OnboardingView(std::shared_ptr<Store> store)
     : Stack(Qt::Vertical, 12, Qt::AlignHCenter, {})
     , store_(std::move(store))
 {
-    setParent(parent);
     const QFont body = textFont(TextStyle::Body);
     const QFont caption = textFont(TextStyle::Caption);
     // clang-format off

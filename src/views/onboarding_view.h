@@ -17,7 +17,7 @@ class OnboardingView : public Stack
 {
     Q_OBJECT
 public:
-    explicit OnboardingView(std::shared_ptr<Store> store, QWidget *parent = nullptr);
+    explicit OnboardingView(std::shared_ptr<Store> store);
 
 protected:
     void showEvent(QShowEvent *event) override;

@@ -13,11 +13,9 @@ namespace kivolo {
 
 static constexpr int closeReach = 6; // the cross can be hit this far around it
 
-UpdateBanner::UpdateBanner(const VersionInfo &info, std::function<void()> onDismiss,
-                           QWidget *parent)
+UpdateBanner::UpdateBanner(const VersionInfo &info, std::function<void()> onDismiss)
     : Stack(Qt::Horizontal, 8, Qt::AlignVCenter, {})
 {
-    setParent(parent);
     const QUrl address = downloadAddress(info.url);
     const QString notesText = info.notes.value_or(QString());
     Text *notes = text(notesText, systemFont(9))->in(Fill::white(0.9))->oneLine();

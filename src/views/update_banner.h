@@ -14,8 +14,7 @@ class UpdateBanner : public Stack
 {
     Q_OBJECT
 public:
-    UpdateBanner(const VersionInfo &info, std::function<void()> onDismiss,
-                 QWidget *parent = nullptr);
+    UpdateBanner(const VersionInfo &info, std::function<void()> onDismiss);
 };
 
 } // namespace kivolo

@@ -10,7 +10,7 @@ namespace kivolo {
 
 namespace {
 
-/// Changes what reaches the field in whichever way. The toolkit forgets what can be undone then.
+/// Changes what reaches the field in whichever way. Qt forgets what can be undone then.
 class UpperCase final : public QValidator
 {
 public:

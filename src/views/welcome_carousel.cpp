@@ -18,7 +18,7 @@ constexpr int dotReach = 9; // a dot can be hit this far above and below it
 
 } // namespace
 
-WelcomeCarousel::WelcomeCarousel(std::function<void()> onDone, QWidget *parent)
+WelcomeCarousel::WelcomeCarousel(std::function<void()> onDone)
     : Stack(Qt::Vertical, 0, Qt::AlignHCenter, {})
     , slides_{
           {QStringLiteral("onb1"), tr("Be with your people"),
@@ -36,7 +36,6 @@ WelcomeCarousel::WelcomeCarousel(std::function<void()> onDone, QWidget *parent)
       }
     , onDone_(std::move(onDone))
 {
-    setParent(parent);
     setMinimumHeight(leastHeight);
     const QFont body = textFont(TextStyle::Body);
     // clang-format off

@@ -18,7 +18,7 @@ class WelcomeCarousel : public Stack
     Q_OBJECT
 public:
     /// `onDone` is called when the user goes on from the last slide.
-    explicit WelcomeCarousel(std::function<void()> onDone, QWidget *parent = nullptr);
+    explicit WelcomeCarousel(std::function<void()> onDone);
 
 protected:
     void showEvent(QShowEvent *event) override;

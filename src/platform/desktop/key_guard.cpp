@@ -87,7 +87,7 @@ void KeyGuard::hold()
     connect(qApp, &QApplication::focusChanged, this, &KeyGuard::takeFocus, Qt::QueuedConnection);
 }
 
-// Without a focus at all, the toolkit would look for the next that can have it.
+// Without a focus at all, Qt would look for the next that can have it.
 void KeyGuard::takeFocus()
 {
     QWidget *focused = window_.focusWidget();

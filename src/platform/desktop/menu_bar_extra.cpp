@@ -63,7 +63,7 @@ MenuBarExtra::~MenuBarExtra() = default;
 
 void MenuBarExtra::followTray()
 {
-    // From the first one on, the toolkit follows the tray by itself.
+    // From the first one on, Qt follows the tray by itself.
     if (!tray_) {
         tray_ = std::make_unique<QSystemTrayIcon>(icon_);
         menu_ = std::make_unique<QMenu>();

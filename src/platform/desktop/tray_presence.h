@@ -20,7 +20,7 @@ public:
     TrayPresence();
     ~TrayPresence() override;
 
-    /// False until the bus has answered or turned out not to be there: the toolkit asks the bus
+    /// False until the bus has answered or turned out not to be there: Qt asks the bus
     /// only once in a process which of the two it is to be, and would wait for its answer.
     bool isThere() const { return isThere_; }
 
