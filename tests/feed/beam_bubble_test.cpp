@@ -1,6 +1,7 @@
 #include "feed/beam_bubble.h"
 
 #include "feed/time_ago.h"
+#include "staging/beams.h"
 #include "style/brand.h"
 #include "style/text_style.h"
 
@@ -17,12 +18,8 @@ constexpr qreal width = 492;
 
 Beam beam(const QString &type, const QString &body)
 {
-    Beam result;
+    Beam result = noteOf(body);
     result.type = type;
-    result.body = body;
-    result.created_at = now - 300;
-    result.from_handle = QStringLiteral("Mia");
-    result.from_emoji = QStringLiteral("🦊");
     return result;
 }
 

@@ -1,6 +1,7 @@
 #include "feed/feed_view.h"
 
 #include "doodle/doodle_url.h"
+#include "staging/beams.h"
 #include "staging/manual_main_queue.h"
 #include "style/theme.h"
 #include "support/eventually.h"
@@ -23,15 +24,7 @@ constexpr qint64 now = 1'700'000'000;
 
 Beam note(const QString &id, const QString &body = QStringLiteral("hello"))
 {
-    Beam beam;
-    beam.id = id;
-    beam.from_member = QStringLiteral("m2");
-    beam.type = QStringLiteral("text");
-    beam.body = body;
-    beam.created_at = now - 300;
-    beam.from_handle = QStringLiteral("Mia");
-    beam.from_emoji = QStringLiteral("🦊");
-    return beam;
+    return noteOf(body, id);
 }
 
 /// Notes of one to nine lines, "0" to "count - 1".

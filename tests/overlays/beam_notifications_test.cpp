@@ -1,6 +1,7 @@
 #include "overlays/beam_notifications.h"
 
 #include "doodle/doodle_url.h"
+#include "staging/beams.h"
 #include "staging/manual_main_queue.h"
 #include "support/eventually.h"
 
@@ -16,10 +17,7 @@ using testing::ElementsAre;
 
 Beam beam(const QString &body, const QString &handle = u"Mia"_s)
 {
-    Beam result;
-    result.id = body;
-    result.type = u"text"_s;
-    result.body = body;
+    Beam result = noteOf(body, body);
     result.from_handle = handle;
     return result;
 }

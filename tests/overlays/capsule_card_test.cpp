@@ -1,6 +1,7 @@
 #include "overlays/capsule_card.h"
 
 #include "overlays/capsule_card_model.h"
+#include "staging/beams.h"
 #include "style/brand.h"
 #include "style/palette.h"
 
@@ -14,9 +15,7 @@ namespace {
 
 Beam capsule(const QString &handle)
 {
-    Beam beam;
-    beam.type = QStringLiteral("text");
-    beam.body = QStringLiteral("secret");
+    Beam beam = noteOf(QStringLiteral("secret"));
     beam.from_handle = handle;
     beam.sealed = 1;
     return beam;

@@ -1,5 +1,6 @@
 #include "overlays/incoming_beam_view.h"
 
+#include "staging/beams.h"
 #include "style/brand.h"
 #include "style/theme.h"
 
@@ -15,18 +16,9 @@ namespace {
 constexpr QSize popup(300, 150);
 constexpr QSize buzz(420, 200);
 
-Beam note(const QString &body)
-{
-    Beam beam;
-    beam.type = QStringLiteral("text");
-    beam.body = body;
-    beam.from_handle = QStringLiteral("Mia");
-    return beam;
-}
-
 Beam doodle(const QString &body)
 {
-    Beam beam = note(body);
+    Beam beam = noteOf(body);
     beam.type = QStringLiteral("doodle");
     return beam;
 }
@@ -114,7 +106,7 @@ protected:
 TEST_F(IncomingBeamCardTest, SurfaceCornersAndOutline)
 {
     for (const qreal scale : {1.0, 2.0}) {
-        IncomingBeamView small(note(QStringLiteral("hi")), false, nullptr);
+        IncomingBeamView small(noteOf(QStringLiteral("hi")), false, nullptr);
         EXPECT_EQ(small.size(), popup);
         const Picture popupPicture(small, scale);
         EXPECT_EQ(popupPicture.at(0, 0).alpha(), 0);
@@ -125,7 +117,7 @@ TEST_F(IncomingBeamCardTest, SurfaceCornersAndOutline)
         EXPECT_GT(pale.blue(), pale.green() + 40);
         EXPECT_GT(pale.green(), Brand::violet().green() + 40);
 
-        IncomingBeamView large(note(QStringLiteral("hi")), true, nullptr);
+        IncomingBeamView large(noteOf(QStringLiteral("hi")), true, nullptr);
         EXPECT_EQ(large.size(), buzz);
         const Picture buzzPicture(large, scale);
         EXPECT_EQ(buzzPicture.at(0, 0).alpha(), 0);
@@ -140,7 +132,7 @@ TEST_F(IncomingBeamCardTest, SurfaceCornersAndOutline)
 
 TEST_F(IncomingBeamCardTest, WithoutACompositorOpaqueAndSquare)
 {
-    IncomingBeamView card(note(QStringLiteral("hi")), true, nullptr);
+    IncomingBeamView card(noteOf(QStringLiteral("hi")), true, nullptr);
     EXPECT_EQ(card.cornerRadius(), 22);
     card.setBlending(PanelContent::Blending::None);
     const Picture picture(card);
@@ -152,7 +144,7 @@ TEST_F(IncomingBeamCardTest, WithoutACompositorOpaqueAndSquare)
 
 TEST_F(IncomingBeamCardTest, WhereNothingBlursOpaqueButForItsCorners)
 {
-    IncomingBeamView card(note(QStringLiteral("hi")), true, nullptr);
+    IncomingBeamView card(noteOf(QStringLiteral("hi")), true, nullptr);
     EXPECT_LT(Picture(card).at(210, 180).alpha(), 255);
     card.setBlending(PanelContent::Blending::Plain);
     EXPECT_EQ(Picture(card).at(210, 180).alpha(), 255);
@@ -161,7 +153,7 @@ TEST_F(IncomingBeamCardTest, WhereNothingBlursOpaqueButForItsCorners)
 
 TEST_F(IncomingBeamCardTest, FollowsThePalette)
 {
-    IncomingBeamView card(note(QStringLiteral("hi")), false, nullptr);
+    IncomingBeamView card(noteOf(QStringLiteral("hi")), false, nullptr);
     Theme::shared().show(Palette::standardDark());
     QCoreApplication::processEvents(); // widgets learn of it from the event loop
     EXPECT_TRUE(isAbout(Picture(card).at(150, 130), translucent(Palette::standardDark())));
@@ -170,7 +162,7 @@ TEST_F(IncomingBeamCardTest, FollowsThePalette)
 TEST_F(IncomingBeamCardTest, OnlyABuzzHasTheBadge)
 {
     const auto isCoralBesideTheName = [](bool shake, int y) {
-        IncomingBeamView card(note(QStringLiteral("hi")), shake, nullptr);
+        IncomingBeamView card(noteOf(QStringLiteral("hi")), shake, nullptr);
         const Picture picture(card);
         for (int x = 100; x < 200; ++x) {
             if (isAbout(picture.at(x, y), Brand::coral()))
@@ -219,7 +211,7 @@ TEST_F(IncomingBeamCardTest, WhatIsNoPictureIsShownAsText)
     EXPECT_EQ(card.accessibleDescription(), broken);
     EXPECT_TRUE(Picture(card).hasInk({14, 50, 270, 60}));
 
-    IncomingBeamView text(note(blackSquare()), false, nullptr);
+    IncomingBeamView text(noteOf(blackSquare()), false, nullptr);
     EXPECT_TRUE(text.isContentReady());
     EXPECT_EQ(text.accessibleDescription(), blackSquare());
 }
@@ -227,13 +219,13 @@ TEST_F(IncomingBeamCardTest, WhatIsNoPictureIsShownAsText)
 TEST_F(IncomingBeamCardTest, TextIsShownAsItIsAndWithinBounds)
 {
     const QString markup = QStringLiteral("<b>bold</b> <img src='x.png'> &amp;");
-    IncomingBeamView literal(note(markup), false, nullptr);
+    IncomingBeamView literal(noteOf(markup), false, nullptr);
     EXPECT_EQ(literal.accessibleName(), QStringLiteral("Mia"));
     EXPECT_EQ(literal.accessibleDescription(), markup);
     EXPECT_EQ(literal.laidOutLength(), markup.size());
 
     // A long note runs to the lower edge of the card and not on.
-    Beam longNote = note(QStringLiteral("word ").repeated(200'000));
+    Beam longNote = noteOf(QStringLiteral("word ").repeated(200'000));
     longNote.from_handle = QString(100'000, u'W');
     IncomingBeamView card(longNote, false, nullptr);
     EXPECT_LE(card.laidOutLength(), 1024);
@@ -263,7 +255,7 @@ TEST_F(IncomingBeamCardTest, WhatGoesOnBeyondTheCardFadesOut)
     };
     for (const auto &[text, shake, colors, scale] : cases) {
         Theme::shared().show(colors);
-        IncomingBeamView card(note(text.repeated(60)), shake, nullptr);
+        IncomingBeamView card(noteOf(text.repeated(60)), shake, nullptr);
         const Picture picture(card, scale);
         const qreal edge = card.height() - (shake ? 2.5 : 1); // the outline's
         const int full = picture.inkBetween(shake ? 64 : 48, edge - 16);
@@ -284,7 +276,7 @@ TEST_F(IncomingBeamCardTest, ANoteThatFitsStaysAsItIs)
         qreal lowestInk; // in the last 16 points
     } cases[] = {{false, 5, 136}, {true, 4, 186}};
     for (const auto &[shake, lines, lowestInk] : cases) {
-        IncomingBeamView card(note(QStringLiteral("ggg\n").repeated(lines).chopped(1)), shake,
+        IncomingBeamView card(noteOf(QStringLiteral("ggg\n").repeated(lines).chopped(1)), shake,
                               nullptr);
         const Picture picture(card);
         EXPECT_GT(picture.inkBetween(lowestInk, lowestInk + 3),
@@ -296,7 +288,7 @@ TEST_F(IncomingBeamCardTest, ANoteThatFitsStaysAsItIs)
 TEST_F(IncomingBeamCardTest, CloseButton)
 {
     int closed = 0;
-    auto card = std::make_unique<IncomingBeamView>(note(QStringLiteral("hi")), false,
+    auto card = std::make_unique<IncomingBeamView>(noteOf(QStringLiteral("hi")), false,
                                                    [&closed] { ++closed; });
     card->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(card.get()));

@@ -10,6 +10,7 @@
 #include "overlays/placement.h"
 #include "pictures/doodles.h"
 #include "pictures/staged_window.h"
+#include "staging/beams.h"
 #include "style/shadow.h"
 #include "style/shapes.h"
 #include "style/theme.h"
@@ -58,15 +59,6 @@ Shot menuShot(const QString &state, const QSize &size)
     return {picture, windowRadius};
 }
 
-Beam beam(const QString &body)
-{
-    Beam result;
-    result.type = QStringLiteral("text");
-    result.body = body;
-    result.from_handle = QStringLiteral("Mia");
-    return result;
-}
-
 Shot cardShot(const Beam &shown, bool shake)
 {
     IncomingBeamView view(shown, shake, [] {});
@@ -82,7 +74,7 @@ Shot cardShot(const Beam &shown, bool shake)
 
 Shot capsuleShot(qint64 remaining)
 {
-    CapsuleCard card(beam({}), std::make_shared<CapsuleCardModel>(remaining));
+    CapsuleCard card(noteOf({}), std::make_shared<CapsuleCardModel>(remaining));
     card.resize(card.sizeHint());
     return {card.grab(), 16};
 }
@@ -144,14 +136,14 @@ Row windows(const QSize &size, const std::vector<const char *> &states)
 
 Beam doodleBeam()
 {
-    Beam doodle = beam(doodleBody(catDoodle()));
+    Beam doodle = noteOf(doodleBody(catDoodle()));
     doodle.type = QStringLiteral("doodle");
     return doodle;
 }
 
 Beam noteBeam()
 {
-    return beam(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈"));
+    return noteOf(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈"));
 }
 
 Sheet cards()
@@ -172,8 +164,8 @@ Sheet cards()
             "bei der Lampe.");
     const QString lunch = said("lunch is here, wake up!", "Essen ist da, aufwachen!");
     const Row notes{cardShot(noteBeam(), false), cardShot(doodleBeam(), false),
-                    cardShot(beam(late), false), cardShot(beam(soup), false)};
-    const Shot buzz = cardShot(beam(lunch), true);
+                    cardShot(noteOf(late), false), cardShot(noteOf(soup), false)};
+    const Shot buzz = cardShot(noteOf(lunch), true);
     Sheet sheet = sideBySide({notes, {buzz}});
     // Two capsules, as far apart as on a screen.
     const Rect screen{0, 0, 1280, 800};
