@@ -94,6 +94,7 @@ public:
             queue_, QStringLiteral("device"),
             {.show = [](const Beam &beam, bool shake) { PopupManager::shared().show(beam, shake); },
              .addCapsule = [](const Beam &, auto) {}});
+        store_->begin();
         turnUntil([&] { return server_.polls() > 3; });
     }
 

@@ -50,7 +50,7 @@ SingleInstance::Outcome KivoloApp::start(Launch launch)
                      [this] { Theme::shared().setReducedMotion(appearance_->reducesMotion()); });
     Theme::shared().follow(appearance_->prefersDark());
 
-    store_ = Store::prepare(queue_, deviceId_, makeOverlays());
+    store_ = Store::create(queue_, deviceId_, makeOverlays());
     window_ = std::make_unique<MainWindow>([this] { return makeContent(); });
     QObject::connect(&instance_, &SingleInstance::raiseRequested, window_.get(),
                      [this] { application::raise(*window_); });

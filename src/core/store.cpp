@@ -26,13 +26,6 @@ Store::~Store()
 
 std::shared_ptr<Store> Store::create(MainQueue &queue, QString deviceId, Overlays overlays)
 {
-    auto store = prepare(queue, std::move(deviceId), std::move(overlays));
-    store->begin();
-    return store;
-}
-
-std::shared_ptr<Store> Store::prepare(MainQueue &queue, QString deviceId, Overlays overlays)
-{
     std::shared_ptr<Store> store(new Store(queue, std::move(deviceId), std::move(overlays)));
     KivoloAPI::onForceUpdate = [weak = std::weak_ptr(store)](const QString &url) {
         if (const auto alive = weak.lock())

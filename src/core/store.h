@@ -47,11 +47,9 @@ public:
         std::function<void(const Beam &, std::function<void(const Beam &)> onOpen)> addCapsule;
     };
 
-    /// Makes the store and begins. `deviceId` is this installation's identity towards the server.
-    /// `queue` must outlive the event loop.
+    /// Makes the store, which asks for nothing before begin(). `deviceId` is this installation's
+    /// identity towards the server. `queue` must outlive the event loop.
     static std::shared_ptr<Store> create(MainQueue &queue, QString deviceId, Overlays overlays);
-    /// Makes a store that is not to begin at once.
-    static std::shared_ptr<Store> prepare(MainQueue &queue, QString deviceId, Overlays overlays);
     /// Starts restore() and checkUpdate(). To be called once.
     void begin();
     ~Store() override;

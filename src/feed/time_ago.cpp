@@ -1,7 +1,8 @@
 #include "feed/time_ago.h"
 
+#include "platform/foundation/time.h"
+
 #include <QCoreApplication>
-#include <limits>
 
 namespace kivolo {
 
@@ -15,10 +16,7 @@ QString timeAgo(qint64 t, qint64 now)
     constexpr qint64 minute = 60;
     constexpr qint64 hour = 60 * minute;
     constexpr qint64 day = 24 * hour;
-    qint64 age = 0;
-    // Times on the wire are any 64-bit numbers; one too far off to subtract is old, or to come.
-    if (__builtin_sub_overflow(now, t, &age))
-        age = now < t ? 0 : std::numeric_limits<qint64>::max();
+    const qint64 age = timeSince(t, now);
     if (age < minute)
         return translated(QT_TRANSLATE_NOOP("timeAgo", "now"));
     if (age < hour)

@@ -3,9 +3,9 @@
 #include "overlays/capsule_card_model.h"
 #include "overlays/placement.h"
 #include "platform/desktop/screen.h"
+#include "platform/foundation/time.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace kivolo {
 
@@ -16,13 +16,9 @@ namespace {
 constexpr MainQueue::Duration fadeIn = 250ms;
 constexpr MainQueue::Duration tickInterval = 1s;
 
-// `open_at` is another machine's word and may be any number.
 qint64 secondsLeft(const Beam &beam, qint64 now)
 {
-    qint64 left = 0;
-    if (__builtin_sub_overflow(beam.open_at.value_or(0), now, &left))
-        return now < 0 ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
-    return left;
+    return timeSince(now, beam.open_at.value_or(0));
 }
 
 qint64 countdown(qint64 secondsLeft)

@@ -46,6 +46,7 @@ protected:
                                    capsules.append({beam, std::move(onOpen)});
                                }});
         stores.append(store);
+        store->begin();
     }
 
     /// Starts as a member "me" of the circle "c1"; its polls answer with `firstPoll`.

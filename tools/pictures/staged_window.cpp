@@ -346,6 +346,7 @@ StagedWindow::StagedWindow(const QString &name, const QSize &size)
     store_ = Store::create(queue_, QStringLiteral("device"),
                            {[](const Beam &, bool) {},
                             [](const Beam &, const std::function<void(const Beam &)> &) {}});
+    store_->begin();
     settle();
     // Shown, but never asked from here on.
     qputenv("KIVOLO_SITE_URL", "https://kivolo.example");
