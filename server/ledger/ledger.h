@@ -149,7 +149,8 @@ public:
     /// ledger; none where the database is too far away for that.
     virtual LedgerGlance *glance() = 0;
 
-    /// Has the look taken on a thread that may wait.
+    /// Has the look taken on a thread that may wait. One that could not be begun within the
+    /// patience never is.
     virtual void read(Look look, Done done) = 0;
 
     /// Puts the job behind those that wait. `bytes` is what it holds of a member's data: beyond a
@@ -160,7 +161,8 @@ public:
 
 struct LedgerSettings
 {
-    /// How long a write waits for its turn and for other processes, as long as a member would.
+    /// How long a read waits for its turn and a write for that and for other processes, as long as
+    /// a member would.
     std::chrono::milliseconds patience{5'000};
     /// How often to look for what other processes have committed.
     std::chrono::milliseconds watchInterval{50};

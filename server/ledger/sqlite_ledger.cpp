@@ -73,7 +73,7 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , glance_(glanceConnection_, commits_, news_, glanceMemory(settings.cacheBytes))
     , writeStatements_(writeConnection_)
     , watch_(writeConnection_)
-    , readers_(file_, readCache(settings.cacheBytes))
+    , readers_(file_, readCache(settings.cacheBytes), waitingClock_, patience_)
 {
     file_.keep();
     writer_ = std::jthread([this](std::stop_token stop) { writeUntil(stop); });

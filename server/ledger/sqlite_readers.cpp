@@ -7,7 +7,7 @@ namespace kivolo::server {
 namespace {
 
 // A reader waits for another process only while that recovers the log.
-constexpr std::chrono::milliseconds patience{250};
+constexpr std::chrono::milliseconds recoveryPatience{250};
 
 // Read within some milliseconds.
 constexpr std::int64_t smallBytes = 1 << 20;
@@ -16,7 +16,7 @@ constexpr std::int64_t smallBytes = 1 << 20;
 
 SqliteReaders::Reader::Reader(SqliteFile &file, std::size_t cacheBytes, bool onlySmallLooks)
     : forSmallLooks(onlySmallLooks)
-    , connection(file, patience, cacheBytes)
+    , connection(file, recoveryPatience, cacheBytes)
     , statements(connection)
 {
     if (onlySmallLooks)
@@ -24,7 +24,10 @@ SqliteReaders::Reader::Reader(SqliteFile &file, std::size_t cacheBytes, bool onl
 }
 
 // All files are opened before a thread is started, so that a failure leaves nothing behind.
-SqliteReaders::SqliteReaders(SqliteFile &file, std::size_t cacheBytes)
+SqliteReaders::SqliteReaders(SqliteFile &file, std::size_t cacheBytes, WaitingClock clock,
+                             std::chrono::milliseconds patience)
+    : clock_(std::move(clock))
+    , patience_(patience)
 {
     for (int i = 0; i < count; ++i)
         readers_.emplace_back(file, cacheBytes, i == 0);
@@ -43,7 +46,7 @@ SqliteReaders::~SqliteReaders()
 void SqliteReaders::read(Ledger::Look look, Ledger::Done done)
 {
     const std::lock_guard lock(mutex_);
-    queue_.push_back({std::move(look), std::move(done)});
+    queue_.push_back({std::move(look), std::move(done), clock_()});
     wakeUp_.notify_all(); // one might take a large one instead
 }
 
@@ -53,7 +56,7 @@ void SqliteReaders::readUntil(std::stop_token stop, Reader &reader)
     while (std::optional<Pending> pending = next(stop, reader)) {
         std::exception_ptr failure;
         try {
-            pending->look(reader.statements);
+            take(*pending, reader);
         } catch (const SqliteStatements::TooMuchHere &) {
             putOff(std::move(*pending));
             continue;
@@ -66,6 +69,14 @@ void SqliteReaders::readUntil(std::stop_token stop, Reader &reader)
             spdlog::error("a read's outcome could not be told: {}", error.what());
         }
     }
+}
+
+// Whoever asked for it has given up by then, or is about to.
+void SqliteReaders::take(const Pending &pending, Reader &reader) const
+{
+    if (clock_() - pending.since >= patience_)
+        throw LedgerUnavailable("a read has waited for too long");
+    pending.look(reader.statements);
 }
 
 void SqliteReaders::putOff(Pending pending)

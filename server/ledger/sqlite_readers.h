@@ -13,7 +13,8 @@
 namespace kivolo::server {
 
 /// Reads in the order in which they were asked for, a few at a time; one of the threads is kept for
-/// what is small, so that long histories don't keep polls waiting. Callable from any thread.
+/// what is small, so that long histories don't keep polls waiting. What has waited for as long as
+/// the patience fails unread. Callable from any thread.
 class SqliteReaders
 {
 public:
@@ -21,8 +22,11 @@ public:
     /// its result in memory until it is handed on, so not many.
     static constexpr int count = 3;
 
+    using WaitingClock = std::function<std::chrono::steady_clock::time_point()>;
+
     /// `cacheBytes` is each one's, for pages.
-    SqliteReaders(SqliteFile &file, std::size_t cacheBytes);
+    SqliteReaders(SqliteFile &file, std::size_t cacheBytes, WaitingClock clock,
+                  std::chrono::milliseconds patience);
     /// Finishes the looks that have begun; the others are dropped, and their outcome is never told.
     ~SqliteReaders();
 
@@ -33,6 +37,7 @@ private:
     {
         Ledger::Look look;
         Ledger::Done done;
+        std::chrono::steady_clock::time_point since; ///< When it began to wait.
     };
     struct Reader
     {
@@ -46,6 +51,10 @@ private:
     std::optional<Pending> next(std::stop_token stop, const Reader &reader);
     void putOff(Pending pending);
 
+    void take(const Pending &pending, Reader &reader) const;
+
+    WaitingClock clock_;
+    std::chrono::milliseconds patience_;
     std::mutex mutex_;
     std::condition_variable_any wakeUp_;
     std::deque<Pending> queue_;

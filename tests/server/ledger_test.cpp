@@ -451,6 +451,26 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     settle(*ledger);
     EXPECT_EQ(done, "ac");
     EXPECT_EQ(failed, "b");
+
+    std::latch reading(SqliteReaders::count);
+    std::promise<void> read;
+    const std::shared_future<void> enough = read.get_future().share();
+    for (int i = 0; i < SqliteReaders::count; ++i) {
+        ledger->read(
+            [&](LedgerView &) {
+                reading.count_down();
+                enough.wait();
+            },
+            [](const std::exception_ptr &) {});
+    }
+    reading.wait();
+    std::promise<bool> looked;
+    ledger->read([&](LedgerView &) { done += 'd'; },
+                 [&](const std::exception_ptr &failure) { looked.set_value(!failure); });
+    time.advance(5);
+    read.set_value();
+    EXPECT_FALSE(looked.get_future().get());
+    EXPECT_EQ(done, "ac");
 }
 
 // Each change once, in order, whoever else writes; and nothing of what this process does itself.
