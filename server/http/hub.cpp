@@ -128,10 +128,11 @@ std::chrono::milliseconds Hub::staggered()
 Awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Door &door)
 {
     while (!self->stopping_) {
-        auto [error, socket] = co_await door.listening.acceptor.async_accept(awaitedWithError);
-        if (!error) {
-            self->welcome(std::move(socket), door);
-        } else if (!self->stopping_) {
+        auto [error] =
+            co_await door.listening.acceptor.async_wait(Acceptor::wait_read, awaitedWithError);
+        if (!error)
+            error = self->welcomeSome(door);
+        if (error && !self->stopping_) {
             // Out of descriptors, most likely: trying again at once would only burn the processor.
             spdlog::warn("cannot accept a connection: {}", error.message());
             co_await self->turnAwayAll(door);
@@ -139,6 +140,27 @@ Awaitable<void> Hub::accept(std::shared_ptr<Hub> self, Door &door)
             co_await self->acceptTimer_.async_wait(awaitedWithError);
         }
     }
+}
+
+// With one of them in every round of the loop, a newcomer would wait for seconds behind a crowd.
+error_code Hub::welcomeSome(Door &door)
+{
+    constexpr int atOnce = 32;
+    try {
+        for (int i = 0; i < atOnce; ++i) {
+            Socket socket(context_);
+            error_code error;
+            door.listening.acceptor.accept(socket, error);
+            if (error == asio::error::would_block)
+                break;
+            if (error)
+                return error;
+            welcome(std::move(socket), door);
+        }
+    } catch (const std::bad_alloc &) {
+        spdlog::error("there is no memory for another connection");
+    }
+    return {};
 }
 
 // They would wait in the kernel's queue for as long as no other connection ends.
@@ -173,16 +195,12 @@ void Hub::welcome(Socket socket, const Door &door)
             turnAway(socket);
         return;
     }
-    try {
-        auto session = std::make_shared<Session>(Stream(std::move(socket), *peer, door.tls),
-                                                 shared_from_this());
-        sessions_.insert(session.get());
-        if (!proxies_.trusts(*peer))
-            crowd_.add(*peer, session.get());
-        start(context_, Session::run(std::move(session)));
-    } catch (const std::bad_alloc &) {
-        spdlog::error("there is no memory for another connection");
-    }
+    auto session =
+        std::make_shared<Session>(Stream(std::move(socket), *peer, door.tls), shared_from_this());
+    sessions_.insert(session.get());
+    if (!proxies_.trusts(*peer))
+        crowd_.add(*peer, session.get());
+    start(context_, Session::run(std::move(session)));
 }
 
 // Whoever has more than others has to give way to them: at first what is idle, which loses nothing
@@ -239,9 +257,21 @@ Awaitable<void> Hub::sweep(std::shared_ptr<Hub> self)
             co_return self->abortAll();
         ++self->ticks_;
         self->refreshDate();
-        for (Session *session : self->sessions_)
-            session->expire(self->ticks_);
+        while (self->expireSome())
+            co_await asio::post(self->context_, awaited);
     }
+}
+
+// Thousands whose time is over at the same tick would keep everybody else waiting.
+bool Hub::expireSome()
+{
+    constexpr int atOnce = 64;
+    int expired = 0;
+    for (Session *session : sessions_) {
+        if (session->expire(ticks_) && ++expired == atOnce)
+            return true;
+    }
+    return false;
 }
 
 void Hub::abortAll()

@@ -53,6 +53,8 @@ private:
 
     static Awaitable<void> accept(std::shared_ptr<Hub> self, Door &door);
     static Awaitable<void> sweep(std::shared_ptr<Hub> self);
+    bool expireSome();
+    error_code welcomeSome(Door &door);
     void welcome(Socket socket, const Door &door);
     bool makeRoomFor(const Address &peer);
     bool endOneOf(const Crowd::Sessions &sessions, bool busyToo);

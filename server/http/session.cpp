@@ -87,7 +87,7 @@ Awaitable<void> Session::letOthersGoFirst()
 {
     if (buffer_.size() > 0)
         co_await asio::post(stream_.executor(), awaited);
-    else if (buffer_.capacity() > headerChunk)
+    else if (buffer_.capacity() > firstChunk)
         buffer_.shrink_to_fit();
 }
 
@@ -197,21 +197,22 @@ void Session::enter(Phase phase, std::chrono::milliseconds limit)
 {
     phase_ = phase;
     deadline_ = hub_->deadlineAfter(limit);
-    expired_ = false;
+    expired_ = 0;
 }
 
-void Session::expire(std::int64_t tick)
+bool Session::expire(std::int64_t tick)
 {
-    if (tick < deadline_)
-        return;
-    expired_ = true;
+    if (tick < deadline_ || tick == expired_)
+        return false;
+    expired_ = tick;
     if (phase_ == Phase::Answering) {
         spdlog::error("a request was never answered");
         gone_ = true;
         wakeUp_.cancel();
-        return;
+    } else {
+        stream_.cancel();
     }
-    stream_.cancel();
+    return true;
 }
 
 void Session::finish()

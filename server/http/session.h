@@ -26,8 +26,9 @@ public:
     /// The tick at which what it does now has to be over.
     std::int64_t deadline() const { return deadline_; }
 
-    /// Ends what the connection is waiting for if its deadline lies before that tick.
-    void expire(std::int64_t tick);
+    /// Ends what the connection is waiting for if its deadline lies before that tick. False: it
+    /// does not, or was ended for that already.
+    bool expire(std::int64_t tick);
     /// Ends the connection if it is idle; else the request under way is its last.
     void finish();
     /// Ends the connection wherever it is.
@@ -35,8 +36,11 @@ public:
 
 private:
     using Parser = boost::beast::http::request_parser<boost::beast::http::string_body>;
-    static constexpr std::size_t headerChunk = 4 << 10; ///< As much as an idle connection keeps.
-    static constexpr std::size_t bodyChunk = 64 << 10;
+    static constexpr std::size_t firstChunk = 1 << 10; ///< As much as an idle connection keeps.
+    static constexpr std::size_t headerChunk = 4 << 10;
+    /// So that a turn takes some microseconds: hundreds that send as fast as they can have theirs
+    /// before anybody else's.
+    static constexpr std::size_t bodyChunk = 16 << 10;
     enum class Phase { Idle, Reading, Answering, Writing };
 
     Awaitable<bool> serveOne();
@@ -69,7 +73,7 @@ private:
     Awaitable<bool> send(Response response, bool withBody, bool keepAlive);
     bool keepReply(Response &response);
     Awaitable<bool> write(std::string_view bytes);
-    Awaitable<bool> writeChunk(std::string_view bytes);
+    Awaitable<bool> writeBody(Response &response);
     Awaitable<bool> writeFile(const Response &response);
 
     Stream stream_;
@@ -83,7 +87,7 @@ private:
     std::int64_t replySlack_ = 0; ///< When the reply under way had to be over if it were empty.
     std::uint64_t replied_ = 0;   ///< As much of it as was written.
     Phase phase_ = Phase::Idle;
-    bool expired_ = false;
+    std::int64_t expired_ = 0; ///< The last tick at which its deadline had passed, or 0.
     bool gone_ = false;
 };
 

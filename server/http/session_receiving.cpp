@@ -76,7 +76,7 @@ Awaitable<bool> Session::receiveHeader(Parser &parser)
         }
         if (parser.is_header_done())
             co_return true;
-        const bool more = co_await readMore(headerChunk);
+        const bool more = co_await readMore(buffer_.size() == 0 ? firstChunk : headerChunk);
         if (!more)
             co_return false;
         if (phase_ == Phase::Idle)
@@ -179,7 +179,7 @@ Awaitable<bool> Session::readMore(std::size_t most)
     const auto space = buffer_.prepare(most);
     const auto [failure, count] = co_await stream_.read(space);
     if (failure) {
-        if (expired_ && phase_ == Phase::Reading)
+        if (expired_ != 0 && phase_ == Phase::Reading)
             co_await refuse(asio::error::timed_out);
         co_return false;
     }

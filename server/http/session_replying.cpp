@@ -3,19 +3,31 @@
 #include "session.h"
 
 #include <algorithm>
-#include <array>
 #include <boost/asio/post.hpp>
+#include <cstdint>
 #include <spdlog/spdlog.h>
+#include <sys/mman.h>
 
 namespace kivolo::server::http {
 
 namespace {
 
-// Takes well below a millisecond, encryption included.
-constexpr std::size_t chunkBytes = 256 << 10;
-constexpr std::size_t fileChunk = 64 << 10;
+// Takes a fraction of a millisecond, encryption included.
+constexpr std::size_t chunkBytes = 64 << 10;
 // Goes out with the head, in one packet.
 constexpr std::size_t smallBody = 4 << 10;
+
+/// Gives the pages back that end in that part of the body, which nobody looks at again.
+void dropPages(std::string &body, std::size_t from, std::size_t to)
+{
+    static const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto start = reinterpret_cast<std::uintptr_t>(body.data());
+    const std::uintptr_t first = (start + page - 1) / page * page;
+    const std::uintptr_t begin = std::max(first, (start + from) / page * page);
+    const std::uintptr_t end = (start + to) / page * page;
+    if (begin < end)
+        ::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_DONTNEED);
+}
 
 } // namespace
 
@@ -37,24 +49,21 @@ Awaitable<bool> Session::send(Response response, bool withBody, bool keepAlive)
     const auto [error, count] = stream_.writeSome(head);
     if (error && error != asio::error::would_block)
         co_return false;
-    const std::array<std::string_view, 2> parts{std::string_view(head).substr(count), body};
-    for (const std::string_view part : parts) {
-        if (part.empty())
-            continue;
-        const bool sent = co_await write(part);
-        if (!sent)
-            co_return false;
-    }
-    if (!response.file || !withBody)
-        co_return true;
-    const bool sent = co_await writeFile(response);
+    const std::string_view rest = std::string_view(head).substr(count);
+    bool sent = rest.empty();
+    if (!sent)
+        sent = co_await write(rest);
+    if (sent && !body.empty())
+        sent = co_await writeBody(response);
+    if (sent && response.file && withBody)
+        sent = co_await writeFile(response);
     co_return sent;
 }
 
 // What is small is what every connection has room for.
 bool Session::keepReply(Response &response)
 {
-    const std::size_t bytes = response.file ? fileChunk : response.body.size();
+    const std::size_t bytes = response.file ? chunkBytes : response.body.size();
     if (response.room.bytes() > 0 || bytes <= smallBody)
         return true;
     std::optional<Budget::Share> share = hub_->replies().take(client_, bytes);
@@ -65,28 +74,13 @@ bool Session::keepReply(Response &response)
 
 Awaitable<bool> Session::write(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const std::string_view chunk = bytes.substr(0, chunkBytes);
-        // What lies in the peer's own buffer looks like speed, so he has to go on as well.
-        deadline_ = std::min(replySlack_ + hub_->ticksFor(replied_),
-                             hub_->deadlineAfter(hub_->limits().reply));
-        const bool written = co_await writeChunk(chunk);
-        if (!written)
-            co_return false;
-        bytes.remove_prefix(chunk.size());
-        replied_ += chunk.size();
-        // A peer that reads as fast as this writes would never let anybody else in.
-        if (!bytes.empty())
-            co_await asio::post(stream_.executor(), awaited);
-    }
-    co_return true;
-}
-
-Awaitable<bool> Session::writeChunk(std::string_view bytes)
-{
+    // What lies in the peer's own buffer looks like speed, so he has to go on as well.
+    deadline_ =
+        std::min(replySlack_ + hub_->ticksFor(replied_), hub_->deadlineAfter(hub_->limits().reply));
     for (;;) {
         const auto [error, count] = stream_.writeSome(bytes);
         bytes.remove_prefix(count);
+        replied_ += count;
         if (bytes.empty())
             co_return true;
         if (!error)
@@ -99,9 +93,29 @@ Awaitable<bool> Session::writeChunk(std::string_view bytes)
     }
 }
 
+// Keeps no more than what is still to be written. That also spreads the work of freeing it, which
+// would take milliseconds at the end.
+Awaitable<bool> Session::writeBody(Response &response)
+{
+    std::string &body = response.body;
+    for (std::size_t done = 0; done < body.size();) {
+        const std::string_view chunk = std::string_view(body).substr(done, chunkBytes);
+        const bool written = co_await write(chunk);
+        if (!written)
+            co_return false;
+        dropPages(body, done, done + chunk.size());
+        done += chunk.size();
+        response.room.shrinkTo(std::min(response.room.bytes(), body.size() - done));
+        // A peer that reads as fast as this writes would never let anybody else in.
+        if (done < body.size())
+            co_await asio::post(stream_.executor(), awaited);
+    }
+    co_return true;
+}
+
 Awaitable<bool> Session::writeFile(const Response &response)
 {
-    std::string chunk(fileChunk, '\0');
+    std::string chunk(chunkBytes, '\0');
     for (std::uint64_t left = response.fileSize; left > 0;) {
         const std::size_t wanted = std::min<std::uint64_t>(left, chunk.size());
         const ssize_t count = ::read(response.file.descriptor(), chunk.data(), wanted);

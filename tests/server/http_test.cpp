@@ -184,7 +184,7 @@ TEST(Http, LetsOthersInBetweenTheRequestsOfOneConnection)
 TEST(Http, KeepsNoRoomThatALargeRequestNeeded)
 {
     constexpr std::size_t count = 50;
-    constexpr std::size_t bytesEach = 16 << 10;
+    constexpr std::size_t bytesEach = 6 << 10;
     RunningServer running;
     const std::string large = R"({"code":")" + std::string(60'000, 'x') + R"("})";
     const std::string request = "POST /join HTTP/1.1\r\nContent-Type: application/json\r\n"
@@ -399,6 +399,46 @@ TEST(Http, RefusesWhatItsMemoryCannotHold)
     const std::string one = httpGet("/history?limit=1&circle_id=" + ana.circle);
     EXPECT_EQ(status(talk(running.port, one)), "HTTP/1.1 200");
     EXPECT_EQ(status(talk(running.port, one)), "HTTP/1.1 200") << "a share was not given back";
+}
+
+// Whoever reads slowly keeps others from no more than what he has not read yet.
+TEST(Http, GivesBackTheRoomOfAReplyAsItIsWritten)
+{
+    http::Limits limits;
+    limits.allRepliesBytes = 40 << 20; // half of it for one address
+    RunningServer running(limits);
+    Member ana(running);
+    ana.beam["type"] = "doodle";
+    ana.beam["body"] = largeDoodle;
+    for (int i = 0; i < 9; ++i)
+        ASSERT_TRUE(running.post("/beam", ana.beam).starts_with("HTTP/1.1 200"));
+    const std::string four = httpGet("/history?limit=4&circle_id=" + ana.circle);
+    Connection slow(running.port, ana.history());
+    std::string reply = slow.readSoMuch(12 << 20);
+    EXPECT_TRUE(talk(running.port, four).starts_with("HTTP/1.1 200"));
+    reply += slow.read();
+    EXPECT_EQ(countOf(reply, largeDoodle), 9u) << "what was given back was not written yet";
+}
+
+// On a slow line it takes long, and what has been waited for must not be thrown away.
+TEST(Http, WaitsForABodyForAsLongAsItComesFastEnough)
+{
+    http::Limits limits;
+    limits.tick = std::chrono::milliseconds(5);
+    limits.idle = limits.body = std::chrono::milliseconds(40);
+    limits.bytesPerSecond = 100;
+    RunningServer running(limits);
+    const std::string part(500, 'x'); // may take five seconds
+    Connection slow(running.port, "POST /join HTTP/1.1\r\nContent-Type: application/json\r\n"
+                                  "Connection: close\r\nContent-Length: 1500\r\n\r\n" +
+                                      part);
+    for (int i = 1; i < 3; ++i) {
+        Connection idle(running.port, me);
+        idle.readUntil("}");
+        EXPECT_EQ(idle.read(), ""); // by when a body that did not go on would be over as well
+        slow.send(part);
+    }
+    EXPECT_TRUE(slow.read().starts_with("HTTP/1.1 400"));
 }
 
 TEST(Http, EndsAReplyThatNobodyReads)

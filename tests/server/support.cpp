@@ -138,6 +138,11 @@ Connection::Connection(std::uint16_t port, std::string_view bytes, const char *f
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     if (::connect(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
         return;
+    send(bytes);
+}
+
+void Connection::send(std::string_view bytes) const
+{
     while (!bytes.empty()) {
         const ssize_t count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (count <= 0)
@@ -155,6 +160,14 @@ std::string Connection::read()
 {
     std::string received;
     while (readSome(received)) {
+    }
+    return received;
+}
+
+std::string Connection::readSoMuch(std::size_t bytes)
+{
+    std::string received;
+    while (received.size() < bytes && readSome(received)) {
     }
     return received;
 }

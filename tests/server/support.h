@@ -105,6 +105,9 @@ public:
     Connection &operator=(const Connection &) = delete;
     ~Connection();
     int descriptor() const { return socket_; }
+    void send(std::string_view bytes) const;
+    /// So many bytes, or what comes until the peer closes.
+    std::string readSoMuch(std::size_t bytes);
     /// What has already come, without waiting for more.
     std::string readWhatIsThere();
     /// What comes until the end of a reply that ends like that.
