@@ -22,6 +22,7 @@
 #include <fstream>
 #include <spdlog/spdlog.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
 
 namespace {
 
@@ -34,6 +35,13 @@ std::chrono::nanoseconds sinceMidnight = morning; // NOLINT(*-avoid-non-const-gl
 std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept
 {
     return time_point(sinceMidnight);
+}
+
+// The system's timers would go by the real time; without one the loop asks the clock above.
+extern "C" int timerfd_create(int, int) noexcept
+{
+    errno = ENOSYS;
+    return -1;
 }
 
 namespace kivolo::server {
@@ -158,9 +166,11 @@ struct Town
         const auto founding = told<Founding>([&](auto done) {
             circles.create({device, ""}, done);
         });
+        keys = {device, founding.circle.code};
         for (const std::string &joining : {other, device}) {
             const JoinRequest request{founding.circle.code, "Ana", joining, "e"};
             const auto joined = told<Membership>([&](auto done) { circles.join(request, done); });
+            keys.push_back(joined.seat.key);
             const auto send = [&](const char *type, const std::string &body, Seconds opens = 0) {
                 BeamRequest beam{joined.seat.key, joined.seat.member.id, type, body, {}, {}};
                 if (opens > 0)
@@ -186,8 +196,10 @@ struct Town
         return *throttle;
     }
 
-    /// What no reply may ever hold.
+    /// What no reply may ever hold,
     std::string secret = newIdentifier(systemRandomness);
+    /// unless somebody said one of these: a fuzzer watches what is compared, and comes to know.
+    std::vector<std::string> keys;
     std::filesystem::path folder = std::filesystem::temp_directory_path() / ("kivolo-" + secret);
     bool made = std::filesystem::create_directories(folder);
     DirectLedger ledger{folder / "ledger.sqlite"};
@@ -237,9 +249,6 @@ public:
     void passTick()
     {
         sinceMidnight += tick;
-        // Earlier than all others, so that the system tells of them: it has the real time.
-        http::Timer due(context_, SteadyTime());
-        due.async_wait([](auto) {});
         turn();
     }
     void stop() { hub_->stop(); }
@@ -368,11 +377,10 @@ struct Guest
         ended = !paused && (in == 0 || (in < 0 && errno != EAGAIN));
         return out > 0 || in > 0;
     }
-    void check(const std::string &secret) const
+    void check() const
     {
         const std::size_t replies = checkReplies(heard, countOf(said, "HEAD "), cut);
         require(replies <= countOf(said, "\r\n\r\n") + 1, "nothing is answered twice");
-        require(heard.find(secret) == heard.npos, "a secret stays one");
     }
 
     int socket = -1;
@@ -519,7 +527,13 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         require(Heap::held() < mostKept, "nothing is kept of who is gone");
         play.stop();
     }
-    for (const Guest &guest : guests)
-        guest.check(town.secret);
+    const auto someone = [](const std::string Guest::*text, const std::string &part) {
+        return std::ranges::any_of(
+            guests, [&](const Guest &guest) { return (guest.*text).find(part) != part.npos; });
+    };
+    const bool known = std::ranges::any_of(
+        town.keys, [&](const std::string &key) { return someone(&Guest::said, key); });
+    require(known || !someone(&Guest::heard, town.secret), "a secret stays one");
+    std::ranges::for_each(guests, &Guest::check);
     return 0;
 }
