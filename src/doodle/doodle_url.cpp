@@ -3,6 +3,7 @@
 #include <QBuffer>
 #include <QImageReader>
 #include <QtConcurrentRun>
+#include <QtEndian>
 
 namespace kivolo {
 
@@ -48,6 +49,22 @@ QByteArray rasterFormat(const QByteArray &bytes)
     return {};
 }
 
+/// Whether a chunk of a PNG claims more than there is. The decoder takes memory for all that it
+/// claims, up to 2 GiB, before it reads.
+bool claimsTooMuch(const QByteArray &png)
+{
+    constexpr qsizetype signature = 8, frame = 12; // its length, its type, its checksum
+    for (qsizetype at = signature; at + frame <= png.size();) {
+        if (png.sliced(at + 4, 4) == "IEND")
+            return false;
+        const auto length = qsizetype(qFromBigEndian<quint32>(png.constData() + at));
+        if (length > png.size() - at - frame)
+            return true;
+        at += frame + length;
+    }
+    return false;
+}
+
 bool isAllowed(const QSize &size)
 {
     return !size.isEmpty() && size.width() <= maxSide && size.height() <= maxSide &&
@@ -82,7 +99,7 @@ std::optional<Doodle> decodeDoodle(const QString &body, const QSize &bounds)
     if (!bytes)
         return std::nullopt;
     const QByteArray format = rasterFormat(*bytes);
-    if (format.isEmpty())
+    if (format.isEmpty() || (format == "png" && claimsTooMuch(*bytes)))
         return std::nullopt;
 
     limitAllocation();
