@@ -75,6 +75,7 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , watch_(writeConnection_)
     , readers_(file_, readCache(settings.cacheBytes), waitingClock_, patience_)
 {
+    writeConnection_.setLogPages(settings.logPages);
     file_.keep();
     writer_ = std::jthread([this](std::stop_token stop) { writeUntil(stop); });
 }

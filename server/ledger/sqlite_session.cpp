@@ -28,10 +28,6 @@ SqliteConnection::SqliteConnection(SqliteFile &file, std::chrono::milliseconds p
             throw std::runtime_error("its file system does not support a write-ahead log");
         session_ << "PRAGMA synchronous = FULL"; // what was acknowledged outlives a power cut
         session_ << "PRAGMA cache_size = -" << cacheBytes / 1024; // KiB
-        // Of a page that changes again and again only the last state is copied out of the log, so
-        // that the log is long saves half the writing and most of the waiting for the disk. After a
-        // crash the next start reads all of it, which takes some tenths of a second.
-        session_ << "PRAGMA wal_autocheckpoint = 16384"; // pages
         session_ << "PRAGMA journal_size_limit = 67108864";
     });
     if (prepare)
@@ -46,6 +42,11 @@ sqlite_api::sqlite3 *SqliteConnection::handle()
 void SqliteConnection::setPatience(std::chrono::milliseconds patience)
 {
     sqlite_api::sqlite3_busy_timeout(handle(), static_cast<int>(patience.count()));
+}
+
+void SqliteConnection::setLogPages(int pages)
+{
+    sqlite_api::sqlite3_wal_autocheckpoint(handle(), pages);
 }
 
 void SqliteConnection::interrupt()

@@ -23,6 +23,9 @@ public:
     /// From now on, for whatever waits for a lock.
     void setPatience(std::chrono::milliseconds patience);
 
+    /// From now on, where it commits with so many pages in the log, they are copied into the file.
+    void setLogPages(int pages);
+
     /// Rows that it has added, changed and removed since it was opened, undone ones included.
     std::int64_t changes();
 

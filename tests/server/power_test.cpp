@@ -53,7 +53,8 @@ private:
         time_.advance(7'200); // what was sent before is paid for
         try {
             const std::unique_ptr<Ledger> ledger =
-                openLedger("sqlite:" + (where / file).string(), time_.clock());
+                openLedger("sqlite:" + (where / file).string(), time_.clock(),
+                           {.logPages = 100}); // so that it is often cut while that is copied
             Circles circles(*ledger, time_.clock(), systemRandomness, {});
             while (!machine.failed())
                 seat_ ? sendSome(circles) : takeSeat(circles);
