@@ -1,5 +1,7 @@
 #include "api/json.h"
 
+#include <QStringDecoder>
+
 namespace kivolo {
 
 namespace dom = simdjson::dom;
@@ -32,7 +34,9 @@ std::optional<QString> textOf(const JsonReader::Value &value)
     std::string_view text;
     if (value.get(text) != simdjson::SUCCESS)
         return std::nullopt;
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    // A mark of the byte order in front of it belongs to the text.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
+    return decoder(QByteArrayView(text.data(), static_cast<qsizetype>(text.size())));
 }
 
 std::optional<QString> textIn(const QByteArray &bytes, std::string_view key)

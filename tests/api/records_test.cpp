@@ -56,10 +56,10 @@ TEST(Records, ABeamIsReadToTheLetter)
 TEST(Records, TextsAndIntegersKeepAllOfTheirs)
 {
     const Beam beam =
-        Beam::decode("\xef\xbb\xbf" + beamJson("b1", R"(,"body":"\ud83d\udc9c\u0000\/é\n",)"
+        Beam::decode("\xef\xbb\xbf" + beamJson("b1", R"(,"body":"\ufeff\ud83d\udc9c\u0000\/é\n",)"
                                                      R"("created_at":9007199254740993,)"
                                                      R"("open_at":-9223372036854775808)"));
-    EXPECT_EQ(beam.body, u"💜\0/é\n"_s);
+    EXPECT_EQ(beam.body, u"\ufeff💜\0/é\n"_s);
     EXPECT_EQ(beam.created_at, 9007199254740993);
     EXPECT_EQ(beam.open_at, std::numeric_limits<qint64>::min());
 }
