@@ -23,20 +23,9 @@ Beam capsule(const QString &handle)
 
 TEST(CapsuleCardTest, CountdownText)
 {
-    const struct
-    {
-        qint64 seconds;
-        const char *text;
-    } cases[] = {
-        {0, "0s"},
-        {7, "7s"},
-        {59, "59s"},
-        {60, "1m 00s"},
-        {605, "10m 05s"},
-        {3599, "59m 59s"},
-        {3600, "1h 00m 00s"},
-        {90061, "25h 01m 01s"},
-        {7 * 86400, "168h 00m 00s"},
+    const std::pair<qint64, const char *> cases[] = {
+        {0, "0s"},         {59, "59s"},          {60, "1m 00s"},
+        {3599, "59m 59s"}, {3600, "1h 00m 00s"}, {7 * 86400 + 61, "168h 01m 01s"},
     };
     for (const auto &[seconds, text] : cases)
         EXPECT_EQ(CapsuleCard::fmt(seconds), QLatin1String(text));
