@@ -5,53 +5,48 @@
 #include "fuzz.h"
 #include "records/wire.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <boost/json.hpp>
 
 namespace kivolo {
 namespace {
 
 using fuzz::require;
-using Keys = std::initializer_list<QLatin1String>;
+using Keys = std::initializer_list<std::string_view>;
+namespace json = boost::json;
 namespace wire = server::wire;
 
 /// The members of an object under those keys that are there.
-QJsonObject picked(const QJsonValue &value, Keys keys)
+json::object picked(const json::value &value, Keys keys)
 {
-    const QJsonObject object = value.toObject();
-    QJsonObject found;
-    for (const QLatin1String key : keys) {
-        if (!object[key].isNull() && !object[key].isUndefined())
-            found[key] = object[key];
+    json::object found;
+    for (const std::string_view key : keys) {
+        const json::value *member = value.as_object().if_contains(key);
+        if (member && !member->is_null())
+            found[key] = *member;
     }
     return found;
 }
 
 /// Without "sealed", which says more than the server's encoder can say again.
-QJsonObject beamIn(const QJsonValue &value)
+json::object beamIn(const json::value &value)
 {
-    static const Keys keys = {
-        QLatin1String("id"),         QLatin1String("from_member"), QLatin1String("type"),
-        QLatin1String("body"),       QLatin1String("created_at"),  QLatin1String("from_handle"),
-        QLatin1String("from_emoji"), QLatin1String("effect"),      QLatin1String("open_at")};
-    return picked(value, keys);
+    return picked(value, {"id", "from_member", "type", "body", "created_at", "from_handle",
+                          "from_emoji", "effect", "open_at"});
 }
 
-QJsonObject memberIn(const QJsonValue &value)
+json::object memberIn(const json::value &value)
 {
-    return picked(value, {QLatin1String("id"), QLatin1String("handle"), QLatin1String("emoji")});
+    return picked(value, {"id", "handle", "emoji"});
 }
 
 /// The members of an object under those keys, and its array with a part of each element.
-QJsonObject with(const QJsonValue &value, Keys keys, QLatin1String array,
-                 QJsonObject (*element)(const QJsonValue &))
+json::object with(const json::value &value, Keys keys, std::string_view array,
+                  json::object (*element)(const json::value &))
 {
-    QJsonObject object = picked(value, keys);
-    QJsonArray elements;
-    for (const QJsonValue &one : value[array].toArray())
-        elements.append(element(one));
-    object[array] = elements;
+    json::object object = picked(value, keys);
+    json::array &elements = object[array].emplace_array();
+    for (const json::value &one : value.at(array).as_array())
+        elements.push_back(element(one));
     return object;
 }
 
@@ -79,25 +74,25 @@ std::vector<server::Beam> sent(const QList<Beam> &beams)
 }
 
 // Each gives what the server says and what it has to say.
-using Pair = std::pair<std::string, QJsonObject>;
+using Pair = std::pair<std::string, json::object>;
 
-Pair again(const Beam &beam, const QJsonValue &value)
+Pair again(const Beam &beam, const json::value &value)
 {
     return {wire::beam(sent(beam)), beamIn(value)};
 }
 
-Pair again(const BeamsResponse &reply, const QJsonValue &value)
+Pair again(const BeamsResponse &reply, const json::value &value)
 {
     return {wire::poll({sent(reply.beams), reply.server_time}),
-            with(value, {QLatin1String("server_time")}, QLatin1String("beams"), beamIn)};
+            with(value, {"server_time"}, "beams", beamIn)};
 }
 
-Pair again(const HistoryResponse &reply, const QJsonValue &value)
+Pair again(const HistoryResponse &reply, const json::value &value)
 {
-    return {wire::history(sent(reply.beams)), with(value, {}, QLatin1String("beams"), beamIn)};
+    return {wire::history(sent(reply.beams)), with(value, {}, "beams", beamIn)};
 }
 
-Pair again(const JoinResponse &reply, const QJsonValue &value)
+Pair again(const JoinResponse &reply, const json::value &value)
 {
     server::Membership membership;
     membership.seat.key = reply.circle_id.toStdString();
@@ -114,26 +109,22 @@ Pair again(const JoinResponse &reply, const QJsonValue &value)
     require(me.joined && me.circle_id == reply.circle_id && me.max_seats == reply.max_seats &&
                 me.members->size() == reply.members.size(),
             "a status says what the join said");
-    return {wire::joined(membership), with(value,
-                                           {QLatin1String("circle_id"), QLatin1String("member_id"),
-                                            QLatin1String("code"), QLatin1String("max_seats")},
-                                           QLatin1String("members"), memberIn)};
+    return {wire::joined(membership),
+            with(value, {"circle_id", "member_id", "code", "max_seats"}, "members", memberIn)};
 }
 
-Pair again(const CreateResponse &reply, const QJsonValue &value)
+Pair again(const CreateResponse &reply, const json::value &value)
 {
     server::Founding founding;
     founding.key = reply.circle_id.toStdString();
     founding.circle.code = reply.code.toStdString();
     founding.circle.maxSeats = reply.max_seats;
-    return {wire::created(founding),
-            picked(value, {QLatin1String("circle_id"), QLatin1String("code"),
-                           QLatin1String("max_seats")})};
+    return {wire::created(founding), picked(value, {"circle_id", "code", "max_seats"})};
 }
 
 /// Tries to decode the input as that record.
 template<typename Record>
-void tryRecord(const QByteArray &bytes, const QJsonDocument &document)
+void tryRecord(const QByteArray &bytes, const json::value &tree)
 {
     Record record;
     try {
@@ -142,19 +133,23 @@ void tryRecord(const QByteArray &bytes, const QJsonDocument &document)
         require(!failure.localizedDescription().isEmpty(), "a failure has a sentence");
         return;
     }
-    require(document.isObject(), "two parsers agree on what is JSON");
-    if constexpr (requires { again(record, {}); }) {
-        const auto [said, expected] = again(record, document.object());
-        const QJsonDocument told = QJsonDocument::fromJson(QByteArray::fromStdString(said));
-        require(told.object() == expected, "a record is what stands there");
+    require(tree.is_object(), "two parsers agree on what is JSON");
+    if constexpr (requires { again(record, tree); }) {
+        const auto [said, expected] = again(record, tree);
+        require(json::parse(said) == expected, "a record is what stands there");
     }
 }
 
 template<typename... Records>
 void tryAll(const QByteArray &bytes)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(bytes);
-    (tryRecord<Records>(bytes, document), ...);
+    json::parse_options options;
+    options.max_depth = 1024;
+    std::string_view text(bytes.data(), static_cast<std::size_t>(bytes.size()));
+    text.remove_prefix(text.starts_with("\xef\xbb\xbf") ? 3 : 0);
+    boost::system::error_code error;
+    const json::value tree = json::parse(text, error, {}, options);
+    (tryRecord<Records>(bytes, tree), ...);
 }
 
 } // namespace
