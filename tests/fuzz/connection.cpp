@@ -4,7 +4,8 @@
 //
 //   |  send what has gathered      0 1 2  go on with that connection    #  the length of the body
 //   ~  16 KiB of a letter          @      the present second               that follows, in digits
-//   t  a tick passes               p r    stop and go on reading        h x  hang up, reset
+//   t  a tick passes               ^      what the latest poll's        h x  hang up, reset
+//   p r  stop and go on reading             reply says to ask next
 
 #include "fuzz.h"
 #include "http/hub.h"
@@ -18,6 +19,7 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/json/parse.hpp>
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <spdlog/spdlog.h>
@@ -377,6 +379,15 @@ struct Guest
         ended = !paused && (in == 0 || (in < 0 && errno != EAGAIN));
         return out > 0 || in > 0;
     }
+    /// As the program asks: for all after what was told.
+    std::int64_t nextSince() const
+    {
+        constexpr std::string_view key = "\"server_time\":";
+        std::int64_t time = 1;
+        if (const std::size_t at = heard.rfind(key); at != heard.npos)
+            std::from_chars(heard.data() + at + key.size(), heard.data() + heard.size(), time);
+        return time - 1;
+    }
     void check() const
     {
         const std::size_t replies = checkReplies(heard, countOf(said, "HEAD "), cut);
@@ -450,6 +461,8 @@ private:
             guest_->said.append(++letters_ <= mostLetters ? 16 << 10 : 0, 'a');
         } else if (what == '@') {
             guest_->said += std::to_string(wholeSeconds(wallClock()));
+        } else if (what == '^') {
+            guest_->said += std::to_string(guest_->nextSince());
         } else {
             return false;
         }
