@@ -287,9 +287,9 @@ void checkBody(int status, const std::string &body)
     require(!sentence || sentence->as_string().ends_with('.'), "a sentence ends");
 }
 
-/// Takes replies apart to the last byte. Up to `heads` of them may have no body; where they are cut
-/// the last need not be whole. Gives their number.
-std::size_t checkReplies(std::string_view replies, std::size_t heads, bool cut)
+/// Takes replies apart to the last byte. Up to `heads` of them may have no body, and up to `others`
+/// one that is no error; where they are cut the last need not be whole. Gives their number.
+std::size_t checkReplies(std::string_view replies, std::size_t heads, std::size_t others, bool cut)
 {
     std::size_t count = 0;
     for (bool last = false; !replies.empty();) {
@@ -312,6 +312,8 @@ std::size_t checkReplies(std::string_view replies, std::size_t heads, bool cut)
             continue;
         ++count;
         heads -= bare ? 1 : 0;
+        if (reply.result_int() < 400 && !reply.body().empty())
+            require(others-- > 0, "a body is asked for");
         last = !reply.keep_alive();
         require(reply.count("Connection") == 1 && reply.count("Date") == 1 &&
                     reply.count("Content-Length") <= 1 && reply.count("Transfer-Encoding") == 0,
@@ -390,7 +392,8 @@ struct Guest
     }
     void check() const
     {
-        const std::size_t replies = checkReplies(heard, countOf(said, "HEAD "), cut);
+        const std::size_t others = countOf(said, "GET ") + countOf(said, "POST ");
+        const std::size_t replies = checkReplies(heard, countOf(said, "HEAD "), others, cut);
         require(replies <= countOf(said, "\r\n\r\n") + 1, "nothing is answered twice");
     }
 

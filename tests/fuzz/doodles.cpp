@@ -53,9 +53,9 @@ void tryBody(const QString &body)
         encodeDoodle({image.constBits(), image.width(), image.height(), image.format()});
     const std::optional<Doodle> copy = decodeDoodle(again.value(), bounds);
     require(copy && copy->image.size() == shown, "a picture comes back");
-    const auto row = [](const QImage &image, int y) {
-        const auto *pixels = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        return std::span(pixels, std::size_t(image.width()));
+    const auto row = [](const QImage &of, int y) {
+        const auto *pixels = reinterpret_cast<const QRgb *>(of.constScanLine(y));
+        return std::span(pixels, std::size_t(of.width()));
     };
     // Colours of what is nearly transparent have few values left to come back to.
     const auto comesBack = [](QRgb was, QRgb is) {
