@@ -38,6 +38,7 @@ MemoryPlan::MemoryPlan(std::size_t bytes, bool encrypted)
 
 void keepMemoryTight()
 {
+    // NOLINTBEGIN(concurrency-mt-unsafe): there are no threads yet
     // What is large gets pages of its own, which count only once they are written to and go back
     // when they are freed; else the largest that was ever freed would decide what is large.
     mallopt(M_MMAP_THRESHOLD, 32 * kib);
@@ -45,6 +46,7 @@ void keepMemoryTight()
     // One for the connections and one for all other threads: each keeps what its busiest moment
     // took.
     mallopt(M_ARENA_MAX, 2);
+    // NOLINTEND(concurrency-mt-unsafe)
 }
 
 } // namespace kivolo::server

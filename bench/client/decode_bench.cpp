@@ -33,7 +33,7 @@ QByteArray history(qsizetype doodleBytes)
 void decodeHistory(benchmark::State &state)
 {
     const QByteArray json = history(state.range(0));
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(kivolo::HistoryResponse::decode(json));
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * json.size());
 }

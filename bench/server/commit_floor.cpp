@@ -136,8 +136,8 @@ int main(int argc, char **argv)
     }
     try {
         Database database(argv[1], argv[5]);
-        std::printf("%.0f\n", sendsPerSecond(database, std::atoll(argv[2]), std::atoi(argv[3]),
-                                             std::atof(argv[4])));
+        std::printf("%.0f\n", sendsPerSecond(database, std::stoll(argv[2]), std::stoi(argv[3]),
+                                             std::stod(argv[4])));
         return 0;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "commit_floor: %s\n", error.what());

@@ -98,7 +98,7 @@ void Ink::segment(const QPointF &from, const QPointF &to)
             if (squared >= reach * reach)
                 continue;
             const uchar coverage =
-                squared <= full * full ? 255 : uchar(255 * (reach - std::sqrt(squared)) + 0.5);
+                squared <= full * full ? 255 : uchar(qRound(255 * (reach - std::sqrt(squared))));
             row[x] = std::max(row[x], coverage);
         }
     }

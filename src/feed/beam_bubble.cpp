@@ -232,9 +232,9 @@ void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &
     const QRectF age(ageLeft, ageTop, row.right() - ageLeft, row.bottom() - ageTop);
     painter.setFont(ageFont());
     painter.setPen(colors.secondary);
+    const Qt::Alignment side = mine_ ? Qt::AlignRight : Qt::AlignLeft;
     painter.drawText(age.adjusted(agePadding, 0, -agePadding, 0),
-                     (mine_ ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter,
-                     timeAgo(createdAt_, now));
+                     (side | Qt::AlignVCenter).toInt(), timeAgo(createdAt_, now));
 }
 
 void BeamBubble::paintContent(QPainter &painter, const QRectF &box, const QRectF &visible,

@@ -50,8 +50,8 @@ std::shared_ptr<Panel> PopupManager::makePanel(const Beam &beam, bool shake,
         // The action must not keep the panel alive, which owns the card that owns the action.
         auto onClose = [manager = QPointer(this), weak = panel.weak_from_this(), close] {
             const auto open = weak.lock();
-            if (manager && open)
-                (manager->*close)(open);
+            if (PopupManager *const owner = manager; owner && open)
+                (owner->*close)(open);
         };
         return surroundings_.makeCard(beam, shake, std::move(onClose));
     };

@@ -156,6 +156,7 @@ int StackLayout::share(std::vector<Part> &parts, int room) const
     for (Part &part : parts) {
         if (!part.grows)
             continue;
+        // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): above they were counted
         const int piece = rest / growing--;
         part.length += piece;
         rest -= piece;

@@ -96,7 +96,7 @@ static QString preferredFamily(const QFont &desktop)
                                        QStringLiteral("Bitstream Vera Sans")};
     if (QFontDatabase::hasFamily(desktop.family()) && !isUnchosen(desktop.family()))
         return desktop.family();
-    const QString substitute = substituteFor(desktop.family());
+    QString substitute = substituteFor(desktop.family());
     if (!fallbacks.contains(substitute))
         return substitute;
     const QString family = firstInstalled({"Inter", "Inter Variable", "Cantarell", "Noto Sans"});

@@ -10,7 +10,6 @@
 #include <QWidget>
 #include <csignal>
 #include <cstdio>
-#include <memory>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -67,14 +66,12 @@ void terminateOnSignals()
     signalled = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (signalled < 0)
         return; // the signals then end the program at once
-    auto notifier = std::make_unique<QSocketNotifier>(signalled, QSocketNotifier::Read,
-                                                      QCoreApplication::instance());
-    QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
-                     [n = notifier.get()] {
-                         n->setEnabled(false);
-                         terminate();
-                     });
-    notifier.release(); // owned by its parent
+    auto *notifier =
+        new QSocketNotifier(signalled, QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [notifier] {
+        notifier->setEnabled(false);
+        terminate();
+    });
     struct sigaction action = {};
     action.sa_handler = tellEventLoop;
     action.sa_flags = int(SA_RESTART | SA_RESETHAND);

@@ -21,8 +21,8 @@ public:
         // The copy keeps the action alive while it runs, also when it ends its own repetition.
         QObject::connect(timer_.get(), &QTimer::timeout, timer_.get(),
                          [shared = std::make_shared<MainQueue::Action>(std::move(action))] {
-                             const auto held =
-                                 shared; // NOLINT(performance-unnecessary-copy-initialization)
+                             // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+                             const auto held = shared;
                              (*held)();
                          });
         timer_->start(interval);
