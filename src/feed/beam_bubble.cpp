@@ -233,8 +233,8 @@ void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &
     painter.setFont(ageFont());
     painter.setPen(colors.secondary);
     const Qt::Alignment side = mine_ ? Qt::AlignRight : Qt::AlignLeft;
-    painter.drawText(age.adjusted(agePadding, 0, -agePadding, 0),
-                     (side | Qt::AlignVCenter).toInt(), timeAgo(createdAt_, now));
+    painter.drawText(age.adjusted(agePadding, 0, -agePadding, 0), (side | Qt::AlignVCenter).toInt(),
+                     timeAgo(createdAt_, now));
 }
 
 void BeamBubble::paintContent(QPainter &painter, const QRectF &box, const QRectF &visible,
