@@ -8,10 +8,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 namespace {
 
@@ -19,17 +16,10 @@ using kivolo::server::history::Faults;
 
 Faults &faults()
 {
-    static Faults *const mapped = [] {
-        static Faults none;
-        const char *path = std::getenv(Faults::variable);
-        const int file = path ? ::open(path, O_RDWR | O_CLOEXEC) : -1;
-        if (file < 0)
-            return &none;
-        void *at = ::mmap(nullptr, sizeof(Faults), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-        ::close(file);
-        return at == MAP_FAILED ? &none : static_cast<Faults *>(at);
-    }();
-    return *mapped;
+    static Faults none;
+    static const char *const path = std::getenv(Faults::variable);
+    static void *const mapped = path ? kivolo::server::history::mapFaults(path) : nullptr;
+    return mapped ? *static_cast<Faults *>(mapped) : none;
 }
 
 template<typename Function>

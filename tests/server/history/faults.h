@@ -4,6 +4,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace kivolo::server::history {
 
@@ -14,5 +17,16 @@ struct Faults
     std::atomic<std::int64_t> clockAhead{0}; ///< Seconds that the wall clock is ahead by.
     std::atomic<std::int64_t> room{-1};      ///< Bytes that the disk still takes; -1: no bound.
 };
+
+/// What lies in that file, which is made where it is missing, or none.
+inline void *mapFaults(const char *path)
+{
+    const int file = ::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (file < 0 || ::ftruncate(file, sizeof(Faults)) != 0)
+        return nullptr;
+    void *at = ::mmap(nullptr, sizeof(Faults), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    ::close(file);
+    return at == MAP_FAILED ? nullptr : at;
+}
 
 } // namespace kivolo::server::history

@@ -1,7 +1,7 @@
 // What the clients saw and what was done to the servers, and what has to follow from it.
 #pragma once
 
-#include <array>
+#include <boost/json/value.hpp>
 #include <cstdint>
 #include <limits>
 #include <map>
@@ -30,9 +30,18 @@ struct SeatLog
     std::string key;
     std::string member;
     std::size_t circle = 0;
-    std::size_t client = 0;
     Moment doubtful = never; ///< When a request began that may have given it up.
     Moment lost = never;     ///< When it was known to be given up.
+};
+
+/// A beam, as it was sent, as it came in a reply, or as the database has it in the end.
+struct Beam
+{
+    std::string id, fromMember, name, type, body, effect; ///< `name`: handle and emoji.
+    std::int64_t createdAt = 0, openAt = 0;               ///< 0: no capsule.
+    std::int64_t tick = 0;                                ///< Of the database's only.
+    std::size_t circle = 0;                               ///< The same.
+    bool sealed = false;
 };
 
 /// A beam that somebody tried to send.
@@ -43,24 +52,22 @@ struct SendLog
 
     std::size_t seat = 0;
     std::size_t server = 0;
-    std::string type, body, effect;
-    std::int64_t openAt = 0;          ///< 0: none.
-    std::set<std::string> names;      ///< Handle and emoji: what they may have been, mostly one.
-    std::optional<std::size_t> after; ///< The one before it in the same bytes.
+    Beam beam{};                        ///< As far as the sender knows it.
+    std::set<std::string> names{};      ///< What its name may have been, mostly one.
+    std::optional<std::size_t> after{}; ///< The one before it in the same bytes.
     Span span{};
     Outcome outcome = Outcome::Unsure;
     unsigned status = 0;
-    std::string id;
-    std::int64_t createdAt = 0;
 };
 
-/// A beam as it came in a reply.
+/// What is kept of a beam that came in a reply.
 struct Delivered
 {
+    explicit Delivered(const Beam &beam);
+
     std::string id;
     std::uint64_t digest = 0; ///< Of every other field but `sealed`.
     bool sealed = false;
-    std::int64_t openAt = 0;
 };
 
 /// What a reply told. `Foreign`: asked for with what must not open it.
@@ -86,14 +93,6 @@ struct StepLog
     std::int64_t ahead = 0;
 };
 
-/// A beam as the database has it in the end.
-struct Row
-{
-    std::string id, fromMember, name, type, body, effect;
-    std::int64_t tick = 0, createdAt = 0, openAt = 0;
-    Delivered delivered(bool sealed) const;
-};
-
 struct Record
 {
     std::vector<std::string> codes; ///< Of each circle.
@@ -101,39 +100,31 @@ struct Record
     std::vector<SendLog> sends;
     std::vector<LookLog> looks;
     std::vector<StepLog> steps;
-    std::map<std::string, std::vector<Row>> rows; ///< By the circle's code, in the order of ticks.
-    std::vector<std::string> complaints;          ///< What was seen to be wrong at once.
+    std::vector<std::vector<Beam>> rows; ///< Of each circle, in the order of ticks.
+    std::vector<std::string> complaints; ///< What was seen to be wrong at once.
 };
 
 /// What came of a record.
 struct Verdict
 {
     std::vector<std::string> complaints;
-    std::size_t kept = 0, refused = 0, cut = 0, unsureKept = 0, unsureGone = 0;
-    std::size_t polls = 0, deliveries = 0, sealed = 0, opened = 0, refusedKeys = 0;
-    std::vector<Moment> delays; ///< From a beam's reply to that of a poll that waited, sorted.
-
-    std::size_t delay(std::size_t percent) const
-    {
-        return delays.empty() ? 0 : static_cast<std::size_t>(delays[delays.size() * percent / 100]);
-    }
+    std::map<std::string, std::size_t> counts;
 };
 
 Verdict check(const Record &record);
 
-/// Ways to falsify a record as a faulty server would have made it. Each has a name; false where
-/// the record has nothing of that kind.
-struct Falsehood
-{
-    const char *name;
-    bool (*apply)(Record &record, std::uint64_t random);
-};
-extern const std::array<Falsehood, 10> falsehoods;
+/// Falsifies a record as a faulty server of that kind would have made it, somewhere from a random
+/// place on. False where the record has nothing that it could be done to.
+bool falsify(Record &record, const std::string &falsehood, std::uint64_t random);
+extern const std::vector<std::string> falsehoods;
 
 /// Reads the beams of a database that no server has open any more, and tries its integrity.
 void readRows(const std::string &path, Record &record);
 
-/// What stands for a beam's fields, so that they need not be kept for each delivery.
-std::uint64_t digest(const Row &beam);
+/// What stands there, or nothing.
+std::string textAt(const boost::json::value &object, const char *key);
+std::int64_t numberAt(const boost::json::value &object, const char *key);
+std::string nameIn(const boost::json::value &member, const char *handle, const char *emoji);
+Beam beamIn(const boost::json::value &object);
 
 } // namespace kivolo::server::history

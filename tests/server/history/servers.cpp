@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <new>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,13 +28,9 @@ Servers::Servers(ServerOptions options, Record &record)
 {
     for (std::size_t i = 0; i < count; ++i) {
         const std::string path = options_.folder + "/faults" + std::to_string(i);
-        const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (file < 0 || ::ftruncate(file, sizeof(Faults)) != 0)
+        void *at = mapFaults(path.c_str());
+        if (!at)
             throw std::runtime_error("cannot write to " + path);
-        void *at = ::mmap(nullptr, sizeof(Faults), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-        ::close(file);
-        if (at == MAP_FAILED)
-            throw std::runtime_error("cannot map " + path);
         faults_[i] = new (at) Faults;
     }
 }
