@@ -1,7 +1,6 @@
 #include "power.h"
 
 #include <algorithm>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -53,171 +52,118 @@ std::string read(const std::string &path)
 
 } // namespace
 
+/// Stands between SQLite and the usual functions, by which files are kept as well; from those is
+/// read as long as there is power.
 struct Machine::Disk
 {
+    struct File
+    {
+        const sqlite3_io_methods *usual = nullptr;
+        sqlite3_io_methods methods = {};
+        std::shared_ptr<Content> content; ///< Perhaps deleted since.
+        bool newName = false; ///< Synced with the content, as the usual functions do for a journal.
+    };
+
+    static inline Disk *current = nullptr;
+
     std::mutex mutex;
     std::mt19937_64 random;
     std::uint64_t left = 0; ///< Operations until the power fails.
     bool syncs = true;
     bool dead = false;
-    Names names;                                   ///< As the system shows them.
-    Names syncedNames;                             ///< As they stand on the disk.
-    std::vector<std::shared_ptr<Content>> deleted; ///< Perhaps while they were open.
+    Names names;       ///< As the system shows them.
+    Names syncedNames; ///< As they stand on the disk.
+    std::map<sqlite3_file *, File> files;
     sqlite3_vfs vfs = {};
 
-    /// Takes a change down. What is under way when the power fails can have reached the disk.
-    template<typename Action>
-    int change(Action &&action)
-    {
-        const std::lock_guard lock(mutex);
-        if (dead)
-            return SQLITE_IOERR;
-        action();
-        dead = --left == 0;
-        return dead ? SQLITE_IOERR : SQLITE_OK;
-    }
-
-    /// Nothing is known to be on the disk before this returns, and everything is afterwards.
-    int sync(Content &content, bool newName)
-    {
-        const std::lock_guard lock(mutex);
-        dead = dead || --left == 0;
-        if (dead)
-            return SQLITE_IOERR;
-        if (!syncs)
-            return SQLITE_OK;
-        for (const Change &change : content.since)
-            apply(content.synced, change);
-        content.since.clear();
-        if (newName)
-            syncedNames = names;
-        return SQLITE_OK;
-    }
-};
-
-/// The functions that SQLite calls. Files are kept by the usual ones as well, which is what is read
-/// from as long as there is power.
-struct Machine::Vfs
-{
-    struct File
-    {
-        sqlite3_file base;
-        Disk *disk;
-        Content *content; ///< None for what no one needs after the power has failed.
-        bool newJournal;  ///< Its name is synced with its content, as the usual functions do.
-        sqlite3_file *real;
-    };
-
-    static File &file(sqlite3_file *base) { return *reinterpret_cast<File *>(base); }
-    static Disk &disk(sqlite3_vfs *vfs) { return *static_cast<Disk *>(vfs->pAppData); }
     static sqlite3_vfs *usual() { return sqlite3_vfs_find("unix"); }
 
-    static int open(sqlite3_vfs *vfs, const char *name, sqlite3_file *base, int flags, int *out)
+    static int open(sqlite3_vfs *, const char *name, sqlite3_file *file, int flags, int *out)
     {
-        File &opened = file(base);
-        std::memset(&opened, 0, sizeof opened);
-        opened.disk = &disk(vfs);
-        opened.real = reinterpret_cast<sqlite3_file *>(&opened + 1);
-        const std::lock_guard lock(opened.disk->mutex);
-        const int result = usual()->xOpen(usual(), name, opened.real, flags, out);
-        if (result != SQLITE_OK)
-            return result;
-        base->pMethods = methods();
         constexpr int kept = SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_MAIN_JOURNAL | SQLITE_OPEN_WAL;
-        if (!(flags & kept))
-            return SQLITE_OK;
-        const auto [entry, isNew] = opened.disk->names.try_emplace(name);
+        const std::lock_guard lock(current->mutex);
+        const int result = usual()->xOpen(usual(), name, file, flags, out);
+        if (result != SQLITE_OK || !(flags & kept))
+            return result; // no one needs others after the power has failed
+        const auto [entry, isNew] = current->names.try_emplace(name);
         if (isNew) {
             entry->second = std::make_shared<Content>();
             entry->second->synced = read(name);
             if (!entry->second->synced.empty()) // of an earlier machine
-                opened.disk->syncedNames.insert(*entry);
+                current->syncedNames.insert(*entry);
         }
-        opened.newJournal = !(flags & SQLITE_OPEN_MAIN_DB);
-        opened.content = entry->second.get();
+        File &opened = current->files[file];
+        opened = {file->pMethods, *file->pMethods, entry->second, !(flags & SQLITE_OPEN_MAIN_DB)};
+        opened.methods.iVersion = 2; // without mapped memory
+        opened.methods.xWrite = write;
+        opened.methods.xTruncate = truncate;
+        opened.methods.xSync = sync;
+        file->pMethods = &opened.methods;
         return SQLITE_OK;
     }
 
-    static int remove(sqlite3_vfs *vfs, const char *name, int syncFolder)
+    /// Counts a change. What is under way when the power fails can have reached the disk.
+    template<typename Action>
+    bool fails(Action &&action)
     {
-        Disk &disk = Vfs::disk(vfs);
-        const int result = disk.change([&] {
-            disk.deleted.push_back(disk.names[name]);
-            disk.names.erase(name);
-            if (syncFolder && disk.syncs)
-                disk.syncedNames = disk.names;
+        const std::lock_guard lock(mutex);
+        if (!dead) {
+            action();
+            dead = --left == 0;
+        }
+        return dead;
+    }
+
+    static int remove(sqlite3_vfs *, const char *name, int syncFolder)
+    {
+        const bool failed = current->fails([&] {
+            current->names.erase(name);
+            if (syncFolder && current->syncs)
+                current->syncedNames = current->names;
         });
-        return result == SQLITE_OK ? usual()->xDelete(usual(), name, syncFolder) : result;
+        return failed ? SQLITE_IOERR : usual()->xDelete(usual(), name, syncFolder);
     }
 
-    static int close(sqlite3_file *base)
+    /// The usual functions for the file that is changed, unless the power fails.
+    static const sqlite3_io_methods *change(sqlite3_file *file, Change change)
     {
-        return file(base).real->pMethods ? file(base).real->pMethods->xClose(file(base).real)
-                                         : SQLITE_OK;
+        File *changed = nullptr;
+        const bool failed = current->fails([&] {
+            changed = &current->files.at(file);
+            changed->content->since.push_back(std::move(change));
+        });
+        return failed ? nullptr : changed->usual;
     }
 
-    static int write(sqlite3_file *base, const void *bytes, int count, sqlite3_int64 offset)
+    static int write(sqlite3_file *file, const void *bytes, int count, sqlite3_int64 offset)
     {
-        File &to = file(base);
-        const auto take = [&] {
-            if (to.content)
-                to.content->since.push_back({static_cast<std::size_t>(offset),
-                                             std::string(static_cast<const char *>(bytes),
-                                                         static_cast<std::size_t>(count))});
-        };
-        const int result = to.disk->change(take);
-        return result == SQLITE_OK ? to.real->pMethods->xWrite(to.real, bytes, count, offset)
-                                   : result;
+        const std::string text(static_cast<const char *>(bytes), static_cast<std::size_t>(count));
+        const auto *methods = change(file, {static_cast<std::size_t>(offset), text});
+        return methods ? methods->xWrite(file, bytes, count, offset) : SQLITE_IOERR;
     }
 
-    static int truncate(sqlite3_file *base, sqlite3_int64 size)
+    static int truncate(sqlite3_file *file, sqlite3_int64 size)
     {
-        File &cut = file(base);
-        const auto take = [&] {
-            if (cut.content)
-                cut.content->since.push_back({static_cast<std::size_t>(size), {}});
-        };
-        const int result = cut.disk->change(take);
-        return result == SQLITE_OK ? cut.real->pMethods->xTruncate(cut.real, size) : result;
+        const auto *methods = change(file, {static_cast<std::size_t>(size), {}});
+        return methods ? methods->xTruncate(file, size) : SQLITE_IOERR;
     }
 
-    static int sync(sqlite3_file *base, int)
+    // Nothing is known to be on the disk before this returns, and everything is afterwards.
+    static int sync(sqlite3_file *file, int)
     {
-        File &synced = file(base);
-        return synced.content ? synced.disk->sync(*synced.content, synced.newJournal) : SQLITE_OK;
-    }
-
-    template<auto Method, typename... Arguments>
-    static auto forward(sqlite3_file *base, Arguments... arguments)
-    {
-        return (file(base).real->pMethods->*Method)(file(base).real, arguments...);
-    }
-
-    static const sqlite3_io_methods *methods()
-    {
-        using M = sqlite3_io_methods;
-        static const sqlite3_io_methods all = {
-            2,
-            close,
-            forward<&M::xRead, void *, int, sqlite3_int64>,
-            write,
-            truncate,
-            sync,
-            forward<&M::xFileSize, sqlite3_int64 *>,
-            forward<&M::xLock, int>,
-            forward<&M::xUnlock, int>,
-            forward<&M::xCheckReservedLock, int *>,
-            forward<&M::xFileControl, int, void *>,
-            forward<&M::xSectorSize>,
-            forward<&M::xDeviceCharacteristics>,
-            forward<&M::xShmMap, int, int, int, void volatile **>,
-            forward<&M::xShmLock, int, int, int>,
-            forward<&M::xShmBarrier>,
-            forward<&M::xShmUnmap, int>,
-            nullptr,
-            nullptr,
-        };
-        return &all;
+        const std::lock_guard lock(current->mutex);
+        current->dead = current->dead || --current->left == 0;
+        if (current->dead)
+            return SQLITE_IOERR;
+        if (!current->syncs)
+            return SQLITE_OK;
+        const File &synced = current->files.at(file);
+        for (const Change &change : synced.content->since)
+            apply(synced.content->synced, change);
+        synced.content->since.clear();
+        if (synced.newName)
+            current->syncedNames = current->names;
+        return SQLITE_OK;
     }
 };
 
@@ -227,13 +173,12 @@ Machine::Machine(std::uint64_t seed, std::uint64_t operations, bool syncs)
     disk_->random.seed(seed);
     disk_->left = operations;
     disk_->syncs = syncs;
-    disk_->vfs = *Vfs::usual();
-    disk_->vfs.szOsFile += static_cast<int>(sizeof(Vfs::File));
+    disk_->vfs = *Disk::usual();
     disk_->vfs.zName = "machine";
     disk_->vfs.pNext = nullptr;
-    disk_->vfs.pAppData = disk_.get();
-    disk_->vfs.xOpen = Vfs::open;
-    disk_->vfs.xDelete = Vfs::remove;
+    disk_->vfs.xOpen = Disk::open;
+    disk_->vfs.xDelete = Disk::remove;
+    Disk::current = disk_.get();
     if (sqlite3_vfs_register(&disk_->vfs, 1) != SQLITE_OK)
         throw std::runtime_error("SQLite does not take the machine");
 }

@@ -8,8 +8,8 @@
 
 namespace kivolo::server::test {
 
-/// While it lives, every database file of this process is on this machine's disk. Files of earlier
-/// machines are taken over as they are.
+/// While it lives, every database file of this process is on this machine's disk: one lives at a
+/// time. Files of earlier machines are taken over as they are.
 class Machine
 {
 public:
@@ -26,7 +26,6 @@ public:
 
 private:
     struct Disk;
-    struct Vfs;
     std::unique_ptr<Disk> disk_;
 };
 
