@@ -1,4 +1,4 @@
-// Start-up, status answers, leaving.
+// Start-up, status answers, leaving, updates.
 #include "core/store_fixture.h"
 
 using namespace kivolo;
@@ -40,30 +40,9 @@ TEST_F(StoreFixture, RestoringFromEachKindOfStatusAnswer)
     }
 }
 
-TEST_F(StoreFixture, PropertiesAreAnnouncedInOrderBeforeEachAssignment)
+TEST_F(StoreFixture, ALaterStatusChangesMembersAndCodeAndLeavingAllButTheName)
 {
-    server.answer("/me", joinedStatus());
-    start();
-    QStringList seen;
-    QObject observer;
-    QObject::connect(store.get(), &Store::objectWillChange, &observer, [&] {
-        seen.append(QStringList{*store->circleId, *store->memberId, *store->code, *store->handle,
-                                QString::number(store->members->size()),
-                                QString::number(store->maxSeats)}
-                        .join(u'|'));
-    });
-    ASSERT_TRUE(eventually([&] { return store->screen == Store::Screen::joined; }));
-    // applyStatus: the members once more, then the code; at last the screen.
-    EXPECT_EQ(seen, (QStringList{u"||||0|5"_s, u"c1||||0|5"_s, u"c1|me|||0|5"_s,
-                                 u"c1|me|AB12CD34||0|5"_s, u"c1|me|AB12CD34|Ana|0|5"_s,
-                                 u"c1|me|AB12CD34|Ana|2|5"_s, u"c1|me|AB12CD34|Ana|2|3"_s,
-                                 u"c1|me|AB12CD34|Ana|2|3"_s, u"c1|me|AB12CD34|Ana|2|3"_s}));
-}
-
-TEST_F(StoreFixture, ALaterStatusChangesMembersAndCodeOnly)
-{
-    startJoined();
-    EXPECT_EQ(store->myEmoji(), u"🦊"_s);
+    startJoined(pollReply({beamJson("b1")}, 1000));
     MeResponse status;
     status.circle_id = u"other"_s;
     status.handle = u"Other"_s;
@@ -71,29 +50,59 @@ TEST_F(StoreFixture, ALaterStatusChangesMembersAndCodeOnly)
     store->applyStatus(status);
     EXPECT_EQ(store->members->size(), 2);
     EXPECT_EQ(*store->code, u"AB12CD34"_s);
+    EXPECT_EQ(store->myEmoji(), u"🦊"_s);
     status.members = QList<Member>();
     status.code = u"NEW"_s;
     store->applyStatus(status);
     EXPECT_TRUE(store->members->isEmpty());
     EXPECT_EQ(*store->code, u"NEW"_s);
-    EXPECT_EQ(store->screen, Store::Screen::joined);
     EXPECT_EQ(*store->circleId, u"c1"_s);
     EXPECT_EQ(*store->handle, u"Ana"_s);
     EXPECT_EQ(store->maxSeats, 3);
     EXPECT_EQ(store->myEmoji(), u"💜"_s);
-}
 
-TEST_F(StoreFixture, LeavingIsLocalAndKeepsTheName)
-{
-    startJoined(pollReply({beamJson("b1")}, 1000));
     const auto before = server.requests().size();
     store->leave();
     EXPECT_EQ(store->screen, Store::Screen::onboarding);
     EXPECT_EQ(*store->handle, u"Ana"_s);
     EXPECT_TRUE(store->circleId->isEmpty() && store->memberId->isEmpty() && store->code->isEmpty());
-    EXPECT_TRUE(store->feed->isEmpty() && store->members->isEmpty());
-    EXPECT_EQ(store->maxSeats, 3);
+    EXPECT_TRUE(store->feed->isEmpty());
     queue.advance(std::chrono::minutes(1));
     EXPECT_EQ(server.requests().size(), before);
     EXPECT_EQ(queue.pending(), 0) << "the polling task has ended";
+}
+
+TEST(StoreVersions, AreComparedNumberByNumber)
+{
+    const struct
+    {
+        const char *a;
+        const char *b;
+        bool newer;
+    } cases[] = {
+        {"1.2.10", "1.2.9", true}, {"2", "1.9.9", true},
+        {"1.2", "1.2.0", false},   {"1.2.0", "1.2", false},
+        {"1.0.0-b", "1.0", false}, {"1.0.3b", "1.0.2", false},
+        {"..1..2..", "1.1", true}, {"0", "-1", true},
+        {"1. 3", "1.2", false},    {"99999999999999999999", "1", false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(Store::isNewer(QString::fromUtf8(c.a), QString::fromUtf8(c.b)), c.newer)
+            << c.a << " against " << c.b;
+}
+
+TEST_F(StoreFixture, ANewerVersionIsOfferedAndNothingElseIs)
+{
+    const std::pair<const char *, bool> files[] = {
+        {R"({"version":"1.2.9","url":"u"})", false},
+        {"<html>", false},
+        {R"({"version":"1.2.10","url":"https://example.org/","notes":"Faster."})", true},
+    };
+    start();
+    ASSERT_TRUE(eventually([&] { return !server.requestsTo("/version.json").isEmpty(); }));
+    for (const auto &[file, offered] : files) {
+        server.answer("/version.json", file);
+        run(store->checkUpdate());
+        EXPECT_EQ(store->update->has_value(), offered) << file;
+    }
 }
