@@ -40,21 +40,12 @@ TEST(BrandTest, GradientRunsAtRightAnglesToTheDiagonalOfAWideShape)
     const QRectF shape(0, 0, 400, 40);
     QImage image = canvas({400, 40});
     QPainter(&image).fillRect(shape, Brand::gradient(shape));
-
-    EXPECT_LE(distance(image.pixelColor(0, 0), Brand::violet()), 3);
-    EXPECT_LE(distance(image.pixelColor(399, 39), Brand::coral()), 3);
-    // On the perpendicular through the middle everything has the colour of the middle; in a
-    // gradient stretched to the shape the line of equal colour would be the other diagonal.
+    EXPECT_LE(distance(image.pixelColor(0, 0), QColor(125, 92, 252)), 3);
+    EXPECT_LE(distance(image.pixelColor(399, 39), QColor(255, 107, 138)), 3);
+    // In a gradient stretched to the shape the line of equal colour would be the other diagonal.
     const QColor middle = image.pixelColor(200, 20);
     EXPECT_LE(distance(image.pixelColor(202, 0), middle), 3);
     EXPECT_LE(distance(image.pixelColor(198, 39), middle), 3);
-    EXPECT_GT(distance(image.pixelColor(399, 0), middle), 60);
-}
-
-TEST(BrandTest, ColoursHaveTheirEightBitValues)
-{
-    EXPECT_EQ(Brand::violet().rgb(), qRgb(125, 92, 252));
-    EXPECT_EQ(Brand::coral().rgb(), qRgb(255, 107, 138));
 }
 
 TEST(BackgroundTest, HasSharpStraightEdgesAtEveryScale)
@@ -85,52 +76,21 @@ TEST(BackgroundTest, HasSharpStraightEdgesAtEveryScale)
     }
 }
 
-TEST(AvatarTest, InitialGrowsWithItsCircle)
-{
-    const auto inkWidth = [](double size) {
-        QImage image = canvas({40, 40}, 8);
-        QPainter painter(&image);
-        Avatar(QStringLiteral("H"), size).paint(painter, {2, 2});
-        painter.end();
-        const int y = int((2 + size / 2 - size * 0.1) * 8); // through both stems
-        int first = 0;
-        int last = 0;
-        for (int x = 0; x < image.width(); ++x) {
-            if (image.pixelColor(x, y) != Qt::white)
-                continue;
-            first = first ? first : x;
-            last = x;
-        }
-        return last - first;
-    };
-    EXPECT_NEAR(inkWidth(23.5) / double(inkWidth(22)), 23.5 / 22, 0.02);
-}
-
 TEST(AvatarTest, Initial)
 {
-    const struct
-    {
-        const char16_t *name;
-        const char16_t *initial;
-    } cases[] = {
-        {u"mia", u"M"},
+    const std::pair<const char16_t *, const char16_t *> cases[] = {
         {u" \t mia", u"M"},
         {u" \t ", u"·"},
-        {u"", u"·"},
-        {u"\nmia", u"\n"}, // a line break is not trimmed
-        {u"ßeta", u"SS"},  // full case mapping
-        {u"ijs", u"I"},    // no Turkish dotted capital, whatever the locale
-        {u"é", u"É"},
+        {u"\nmia", u"\n"},         // a line break is not trimmed
+        {u"ßeta", u"SS"},          // full case mapping
         {u"e\u0301a", u"E\u0301"}, // one character of two code points
         {u"👩🏽‍🚀 Ada", u"👩🏽‍🚀"},
-        {u"🇩🇪x", u"🇩🇪"},
     };
     for (const auto &[name, initial] : cases) {
         EXPECT_EQ(Avatar::initial(QString::fromUtf16(name)), QString::fromUtf16(initial))
             << qPrintable(QString::fromUtf16(name));
     }
-    const QString marks = u'a' + QString(100'000, QChar(0x0301));
-    EXPECT_LE(Avatar::initial(marks).size(), 64);
+    EXPECT_LE(Avatar::initial(u'a' + QString(100'000, QChar(0x0301))).size(), 64);
 }
 
 TEST(ThemeTest, TakesTheDesktopsColoursWhereItHasSome)
@@ -183,13 +143,6 @@ TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
         EXPECT_EQ(at(20, 13), QColor(Qt::red)) << scale;
         EXPECT_EQ(at(9, 9).alpha(), 0) << scale;
     }
-    QImage image = canvas({24, 24});
-    {
-        QPainter painter(&image);
-        paintSymbol(painter, QStringLiteral("xmark.circle.fill"), {0, 0, 24, 24},
-                    Brand::gradient({0, 0, 24, 24}));
-    }
-    EXPECT_GT(image.pixelColor(6, 7).blue(), image.pixelColor(12, 19).blue());
 }
 
 TEST(IllustrationsTest, StandOutFromLightAndDark)
@@ -202,11 +155,7 @@ TEST(IllustrationsTest, StandOutFromLightAndDark)
         QPoint beside;
     } cases[] = {
         {"left desk", "onb1", {60, 120}, {60, 128}},
-        {"right desk", "onb1", {200, 120}, {200, 128}},
-        {"a desk's leg", "onb1", {17, 135}, {30, 135}},
         {"hair", "onb1", {202, 43}, {202, 34}},
-        {"bezel", "onb3", {47, 80}, {40, 80}},
-        {"stand", "onb3", {120, 125}, {90, 125}},
         {"desk", "onb3", {60, 139}, {60, 146}},
     };
     for (const Palette *colors : {&Palette::standardLight(), &Palette::standardDark()}) {
@@ -239,26 +188,20 @@ QStringList familiesIn(const QString &text, const QFont &font)
 
 TEST(TextStyleTest, OnlyEmojiComeFromTheEmojiFont)
 {
-    constexpr TextStyle styles[] = {
-        TextStyle::LargeTitle, TextStyle::Title,   TextStyle::Title2,  TextStyle::Title3,
-        TextStyle::Headline,   TextStyle::Body,    TextStyle::Callout, TextStyle::Subheadline,
-        TextStyle::Caption,    TextStyle::Caption2};
     const QFont desktop = QApplication::font();
     const QStringList emoji{QStringLiteral("Noto Color Emoji")};
     for (const QString &named : {desktop.family(), QStringLiteral("Inter"), QStringLiteral("Sans"),
-                                 QStringLiteral("Sans Serif"), QStringLiteral("Not Installed"),
-                                 QStringLiteral("Monospace")}) {
+                                 QStringLiteral("Not Installed"), QStringLiteral("Monospace")}) {
         QApplication::setFont(QFont(named));
-        for (const TextStyle style : styles) {
+        for (const TextStyle style :
+             {TextStyle::LargeTitle, TextStyle::Body, TextStyle::Caption2}) {
             for (const QFont &font :
                  {textFont(style), bold(textFont(style)), monospaced(textFont(style))}) {
+                SCOPED_TRACE(qPrintable(named + u' ' + font.toString()));
                 const QStringList families = familiesIn(QStringLiteral("a0123456789 #*"), font);
-                EXPECT_EQ(families.size(), 1)
-                    << qPrintable(named) << ' ' << qPrintable(font.toString());
-                EXPECT_NE(families, emoji)
-                    << qPrintable(named) << ' ' << qPrintable(font.toString());
-                EXPECT_EQ(familiesIn(QStringLiteral("🦊"), font), emoji)
-                    << qPrintable(named) << ' ' << qPrintable(font.toString());
+                EXPECT_EQ(families.size(), 1);
+                EXPECT_NE(families, emoji);
+                EXPECT_EQ(familiesIn(QStringLiteral("🦊"), font), emoji);
             }
         }
     }
@@ -272,16 +215,9 @@ TEST(TextStyleTest, OnlyEmojiComeFromTheEmojiFont)
 TEST(TextStyleTest, CutsBetweenCharacters)
 {
     const QString family = QStringLiteral("ab👨‍👩‍👧"); // 2 + 8 code units
-    const struct
-    {
-        qsizetype limit;
-        qsizetype length;
-    } cases[] = {{20, 10}, {10, 10}, {9, 2}, {3, 2}, {2, 2}, {1, 1}};
-    for (const auto &[limit, length] : cases)
+    for (const auto &[limit, length] : {std::pair(20, 10), {10, 10}, {9, 2}, {2, 2}, {1, 1}})
         EXPECT_EQ(cutAtCharacter(family, limit).size(), length) << limit;
-
-    const QString marks = u'a' + QString(1'000'000, QChar(0x0301));
-    EXPECT_EQ(cutAtCharacter(marks, 100).size(), 100);
+    EXPECT_EQ(cutAtCharacter(u'a' + QString(1'000'000, QChar(0x0301)), 100).size(), 100);
     EXPECT_EQ(singleLine(QStringLiteral("a\nb\u2028c")), QStringLiteral("a b c"));
 }
 

@@ -42,8 +42,6 @@ TEST(TextBlockTest, LinesAndTheirBreaks)
         int lines;
     } cases[] = {
         {QStringLiteral("one"), 1},
-        {QString(), 1},
-        {QStringLiteral("one\ntwo"), 2},
         {QStringLiteral("one\r\ntwo\rthree\u2029four"), 4},
         {QStringLiteral("one\n\nthree\n"), 4},
         {QStringLiteral("with a ☕ and a 🌈\nand more"), 2}, // emoji do not push lines apart
