@@ -27,194 +27,96 @@ void expectNear(double is, double should, const std::string &what)
         << what << ": " << is << " instead of " << should;
 }
 
-/// A view by its name, else by its type; among several the one that comes first.
-const QWidget &find(const QWidget &in, const char *what)
+/// By its name, else by its type; among several the one that comes first.
+QRectF frameOf(const WindowOnShow &on, const char *what)
 {
     const QString name = QString::fromUtf8(what);
-    if (shows<QWidget>(in, name))
-        return shown<QWidget>(in, name);
-    for (const QWidget *each : allShown<QWidget>(in)) {
+    if (shows<QWidget>(on.window.view(), name))
+        return on.frame(on.named<QWidget>(name)).toRectF();
+    for (const QWidget *each : on.all<QWidget>()) {
         if (QByteArray(each->metaObject()->className()) == QByteArray("kivolo::") + what)
-            return *each;
+            return on.frame(*each).toRectF();
     }
     throw std::runtime_error(std::string("not shown: ") + what);
 }
 
-struct What
+struct Place
 {
-    const char *name;
-    const char *within = nullptr; ///< Not the whole window.
-
-    QRectF around(const WindowOnShow &on) const { return on.frame(outer(on)).toRectF(); }
-    QRectF frame(const WindowOnShow &on) const { return on.frame(find(outer(on), name)).toRectF(); }
-
-private:
-    const QWidget &outer(const WindowOnShow &on) const
-    {
-        return within ? find(on.window.view(), within) : on.window.view();
-    }
-};
-
-struct Inset
-{
-    What what;
-    double left = any, top = any, right = any, bottom = any; ///< From the edges of what it is in.
+    const char *what;
+    double left = any, top = any, right = any, bottom = any; ///< From the window's edges.
     double width = any, height = any;
-    bool centred = false; ///< From left to right.
+    bool centred = false;            ///< From left to right.
+    double below = any, after = any; ///< How far from the one before.
 };
 
 struct Screen
 {
     const char *state;
-    std::vector<Inset> insets;
-    /// One below, or right of, the other, and how far from the one before.
-    std::vector<std::pair<What, double>> column = {}, row = {};
-    bool rowCentred = false;
+    std::vector<Place> places;
 };
 
-const std::vector<Screen> &screens()
-{
-    static const std::vector<Screen> all{
-        {"feed",
-         {{.what = {"ComposeHeader"}, .left = 0, .top = 0, .right = 0, .height = 34 + 2 * 12},
-          {.what = {"Menu"}, .right = 14, .width = 22},
-          {.what = {"Composer"}, .left = 0, .right = 0, .bottom = 0},
-          {.what = {"Buzz", "Composer"}, .top = 12},
-          {.what = {"Send a little hi…"}, .left = 12},
-          {.what = {"Send"}, .right = 12, .bottom = 12, .width = 40, .height = 40}},
-         {{{"ComposeHeader"}, any}, {{"FeedView"}, 0}, {{"Composer"}, 0}},
-         {{{"Copy your invite code"}, any}, {{"Menu"}, 12}}},
-        {"feed",
-         {},
-         {{{"Buzz", "Composer"}, any}, {{"Send"}, 10}},
-         {{{"Buzz", "Composer"}, any}, {{"Capsule"}, 6}, {{"Doodle"}, 6}},
-         true},
-        {"five", {{.what = {"You & 4 others"}, .left = 14 + 34 + 3 * (34 - 10) + 12}}},
-        {"capsule",
-         {},
-         {{{"1 hour"}, any}, {{"Send time capsule"}, 10 + 10}},
-         {{{"1 hour"}, any}, {{"24 hours"}, 6}, {{"1 week"}, 6}},
-         true},
-        {"doodle",
-         {{.what = {"DrawingNSView", "Composer"},
-           .left = 12,
-           .top = 12,
-           .right = 12,
-           .height = 180},
-          {.what = {"Text"}, .left = 12},
-          {.what = {"Send doodle"}, .right = 12, .bottom = 12}},
-         {{{"DrawingNSView"}, any}, {{"Send doodle"}, 10}},
-         {{{"Text"}, any}, {{"Clear"}, 8}}},
-        {"empty",
-         {{.what = {"Illustration"}, .top = 58 + 14 + 44, .height = 110, .centred = true},
-          {.what = {"Say hi to your people"}, .centred = true}}},
-        {"guide-doodle",
-         {{.what = {"Stack", "FeatureGuideCard"}, .width = 290, .centred = true},
-          {.what = {"Start a doodle"}, .width = 290 - 2 * 20, .centred = true}},
-         {{{"Symbol", "FeatureGuideCard"}, any},
-          {{"Doodle", "FeatureGuideCard"}, any},
-          {{"Start a doodle"}, any},
-          {{"Maybe later"}, 12}}},
-        {"welcome-2",
-         {{.what = {"Illustration"}, .height = 150, .centred = true},
-          {.what = {"Next"}, .right = 24, .bottom = 22},
-          {.what = {"Back"}, .left = 24}},
-         {{{"Illustration"}, any}, {{"A note or a doodle"}, 18}, {{"Next"}, any}}},
-        {"join-error",
-         {{.what = {"kivolo"}, .centred = true},
-          {.what = {"your name"}, .left = 18, .right = 18, .height = 32},
-          {.what = {"invite code"}, .left = 18, .right = 18, .height = 32},
-          {.what = {"Join"}, .left = 18, .right = 18, .height = 32},
-          {.what = {"Start a circle"}, .left = 18, .right = 18, .height = 32},
-          {.what = {"Enter your name and a code."}, .centred = true}},
-         {{{"kivolo"}, any},
-          {{"Be with your people, right from your desk"}, 12},
-          {{"your name"}, 12},
-          {{"invite code"}, 12},
-          {{"Join"}, 12},
-          {{"or"}, 12},
-          {{"Start a circle"}, 12},
-          {{"Enter your name and a code."}, 12}}},
-        {"banner",
-         {{.what = {"UpdateBanner"}, .left = 0, .top = 0, .right = 0},
-          {.what = {"Symbol", "UpdateBanner"}, .left = 12},
-          {.what = {"Version 1.4.0 is out"}, .top = 8}},
-         {{{"UpdateBanner"}, any}, {{"ComposeHeader"}, 0}},
-         {{{"Update"}, any}, {{"Symbol", "Close"}, 8}}},
-        {"update-required",
-         {{.what = {"Symbol"}, .centred = true},
-          {.what = {"Update now"}, .left = 30 + 44, .right = 30 + 44}},
-         {{{"Symbol"}, any},
-          {{"Update required"}, 16},
-          {{"Update to the latest Kivolo\nto keep going."}, 16},
-          {{"Update now"}, 16}}},
-        {"loading", {{.what = {"ActivityIndicator"}, .centred = true}}},
-    };
-    return all;
-}
+const Screen everywhere[] = {
+    {"feed",
+     {{.what = "ComposeHeader", .left = 0, .top = 0, .right = 0, .height = 34 + 2 * 12},
+      {.what = "FeedView", .below = 0},
+      {.what = "Composer", .left = 0, .right = 0, .bottom = 0, .below = 0},
+      {.what = "Send a little hi…", .left = 12},
+      {.what = "Send", .right = 12, .bottom = 12, .width = 40, .height = 40},
+      {.what = "Copy your invite code"},
+      {.what = "Menu", .right = 14, .width = 22, .after = 12}}},
+    {"guide-doodle",
+     {{.what = "Start a doodle", .width = 290 - 2 * 20, .centred = true},
+      {.what = "Maybe later", .centred = true, .below = 12}}},
+    {"join-error",
+     {{.what = "kivolo", .centred = true},
+      {.what = "Be with your people, right from your desk", .below = 12},
+      {.what = "your name", .left = 18, .right = 18, .height = 32, .below = 12},
+      {.what = "invite code", .left = 18, .right = 18, .height = 32, .below = 12},
+      {.what = "Join", .left = 18, .right = 18, .height = 32, .below = 12},
+      {.what = "or", .below = 12},
+      {.what = "Start a circle", .left = 18, .right = 18, .height = 32, .below = 12},
+      {.what = "Enter your name and a code.", .centred = true, .below = 12}}},
+    {"banner",
+     {{.what = "UpdateBanner", .left = 0, .top = 0, .right = 0},
+      {.what = "ComposeHeader", .below = 0},
+      {.what = "Version 1.4.0 is out", .top = 8}}},
+};
+
+// In the panel its gaps are smaller.
+const Screen waiting{"waiting",
+                     {{.what = "Illustration", .height = 130, .centred = true},
+                      {.what = "Invite your person", .centred = true, .below = 18},
+                      {.what = "Invite code HX7K2M4P", .left = 50, .right = 50},
+                      {.what = "ActivityIndicator", .below = 18},
+                      {.what = "Waiting for them to join…  1/5", .after = 7}}};
 
 void expectPlaces(const Screen &screen, const QSize &size)
 {
-    SCOPED_TRACE(screen.state);
     const WindowOnShow on(QLatin1String(screen.state), size);
-    for (const Inset &each : screen.insets) {
-        const QRectF is = each.what.frame(on);
-        const QRectF in = each.what.around(on);
-        const std::string name = each.what.name;
-        expectNear(is.left() - in.left(), each.left, name + ", left");
-        expectNear(is.top() - in.top(), each.top, name + ", top");
-        expectNear(in.right() - is.right(), each.right, name + ", right");
-        expectNear(in.bottom() - is.bottom(), each.bottom, name + ", bottom");
-        expectNear(is.width(), each.width, name + ", width");
-        expectNear(is.height(), each.height, name + ", height");
-        expectNear(is.center().x(), each.centred ? in.center().x() : any, name + ", centre");
+    QRectF before;
+    for (const Place &place : screen.places) {
+        const QRectF is = frameOf(on, place.what);
+        const std::string name = std::string(screen.state) + ": " + place.what;
+        expectNear(is.left(), place.left, name + ", left");
+        expectNear(is.top(), place.top, name + ", top");
+        expectNear(size.width() - is.right(), place.right, name + ", right");
+        expectNear(size.height() - is.bottom(), place.bottom, name + ", bottom");
+        expectNear(is.width(), place.width, name + ", width");
+        expectNear(is.height(), place.height, name + ", height");
+        expectNear(is.center().x(), place.centred ? size.width() / 2. : any, name + ", centre");
+        expectNear(is.top() - before.bottom(), place.below, name + ", below the one before");
+        expectNear(is.left() - before.right(), place.after, name + ", right of the one before");
+        before = is;
     }
-    for (size_t i = 1; i < screen.column.size(); ++i) {
-        const auto &[what, gap] = screen.column[i];
-        const double is = what.frame(on).top() - screen.column[i - 1].first.frame(on).bottom();
-        EXPECT_GE(is, 0) << what.name;
-        expectNear(is, gap, std::string(what.name) + ", below the one before");
-    }
-    for (size_t i = 1; i < screen.row.size(); ++i) {
-        const auto &[what, gap] = screen.row[i];
-        const QRectF before = screen.row[i - 1].first.frame(on);
-        const QRectF is = what.frame(on);
-        expectNear(is.left() - before.right(), gap, std::string(what.name) + ", right of it");
-        expectNear(is.center().y(), before.center().y(), std::string(what.name) + ", in its row");
-    }
-    if (screen.rowCentred)
-        expectNear(screen.row.front().first.frame(on).left() +
-                       screen.row.back().first.frame(on).right(),
-                   size.width(), "row, centred");
 }
 
-class GeometryTest : public WindowTest, public testing::WithParamInterface<QSize>
-{};
-
-INSTANTIATE_TEST_SUITE_P(Size, GeometryTest, testing::Values(idealSize, panelSize),
-                         [](const auto &of) { return of.param == idealSize ? "Window" : "Panel"; });
-
-TEST_P(GeometryTest, EverythingStandsWhereItIsLookedFor)
+TEST_F(WindowTest, EverythingStandsWhereItIsLookedFor)
 {
-    for (const Screen &screen : screens())
-        expectPlaces(screen, GetParam());
-}
-
-TEST_F(WindowTest, Waiting)
-{
-    // In the panel its gaps are smaller.
-    expectPlaces({"waiting",
-                  {{.what = {"Kivolo"}, .left = 14},
-                   {.what = {"Menu"}, .right = 14},
-                   {.what = {"Illustration"}, .height = 130, .centred = true},
-                   {.what = {"Invite code HX7K2M4P"}, .left = 20 + 30, .right = 20 + 30},
-                   {.what = {"HX7K2M4P"}, .centred = true}},
-                  {{{"Illustration"}, any},
-                   {{"Invite your person"}, 18},
-                   {{"Invite code HX7K2M4P"}, any},
-                   {{"ActivityIndicator"}, 18}},
-                  {{{"ActivityIndicator"}, any}, {{"Waiting for them to join…  1/5"}, 7}}},
-                 idealSize);
+    for (const QSize &size : {idealSize, panelSize}) {
+        for (const Screen &screen : everywhere)
+            expectPlaces(screen, size);
+    }
+    expectPlaces(waiting, idealSize);
 }
 
 TEST_F(WindowTest, Rows)

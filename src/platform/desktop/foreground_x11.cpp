@@ -135,14 +135,14 @@ public:
         switch (event->response_type & 0x7f) {
         case XCB_CONFIGURE_NOTIFY: {
             const auto *notify = reinterpret_cast<const xcb_configure_notify_event_t *>(event);
-            follow(notify->event, notify->window);
+            follow(notify->event);
             break;
         }
         case XCB_MAP_NOTIFY: {
             const auto *notify = reinterpret_cast<const xcb_map_notify_event_t *>(event);
             if (notify->event == rootWindow() && isOurs(notify->window))
                 queue_.after(0ms, this, [this, window = notify->window] { yieldToLock(window); });
-            follow(notify->event, notify->window);
+            follow(notify->event);
             break;
         }
         case XCB_CLIENT_MESSAGE:
@@ -218,11 +218,12 @@ private:
         xcb_flush(connection());
     }
 
-    // A window that is dragged tells each of its steps, so that they are gathered.
-    void follow(xcb_window_t parent, xcb_window_t window)
+    // A window that is dragged tells each of its steps, so that they are gathered. Qt gathers, too:
+    // of several windows that have changed it tells the last one, which may be one of ours.
+    void follow(xcb_window_t parent)
     {
         constexpr MainQueue::Duration gathering = 10ms;
-        if (parent != rootWindow() || isOurs(window) || lookIsDue_)
+        if (parent != rootWindow() || lookIsDue_)
             return;
         lookIsDue_ = true;
         const auto rest = lastReturn_ + pause_ - queue_.uptime();
