@@ -2,7 +2,6 @@
 
 #include "support/make.h"
 
-#include <QSet>
 #include <gtest/gtest.h>
 
 using namespace kivolo;
@@ -30,9 +29,7 @@ TEST(Records, ABeamIsReadToTheLetter)
         {"", true},
         {R"(,"effect":null,"open_at":null,"sealed":null)", true},
         {R"(,"unknown":{"deep":[1,2,{}]})", true},
-        {R"(,"effect":"shake","open_at":1700000100,"sealed":1)", true},
         {R"(,"created_at":"1700000000")", false},
-        {R"(,"created_at":1700000000.5)", false},
         {R"(,"created_at":9223372036854775807)", true},
         {R"(,"created_at":9223372036854775808)", false},
         {R"(,"created_at":-9223372036854775809)", false},
@@ -40,7 +37,6 @@ TEST(Records, ABeamIsReadToTheLetter)
         {R"(,"created_at":1e3)", false},
         {R"(,"created_at":-0)", true},
         {R"(,"created_at":null)", false},
-        {R"(,"id":7)", false},
         {R"(,"id":"\ud83d\u0041")", false},
         {R"(,"unknown":"\udc9c")", false},
         {R"(,"unknown":1e400)", false},
@@ -100,16 +96,4 @@ TEST(Records, BytesThatAreNoRecord)
     };
     for (const QByteArray &bytes : cases)
         EXPECT_FALSE(decodes<OkResponse>(bytes)) << bytes.left(40).constData();
-}
-
-TEST(Records, MembersAreEqualInAllFourFields)
-{
-    const Member member{u"m"_s, u"Mia"_s, u"x"_s, 5};
-    const QSet<Member> distinct{member,
-                                member,
-                                {u"n"_s, u"Mia"_s, u"x"_s, 5},
-                                {u"m"_s, u"Leo"_s, u"x"_s, 5},
-                                {u"m"_s, u"Mia"_s, u"y"_s, 5},
-                                {u"m"_s, u"Mia"_s, u"x"_s, {}}};
-    EXPECT_EQ(distinct.size(), 5);
 }

@@ -120,7 +120,7 @@ TEST(DoodleUrlTest, OnlyRasterImagesOfBoundedSize)
         {"SVG with a declaration", "<?xml version='1.0'?>" + svg, false},
         {"a PNG without its last pixels", png.chopped(30), false},
         {"bytes behind a PNG", png + QByteArray(20, '\x7f'), true},
-        {"claims 30000 by 30000", bomb({30'000, 30'000}), false},
+        {"claims 8192 by 8192", bomb({8192, 8192}), false},
         {"claims a line of a million", bomb({1'000'000, 1}), false},
         {"claims no width", bomb({0, 20}), false},
         {"an HTML page", "<!doctype html><title>502</title>", false},

@@ -9,12 +9,9 @@
 
 using namespace kivolo;
 using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
 
-namespace {
-
-const QUrl server(QStringLiteral("https://kivolo.example"));
-
-} // namespace
+static const QUrl server(u"https://kivolo.example"_s);
 
 TEST(WhenReachable, AsksUntilThereIsAWayAndThenActsOnce)
 {
@@ -60,18 +57,12 @@ TEST(WhenReachable, EndsWithItsContext)
 
 TEST(SystemNetwork, KnowsWhatHasAWay)
 {
-    const struct
-    {
-        const char *url;
-        bool reached;
-    } cases[] = {
-        {"http://127.0.0.1:9", true}, // where nothing listens: the way there is enough
-        {"http://localhost:9", true},
-        {"https://[fe80::1]", false}, // on no link in particular
-    };
-    for (const auto &[url, reached] : cases) {
-        const QFuture<bool> answer = SystemNetwork().reaches(QUrl(QString::fromLatin1(url)));
+    for (const auto &[url, reached] :
+         {std::pair(u"http://127.0.0.1:9"_s, true), // where nothing listens: the way is enough
+          {u"http://localhost:9"_s, true},
+          {u"https://[fe80::1]"_s, false}}) { // on no link in particular
+        const QFuture<bool> answer = SystemNetwork().reaches(QUrl(url));
         ASSERT_TRUE(eventually([&] { return answer.isFinished(); }));
-        EXPECT_EQ(answer.result(), reached) << url;
+        EXPECT_EQ(answer.result(), reached) << qPrintable(url);
     }
 }

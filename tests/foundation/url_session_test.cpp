@@ -81,29 +81,20 @@ TEST_F(UrlSessionTest, WhatIsLostIsNotSentAgain)
                          "What you sent may have arrived all the same."_s;
     for (const QByteArray method : {"GET", "POST"}) {
         for (const QByteArray answer : {"", "HTTP/1.1 200 OK\r\nContent-Le"}) {
-            for (const qsizetype before : {0, 1}) {
-                SCOPED_TRACE(
-                    (method + " '" + answer + "' after " + QByteArray::number(before)).constData());
-                ScriptedServer one;
-                UrlSession fresh;
-                UrlRequest request;
-                request.url = QUrl::fromEncoded(one.origin() + "/");
-                request.method = method;
-                request.headers = {{"Content-Type", "text/plain"}};
-                if (method == "POST")
-                    request.body = QByteArray(100'000, 'x');
-                const auto ask = [&] {
-                    return outcomeOf(fresh.data([request] { return request; }));
-                };
-                if (before > 0) {
-                    one.answer("/", "fine");
-                    EXPECT_EQ(ask().reply->body, "fine");
-                }
+            SCOPED_TRACE((method + ' ' + answer).constData());
+            ScriptedServer one;
+            UrlRequest request;
+            request.url = QUrl::fromEncoded(one.origin() + "/");
+            request.method = method;
+            request.headers = {{"Content-Type", "text/plain"}};
+            if (method == "POST")
+                request.body = QByteArray(100'000, 'x');
+            // Over a fresh connection, then over one that has served before.
+            for (const qsizetype before : {0, 2}) {
                 one.answerRaw("/", answer);
-                EXPECT_EQ(ask().failure, lost);
-                EXPECT_EQ(one.requests().size(), before + 1);
+                EXPECT_EQ(outcomeOf(send(request)).failure, lost);
                 one.answer("/", "fine");
-                EXPECT_EQ(ask().reply->body, "fine");
+                EXPECT_EQ(outcomeOf(send(request)).reply->body, "fine");
                 EXPECT_EQ(one.requests().size(), before + 2) << "none came late either";
                 EXPECT_EQ(one.requests().last().method, method);
                 EXPECT_EQ(one.requests().last().body, request.body);
@@ -112,15 +103,17 @@ TEST_F(UrlSessionTest, WhatIsLostIsNotSentAgain)
     }
 }
 
-TEST_F(UrlSessionTest, AnErrorStatusIsAnAnswer)
+TEST_F(UrlSessionTest, AnErrorStatusIsAnAnswerAndCookiesAreNotKept)
 {
-    for (const int status : {400, 401, 403, 404, 407, 409, 413, 418, 426, 500, 503}) {
+    for (const int status : {400, 401, 404, 407, 426, 503}) {
         server.answer("/", "why", status,
-                      "WWW-Authenticate: Basic realm=x\r\nProxy-Authenticate: Basic realm=x\r\n");
+                      "WWW-Authenticate: Basic realm=x\r\nProxy-Authenticate: Basic realm=x\r\n"
+                      "Set-Cookie: tracker=1; Path=/\r\n");
         const Outcome outcome = outcomeOf(send(request("/")));
         ASSERT_TRUE(outcome.reply) << status << qPrintable(outcome.failure);
         EXPECT_EQ(outcome.reply->status, status);
         EXPECT_EQ(outcome.reply->body, "why");
+        EXPECT_FALSE(server.requests().last().headers.contains("cookie"));
     }
 }
 
@@ -157,7 +150,6 @@ TEST_F(UrlSessionTest, RedirectsStayAtHomeUnlessAllowedAndNeverRepeatAPost)
     EXPECT_EQ(outcomeOf(send(request("/loop"))).reply->status, 302);
     UrlRequest wandering = request("/away");
     wandering.redirects = UrlRequest::Redirects::Anywhere;
-    EXPECT_TRUE(elsewhere.requests().isEmpty());
     EXPECT_EQ(outcomeOf(send(wandering)).reply->body, "elsewhere");
     server.answer("/down", "", 302, "Location: ftp://127.0.0.1/\r\n");
     wandering.url = request("/down").url;
@@ -169,14 +161,6 @@ TEST_F(UrlSessionTest, RedirectsStayAtHomeUnlessAllowedAndNeverRepeatAPost)
     post.redirects = UrlRequest::Redirects::Anywhere;
     EXPECT_EQ(outcomeOf(send(post)).reply->status, 302);
     EXPECT_EQ(server.requestsTo("/target").size(), 1);
-}
-
-TEST_F(UrlSessionTest, CookiesAreNotKept)
-{
-    server.answer("/", "", 200, "Set-Cookie: tracker=1; Path=/\r\n");
-    outcomeOf(send(request("/")));
-    outcomeOf(send(request("/")));
-    EXPECT_FALSE(server.requests().last().headers.contains("cookie"));
 }
 
 TEST_F(UrlSessionTest, EndingASessionFailsWhatIsUnderWay)
