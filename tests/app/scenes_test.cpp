@@ -23,7 +23,9 @@ class MainWindowTest : public testing::Test
 protected:
     bool isShown() { return QTest::qWaitForWindowExposed(&window); }
 
+    // Qt keeps a frame's breadth that it has once asked for, even while the frame was being built.
     const XServer x;
+    const QRect area = x.geometry(x.root());
     int made = 0;
     MainWindow window{[this] {
         ++made;
@@ -33,22 +35,21 @@ protected:
 
 TEST_F(MainWindowTest, HasItsSizeOrAsMuchAsTheScreenLeaves)
 {
-    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     EXPECT_EQ(made, 0);
     window.show();
     ASSERT_TRUE(isShown());
     EXPECT_EQ(made, 1);
-    EXPECT_TRUE(eventually([&] { return area.contains(window.frameGeometry()); }))
-        << window.frameGeometry().width() << " x " << window.frameGeometry().height();
+    EXPECT_TRUE(eventually([&] { return area.contains(x.frame(window)); }))
+        << x.frame(window).width() << " x " << x.frame(window).height();
     constexpr QSize thickestFrame(80, 80);
     const QSize ideal(520, 720);
     const bool roomy = (ideal + thickestFrame).boundedTo(area.size()) == ideal + thickestFrame;
     EXPECT_EQ(window.size() == ideal, roomy);
     window.resize(10, 10);
-    const QSize frame = window.frameGeometry().size() - window.size();
+    const QSize frame = x.frame(window).size() - window.size();
     EXPECT_TRUE(eventually([&] {
         return window.size() == QSize(420, 560).boundedTo(area.size() - frame) &&
-               x.geometry(window).size() == window.size() * window.devicePixelRatio();
+               x.geometry(window).size() == window.size();
     })) << window.width()
         << " x " << window.height();
     window.resize(2000, 3000);
@@ -75,7 +76,6 @@ TEST(TrayHeartTest, StandsOutFromLightAndDarkPanels)
 
 TEST_F(MainWindowTest, ComesBackOntoTheScreenFromWhereNoneIsAnyMore)
 {
-    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     int painted = 0;
     QObject::connect(&window, &MainWindow::painted, &window, [&] { ++painted; });
     window.show();
@@ -83,16 +83,14 @@ TEST_F(MainWindowTest, ComesBackOntoTheScreenFromWhereNoneIsAnyMore)
     for (const QPoint gone : {QPoint(3 * area.width(), 60), QPoint(60, 3 * area.height()),
                               QPoint(-3 * area.width(), -3 * area.height())}) {
         window.move(gone);
-        ASSERT_TRUE(eventually([&] { return !area.intersects(window.frameGeometry()); }));
+        ASSERT_TRUE(eventually([&] { return !area.intersects(x.frame(window)); }));
         window.close();
         window.show();
         ASSERT_TRUE(isShown());
         EXPECT_TRUE(eventually([&] {
-            const QRect points = window.geometry();
-            return area.contains(window.frameGeometry()) &&
-                   x.geometry(window).topLeft() == points.topLeft() * window.devicePixelRatio();
+            return area.contains(x.frame(window)) && x.geometry(window) == window.geometry();
         })) << "at "
-            << window.frameGeometry().x() << ", " << window.frameGeometry().y();
+            << x.frame(window).x() << ", " << x.frame(window).y();
     }
     EXPECT_EQ(made, 1);
     EXPECT_EQ(painted, 1);

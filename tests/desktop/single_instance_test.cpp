@@ -31,39 +31,33 @@ protected:
         return program->readLine().trimmed();
     }
 
+    static void kill(const std::initializer_list<const Program *> &programs)
+    {
+        for (const Program *program : programs) {
+            (*program)->kill();
+            (*program)->waitForFinished();
+        }
+    }
+
     QTemporaryDir runtime;
 };
 
-TEST_F(SingleInstance, SecondStartRaisesTheFirstAndEnds)
+TEST_F(SingleInstance, SecondStartRaisesTheFirstAndEndsAndACrashLeavesTheWayFree)
 {
-    const Program first = start("device-a");
-    ASSERT_EQ(line(first), "first");
-    const Program second = start("device-a");
-    EXPECT_EQ(line(second), "running");
-    EXPECT_TRUE(second->waitForFinished());
-    EXPECT_EQ(line(first), "raised");
-
-    const Program other = start("device-b");
-    EXPECT_EQ(line(other), "first") << "another installation";
+    for (const char *round : {"first", "after a crash"}) {
+        SCOPED_TRACE(round);
+        const Program first = start("device-a");
+        ASSERT_EQ(line(first), "first");
+        const Program second = start("device-a");
+        EXPECT_EQ(line(second), "running");
+        EXPECT_TRUE(second->waitForFinished());
+        EXPECT_EQ(line(first), "raised");
+        const Program other = start("device-b");
+        EXPECT_EQ(line(other), "first") << "another installation";
+        kill({&first, &other});
+    }
     for (const QString &name : QDir(runtime.path()).entryList(QDir::AllEntries | QDir::System))
         EXPECT_FALSE(name.contains(QLatin1String("device"))) << "the device id is in a file's name";
-    first->kill();
-    other->kill();
-    first->waitForFinished();
-    other->waitForFinished();
-}
-
-TEST_F(SingleInstance, WhatACrashLeftBehindDoesNotCount)
-{
-    const Program crashed = start("device-a");
-    ASSERT_EQ(line(crashed), "first");
-    crashed->kill();
-    crashed->waitForFinished();
-    ASSERT_FALSE(QDir(runtime.path()).isEmpty(QDir::AllEntries | QDir::System));
-    const Program next = start("device-a");
-    EXPECT_EQ(line(next), "first");
-    next->kill();
-    next->waitForFinished();
 }
 
 TEST_F(SingleInstance, ManyStartsAtOnceLeaveOne)
@@ -78,10 +72,8 @@ TEST_F(SingleInstance, ManyStartsAtOnceLeaveOne)
         EXPECT_TRUE(outcome == "first" || outcome == "running") << outcome.constData();
     }
     EXPECT_EQ(firsts, 1);
-    for (const Program &program : programs) {
-        program->kill();
-        program->waitForFinished();
-    }
+    for (const Program &program : programs)
+        kill({&program});
 }
 
 TEST_F(SingleInstance, AFailureIsTold)

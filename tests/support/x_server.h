@@ -40,6 +40,8 @@ public:
     /// Where the window stands on the screen, in device pixels.
     QRect geometry(const QWidget &widget) const { return geometry(idOf(widget)); }
     QRect geometry(xcb_window_t window) const;
+    /// And with the frame that a window manager has put it into.
+    QRect frame(const QWidget &widget) const { return geometry(outermost(idOf(widget))); }
     /// Takes note from now on of every place that is given to a window without a frame.
     void followPlaces() const;
     /// Those noted since it was last asked.
