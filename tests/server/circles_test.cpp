@@ -194,6 +194,31 @@ TEST(Polls, GiveTheOthersBeamsInOrderEachOnceWithinBounds)
     EXPECT_EQ(nextSince(first), since);
 }
 
+// What can be told without reading a beam, and so be held: one's own beams are nothing new, even
+// where the cursor lags behind them.
+TEST(Polls, KnowWithoutReadingWhetherOthersHaveSentAnything)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a");
+    const Told ben = house.join(code, "b");
+    std::vector<Tick> cursors{nextSince(house.poll(ana, 0))};
+    for (const Told &sender : {ana, ben, ben}) {
+        house.sendText(sender, "x");
+        cursors.push_back(nextSince(house.poll(ana, cursors.back())));
+    }
+    for (const auto &[asker, expected] : {std::pair(ana, "0001"), {ben, "0111"}}) {
+        std::string nothing;
+        for (const Tick since : cursors) {
+            const auto empty =
+                house.circles.nothingNew(asker.text("circle_id"), asker.text("member_id"), since);
+            nothing += empty ? '1' : '0';
+            EXPECT_EQ(empty ? empty->poll.serverTime : cursors.back() + 1, cursors.back() + 1);
+        }
+        EXPECT_EQ(nothing, expected);
+    }
+}
+
 TEST(Beams, OfACircleMayComeInABurstButNotForEver)
 {
     House house;

@@ -166,8 +166,10 @@ TEST_P(DelayedCommit, IsNotMissedByAnyLaterPoll)
     const Told ana = writing.join(code, "a");
     const Told ben = writing.join(code, "b");
     const auto poll = [&](Tick since) { return pollThrough(polled, ben, since); };
-    settle(*writing.ledger);
+    sendThrough(writing.circles, ana);
     Tick since = poll(0).serverTime - 1;
+    writing.time.advance(-86'400); // which puts no beam before what was told
+    settle(*writing.ledger);
 
     gate.shut();
     std::promise<std::string> accepted;

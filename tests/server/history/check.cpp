@@ -303,7 +303,7 @@ private:
         if (delays_.empty())
             return;
         std::sort(delays_.begin(), delays_.end());
-        for (const std::size_t percent : {50, 99})
+        for (const std::size_t percent : {std::size_t{50}, std::size_t{99}})
             verdict_.counts["microseconds from a beam's reply to a waiting poll's, percentile " +
                             std::to_string(percent)] =
                 static_cast<std::size_t>(delays_[delays_.size() * percent / 100]);

@@ -166,7 +166,7 @@ int run(int argc, char **argv)
     std::uint64_t seconds = 10;
     std::size_t clients = 24;
     bool keep = false;
-    ServerOptions options{KIVOLO_SERVER, KIVOLO_SHIM, {}, {"--hold", "1"}};
+    ServerOptions options{KIVOLO_SERVER, KIVOLO_SHIM, {}};
     CLI::App app("Tries whether the server keeps its promises whatever happens to it.");
     app.add_option("--seconds", seconds, "How long the clients go on");
     app.add_option("--clients", clients, "How many")->check(CLI::Range(2, 200));

@@ -64,24 +64,16 @@ void Servers::become(std::size_t server) const
     setenv("LD_PRELOAD", options_.shim.c_str(), 1);
     // The sanitizers' runtime wants to be loaded first, which it need not be for what we replace.
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 0);
-    std::vector<std::string> all{options_.program,
-                                 "--listen",
-                                 address(server) + ":" + std::to_string(port()),
-                                 "--database",
-                                 "sqlite:" + database(),
-                                 "--rates",
-                                 "1000000"};
-    all.insert(all.end(), options_.arguments.begin(), options_.arguments.end());
-    std::vector<char *> argv;
-    for (std::string &argument : all)
-        argv.push_back(argument.data());
-    argv.push_back(nullptr);
+    const std::string listen = address(server) + ":" + std::to_string(port());
+    const std::string sqlite = "sqlite:" + database();
     const int output = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
     // A connection that a client closes must not live on here.
     close_range(STDERR_FILENO + 1, ~0U, 0);
-    execv(argv[0], argv.data());
+    const char *program = options_.program.c_str();
+    execl(program, program, "--listen", listen.c_str(), "--database", sqlite.c_str(), "--rates",
+          "1000000", "--hold", "1", static_cast<char *>(nullptr));
     _exit(127);
 }
 

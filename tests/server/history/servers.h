@@ -28,10 +28,9 @@ private:
 
 struct ServerOptions
 {
-    std::string program;                ///< kivolo-server
-    std::string shim;                   ///< The library of faults.cpp.
-    std::string folder;                 ///< For the database and all else, new.
-    std::vector<std::string> arguments; ///< More of the server's.
+    std::string program; ///< kivolo-server
+    std::string shim;    ///< The library of faults.cpp.
+    std::string folder;  ///< For the database and all else, new.
 };
 
 class Servers
