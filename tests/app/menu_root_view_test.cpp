@@ -81,10 +81,8 @@ protected:
     /// Both views show these and no others.
     bool bothShow(const QStringList &expected) const
     {
-        const auto agree = [&] {
-            return screens(*window) == expected && screens(*panel) == expected;
-        };
-        return eventually(agree);
+        return eventually(
+            [&] { return screens(*window) == expected && screens(*panel) == expected; });
     }
     static void press(QWidget &view, const QString &name)
     {

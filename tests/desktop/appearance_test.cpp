@@ -17,8 +17,6 @@ namespace {
 class AppearanceTest : public testing::Test
 {
 protected:
-    void SetUp() override { ASSERT_FALSE(bus.address().isEmpty()); }
-
     Appearance &begin()
     {
         appearance = std::make_unique<Appearance>([this] { return bus.connect(); });
@@ -45,11 +43,9 @@ TEST_F(AppearanceTest, TellsWhatTheDesktopPrefers)
         {"dark", 1U, 2, true},
         {"light", 2U, 2, false},
         {"no preference", 0U, 2, {}},
-        {"of a later version", 3U, 2, {}},
         {"unknown setting", {}, 2, {}},
         {"a text", u"1"_s, 2, {}},
         {"a signed number", 1, 2, {}},
-        {"a list", QStringList{u"1"_s}, 2, {}},
         {"dark, before version 2", 1U, 1, true},
         {"light, before version 2", 2U, 1, false},
     };

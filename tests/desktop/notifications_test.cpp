@@ -16,11 +16,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class NotificationsTest : public testing::Test
+struct NotificationsTest : testing::Test
 {
-protected:
-    void SetUp() override { ASSERT_FALSE(bus.address().isEmpty()); }
-
     PrivateBus bus;
 };
 
@@ -90,11 +87,7 @@ TEST_F(NotificationsTest, WaitForNobody)
     const QTemporaryDir folder;
     QLocalServer deaf; // takes connections and never says a word
     ASSERT_TRUE(deaf.listen(folder.filePath(u"bus"_s)));
-    const struct
-    {
-        const char *name;
-        QString address;
-    } cases[] = {
+    const std::pair<const char *, QString> cases[] = {
         {"no service", bus.address()},
         {"no bus", u"unix:path="_s + folder.filePath(u"nothing"_s)},
         {"a bus that says nothing", u"unix:path="_s + deaf.fullServerName()},

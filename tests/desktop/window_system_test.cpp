@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QLocalServer>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <map>
@@ -12,39 +13,28 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Gives the environment back as it was.
-class WindowSystemTest : public testing::Test
+void put(const char *name, const QByteArray &value)
 {
-protected:
-    void TearDown() override
-    {
-        for (const auto &[name, value] : before_)
+    if (value.isNull())
+        qunsetenv(name);
+    else
+        qputenv(name, value);
+}
+
+QByteArray taken(const char *name)
+{
+    return qEnvironmentVariableIsSet(name) ? qgetenv(name) : QByteArray();
+}
+
+TEST(WindowSystemTest, IsTheXServerWhereverThereIsOne)
+{
+    std::map<const char *, QByteArray> before;
+    for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR"})
+        before[name] = taken(name);
+    const auto restored = qScopeGuard([&] {
+        for (const auto &[name, value] : before)
             put(name, value);
-    }
-    static void put(const char *name, const QByteArray &value)
-    {
-        if (value.isNull())
-            qunsetenv(name);
-        else
-            qputenv(name, value);
-    }
-    static QByteArray taken(const char *name)
-    {
-        return qEnvironmentVariableIsSet(name) ? qgetenv(name) : QByteArray();
-    }
-
-private:
-    static std::pair<const char *, QByteArray> entry(const char *name)
-    {
-        return {name, taken(name)};
-    }
-    const std::array<std::pair<const char *, QByteArray>, 4> before_{
-        entry("QT_QPA_PLATFORM"), entry("DISPLAY"), entry("WAYLAND_DISPLAY"),
-        entry("XDG_RUNTIME_DIR")};
-};
-
-TEST_F(WindowSystemTest, IsTheXServerWhereverThereIsOne)
-{
+    });
     const QTemporaryDir folder;
     QLocalServer compositor; // as far as the choice goes
     ASSERT_TRUE(compositor.listen(folder.filePath(u"wayland-0"_s)));

@@ -2,6 +2,7 @@
 
 #include <QDBusMessage>
 #include <QUuid>
+#include <stdexcept>
 
 namespace kivolo {
 
@@ -18,8 +19,7 @@ static QString pathOf(const QString &group, const QString &key)
 
 PrivateBus::PrivateBus()
 {
-    if (!configuration_.open())
-        return;
+    configuration_.open();
     configuration_.write(
         R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -40,6 +40,8 @@ PrivateBus::PrivateBus()
     while (!line.endsWith('\n') && daemon_.waitForReadyRead(10'000))
         line += daemon_.readAllStandardOutput();
     address_ = QString::fromLatin1(line).trimmed();
+    if (address_.isEmpty())
+        throw std::runtime_error("no bus could be started");
 }
 
 PrivateBus::~PrivateBus()

@@ -18,7 +18,7 @@ public:
     PrivateBus();
     ~PrivateBus();
 
-    /// For DBUS_SESSION_BUS_ADDRESS; empty when no bus could be started.
+    /// For DBUS_SESSION_BUS_ADDRESS.
     const QString &address() const { return address_; }
     /// A new connection under a name of its own.
     QDBusConnection connect() const;
