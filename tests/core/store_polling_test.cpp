@@ -26,6 +26,15 @@ TEST_F(StoreFixture, TheFirstAnswerPrimesInSilenceAndLaterOnesAreShown)
     EXPECT_EQ(shown, u"b3 b4! b5 b7 "_s);
     ASSERT_EQ(capsules.size(), 1);
     EXPECT_EQ(capsules.first().first.id, u"b6"_s);
+    for (const auto &[serverTime, since] :
+         {std::pair(std::numeric_limits<qint64>::min(), "since=0"),
+          {0, "since=0"},
+          {std::numeric_limits<qint64>::max(), "since=9223372036854775806"}}) {
+        server.answer("/beams", pollReply({}, serverTime));
+        nextCycle();
+        nextCycle();
+        EXPECT_TRUE(server.requestsTo("/beams").last().target.endsWith(since)) << since;
+    }
 }
 
 TEST_F(StoreFixture, AFailedCycleChangesNothingButStillAsksForTheStatus)
@@ -141,21 +150,4 @@ TEST_F(StoreFixture, NothingOutlivesAStoreThatIsGone)
     queue.advance(std::chrono::minutes(1));
     EXPECT_EQ(server.requests().size(), before);
     EXPECT_EQ(queue.pending(), 0);
-}
-
-TEST_F(StoreFixture, AServerClockOfAnyValueIsSurvived)
-{
-    const std::pair<qint64, const char *> cases[] = {
-        {std::numeric_limits<qint64>::min(), "since=0"},
-        {-5, "since=0"},
-        {0, "since=0"},
-        {std::numeric_limits<qint64>::max(), "since=9223372036854775806"},
-    };
-    startJoined();
-    for (const auto &[serverTime, since] : cases) {
-        server.answer("/beams", pollReply({}, serverTime));
-        nextCycle();
-        nextCycle();
-        EXPECT_TRUE(server.requestsTo("/beams").last().target.endsWith(since)) << since;
-    }
 }

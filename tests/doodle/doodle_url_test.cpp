@@ -1,7 +1,6 @@
 #include "doodle/doodle_url.h"
 
 #include <QBuffer>
-#include <QtEndian>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -32,26 +31,12 @@ QString url(const QByteArray &bytes)
     return prefix + QString::fromLatin1(bytes.toBase64());
 }
 
-/// The checksum of a PNG's chunk, bit by bit.
-quint32 checksum(QByteArrayView bytes)
+/// A PNG of as many pixels that takes few bytes.
+QByteArray empty(const QSize &size)
 {
-    quint32 crc = 0xFFFFFFFF;
-    for (const char byte : bytes) {
-        crc ^= quint8(byte);
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc >> 1) ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-    }
-    return ~crc;
-}
-
-/// A PNG that claims `size`, its header's checksum correct, with no pixels to speak of.
-QByteArray bomb(const QSize &size)
-{
-    QByteArray png = encoded(drawing(), "PNG");
-    qToBigEndian(quint32(size.width()), png.data() + 16);
-    qToBigEndian(quint32(size.height()), png.data() + 20);
-    qToBigEndian(checksum(QByteArrayView(png).sliced(12, 17)), png.data() + 29);
-    return png;
+    QImage image(size, QImage::Format_Mono);
+    image.fill(0);
+    return encoded(image, "PNG");
 }
 
 TEST(DoodleUrlTest, RoundTrip)
@@ -119,10 +104,10 @@ TEST(DoodleUrlTest, OnlyRasterImagesOfBoundedSize)
         {"BMP", encoded(drawing(), "BMP"), false},
         {"SVG with a declaration", "<?xml version='1.0'?>" + svg, false},
         {"a PNG without its last pixels", png.chopped(30), false},
+        {"16 megapixels", empty({8192, 2048}), true},
+        {"more than those", empty({8192, 2049}), false},
+        {"a longer side", empty({8193, 1}), false},
         {"bytes behind a PNG", png + QByteArray(20, '\x7f'), true},
-        {"claims 8192 by 8192", bomb({8192, 8192}), false},
-        {"claims a line of a million", bomb({1'000'000, 1}), false},
-        {"claims no width", bomb({0, 20}), false},
         {"an HTML page", "<!doctype html><title>502</title>", false},
     };
     for (const auto &[what, bytes, decodes] : cases)

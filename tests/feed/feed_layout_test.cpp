@@ -268,7 +268,9 @@ TEST_F(FeedLayoutTest, TheCurrentRowStaysTheSameOrGoesToItsNeighbour)
     EXPECT_EQ(layout.current(), 12);
     EXPECT_FALSE(remove(0, 3));
     EXPECT_EQ(layout.current(), 9);
-    EXPECT_TRUE(remove(8, 4));
+    EXPECT_FALSE(remove(8, 1)); // just before it
+    EXPECT_EQ(layout.current(), 8);
+    EXPECT_TRUE(remove(8, 3));
     EXPECT_EQ(layout.current(), 7);
     EXPECT_TRUE(remove(0, 9));
     EXPECT_EQ(layout.current(), 0);

@@ -1,9 +1,12 @@
 #include "feed/feed_model.h"
 
+#include <array>
 #include <gtest/gtest.h>
 
 namespace kivolo {
 namespace {
+
+using namespace Qt::StringLiterals;
 
 QList<Beam> named(const QString &ids)
 {
@@ -19,32 +22,22 @@ QList<Beam> named(const QString &ids)
 /// Rows are named by letters; a capital one has another text.
 TEST(FeedModelTest, TellsOnlyWhatHasChanged)
 {
-    const struct
-    {
-        const char *what;
-        QString before;
-        QString after;
-        QString changes; // + inserted, - removed, * changed
-    } cases[] = {
-        {"nothing", QStringLiteral("abc"), QStringLiteral("abc"), {}},
-        {"the first", {}, QStringLiteral("ab"), QStringLiteral("+0-1 ")},
-        {"appended", QStringLiteral("abc"), QStringLiteral("abcde"), QStringLiteral("+3-4 ")},
-        {"opened in its place", QStringLiteral("abc"), QStringLiteral("aBc"),
-         QStringLiteral("*1-1 ")},
-        {"opened, and one more", QStringLiteral("abc"), QStringLiteral("Abcd"),
-         QStringLiteral("+3-3 *0-0 ")},
-        {"in the middle", QStringLiteral("ac"), QStringLiteral("abc"), QStringLiteral("+1-1 ")},
-        {"the window of the history moves", QStringLiteral("abcd"), QStringLiteral("cdef"),
-         QStringLiteral("-0-1 +2-3 ")},
-        {"another circle", QStringLiteral("ab"), QStringLiteral("xyz"),
-         QStringLiteral("-0-1 +0-2 ")},
-        {"left", QStringLiteral("abc"), {}, QStringLiteral("-0-2 ")},
-        {"one goes, one changes", QStringLiteral("abcde"), QStringLiteral("acDe"),
-         QStringLiteral("-1-1 *2-2 ")},
-        {"the same id twice", QStringLiteral("aab"), QStringLiteral("aabb"),
-         QStringLiteral("+3-3 ")},
+    const std::array<QString, 3> cases[] = {
+        // before, after, changes: + inserted, - removed, * changed
+        {u"abc"_s, u"abc"_s, {}},
+        {u""_s, u"ab"_s, u"+0-1 "_s},
+        {u"abc"_s, u"abcde"_s, u"+3-4 "_s},
+        {u"abc"_s, u"aBc"_s, u"*1-1 "_s},
+        {u"abc"_s, u"Abcd"_s, u"+3-3 *0-0 "_s},
+        {u"ac"_s, u"abc"_s, u"+1-1 "_s},
+        {u"abcd"_s, u"cdef"_s, u"-0-1 +2-3 "_s}, // the window of the history moves
+        {u"ab"_s, u"xyz"_s, u"-0-1 +0-2 "_s},
+        {u"abc"_s, u""_s, u"-0-2 "_s},
+        {u"abcde"_s, u"acDE"_s, u"-1-1 *2-3 "_s},
+        {u"aab"_s, u"aabb"_s, u"+3-3 "_s}, // the same id twice
     };
-    for (const auto &[what, before, after, expected] : cases) {
+    for (const auto &[before, after, expected] : cases) {
+        SCOPED_TRACE(qPrintable(before + u" -> "_s + after));
         FeedModel model;
         model.update(named(before), {});
         QString changes;
@@ -57,13 +50,13 @@ TEST(FeedModelTest, TellsOnlyWhatHasChanged)
         QObject::connect(&model, &FeedModel::removed, log(u'-'));
         QObject::connect(&model, &FeedModel::changed, log(u'*'));
         model.update(named(after), {});
-        EXPECT_EQ(changes, expected) << what;
+        EXPECT_EQ(changes, expected);
         QString rows;
         for (int i = 0; i < model.count(); ++i) {
             const Beam &beam = model.row(i).beam;
             rows += beam.body.isEmpty() ? beam.id : beam.id.toUpper();
         }
-        EXPECT_EQ(rows, after) << what;
+        EXPECT_EQ(rows, after);
     }
 }
 

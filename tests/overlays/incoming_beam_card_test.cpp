@@ -43,14 +43,13 @@ public:
     {
         return image_.pixelColor(int(x * scale_), int(y * scale_));
     }
-    /// How much the strongest ink between two heights differs from the card's material.
-    int inkBetween(qreal top, qreal bottom) const
+    /// How much the strongest ink in `area` differs from the card's material.
+    int ink(const QRectF &area) const
     {
         const QColor material = at(6, 80);
-        const int corner = int(30 * scale_);
         int most = 0;
-        for (int y = int(top * scale_); y < int(bottom * scale_); ++y) {
-            for (int x = corner; x < image_.width() - corner; ++x) {
+        for (int y = int(area.top() * scale_); y < int(area.bottom() * scale_); ++y) {
+            for (int x = int(area.left() * scale_); x < int(area.right() * scale_); ++x) {
                 const QColor pixel = image_.pixelColor(x, y);
                 most = std::max({most, std::abs(pixel.red() - material.red()),
                                  std::abs(pixel.green() - material.green())});
@@ -58,17 +57,12 @@ public:
         }
         return most;
     }
-    /// Whether anything dark is painted in `area`, as letters are.
-    bool hasInk(const QRect &area) const
+    int inkBetween(qreal top, qreal bottom) const
     {
-        for (int y = area.top(); y < area.top() + area.height(); ++y) {
-            for (int x = area.left(); x < area.left() + area.width(); ++x) {
-                if (at(x, y).alpha() > 200 && at(x, y).lightness() < 100)
-                    return true;
-            }
-        }
-        return false;
+        return ink({30, top, image_.width() / scale_ - 60, bottom - top});
     }
+    /// Whether there are letters in `area`.
+    bool hasInk(const QRectF &area) const { return ink(area) > 100; }
 
 private:
     QImage image_;
@@ -127,7 +121,7 @@ TEST_F(IncomingBeamCardTest, DoodleStandsOnWhiteInItsProportions)
             QSignalSpy ready(&card, &IncomingBeamView::contentReady);
             EXPECT_FALSE(card.isContentReady());
             // Nothing of the data URL shows while the picture is being decoded.
-            EXPECT_FALSE(Picture(card).hasInk({14, shake ? 70 : 50, 250, 60}));
+            EXPECT_FALSE(Picture(card).hasInk({14, shake ? 70.0 : 50.0, 250, 60}));
             ASSERT_TRUE(ready.wait());
             EXPECT_EQ(card.accessibleDescription(), QStringLiteral("Doodle"));
 

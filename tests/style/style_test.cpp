@@ -6,7 +6,6 @@
 #include "style/symbols.h"
 #include "style/text_style.h"
 #include "style/theme.h"
-#include "support/contrast.h"
 
 #include <QApplication>
 #include <QFontMetricsF>
@@ -142,33 +141,6 @@ TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
         EXPECT_LE(at(20, 20).alpha(), 10) << scale; // where the strokes of the cross meet
         EXPECT_EQ(at(20, 13), QColor(Qt::red)) << scale;
         EXPECT_EQ(at(9, 9).alpha(), 0) << scale;
-    }
-}
-
-TEST(IllustrationsTest, StandOutFromLightAndDark)
-{
-    const struct
-    {
-        const char *what;
-        const char *name;
-        QPoint at;
-        QPoint beside;
-    } cases[] = {
-        {"left desk", "onb1", {60, 120}, {60, 128}},
-        {"hair", "onb1", {202, 43}, {202, 34}},
-        {"desk", "onb3", {60, 139}, {60, 146}},
-    };
-    for (const Palette *colors : {&Palette::standardLight(), &Palette::standardDark()}) {
-        for (const auto &[what, name, at, beside] : cases) {
-            QImage image = canvas({260, 150});
-            image.fill(colors->window);
-            {
-                QPainter painter(&image);
-                paintIllustration(painter, QLatin1String(name), image.rect());
-            }
-            EXPECT_GT(contrast(image.pixelColor(at), image.pixelColor(beside)), 2)
-                << what << (colors->dark ? " on dark" : " on light");
-        }
     }
 }
 
