@@ -110,7 +110,8 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Language, OrderTest, testing::Values("en", "de"),
+INSTANTIATE_TEST_SUITE_P(Language, OrderTest,
+                         testing::Values("en", "de", "es", "fr", "ja", "pt_BR"),
                          [](const auto &of) { return std::string(of.param); });
 
 TEST_P(OrderTest, EverythingHasItsPlace)

@@ -143,16 +143,17 @@ Beam doodleBeam()
 
 Beam noteBeam()
 {
-    return noteOf(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈"));
+    return noteOf(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈", "窓の外を見て🌈"));
 }
 
 Sheet cards()
 {
-    const QString late =
-        said("I’ll be ten minutes late, the tram is doing its thing again. Order "
-             "me the soup if they still have it?",
-             "Ich komme zehn Minuten später, die Straßenbahn mal wieder. Bestellst "
-             "du mir die Suppe, falls es sie noch gibt?");
+    const QString late = said(
+        "I’ll be ten minutes late, the tram is doing its thing again. Order "
+        "me the soup if they still have it?",
+        "Ich komme zehn Minuten später, die Straßenbahn mal wieder. Bestellst "
+        "du mir die Suppe, falls es sie noch gibt?",
+        "路面電車がまた遅れていて、十分ほど遅刻します。スープがまだあったら頼んでおいてくれる？");
     const QString soup =
         late + QLatin1Char(' ') +
         said(
@@ -161,8 +162,12 @@ Sheet cards()
             "the lamp is.",
             "Und Brot, wenn es welches gibt: das dunkle mit den Körnern, zwei Scheiben, oder drei, "
             "falls du auch magst. Den anderen habe ich gesagt, dass wir diesmal am Fenster sitzen, "
-            "bei der Lampe.");
-    const QString lunch = said("lunch is here, wake up!", "Essen ist da, aufwachen!");
+            "bei der Lampe.",
+            "それから、もしパンがあったら、種の入った黒いパンを二切れ。食べたければ三切れでもいいよ"
+            "。"
+            "今日は窓ぎわの、ランプのそばの席に座るって、みんなにも言っておいたからね。");
+    const QString lunch =
+        said("lunch is here, wake up!", "Essen ist da, aufwachen!", "ごはんが来たよ、起きて！");
     const Row notes{cardShot(noteBeam(), false), cardShot(doodleBeam(), false),
                     cardShot(noteOf(late), false), cardShot(noteOf(soup), false)};
     const Shot buzz = cardShot(noteOf(lunch), true);

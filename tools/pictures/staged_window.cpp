@@ -80,21 +80,29 @@ QJsonArray conversation()
     const QJsonObject opened{{QStringLiteral("open_at"), now - 6 * minute}};
     return {
         beam(mia, 2 * hour + 2 * minute,
-             said("morning! did you sleep?", "guten Morgen! hast du geschlafen?")),
-        beam(ana, 2 * hour, said("like a stone ☕ you?", "wie ein Stein ☕ und du?")),
+             said("morning! did you sleep?", "guten Morgen! hast du geschlafen?",
+                  "おはよう！よく眠れた？")),
+        beam(ana, 2 * hour,
+             said("like a stone ☕ you?", "wie ein Stein ☕ und du?", "ぐっすり☕そっちは？")),
         beam(mia, hour + 5 * minute, doodleBody(catDoodle()), doodle),
-        beam(ana, 41 * minute, said("lunch in five, look up!", "gleich Mittag, schau mal hoch!"),
+        beam(ana, 41 * minute,
+             said("lunch in five, look up!", "gleich Mittag, schau mal hoch!",
+                  "もうすぐお昼だよ、顔を上げて！"),
              buzz),
         beam(mia, 12 * minute, {}, sealed),
         beam(ana, 6 * minute,
-             said("call grandma, it’s her birthday 🎂", "Oma anrufen, sie hat Geburtstag 🎂"),
+             said("call grandma, it’s her birthday 🎂", "Oma anrufen, sie hat Geburtstag 🎂",
+                  "おばあちゃんに電話、今日は誕生日🎂"),
              opened),
         beam(
             mia, 10,
             said("on it. Also the new place on the corner has the long noodles again, the ones you "
                  "said taste like that summer",
                  "mach ich. Und der neue Laden an der Ecke hat wieder die langen Nudeln, von denen "
-                 "du sagst, sie schmecken nach diesem Sommer")),
+                 "du sagst, sie schmecken nach diesem Sommer",
+                 "電話するね。それから角の新しいお店に、あの長い麺が戻ってきたよ。あの夏の味がする"
+                 "って言って"
+                 "た麺")),
     };
 }
 
@@ -213,10 +221,10 @@ Step pressed(const char *composerButton)
     return [composerButton](StagedWindow &window) { window.press(Composer::tr(composerButton)); };
 }
 
-Step underBanner(const Step &before, const char *english, const char *german)
+Step underBanner(const Step &before, const char *english, const char *german, const char *japanese)
 {
     return [=](StagedWindow &window) {
-        offerVersion(window, said(english, german));
+        offerVersion(window, said(english, german, japanese));
         before(window);
     };
 }
@@ -255,14 +263,14 @@ const std::vector<State> &allStates()
         {"waiting", alone},
         {"waiting-copied", alone, copied("Invite code %1", "kivolo::InviteWaitingView")},
         {"empty", silentPair},
-        {"empty-doodle", underBanner(silentPair, "", ""), openDoodle},
+        {"empty-doodle", underBanner(silentPair, "", "", ""), openDoodle},
         {"feed", pair},
         {"feed-copied", pair, copied("Copy your invite code", "kivolo::ComposeHeader")},
         {"capsule", pair, openCapsule},
         {"doodle", pair, openDoodle},
         {"sending", pair,
          [](StagedWindow &window) {
-             window.type(said("see you at eight", "bis um acht"));
+             window.type(said("see you at eight", "bis um acht", "八時に会おうね"));
              send(window, Composer::tr("Send"));
          }},
         {"sending-doodle", pair,
@@ -278,18 +286,22 @@ const std::vector<State> &allStates()
         {"five", circleOf(5)},
         {"long-name", longName},
         {"banner", underBanner(pair, "Doodles are sharper now, and a capsule opens on the second.",
-                               "Kritzeleien sind schärfer, Kapseln öffnen sekundengenau.")},
+                               "Kritzeleien sind schärfer, Kapseln öffnen sekundengenau.",
+                               "らくがきがくっきり、カプセルは秒まで正確に開きます。")},
         {"guide-banner",
          underBanner(pair, "Doodles are sharper now, and a capsule opens on the second.",
-                     "Kritzeleien sind schärfer, Kapseln öffnen sekundengenau."),
+                     "Kritzeleien sind schärfer, Kapseln öffnen sekundengenau.",
+                     "らくがきがくっきり、カプセルは秒まで正確に開きます。"),
          pressed("Buzz")},
-        {"banner-short", underBanner(strange, "", "")},
+        {"banner-short", underBanner(strange, "", "", "")},
         {"banner-long",
          underBanner(alone,
                      "Doodles are sharper now, a capsule opens on the second it was sealed for, "
                      "and the feed keeps its place while you read",
                      "Kritzeleien sind schärfer, Kapseln öffnen auf die Sekunde genau, und der "
-                     "Verlauf bleibt beim Lesen, wo er ist")},
+                     "Verlauf bleibt beim Lesen, wo er ist",
+                     "らくがきがくっきりし、カプセルは秒まで正確に開き、"
+                     "やりとりは読んでいる場所から動かなくなりました")},
         {"update-required", strange,
          [](StagedWindow &window) { window.store().forceUpdate = QString(); }},
     };
@@ -322,9 +334,16 @@ const State &stateNamed(const QString &name)
 
 } // namespace
 
-QString said(const char *english, const char *german)
+QString said(const char *english, const char *german, const char *japanese)
 {
-    return QString::fromUtf8(QLocale().language() == QLocale::German ? german : english);
+    switch (QLocale().language()) {
+    case QLocale::German:
+        return QString::fromUtf8(german);
+    case QLocale::Japanese:
+        return QString::fromUtf8(japanese);
+    default:
+        return QString::fromUtf8(english);
+    }
 }
 
 QStringList StagedWindow::states()

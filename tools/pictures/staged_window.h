@@ -17,8 +17,9 @@ class Button;
 class Field;
 class MenuRootView;
 
-/// What people write, in English or, where QLocale's default is German, in German.
-QString said(const char *english, const char *german);
+/// What people write, in the language of QLocale's default, or in English where it has none of
+/// these.
+QString said(const char *english, const char *german, const char *japanese);
 
 /// One state of the window, over a circle that is made up and in a moment that does not pass. The
 /// state is reached as a member reaches it: by what the server answers, and by presses and keys.
