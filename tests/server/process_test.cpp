@@ -10,7 +10,7 @@
 
 namespace kivolo::server::test {
 
-TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
+TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndWhoGuessesWaiting)
 {
     TemporaryFolder folder;
     const std::vector<std::string> arguments = servingFrom((folder / "a b=c.sqlite").string());
@@ -34,25 +34,17 @@ TEST(Process, KeepsWhatItAcknowledgedWhenKilledAndEndsCleanlyWhenAsked)
         EXPECT_EQ(server.end(SIGKILL), 128 + SIGKILL);
     }
     ServerProcess again(arguments);
-    const std::string history = talk(again.port(), httpGet("/history?limit=1&circle_id=" + circle));
-    EXPECT_NE(history.find("\"body\":\"kept\""), std::string::npos);
-    EXPECT_EQ(again.end(SIGTERM), 0);
-}
-
-TEST(Process, KeepsWhoGuessesCodesWaiting)
-{
-    TemporaryFolder folder;
-    ServerProcess server(servingFrom((folder / "x.sqlite").string()));
-    const std::uint16_t port = server.port();
+    const std::uint16_t port = again.port();
+    EXPECT_EQ(fieldOf(talk(port, httpGet("/history?limit=1&circle_id=" + circle)), "body"), "kept");
     const std::string guess =
         httpPost("/join", {{"code", "AAAAAAAA"}, {"handle", "Z"}, {"device_id", "z"}});
     std::string reply;
-    for (int i = 0; i < 1'000 && !reply.starts_with("HTTP/1.1 429"); ++i)
+    for (int i = 0; i < 1'000 && statusesOf(reply) != "429"; ++i)
         reply = talk(port, guess);
-    EXPECT_TRUE(reply.starts_with("HTTP/1.1 429")) << reply;
+    EXPECT_EQ(statusesOf(reply), "429");
     EXPECT_NE(reply.find("\r\nRetry-After: 1\r\n"), std::string::npos) << reply;
-    EXPECT_TRUE(talk(port, httpGet("/me?device_id=z")).starts_with("HTTP/1.1 200"));
-    EXPECT_EQ(server.end(SIGTERM), 0);
+    EXPECT_EQ(statusesOf(talk(port, httpGet("/me?device_id=z"))), "200");
+    EXPECT_EQ(again.end(SIGTERM), 0);
 }
 
 // The kernel takes connections that the process has no descriptor for; they must not hang there.
@@ -69,11 +61,10 @@ TEST(Process, TurnsAwayWhatItHasNoDescriptorFor)
     std::deque<Connection> idle;
     while (idle.size() < descriptors)
         idle.emplace_back(port, "");
-    const std::string reply = talk(port, httpGet("/me?device_id=x"));
-    EXPECT_TRUE(reply.starts_with("HTTP/1.1 503")) << reply;
+    EXPECT_EQ(statusesOf(talk(port, httpGet("/me?device_id=x"))), "503");
     idle.clear();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!talk(port, httpGet("/me?device_id=x")).starts_with("HTTP/1.1 200"))
+    while (statusesOf(talk(port, httpGet("/me?device_id=x"))) != "200")
         ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "it does not serve again";
     EXPECT_EQ(server.end(SIGTERM), 0);
 }

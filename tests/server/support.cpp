@@ -1,15 +1,15 @@
 #include "support.h"
 
 #include <arpa/inet.h>
-#include <boost/asio/post.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <future>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
 namespace kivolo::server::test {
 
+namespace asio = boost::asio;
 namespace json = boost::json;
 
 TemporaryFolder::TemporaryFolder()
@@ -52,7 +52,7 @@ House::House(Circles::Settings settings, std::function<void()> beforeCommit,
     , holds(hold, time.steadyClock())
     , throttle(Throttle::allowances(rates), steadyTime.steadyClock())
     , routes(circles, holds, throttle, site,
-             [this](std::function<void()> work) { boost::asio::post(workers, std::move(work)); })
+             [this](std::function<void()> work) { asio::post(workers, std::move(work)); })
 {}
 
 Told House::call(std::string_view method, std::string_view target, std::string_view body,
@@ -126,6 +126,32 @@ void settle(Ledger &ledger)
     done.get_future().wait();
 }
 
+Serving::Serving(http::Handler handler, http::Limits limits)
+    : server(*context, std::move(handler), limits)
+    , work_(context->get_executor())
+{
+    std::signal(SIGPIPE, SIG_IGN); // as the program does
+    end = std::async(std::launch::async, [this] { context->run(); });
+}
+
+std::string Serving::listen(const std::string &address)
+{
+    return onThread([&] { return server.listen(address); });
+}
+
+void Serving::stop()
+{
+    asio::post(*context, [this] {
+        server.stop();
+        work_.reset();
+    });
+}
+
+std::uint16_t portOf(const std::string &address)
+{
+    return static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
+}
+
 Connection::Connection(std::uint16_t port, std::string_view bytes, const char *from)
     : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
 {
@@ -156,44 +182,24 @@ Connection::~Connection()
     ::close(socket_);
 }
 
-std::string Connection::read()
+std::string Connection::read(std::string_view end, std::size_t most)
 {
     std::string received;
-    while (readSome(received)) {
-    }
-    return received;
-}
-
-std::string Connection::readSoMuch(std::size_t bytes)
-{
-    std::string received;
-    while (received.size() < bytes && readSome(received)) {
+    char buffer[4096];
+    while (received.size() < most && (end.empty() || !received.ends_with(end))) {
+        const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
+        if (count <= 0)
+            break;
+        received.append(buffer, static_cast<std::size_t>(count));
     }
     return received;
 }
 
 std::string Connection::readWhatIsThere()
 {
-    std::string received;
-    readSome(received, MSG_DONTWAIT);
-    return received;
-}
-
-std::string Connection::readUntil(std::string_view end)
-{
-    std::string received;
-    while (!received.ends_with(end) && readSome(received)) {
-    }
-    return received;
-}
-
-bool Connection::readSome(std::string &received, int flags)
-{
     char buffer[4096];
-    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, flags);
-    if (count > 0)
-        received.append(buffer, static_cast<std::size_t>(count));
-    return count > 0;
+    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, MSG_DONTWAIT);
+    return {buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
 }
 
 std::string talk(std::uint16_t port, std::string_view bytes, const char *from)
@@ -213,6 +219,17 @@ std::string httpPost(std::string_view target, const json::object &body)
            " HTTP/1.1\r\nHost: x\r\nConnection: close\r\nContent-Type: application/json\r\n"
            "Content-Length: " +
            std::to_string(text.size()) + "\r\n\r\n" + text;
+}
+
+std::string statusesOf(std::string_view replies)
+{
+    constexpr std::string_view line = "HTTP/1.1 ";
+    std::string statuses;
+    for (std::size_t at = 0; (at = replies.find(line, at)) != replies.npos;) {
+        at += line.size();
+        statuses.append(statuses.empty() ? "" : " ").append(replies.substr(at, 3));
+    }
+    return statuses;
 }
 
 std::string fieldOf(const std::string &reply, const std::string &key)

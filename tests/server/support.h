@@ -1,11 +1,15 @@
-// A whole server without sockets, on a clock of its own; and a plain client for those with.
+// A whole server without sockets, on a clock of its own; one with sockets, and a plain client.
 #pragma once
 
+#include "http/server.h"
 #include "records/refusal.h"
 #include "routes/routes.h"
 
 #include <atomic>
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_future.hpp>
 #include <boost/json/value.hpp>
 #include <filesystem>
 #include <future>
@@ -95,6 +99,34 @@ Tick nextSince(const Told &poll);
 /// Waits until the ledger's writer has done everything that was asked before.
 void settle(Ledger &ledger);
 
+/// Listens with sockets, on a thread of its own. Stops with this object.
+class Serving
+{
+public:
+    explicit Serving(http::Handler handler, http::Limits limits = {});
+    ~Serving() { stop(); }
+    /// Does that on the server's thread and waits for what comes of it.
+    template<typename Action>
+    auto onThread(Action action)
+    {
+        return boost::asio::post(*context, boost::asio::use_future(std::move(action))).get();
+    }
+    std::string listen(const std::string &address = "127.0.0.1:0");
+    /// Without waiting for it.
+    void stop();
+
+    std::shared_ptr<boost::asio::io_context> context = std::make_shared<boost::asio::io_context>();
+    http::Server server;
+
+private:
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+
+public:
+    std::future<void> end; ///< When the thread has nothing more to do.
+};
+
+std::uint16_t portOf(const std::string &address);
+
 /// A connection to a port of this machine.
 class Connection
 {
@@ -106,18 +138,12 @@ public:
     ~Connection();
     int descriptor() const { return socket_; }
     void send(std::string_view bytes) const;
-    /// So many bytes, or what comes until the peer closes.
-    std::string readSoMuch(std::size_t bytes);
+    /// What comes until it ends like that, is that long, or the peer closes.
+    std::string read(std::string_view end = {}, std::size_t most = SIZE_MAX);
     /// What has already come, without waiting for more.
     std::string readWhatIsThere();
-    /// What comes until the end of a reply that ends like that.
-    std::string readUntil(std::string_view end);
-    /// What comes until the peer closes.
-    std::string read();
 
 private:
-    bool readSome(std::string &received, int flags = 0);
-
     int socket_;
 };
 
@@ -125,6 +151,9 @@ private:
 std::string talk(std::uint16_t port, std::string_view bytes, const char *from = "127.0.0.1");
 std::string httpGet(std::string_view target);
 std::string httpPost(std::string_view target, const boost::json::object &body);
+
+/// As in "200 404".
+std::string statusesOf(std::string_view replies);
 
 /// The value of a text in a reply's JSON, without looking at the rest of it.
 std::string fieldOf(const std::string &reply, const std::string &key);

@@ -1,20 +1,13 @@
 // Real handshakes with real certificates, made for each test.
 
-#include "http/server.h"
 #include "support.h"
 
-#include <boost/asio/post.hpp>
-#include <csignal>
+#include <boost/asio/local/stream_protocol.hpp>
 #include <fstream>
-#include <future>
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <thread>
 
 namespace kivolo::server::test {
 
@@ -27,10 +20,11 @@ KeyPointer newKey()
     return {EVP_EC_gen("P-256"), EVP_PKEY_free};
 }
 
-void writeKey(const std::string &file, EVP_PKEY *key)
+void writeKey(const std::string &file, EVP_PKEY *key, const char *passphrase = nullptr)
 {
     std::FILE *out = std::fopen(file.c_str(), "w");
-    PEM_write_PrivateKey(out, key, nullptr, nullptr, 0, nullptr, nullptr);
+    PEM_write_PrivateKey(out, key, passphrase ? EVP_aes_128_cbc() : nullptr, nullptr, 0, nullptr,
+                         const_cast<char *>(passphrase));
     std::fclose(out);
 }
 
@@ -116,119 +110,79 @@ private:
 /// Answers "/large" with that many bytes and holds "/held"; everything else it answers with "x".
 constexpr std::size_t largeBytes = 20 << 20;
 
-class LeftPlace : public http::Place
-{
-public:
-    explicit LeftPlace(std::promise<void> &left)
-        : left_(left)
-    {}
-    ~LeftPlace() override { left_.set_value(); }
-
-private:
-    std::promise<void> &left_;
-};
-
 struct TlsServer
 {
     explicit TlsServer(http::Limits limits = {})
-        : server(
-              context,
+        : serving(
               [this](const http::Request &request, const http::Reply &) { return answer(request); },
               limits)
     {
-        std::signal(SIGPIPE, SIG_IGN); // as the program does
-    }
-    ~TlsServer()
-    {
-        boost::asio::post(context, [this] { server.stop(); });
-        thread.join();
-    }
-    void run()
-    {
-        thread = std::jthread([this] { context.run(); });
-    }
-    std::uint16_t runEncrypted()
-    {
-        server.encrypt(files.certificate, files.key);
-        const std::string url = server.listen("127.0.0.1:0");
-        EXPECT_TRUE(url.starts_with("https://127.0.0.1:")) << url;
-        run();
-        return static_cast<std::uint16_t>(std::stoi(url.substr(url.rfind(':') + 1)));
-    }
-    /// Whether that worked.
-    bool reload()
-    {
-        std::promise<bool> done;
-        boost::asio::post(context, [&] {
-            try {
-                server.reloadCertificate();
-                done.set_value(true);
-            } catch (const std::runtime_error &) {
-                done.set_value(false);
-            }
-        });
-        return done.get_future().get();
+        serving.onThread([this] { serving.server.encrypt(files.certificate, files.key); });
+        url = serving.listen();
+        port = portOf(url);
     }
 
     CertificateFiles files{"first"};
-    std::promise<void> held;
-    std::promise<void> left;
-    boost::asio::io_context context;
-    http::Server server;
-    std::jthread thread;
+    std::promise<void> held, left;
+    Serving serving;
+    std::string url;
+    std::uint16_t port = 0;
 
 private:
-    std::optional<http::Answer> answer(const http::Request &request)
+    http::Answer answer(const http::Request &request)
     {
         http::Response response;
-        response.body = "x";
-        if (request.target == "/large")
-            response.body.assign(largeBytes, 'x');
+        response.body.assign(request.target == "/large" ? largeBytes : 1, 'x');
         if (request.target != "/held")
             return response;
         held.set_value();
-        return http::Held{std::make_shared<LeftPlace>(left), std::chrono::seconds(30)};
+        const auto leave = [this](http::Place *place) {
+            delete place;
+            left.set_value();
+        };
+        return http::Held{std::shared_ptr<http::Place>(new http::Place, leave),
+                          std::chrono::seconds(30)};
     }
 };
 
-const std::string get = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
+std::string getting(const std::string &target)
+{
+    return "GET " + target + " HTTP/1.1\r\nHost: x\r\n\r\n";
+}
 
 } // namespace
 
 TEST(Tls, IsSpokenFromVersion12OnAndGoesOnThroughNewCertificates)
 {
     TlsServer running;
-    const std::uint16_t port = running.runEncrypted();
-    EXPECT_FALSE(TlsConnection(port, TLS1_1_VERSION).works);
-    EXPECT_TRUE(TlsConnection(port, TLS1_2_VERSION).works);
-    TlsConnection old(port);
+    EXPECT_TRUE(running.url.starts_with("https://127.0.0.1:")) << running.url;
+    EXPECT_FALSE(TlsConnection(running.port, TLS1_1_VERSION).works);
+    EXPECT_TRUE(TlsConnection(running.port, TLS1_2_VERSION).works);
+    TlsConnection old(running.port);
     EXPECT_EQ(old.peer(), "first");
 
+    const auto reload = [&] {
+        running.serving.onThread([&] { running.serving.server.reloadCertificate(); });
+    };
     running.files.replace("second");
-    EXPECT_TRUE(running.reload());
-    EXPECT_EQ(TlsConnection(port).peer(), "second");
+    reload();
+    EXPECT_EQ(TlsConnection(running.port).peer(), "second");
     std::ofstream(running.files.key) << "nonsense";
-    EXPECT_FALSE(running.reload());
-    EXPECT_EQ(TlsConnection(port).peer(), "second");
-    old.send(get);
-    EXPECT_TRUE(old.readUntil("x").starts_with("HTTP/1.1 200"));
+    EXPECT_THROW(reload(), std::runtime_error);
+    EXPECT_EQ(TlsConnection(running.port).peer(), "second");
+    old.send(getting("/"));
+    EXPECT_EQ(statusesOf(old.readUntil("x")), "200");
 }
 
 TEST(Tls, IsNotBegunWithFilesThatCannotWork)
 {
     const CertificateFiles files("x");
     const CertificateFiles others("y");
-    const std::string rsa = (files.folder / "rsa.pem").string();
-    const std::string locked = (files.folder / "locked.pem").string();
-    const std::string nowhere = (files.folder / "nowhere.pem").string();
-    const std::string expired = (files.folder / "expired.pem").string();
+    const auto named = [&](const char *name) { return (files.folder / name).string(); };
+    const std::string rsa = named("rsa"), locked = named("locked"), nowhere = named("nowhere");
     const KeyPointer key = newKey();
     writeKey(rsa, KeyPointer(EVP_RSA_gen(2048), EVP_PKEY_free).get());
-    writeCertificate(expired, key.get(), "z", -3600);
-    std::FILE *out = std::fopen(locked.c_str(), "w");
-    PEM_write_PrivateKey(out, key.get(), EVP_aes_128_cbc(), nullptr, 0, nullptr,
-                         const_cast<char *>("secret"));
-    std::fclose(out);
+    writeKey(locked, key.get(), "secret");
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {nowhere, files.key, "the certificate " + nowhere + " cannot be read: No such file"},
         {files.certificate, files.folder.path(), "cannot be read: Is a directory"},
@@ -238,18 +192,19 @@ TEST(Tls, IsNotBegunWithFilesThatCannotWork)
         {files.certificate, rsa, "does not belong to the certificate"},
         {files.certificate, locked, "is protected by a passphrase"},
     };
-    TlsServer running;
+    boost::asio::io_context context;
+    http::Server server(context, {}, {});
     for (const auto &[certificate, keyFile, sentence] : cases) {
         try {
-            running.server.encrypt(certificate, keyFile);
+            server.encrypt(certificate, keyFile);
             ADD_FAILURE() << "accepted instead of: " << sentence;
         } catch (const std::runtime_error &error) {
             EXPECT_NE(std::string(error.what()).find(sentence), std::string::npos) << error.what();
         }
     }
     writeKey(files.key, key.get());
-    EXPECT_NO_THROW(running.server.encrypt(expired, files.key)) << "worth a warning only";
-    running.run();
+    writeCertificate(files.certificate, key.get(), "z", -3600);
+    EXPECT_NO_THROW(server.encrypt(files.certificate, files.key)) << "expired: a warning only";
 }
 
 TEST(Tls, EndsWhatIsNoHandshakeOrNeverEndsOne)
@@ -258,100 +213,64 @@ TEST(Tls, EndsWhatIsNoHandshakeOrNeverEndsOne)
     limits.tick = std::chrono::milliseconds(5);
     limits.header = std::chrono::milliseconds(40);
     TlsServer running(limits);
-    const std::uint16_t port = running.runEncrypted();
     const std::string hello("\x16\x03\x01\x00\xff\x01\x00\x00\xfb\x03\x03", 11); // and no more
-    EXPECT_EQ(talk(port, ""), "");
-    EXPECT_EQ(talk(port, hello), "");
-    EXPECT_TRUE(talk(port, get).starts_with("HTTP/1.1 400"));
-    EXPECT_EQ(talk(port, std::string("\x16\x03\x01\x00\x05hello", 10)).substr(0, 1), "\x15")
-        << "an alert";
-    EXPECT_TRUE(TlsConnection(port).works);
+    EXPECT_EQ(talk(running.port, ""), "");
+    EXPECT_EQ(talk(running.port, hello), "");
+    EXPECT_EQ(statusesOf(talk(running.port, getting("/"))), "400");
+    const std::string alert = talk(running.port, std::string("\x16\x03\x01\x00\x05hello", 10));
+    EXPECT_EQ(alert.substr(0, 1), "\x15");
+    EXPECT_TRUE(TlsConnection(running.port).works);
 }
 
-TEST(Tls, CarriesLargeRepliesAndManyRequestsWhole)
+TEST(Tls, CarriesManyRequestsWholeAndSeesWhoGoesAway)
 {
     TlsServer running;
-    const std::uint16_t port = running.runEncrypted();
-    TlsConnection connection(port);
-    connection.send(get + get + "GET /large HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+    TlsConnection connection(running.port);
+    connection.send(getting("/") + getting("/") + httpGet("/large"));
     const std::string all = connection.readUntil("the end");
-    EXPECT_EQ(all.substr(0, 12), "HTTP/1.1 200");
+    EXPECT_EQ(statusesOf(all), "200 200 200");
     EXPECT_EQ(all.size() - all.rfind("\r\n\r\n") - 4, largeBytes);
-    const TlsConnection goesInTheMiddle(port);
+    TlsConnection(running.port).send(getting("/large")); // and does not wait for it
     {
-        TlsConnection other(port);
-        other.send("GET /large HTTP/1.1\r\nHost: x\r\n\r\n");
-    }
-}
-
-TEST(Tls, FreesThePlaceOfAClientThatGoesAway)
-{
-    TlsServer running;
-    const std::uint16_t port = running.runEncrypted();
-    {
-        TlsConnection connection(port);
-        connection.send("GET /held HTTP/1.1\r\nHost: x\r\n\r\n");
+        TlsConnection goesAway(running.port);
+        goesAway.send(getting("/held"));
         running.held.get_future().wait();
     }
     EXPECT_EQ(running.left.get_future().wait_for(std::chrono::seconds(20)),
               std::future_status::ready);
 }
 
-namespace {
-
-std::string talkLocally(const std::string &path, std::string_view bytes)
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    std::string received;
-    char buffer[4096];
-    if (::connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
-        ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0) {
-        for (ssize_t count; (count = ::recv(socket, buffer, sizeof buffer, 0)) > 0;)
-            received.append(buffer, static_cast<std::size_t>(count));
-    }
-    ::close(socket);
-    return received;
-}
-
-} // namespace
-
 TEST(UnixSocket, IsListenedOnWithoutTlsAndReplacedOnlyWhereNobodyListens)
 {
+    using Local = boost::asio::local::stream_protocol;
+    using std::filesystem::perms;
     const TemporaryFolder folder;
     const std::string path = (folder / "socket").string();
+    const std::string stale = (folder / "stale").string();
     const std::string file = (folder / "file").string();
     std::ofstream(file) << "kept";
+    const auto status = [](const std::string &at) {
+        Local::iostream stream{Local::endpoint(at)};
+        stream << httpGet("/") << std::flush;
+        return statusesOf(std::string(std::istreambuf_iterator<char>(stream), {}));
+    };
     boost::asio::io_context context;
+    http::Server second(context, {}, {});
     {
         TlsServer first;
-        first.server.encrypt(first.files.certificate, first.files.key);
-        EXPECT_EQ(first.server.listen("unix:" + path), "unix:" + path);
-        first.run();
-        struct stat status = {};
-        ::stat(path.c_str(), &status);
-        EXPECT_EQ(status.st_mode & 0777U, 0660U);
-        EXPECT_TRUE(talkLocally(path, httpGet("/")).starts_with("HTTP/1.1 200"));
-        http::Server second(context, {}, {});
+        EXPECT_EQ(first.serving.listen("unix:" + path), "unix:" + path);
+        EXPECT_EQ(std::filesystem::status(path).permissions(), perms(0660));
         EXPECT_THROW(second.listen("unix:" + path), std::runtime_error) << "in use";
         EXPECT_THROW(second.listen("unix:" + file), std::runtime_error) << "no socket";
         EXPECT_TRUE(std::filesystem::exists(file));
-        EXPECT_TRUE(talkLocally(path, httpGet("/")).starts_with("HTTP/1.1 200"));
-        std::filesystem::rename(path, folder / "stale");
+        EXPECT_EQ(status(path), "200");
+        std::filesystem::rename(path, stale);
     }
     TlsServer again;
-    EXPECT_NO_THROW(again.server.listen("unix:" + (folder / "stale").string())) << "left behind";
-    again.run();
-    EXPECT_TRUE(talkLocally(folder / "stale", httpGet("/")).starts_with("HTTP/1.1 200"));
-    std::promise<void> stopped;
-    boost::asio::post(again.context, [&] {
-        again.server.stop();
-        stopped.set_value();
-    });
-    stopped.get_future().wait();
-    EXPECT_FALSE(std::filesystem::exists(folder / "stale"));
+    EXPECT_NO_THROW(again.serving.listen("unix:" + stale)) << "left behind";
+    EXPECT_EQ(status(stale), "200");
+    again.serving.onThread([&] { again.serving.server.stop(); });
+    EXPECT_FALSE(std::filesystem::exists(stale));
 }
 
 } // namespace kivolo::server::test
