@@ -30,6 +30,7 @@ TEST(UserDefaultsTest, OfADamagedFileWhatCanBeReadStillCounts)
     } cases[] = {
         {"intact", "[General]\n" + id, true},
         {"cut short", "[General]\n" + id + "our_welc", true},
+        {"half a line before", "[General]\nour_wel=tr" + id, true},
         {"a section without its end", "[Gene\n" + id, true},
         {"a quote that never ends", "[General]\nx=\"y\n" + id, true},
         {"zeros before", QByteArray(512, '\0') + id, true},
