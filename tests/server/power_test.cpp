@@ -4,8 +4,6 @@
 #include "support.h"
 
 #include <gtest/gtest.h>
-#include <map>
-#include <random>
 #include <set>
 
 namespace kivolo::server::test {
@@ -13,6 +11,22 @@ namespace kivolo::server::test {
 namespace {
 
 constexpr const char *file = "ledger.sqlite";
+
+/// "ok", or what is wrong with it.
+std::string integrityOf(const std::filesystem::path &database)
+{
+    std::string found;
+    sqlite3 *opened = nullptr;
+    const auto note = [](void *to, int, char **values, char **) {
+        *static_cast<std::string *>(to) += values[0];
+        return 0;
+    };
+    if (sqlite3_open(database.c_str(), &opened) != SQLITE_OK ||
+        sqlite3_exec(opened, "PRAGMA integrity_check", note, &found, nullptr) != SQLITE_OK)
+        found += sqlite3_errmsg(opened);
+    sqlite3_close(opened);
+    return found;
+}
 
 /// A circle of one member that sends, through power cuts.
 class Household
