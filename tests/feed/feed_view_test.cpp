@@ -87,6 +87,11 @@ TEST_F(FeedViewTest, MovesToTheEndWhenTheNumberOfBeamsChangesUntilTheUserScrolls
     EXPECT_EQ(bar().maximum() - bar().value(), 14);
     view->resize(300, 350);
     EXPECT_TRUE(isAtEnd());
+    const int end = bar().value();
+    setBeams(beams + QList{note(QStringLiteral("newest"))});
+    EXPECT_EQ(bar().value(), end) << "without a move";
+    settle();
+    EXPECT_TRUE(isAtEnd());
     for (const bool wheel : {false, true}) {
         bar().setValue(100);
         settle();

@@ -123,6 +123,7 @@ TEST_F(IncomingBeamCardTest, DoodleStandsOnWhiteInItsProportions)
             // Nothing of the data URL shows while the picture is being decoded.
             EXPECT_FALSE(Picture(card).hasInk({14, shake ? 70.0 : 50.0, 250, 60}));
             ASSERT_TRUE(ready.wait());
+            EXPECT_TRUE(card.isContentReady());
             EXPECT_EQ(card.accessibleDescription(), QStringLiteral("Doodle"));
 
             const Picture picture(card, scale);

@@ -106,6 +106,7 @@ TEST(ThemeTest, TakesTheDesktopsColoursWhereItHasSome)
 
     theme.follow(true);
     EXPECT_EQ(theme.colors().window, Palette::standardDark().window);
+    EXPECT_EQ(theme.colors().primary, Palette::standardDark().primary);
     EXPECT_EQ(QApplication::palette().color(QPalette::Base), Palette::standardDark().field);
     theme.follow({});
     EXPECT_EQ(theme.colors().window, Palette::standardLight().window);
