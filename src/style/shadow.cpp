@@ -106,7 +106,7 @@ QPixmap makeTile(double cornerRadius, double scale, const Shadow &shadow)
 
 QPixmap tileFor(double cornerRadius, double scale, const Shadow &shadow)
 {
-    const QString key = QStringLiteral("kivolo/shadow/%1/%2/%3/%4/%5")
+    const QString key = QStringLiteral("shadow %1 %2 %3 %4 %5")
                             .arg(cornerRadius)
                             .arg(scale)
                             .arg(shadow.opacity)

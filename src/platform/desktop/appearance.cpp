@@ -1,8 +1,6 @@
 #include "platform/desktop/appearance.h"
 
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QtConcurrentRun>
 
 namespace kivolo {
 
@@ -31,18 +29,17 @@ QVariant unwrapped(QVariant value)
 
 } // namespace
 
-Appearance::Appearance(Connect connect, QObject *parent)
-    : QObject(parent)
+Appearance::Appearance(SessionBus::Connect connect)
+    : bus_(std::move(connect))
 {
-    QObject::connect(&connection_, &QFutureWatcherBase::finished, this, &Appearance::listen);
-    connection_.setFuture(QtConcurrent::run(std::move(connect)));
+    QObject::connect(&bus_, &SessionBus::settled, this, &Appearance::listen);
 }
 
 Appearance::~Appearance() = default;
 
 void Appearance::listen()
 {
-    QDBusConnection bus = connection_.result();
+    QDBusConnection bus = bus_.connection();
     if (!bus.isConnected())
         return;
     // A bus finds the types of a slot by their names, and does not know this one by itself yet.
@@ -73,12 +70,10 @@ void Appearance::ask(const Setting &setting, const QString &method)
 {
     QDBusMessage question = QDBusMessage::createMethodCall(portal, object, interface, method);
     question.setArguments({setting.group, setting.key});
-    auto *call = new QDBusPendingCallWatcher(connection_.result().asyncCall(question), this);
-    connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, &setting, method] {
-        call->deleteLater();
-        if (!call->isError())
-            (this->*setting.take)(unwrapped(call->reply().arguments().value(0)));
-        else if (call->error().type() == QDBusError::UnknownMethod && method == read)
+    bus_.ask(question, [this, &setting, method](const QDBusPendingCall &answer) {
+        if (!answer.isError())
+            (this->*setting.take)(unwrapped(answer.reply().arguments().value(0)));
+        else if (answer.error().type() == QDBusError::UnknownMethod && method == read)
             ask(setting, readBeforeVersion2);
     });
 }

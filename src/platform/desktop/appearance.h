@@ -1,12 +1,11 @@
 // What the desktop is set to: light or dark, with or without motion.
 #pragma once
 
-#include <QDBusConnection>
+#include "platform/desktop/session_bus.h"
+
 #include <QDBusVariant>
-#include <QFutureWatcher>
 #include <QObject>
 #include <array>
-#include <functional>
 #include <optional>
 
 namespace kivolo {
@@ -19,11 +18,8 @@ class Appearance final : public QObject
 {
     Q_OBJECT
 public:
-    using Connect = std::function<QDBusConnection()>;
-
-    /// Begins to ask at once. `connect` is called on the thread pool, because a bus takes its time
-    /// to accept a connection.
-    explicit Appearance(Connect connect = &QDBusConnection::sessionBus, QObject *parent = nullptr);
+    /// Begins to ask at once; `connect` makes the connection, see SessionBus.
+    explicit Appearance(SessionBus::Connect connect = &QDBusConnection::sessionBus);
     ~Appearance() override;
 
     /// Absent while the desktop has not said anything, or has no preference.
@@ -58,7 +54,7 @@ private:
     void takeAnimations(const QVariant &value);
     void setMotion(bool &aspect, bool reduced);
 
-    QFutureWatcher<QDBusConnection> connection_;
+    SessionBus bus_;
     std::optional<bool> prefersDark_;
     bool reducedMotion_ = false;
     bool animationsOff_ = false;

@@ -44,7 +44,8 @@ void raise(QWidget &window)
 
 void tell(const QString &sentence)
 {
-    std::fprintf(stderr, "kivolo: %s\n", qUtf8Printable(sentence));
+    std::fprintf(stderr, "%s: %s\n", qUtf8Printable(QCoreApplication::applicationName()),
+                 qUtf8Printable(sentence));
 }
 
 void terminate()

@@ -21,7 +21,8 @@ void activate(const MainQueue &queue);
 /// has it.
 void raise(QWidget &window);
 
-/// Writes one sentence to whoever has started the program and sees what it writes (stderr).
+/// Writes one sentence, after the application's name, to whoever has started the program and sees
+/// what it writes (stderr).
 void tell(const QString &sentence);
 
 /// Ends the program.

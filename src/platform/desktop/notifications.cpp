@@ -3,9 +3,8 @@
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusMetaType>
-#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QtConcurrentRun>
+#include <QGuiApplication>
 #include <algorithm>
 #include <utility>
 
@@ -67,7 +66,7 @@ QVariantMap hints(const Notification &notification)
     QVariantMap result{
         {u"urgency"_s, QVariant::fromValue(notification.urgent ? critical : normal)},
         {u"category"_s, u"im.received"_s},
-        {u"desktop-entry"_s, u"kivolo"_s},
+        {u"desktop-entry"_s, QGuiApplication::desktopFileName()},
     };
     if (!notification.picture.isNull())
         result[u"image-data"_s] = QVariant::fromValue(
@@ -77,15 +76,14 @@ QVariantMap hints(const Notification &notification)
 
 } // namespace
 
-Notifications::Notifications(Connect connect, QObject *parent)
-    : QObject(parent)
+Notifications::Notifications(SessionBus::Connect connect)
+    : bus_(std::move(connect))
 {
     qDBusRegisterMetaType<ImageData>();
-    QObject::connect(&connection_, &QFutureWatcherBase::finished, this, [this] {
+    QObject::connect(&bus_, &SessionBus::settled, this, [this] {
         for (const Waiting &message : std::exchange(waiting_, {}))
             send(message);
     });
-    connection_.setFuture(QtConcurrent::run(std::move(connect)));
 }
 
 Notifications::~Notifications() = default;
@@ -93,7 +91,7 @@ Notifications::~Notifications() = default;
 void Notifications::show(const Notification &notification, Told told)
 {
     const Waiting message{notification, std::move(told)};
-    if (connection_.isFinished() && waiting_.empty())
+    if (bus_.isSettled() && waiting_.empty())
         send(message);
     else
         waiting_.push_back(message);
@@ -102,8 +100,7 @@ void Notifications::show(const Notification &notification, Told told)
 // What the service can do is asked each time: another one may have taken its place.
 void Notifications::send(const Waiting &message)
 {
-    const QDBusConnection bus = connection_.result();
-    if (!bus.isConnected()) {
+    if (!bus_.connection().isConnected()) {
         // A call would never end.
         if (message.told)
             QMetaObject::invokeMethod(
@@ -112,10 +109,8 @@ void Notifications::send(const Waiting &message)
     }
     const QDBusMessage question =
         QDBusMessage::createMethodCall(service, object, service, u"GetCapabilities"_s);
-    auto *call = new QDBusPendingCallWatcher(bus.asyncCall(question), this);
-    connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, message] {
-        call->deleteLater();
-        const QDBusPendingReply<QStringList> capabilities = *call;
+    bus_.ask(question, [this, message](const QDBusPendingCall &answer) {
+        const QDBusPendingReply<QStringList> capabilities = answer;
         if (!capabilities.isError())
             notify(message, capabilities.value().contains(u"body-markup"_s));
         else if (message.told)
@@ -128,15 +123,14 @@ void Notifications::notify(const Waiting &message, bool takesMarkup)
     const Notification &notification = message.notification;
     const QString body = withoutControls(notification.body, u"\n\t");
     QDBusMessage order = QDBusMessage::createMethodCall(service, object, service, u"Notify"_s);
-    order.setArguments({u"Kivolo"_s, replacesNone, u"kivolo"_s,
+    order.setArguments({QGuiApplication::applicationDisplayName(), replacesNone,
+                        QCoreApplication::applicationName(), // its icon in the theme is called so
                         withoutControls(notification.summary, {}),
                         takesMarkup ? body.toHtmlEscaped() : body, QStringList(),
                         hints(notification), int(notification.life.count())});
-    auto *call = new QDBusPendingCallWatcher(connection_.result().asyncCall(order), this);
-    connect(call, &QDBusPendingCallWatcher::finished, this, [call, told = message.told] {
-        call->deleteLater();
+    bus_.ask(order, [told = message.told](const QDBusPendingCall &answer) {
         if (told)
-            told(!call->isError());
+            told(!answer.isError());
     });
 }
 

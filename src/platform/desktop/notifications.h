@@ -1,8 +1,8 @@
 // Short messages that the desktop shows for its programs.
 #pragma once
 
-#include <QDBusConnection>
-#include <QFutureWatcher>
+#include "platform/desktop/session_bus.h"
+
 #include <QImage>
 #include <QObject>
 #include <chrono>
@@ -21,19 +21,18 @@ struct Notification
     bool urgent = false;
 };
 
-/// The desktop's notification service (org.freedesktop.Notifications on the session bus). Nothing
+/// The desktop's notification service (org.freedesktop.Notifications on the session bus), to which
+/// the program is what the application object says of its name and its desktop file. Nothing
 /// here waits for the bus or the service: where one is missing or slow, nothing is shown.
 /// Main thread only.
 class Notifications final : public QObject
 {
     Q_OBJECT
 public:
-    using Connect = std::function<QDBusConnection()>;
     using Told = std::function<void(bool taken)>;
 
-    /// `connect` is called on the thread pool, because a bus takes its time to accept a connection.
-    explicit Notifications(Connect connect = &QDBusConnection::sessionBus,
-                           QObject *parent = nullptr);
+    /// `connect` makes the connection, see SessionBus.
+    explicit Notifications(SessionBus::Connect connect = &QDBusConnection::sessionBus);
     ~Notifications() override;
 
     /// Shows `notification`; those shown one after the other stay in that order. `told` is called
@@ -49,7 +48,7 @@ private:
     void send(const Waiting &message);
     void notify(const Waiting &message, bool takesMarkup);
 
-    QFutureWatcher<QDBusConnection> connection_;
+    SessionBus bus_;
     std::vector<Waiting> waiting_; // for the connection
 };
 

@@ -1,10 +1,8 @@
 #include "platform/desktop/tray_presence.h"
 
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
 #include <QDBusServiceWatcher>
 #include <QDBusVariant>
-#include <QtConcurrent>
 #include <utility>
 
 namespace kivolo {
@@ -21,15 +19,14 @@ const QString object = u"/StatusNotifierWatcher"_s;
 TrayPresence::TrayPresence()
     : windowTray_(window_system::observeTray([this] { update(); }))
 {
-    connect(&connection_, &QFutureWatcherBase::finished, this, &TrayPresence::listen);
-    connection_.setFuture(QtConcurrent::run(&QDBusConnection::sessionBus));
+    connect(&bus_, &SessionBus::settled, this, &TrayPresence::listen);
 }
 
 TrayPresence::~TrayPresence() = default;
 
 void TrayPresence::listen()
 {
-    QDBusConnection bus = connection_.result();
+    QDBusConnection bus = bus_.connection();
     if (!bus.isConnected()) {
         busHasAnswered_ = true;
         update();
@@ -51,11 +48,9 @@ void TrayPresence::ask()
         watcher, object, u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     question.setArguments({watcher, u"IsStatusNotifierHostRegistered"_s});
     question.setAutoStartService(false);
-    auto *call = new QDBusPendingCallWatcher(connection_.result().asyncCall(question), this);
-    connect(call, &QDBusPendingCallWatcher::finished, this, [this, call] {
-        call->deleteLater();
-        const QVariant answer = call->reply().arguments().value(0);
-        busTray_ = !call->isError() && answer.value<QDBusVariant>().variant().toBool();
+    bus_.ask(question, [this](const QDBusPendingCall &answer) {
+        const QVariant value = answer.reply().arguments().value(0);
+        busTray_ = !answer.isError() && value.value<QDBusVariant>().variant().toBool();
         busHasAnswered_ = true;
         update();
     });

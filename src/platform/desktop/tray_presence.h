@@ -2,9 +2,8 @@
 #pragma once
 
 #include "platform/desktop/presence.h"
+#include "platform/desktop/session_bus.h"
 
-#include <QDBusConnection>
-#include <QFutureWatcher>
 #include <QObject>
 #include <memory>
 
@@ -36,7 +35,7 @@ private:
     void listen();
     void update();
 
-    QFutureWatcher<QDBusConnection> connection_;
+    SessionBus bus_;
     std::unique_ptr<window_system::Presence> windowTray_;
     bool busHasAnswered_ = false;
     bool busTray_ = false;
