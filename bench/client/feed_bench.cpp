@@ -36,14 +36,14 @@ Beam beam(int number)
     Beam result;
     result.id = QStringLiteral("3f1d9f0a-6c1b-4f6e-9d8e-%1").arg(number);
     result.from_member = QString::number(number % 3);
-    result.type = QStringLiteral("text");
+    result.type = Beam::text;
     result.body =
         number % 17 == 0 ? words.repeated(1 + number % 7) : words.left(4 + (number * 37) % 120);
     result.created_at = SystemMainQueue().now() - 20 * (rows - number);
     result.from_handle = QStringLiteral("Mia");
     result.from_emoji = QStringLiteral("🦊");
     if (number % 12 == 3)
-        result.effect = QStringLiteral("shake");
+        result.effect = Beam::shake;
     else if (number % 12 == 9)
         result.open_at = 1;
     return result;

@@ -25,20 +25,24 @@ public:
 /// One message of a circle, identified by its exact `id`.
 struct Beam
 {
+    static constexpr QLatin1String text{"text"};
+    static constexpr QLatin1String doodle{"doodle"};
+    static constexpr QLatin1String shake{"shake"};
+
     QString id;
     QString from_member;           ///< `Member::id` of the sender.
-    QString type;                  ///< "doodle" for a picture; every other value is text.
+    QString type;                  ///< `doodle` for a picture; every other value is text.
     QString body;                  ///< The text, or a PNG data URL.
     qint64 created_at = 0;         ///< When the server accepted it.
     QString from_handle;           ///< The sender's display name at the time of sending.
     QString from_emoji;            ///< The sender's emoji at the time of sending.
-    std::optional<QString> effect; ///< "shake" marks a buzz; any other value counts as absent.
+    std::optional<QString> effect; ///< `shake` marks a buzz; any other value counts as absent.
     std::optional<qint64> open_at; ///< On a time capsule: from when it may be read.
     std::optional<qint64> sealed;  ///< 1 marks a capsule that is still sealed.
 
     bool isSealed() const { return sealed == 1; }
-    bool isBuzz() const { return effect == QLatin1String("shake"); }
-    bool isDoodle() const { return type == QLatin1String("doodle"); }
+    bool isBuzz() const { return effect == shake; }
+    bool isDoodle() const { return type == doodle; }
 
     static Beam decode(const QByteArray &json);
 };

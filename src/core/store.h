@@ -19,7 +19,7 @@ namespace kivolo {
 /// What a member is about to send.
 struct Draft
 {
-    QString type;
+    QString type; ///< `Beam::text` or `Beam::doodle`.
     QString body;
     std::optional<QString> effect = {};
     std::optional<qint64> openAt = {}; ///< Seconds since 1970.

@@ -9,7 +9,6 @@ namespace kivolo {
 void warmUpCards()
 {
     Beam sample;
-    sample.type = QStringLiteral("text");
     sample.body = QStringLiteral("Aa 💜");
     sample.from_handle = QStringLiteral("A");
     IncomingBeamView(sample, false, nullptr).grab();

@@ -250,9 +250,7 @@ void Composer::send(Draft draft, std::function<void()> reset)
 void Composer::sendShake()
 {
     const QString note = trimmedText();
-    send({.type = QStringLiteral("text"),
-          .body = note.isEmpty() ? wordlessBuzz : note,
-          .effect = QStringLiteral("shake")},
+    send({.type = Beam::text, .body = note.isEmpty() ? wordlessBuzz : note, .effect = Beam::shake},
          [this] { field_->clear(); });
 }
 
@@ -265,12 +263,11 @@ void Composer::mainSend()
     const QString note = trimmedText();
     if (note.isEmpty())
         return;
-    send({.type = QStringLiteral("text"), .body = note, .openAt = queue_.now() + capsuleDuration_},
-         [this] {
-             field_->clear();
-             showCapsule_ = false;
-             render();
-         });
+    send({.type = Beam::text, .body = note, .openAt = queue_.now() + capsuleDuration_}, [this] {
+        field_->clear();
+        showCapsule_ = false;
+        render();
+    });
 }
 
 void Composer::beamTapped()
@@ -286,13 +283,13 @@ void Composer::sendIt()
     }
     const QString note = trimmedText();
     if (!note.isEmpty())
-        send({.type = QStringLiteral("text"), .body = note}, [this] { field_->clear(); });
+        send({.type = Beam::text, .body = note}, [this] { field_->clear(); });
 }
 
 void Composer::sendDoodle()
 {
     if (const auto body = doodle_.dataUrl()) {
-        send({.type = QStringLiteral("doodle"), .body = *body}, [this] {
+        send({.type = Beam::doodle, .body = *body}, [this] {
             doodle_.clear();
             setDoodleShown(false);
         });

@@ -137,7 +137,7 @@ Row windows(const QSize &size, const std::vector<const char *> &states)
 Beam doodleBeam()
 {
     Beam doodle = noteOf(doodleBody(catDoodle()));
-    doodle.type = QStringLiteral("doodle");
+    doodle.type = Beam::doodle;
     return doodle;
 }
 

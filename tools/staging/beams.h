@@ -11,7 +11,7 @@ inline Beam noteOf(const QString &body, const QString &id = {})
     Beam beam;
     beam.id = id;
     beam.from_member = QStringLiteral("m2");
-    beam.type = QStringLiteral("text");
+    beam.type = Beam::text;
     beam.body = body;
     beam.created_at = 1'700'000'000 - 300;
     beam.from_handle = QStringLiteral("Mia");
