@@ -100,36 +100,12 @@ Button::Button(QWidget *face, const QString &name, std::function<void()> action)
     connect(this, &QAbstractButton::clicked, this, [run = std::move(action)] { run(); });
 }
 
-Button *Button::padded(int horizontal, int vertical)
-{
-    layout_->setContentsMargins(horizontal, vertical, horizontal, vertical);
-    return this;
-}
-
 Button *Button::on(const Background &background)
 {
     if (background_ != background) {
         background_ = background;
         update();
     }
-    return this;
-}
-
-Button *Button::filling()
-{
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
-    return this;
-}
-
-Button *Button::wide(int width)
-{
-    setFixedWidth(width);
-    return this;
-}
-
-Button *Button::high(int height)
-{
-    setFixedHeight(height);
     return this;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "style/background.h"
+#include "style/fitted.h"
 #include "style/text.h"
 
 #include <QAbstractButton>
@@ -14,18 +15,14 @@ class StackLayout;
 
 /// Can be pressed: with the mouse, with Space or Return while it has the focus, or by assistive
 /// technology, which knows it by its text. A click does not take the focus from where one types.
-class Button : public QAbstractButton
+class Button : public Fitted<Button, QAbstractButton>
 {
     Q_OBJECT
 public:
     /// `face` is what is on it; the button takes it. `name` is its name in words.
     Button(QWidget *face, const QString &name, std::function<void()> action);
 
-    Button *padded(int horizontal, int vertical);
     Button *on(const Background &background);
-    Button *filling();
-    Button *wide(int width);
-    Button *high(int height);
     /// A tool tip in plain text.
     Button *tip(const QString &tip);
 

@@ -33,17 +33,6 @@ Stack *Stack::holding(std::initializer_list<Child> children)
     return this;
 }
 
-Stack *Stack::padded(int horizontal, int vertical)
-{
-    return padded({horizontal, vertical, horizontal, vertical});
-}
-
-Stack *Stack::padded(const QMargins &margins)
-{
-    layout_->setContentsMargins(margins);
-    return this;
-}
-
 Stack *Stack::on(const Background &background)
 {
     background_ = background;
@@ -51,30 +40,9 @@ Stack *Stack::on(const Background &background)
     return this;
 }
 
-Stack *Stack::filling(Qt::Orientations directions)
-{
-    const auto policy = [directions](Qt::Orientation direction) {
-        return directions & direction ? QSizePolicy::Expanding : QSizePolicy::Preferred;
-    };
-    setSizePolicy(policy(Qt::Horizontal), policy(Qt::Vertical));
-    return this;
-}
-
 Stack *Stack::tightening(int leastSpacing)
 {
     layout_->setLeastSpacing(leastSpacing);
-    return this;
-}
-
-Stack *Stack::wide(int width)
-{
-    setFixedWidth(width);
-    return this;
-}
-
-Stack *Stack::high(int height)
-{
-    setFixedHeight(height);
     return this;
 }
 

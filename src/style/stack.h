@@ -2,6 +2,7 @@
 #pragma once
 
 #include "style/background.h"
+#include "style/fitted.h"
 
 #include <QWidget>
 #include <initializer_list>
@@ -13,7 +14,7 @@ class StackLayout;
 
 /// A row or a column of views, with what lies under it. Made with the functions below, so that a
 /// view's source reads like the tree that it is. Belongs to the stack or the view it is put into.
-class Stack : public QWidget
+class Stack : public Fitted<Stack, QWidget>
 {
     Q_OBJECT
 public:
@@ -33,17 +34,10 @@ public:
     /// Adds `children` after those it has.
     Stack *holding(std::initializer_list<Child> children);
 
-    Stack *padded(int all) { return padded(all, all); }
-    Stack *padded(int horizontal, int vertical);
-    Stack *padded(const QMargins &margins);
     Stack *on(const Background &background);
-    /// As wide, as high, or both, as there is room.
-    Stack *filling(Qt::Orientations directions = Qt::Horizontal | Qt::Vertical);
     /// Where a column has too little room for its spacing and as much at both ends, all of these
     /// become less alike, though not less than `leastSpacing`.
     Stack *tightening(int leastSpacing);
-    Stack *wide(int width);
-    Stack *high(int height);
 
 protected:
     void paintEvent(QPaintEvent *event) override;

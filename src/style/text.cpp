@@ -59,12 +59,6 @@ Text *Text::lineSpacing(qreal points)
     return this;
 }
 
-Text *Text::padded(int horizontal, int vertical)
-{
-    setContentsMargins(horizontal, vertical, horizontal, vertical);
-    return this;
-}
-
 void Text::show(const QString &text)
 {
     const QString shown = cutAtCharacter(oneLine_ ? singleLine(text) : text, mostText);
@@ -223,7 +217,7 @@ void Symbol::paintEvent(QPaintEvent *)
 }
 
 Label::Label(const QString &text, const QString &symbol, const QFont &font)
-    : Stack(Qt::Horizontal, 0, Qt::AlignVCenter, {})
+    : Fitted(Qt::Horizontal, 0, Qt::AlignVCenter, {})
     , symbol_(kivolo::symbol(symbol, font.pixelSize()))
     , text_(kivolo::text(text, font)->oneLine())
 {
@@ -235,12 +229,6 @@ Label *Label::in(Fill fill)
 {
     symbol_->in(fill);
     text_->in(fill);
-    return this;
-}
-
-Label *Label::padded(int horizontal, int vertical)
-{
-    Stack::padded(horizontal, vertical);
     return this;
 }
 

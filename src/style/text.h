@@ -2,6 +2,7 @@
 #pragma once
 
 #include "style/fill.h"
+#include "style/fitted.h"
 #include "style/stack.h"
 #include "style/text_block.h"
 
@@ -13,7 +14,7 @@ namespace kivolo {
 
 /// Plain text that wraps, into lines of about one length. It is never taken for markup, and no more
 /// of it is laid out than anybody reads, because it may come from someone else's machine.
-class Text : public QLabel
+class Text : public Fitted<Text, QLabel>
 {
     Q_OBJECT
 public:
@@ -25,7 +26,6 @@ public:
     /// Never wraps: what there is no room for is cut off, with an ellipsis.
     Text *oneLine();
     Text *lineSpacing(qreal points);
-    Text *padded(int horizontal, int vertical);
 
     /// Replaces the text.
     void show(const QString &text);
@@ -79,14 +79,13 @@ private:
 };
 
 /// A symbol with a text beside it. Where there is no room for the text, the symbol stands alone.
-class Label : public Stack
+class Label : public Fitted<Label, Stack>
 {
     Q_OBJECT
 public:
     Label(const QString &text, const QString &symbol, const QFont &font);
 
     Label *in(Fill fill);
-    Label *padded(int horizontal, int vertical);
     void show(const QString &text, const QString &symbol);
     /// Keeps the width that the widest of `texts` needs, whichever of them is shown.
     Label *roomFor(const QStringList &texts);

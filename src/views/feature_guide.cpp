@@ -88,7 +88,7 @@ FeatureGuideCard::FeatureGuideCard(FeatureGuide guide, Action onPrimary, Action 
         vstack(0, {
             primary_ = prominentButton(text(content.primary, textFont(TextStyle::Body)),
                                        std::move(onPrimary))
-                           ->filling(),
+                           ->filling(Qt::Horizontal),
         })->padded({0, 2, 0, 0})->filling(Qt::Horizontal),
         later_ = plainButton(text(tr("Maybe later"), caption)->in(Fill::secondary()), onClose_),
     });

@@ -21,7 +21,7 @@ ForceUpdateView::ForceUpdateView(const QString &url)
         text(tr("Update required"), bold(textFont(TextStyle::Title2))),
         text(tr("Update to the latest Kivolo\nto keep going."), textFont(TextStyle::Callout))
             ->in(Fill::secondary()),
-        hstack(0, {update->filling()})->padded(44, 0),
+        hstack(0, {update->filling(Qt::Horizontal)})->padded(44, 0),
     })->padded(30)->filling();
     // clang-format on
     setFocusProxy(update);

@@ -91,7 +91,7 @@ Button *InviteWaitingView::codeBox()
         }), {}, [this] { codeCopy_.copy(); })
         ->padded(0, 16)
         ->on(Background::rounded(16, Fill::violet(0.08)).outlined(Fill::violet(0.25)))
-        ->filling();
+        ->filling(Qt::Horizontal);
     // clang-format on
 }
 

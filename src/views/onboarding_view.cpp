@@ -27,14 +27,15 @@ OnboardingView::OnboardingView(std::shared_ptr<Store> store)
             ->in(Fill::secondary()),
         name_ = roundedField(tr("your name")),
         code_ = roundedField(tr("invite code")),
-        prominentButton(text(tr("Join"), body), [this] { join(); })->filling(),
+        prominentButton(text(tr("Join"), body), [this] { join(); })->filling(Qt::Horizontal),
         hstack(8, {
             divider(),
             text(tr("or"), textFont(TextStyle::Caption2))->in(Fill::secondary()),
             divider(),
         }),
         borderedButton(text(tr("Start a circle"), body),
-                       [this] { detach(store_->createCircle(), "starting a circle"); })->filling(),
+                       [this] { detach(store_->createCircle(), "starting a circle"); })
+            ->filling(Qt::Horizontal),
         error_ = text({}, caption)->in(Fill::red()),
     })->padded(18)->filling();
     // clang-format on
