@@ -1,6 +1,5 @@
 #include "style/button.h"
 
-#include "style/focus_ring.h"
 #include "style/palette.h"
 #include "style/shapes.h"
 #include "style/stack_layout.h"

@@ -3,6 +3,7 @@
 
 #include "style/background.h"
 #include "style/fitted.h"
+#include "style/focus_ring.h"
 #include "style/text.h"
 
 #include <QAbstractButton>
@@ -15,7 +16,7 @@ class StackLayout;
 
 /// Can be pressed: with the mouse, with Space or Return while it has the focus, or by assistive
 /// technology, which knows it by its text. A click does not take the focus from where one types.
-class Button : public Fitted<Button, QAbstractButton>
+class Button : public Fitted<Button, QAbstractButton>, public Ringed
 {
     Q_OBJECT
 public:
@@ -26,10 +27,7 @@ public:
     /// A tool tip in plain text.
     Button *tip(const QString &tip);
 
-    /// Of the corners that a ring around it should follow.
-    qreal cornerRadius() const;
-    /// Whether keys have given it the focus.
-    bool showsFocus() const { return showsFocus_; }
+    qreal cornerRadius() const override;
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
@@ -42,7 +40,6 @@ protected:
 private:
     StackLayout *layout_;
     std::optional<Background> background_;
-    bool showsFocus_ = false;
 };
 
 /// Nothing but its face: no bezel.

@@ -1,6 +1,5 @@
 #include "style/field.h"
 
-#include "style/focus_ring.h"
 #include "style/palette.h"
 #include "style/text_style.h"
 #include "style/theme.h"

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "style/background.h"
+#include "style/focus_ring.h"
 
 #include <QLineEdit>
 #include <QMargins>
@@ -9,17 +10,14 @@
 namespace kivolo {
 
 /// A line of text on a background of its own. Input methods, undo and the menu are the desktop's.
-class Field : public QLineEdit
+class Field : public QLineEdit, public Ringed
 {
     Q_OBJECT
 public:
     /// `name` is what assistive technology calls it; at first it is the placeholder, too.
     Field(const QString &name, const Background &background, const QMargins &padding);
 
-    qreal cornerRadius() const;
-    /// Whether keys have given it the focus, and nothing has been typed since: then the cursor
-    /// tells.
-    bool showsFocus() const { return showsFocus_; }
+    qreal cornerRadius() const override;
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
@@ -35,7 +33,6 @@ private:
     Background background_;
     QMargins padding_;
     bool takingColors_ = false;
-    bool showsFocus_ = false;
 };
 
 /// In the desktop's look of a field with a rounded border.

@@ -1,8 +1,6 @@
 #include "style/focus_ring.h"
 
 #include "style/brand.h"
-#include "style/button.h"
-#include "style/field.h"
 #include "style/shapes.h"
 
 #include <QApplication>
@@ -27,18 +25,18 @@ bool isShownFocus(Qt::FocusReason reason)
     return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason;
 }
 
-static bool hasRing(const QWidget *widget)
+/// `widget`, if a ring is to be around it now.
+static const Ringed *ringed(const QWidget *widget)
 {
-    const auto *button = qobject_cast<const Button *>(widget);
-    const auto *field = qobject_cast<const Field *>(widget);
-    return (button && button->showsFocus()) || (field && field->showsFocus());
+    const auto *found = dynamic_cast<const Ringed *>(widget);
+    return found && found->showsFocus() ? found : nullptr;
 }
 
 void FocusRing::follow(QWidget *focused)
 {
     for (QWidget *at = focused_; at && at != parentWidget(); at = at->parentWidget())
         at->removeEventFilter(this);
-    focused_ = hasRing(focused) && parentWidget()->isAncestorOf(focused) ? focused : nullptr;
+    focused_ = ringed(focused) && parentWidget()->isAncestorOf(focused) ? focused : nullptr;
     for (QWidget *at = focused_; at && at != parentWidget(); at = at->parentWidget())
         at->installEventFilter(this);
     place();
@@ -63,7 +61,7 @@ bool FocusRing::eventFilter(QObject *watched, QEvent *event)
 
 void FocusRing::place()
 {
-    const bool shown = hasRing(focused_) && focused_->isVisible();
+    const bool shown = ringed(focused_) && focused_->isVisible();
     setVisible(shown);
     if (!shown)
         return;
@@ -73,18 +71,13 @@ void FocusRing::place()
     update();
 }
 
-qreal FocusRing::cornerRadius() const
-{
-    if (const auto *button = qobject_cast<const Button *>(focused_))
-        return button->cornerRadius();
-    const auto *field = qobject_cast<const Field *>(focused_);
-    return field ? field->cornerRadius() : 0;
-}
-
 void FocusRing::paintEvent(QPaintEvent *)
 {
+    const Ringed *surrounded = ringed(focused_);
+    if (!surrounded)
+        return;
     QPainter painter(this);
-    const qreal radius = cornerRadius() + reach;
+    const qreal radius = surrounded->cornerRadius() + reach;
     const QRectF sharp = onPixels(painter, rect());
     // White beside violet, so that it shows on the brand's gradient as well as on the window.
     strokeInside(painter, sharp.adjusted(1, 1, -1, -1), radius - 1, 2, QColor(255, 255, 255, 217));

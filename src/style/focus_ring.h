@@ -10,8 +10,23 @@ namespace kivolo {
 /// becomes active gives the focus to something by itself, and nobody asked for a ring.
 bool isShownFocus(Qt::FocusReason reason);
 
-/// A ring around the button or field to which keys have moved the focus. There is one in a window,
-/// above everything else in it, because a view can't paint beyond its own edges.
+/// What a widget that a ring can surround is besides a QWidget.
+class Ringed
+{
+public:
+    virtual ~Ringed() = default;
+    /// Of the corners that the ring follows.
+    virtual qreal cornerRadius() const = 0;
+    /// Whether keys have given it the focus, and nothing has been typed since: then the cursor
+    /// tells.
+    bool showsFocus() const { return showsFocus_; }
+
+protected:
+    bool showsFocus_ = false;
+};
+
+/// A ring around the widget to which keys have moved the focus. There is one in a window, above
+/// everything else in it, because a view can't paint beyond its own edges.
 class FocusRing : public QWidget
 {
     Q_OBJECT
@@ -27,7 +42,6 @@ protected:
 private:
     void follow(QWidget *focused);
     void place();
-    qreal cornerRadius() const;
 
     QPointer<QWidget> focused_;
 };

@@ -1,13 +1,9 @@
 #include "style/symbol_button.h"
 
-#include "style/brand.h"
-#include "style/focus_ring.h"
 #include "style/palette.h"
-#include "style/shapes.h"
 #include "style/symbols.h"
 #include "style/theme.h"
 
-#include <QFocusEvent>
 #include <QPainter>
 
 namespace kivolo {
@@ -42,14 +38,6 @@ void SymbolButton::paintEvent(QPaintEvent *)
     const QRectF box = QRectF(rect()).adjusted(margin, margin, -margin, -margin);
     paintSymbol(painter, symbol_, box,
                 underMouse() || isDown() ? colors.primary : colors.secondary);
-    if (hasFocus() && focusFromKeys_)
-        strokeInside(painter, box.adjusted(-4, -4, 4, 4), box.width(), 2, Brand::violet(0.7));
-}
-
-void SymbolButton::focusInEvent(QFocusEvent *event)
-{
-    focusFromKeys_ = isShownFocus(event->reason());
-    QAbstractButton::focusInEvent(event);
 }
 
 void SymbolButton::enterEvent(QEnterEvent *)

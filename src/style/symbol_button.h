@@ -5,7 +5,7 @@
 
 namespace kivolo {
 
-/// Has no bezel and no background. Shows a ring while keys have brought the focus to it.
+/// Has no bezel and no background.
 class SymbolButton final : public QAbstractButton
 {
     Q_OBJECT
@@ -21,14 +21,12 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
-    void focusInEvent(QFocusEvent *event) override;
     void enterEvent(QEnterEvent *event) override;
     void leaveEvent(QEvent *event) override;
 
 private:
     QString symbol_;
     qreal side_;
-    bool focusFromKeys_ = false;
 };
 
 } // namespace kivolo
