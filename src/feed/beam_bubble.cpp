@@ -4,7 +4,6 @@
 #include "style/brand.h"
 #include "style/foreign_text.h"
 #include "style/shapes.h"
-#include "style/symbols.h"
 #include "style/text_style.h"
 
 #include <QCoreApplication>
@@ -54,7 +53,7 @@ QSizeF padded(const QSizeF &size, const QSizeF &padding)
 
 BubbleContent BubbleContent::of(const Beam &beam, DoodleLookup::State doodle)
 {
-    const QString hourglass = QStringLiteral("hourglass");
+    const SymbolName hourglass = SymbolName::Hourglass;
     if (beam.isSealed())
         return {Badge, hourglass, QCoreApplication::translate("BeamBubble", "Time capsule"),
                 QCoreApplication::translate("BeamBubble", "opening soon")};
@@ -65,7 +64,7 @@ BubbleContent BubbleContent::of(const Beam &beam, DoodleLookup::State doodle)
     if (beam.isDoodle() && doodle != DoodleLookup::NoPicture)
         return {Picture, {}, {}, {}};
     if (beam.isBuzz())
-        return {Badge, QStringLiteral("dot.radiowaves.left.and.right"),
+        return {Badge, SymbolName::DotRadiowavesLeftAndRight,
                 QCoreApplication::translate("BeamBubble", "Buzz"), body};
     return {Text, {}, body, {}};
 }
@@ -261,7 +260,7 @@ void BeamBubble::paintBadge(QPainter &painter, const QRectF &box, const QRectF &
 {
     const qreal side = symbolSide(badgeSymbolSize);
     const qreal left = box.left() + badgePadding.width();
-    paintSymbol(painter, content_.symbol, {left, box.center().y() - side / 2, side, side}, color);
+    paintSymbol(painter, *content_.symbol, {left, box.center().y() - side / 2, side, side}, color);
 
     const qreal column = left + side + badgeSpacing;
     const qreal columnWidth = box.right() - badgePadding.width() - column;

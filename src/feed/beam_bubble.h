@@ -4,6 +4,7 @@
 #include "api/records.h"
 #include "feed/doodle_cache.h"
 #include "style/palette.h"
+#include "style/symbols.h"
 #include "style/text_block.h"
 
 #include <optional>
@@ -17,9 +18,9 @@ struct BubbleContent
 {
     enum Kind { Text, Badge, Picture };
     Kind kind = Text;
-    QString symbol;   ///< Of a badge.
-    QString title;    ///< Of a badge; or the text.
-    QString subtitle; ///< Of a badge.
+    std::optional<SymbolName> symbol; ///< Of a badge.
+    QString title;                    ///< Of a badge; or the text.
+    QString subtitle;                 ///< Of a badge.
 
     /// UTF-16 code units of a text that are shown. A note may have 10,000 characters, of two units
     /// at most but for the rarest; beyond that nobody reads on.

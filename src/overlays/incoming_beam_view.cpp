@@ -72,7 +72,7 @@ public:
     {
         painter.fillPath(continuousCapsule(box), Brand::coral());
         QRectF content = box.adjusted(badgePadding, 0, -badgePadding, 0);
-        paintSymbol(painter, QStringLiteral("dot.radiowaves.left.and.right"),
+        paintSymbol(painter, SymbolName::DotRadiowavesLeftAndRight,
                     {content.x(), box.center().y() - symbol_ / 2, symbol_, symbol_}, Qt::white);
         content.setLeft(content.left() + symbol_ + badgeSymbolSpacing);
         painter.setFont(font_);
@@ -123,7 +123,7 @@ IncomingBeamView::IncomingBeamView(const Beam &beam, bool shake, Action onClose,
     , shake_(shake)
     , handle_(beam.from_handle)
     , body_(beam.body)
-    , closeButton_(new SymbolButton(QStringLiteral("xmark.circle.fill"), 13, tr("Close"), this))
+    , closeButton_(new SymbolButton(SymbolName::XmarkCircleFill, 13, tr("Close"), this))
 {
     setAccessibleName(singleLine(handle_));
     connect(closeButton_, &QAbstractButton::clicked, this, [close = std::move(onClose)] {

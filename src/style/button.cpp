@@ -221,7 +221,7 @@ Button *prominentButton(Label *face, std::function<void()> action)
     return bezel(face->in(Fill::white()), face->text(), std::move(action), prominent());
 }
 
-Button *chip(const QString &text, const QString &symbol, std::function<void()> action)
+Button *chip(const QString &text, SymbolName symbol, std::function<void()> action)
 {
     return plainButton(label(text, symbol, bold(textFont(TextStyle::Caption)))->in(Fill::violet()),
                        text, std::move(action))

@@ -52,6 +52,6 @@ Button *borderedButton(Label *face, std::function<void()> action);
 Button *prominentButton(Text *face, std::function<void()> action);
 Button *prominentButton(Label *face, std::function<void()> action);
 /// A pale violet capsule with a small label.
-Button *chip(const QString &text, const QString &symbol, std::function<void()> action);
+Button *chip(const QString &text, SymbolName symbol, std::function<void()> action);
 
 } // namespace kivolo

@@ -18,7 +18,7 @@ CrossFade::CrossFade()
     connect(&fade_, &QVariantAnimation::finished, this, &CrossFade::finish);
 }
 
-void CrossFade::show(QWidget *view)
+void CrossFade::replace(QWidget *view)
 {
     fade_.stop();
     finish();

@@ -14,8 +14,8 @@ class CrossFade : public QWidget
 public:
     CrossFade();
 
-    /// Takes `view`, and destroys the one before it once it is out of sight.
-    void show(QWidget *view);
+    /// Takes and shows `view`, and destroys the one before it once it is out of sight.
+    void replace(QWidget *view);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;

@@ -1,7 +1,6 @@
 #include "style/symbol_button.h"
 
 #include "style/palette.h"
-#include "style/symbols.h"
 #include "style/theme.h"
 
 #include <QPainter>
@@ -10,9 +9,9 @@ namespace kivolo {
 
 static constexpr int margin = 6; // a symbol alone is a small target
 
-SymbolButton::SymbolButton(QString symbol, qreal fontSize, const QString &name, QWidget *parent)
+SymbolButton::SymbolButton(SymbolName symbol, qreal fontSize, const QString &name, QWidget *parent)
     : QAbstractButton(parent)
-    , symbol_(std::move(symbol))
+    , symbol_(symbol)
     , side_(symbolSide(fontSize))
 {
     setAccessibleName(name);

@@ -1,6 +1,8 @@
 // A button that is nothing but a symbol.
 #pragma once
 
+#include "style/symbols.h"
+
 #include <QAbstractButton>
 
 namespace kivolo {
@@ -11,7 +13,7 @@ class SymbolButton final : public QAbstractButton
     Q_OBJECT
 public:
     /// `name` is what assistive technology calls it.
-    SymbolButton(QString symbol, qreal fontSize, const QString &name, QWidget *parent);
+    SymbolButton(SymbolName symbol, qreal fontSize, const QString &name, QWidget *parent);
 
     /// Places the symbol, not the somewhat larger area that takes clicks.
     void moveSymbolTo(const QPointF &topLeft);
@@ -25,7 +27,7 @@ protected:
     void leaveEvent(QEvent *event) override;
 
 private:
-    QString symbol_;
+    SymbolName symbol_;
     qreal side_;
 };
 

@@ -52,18 +52,51 @@ const QImage &cached(const QString &name, const QSize &pixels, bool asMask)
 
 } // namespace
 
+QString fileName(SymbolName symbol)
+{
+    switch (symbol) {
+    case SymbolName::ArrowDownCircleFill:
+        return QStringLiteral("arrow.down.circle.fill");
+    case SymbolName::Checkmark:
+        return QStringLiteral("checkmark");
+    case SymbolName::DocOnDoc:
+        return QStringLiteral("doc.on.doc");
+    case SymbolName::DotRadiowavesLeftAndRight:
+        return QStringLiteral("dot.radiowaves.left.and.right");
+    case SymbolName::Ellipsis:
+        return QStringLiteral("ellipsis");
+    case SymbolName::GiftFill:
+        return QStringLiteral("gift.fill");
+    case SymbolName::Hourglass:
+        return QStringLiteral("hourglass");
+    case SymbolName::PaperplaneFill:
+        return QStringLiteral("paperplane.fill");
+    case SymbolName::PersonBadgePlus:
+        return QStringLiteral("person.badge.plus");
+    case SymbolName::ScribbleVariable:
+        return QStringLiteral("scribble.variable");
+    case SymbolName::Textformat:
+        return QStringLiteral("textformat");
+    case SymbolName::Xmark:
+        return QStringLiteral("xmark");
+    case SymbolName::XmarkCircleFill:
+        return QStringLiteral("xmark.circle.fill");
+    }
+    Q_UNREACHABLE();
+}
+
 qreal symbolSide(qreal fontSize)
 {
     return qRound(fontSize * 1.15); // as high as the font's letters with their descenders
 }
 
-void paintSymbol(QPainter &painter, const QString &name, const QRectF &box, const QBrush &brush)
+void paintSymbol(QPainter &painter, SymbolName symbol, const QRectF &box, const QBrush &brush)
 {
     const qreal side = qMin(box.width(), box.height());
     QRectF square(0, 0, side, side);
     square.moveCenter(box.center());
     const PixelFrame target = PixelFrame::nearest(painter, square);
-    const QImage &mask = cached(QStringLiteral("symbols/") + name, target.pixels, true);
+    const QImage &mask = cached(QStringLiteral("symbols/") + fileName(symbol), target.pixels, true);
 
     QImage tinted(target.pixels, QImage::Format_ARGB32_Premultiplied);
     tinted.fill(Qt::transparent);

@@ -1,7 +1,6 @@
 #include "style/text.h"
 
 #include "style/foreign_text.h"
-#include "style/symbols.h"
 #include "style/text_style.h"
 #include "style/theme.h"
 
@@ -27,7 +26,7 @@ Text::Text(const QString &text, const QFont &font)
 {
     setTextFormat(Qt::PlainText);
     setFont(font);
-    show(text);
+    replace(text);
 }
 
 Text *Text::in(Fill fill)
@@ -48,7 +47,7 @@ Text *Text::centered()
 Text *Text::oneLine()
 {
     oneLine_ = true;
-    show(text());
+    replace(text());
     return this;
 }
 
@@ -59,7 +58,7 @@ Text *Text::lineSpacing(qreal points)
     return this;
 }
 
-void Text::show(const QString &text)
+void Text::replace(const QString &text)
 {
     const QString shown = cutAtCharacter(oneLine_ ? singleLine(text) : text, mostText);
     if (shown == this->text() && !paragraphs_.empty())
@@ -181,8 +180,8 @@ void Text::changeEvent(QEvent *event)
     QLabel::changeEvent(event);
 }
 
-Symbol::Symbol(QString name, qreal fontSize)
-    : name_(std::move(name))
+Symbol::Symbol(SymbolName name, qreal fontSize)
+    : name_(name)
     , side_(int(symbolSide(fontSize)))
 {}
 
@@ -195,7 +194,7 @@ Symbol *Symbol::in(Fill fill)
     return this;
 }
 
-void Symbol::show(const QString &name)
+void Symbol::replace(SymbolName name)
 {
     if (name_ != name) {
         name_ = name;
@@ -216,7 +215,7 @@ void Symbol::paintEvent(QPaintEvent *)
     paintSymbol(painter, name_, area, ink(*this, fill_).brush(area, Theme::shared().colors()));
 }
 
-Label::Label(const QString &text, const QString &symbol, const QFont &font)
+Label::Label(const QString &text, SymbolName symbol, const QFont &font)
     : Fitted(Qt::Horizontal, 0, Qt::AlignVCenter, {})
     , symbol_(kivolo::symbol(symbol, font.pixelSize()))
     , text_(kivolo::text(text, font)->oneLine())
@@ -232,10 +231,10 @@ Label *Label::in(Fill fill)
     return this;
 }
 
-void Label::show(const QString &text, const QString &symbol)
+void Label::replace(const QString &text, SymbolName symbol)
 {
-    text_->show(text);
-    symbol_->show(symbol);
+    text_->replace(text);
+    symbol_->replace(symbol);
 }
 
 Label *Label::roomFor(const QStringList &texts)
@@ -294,12 +293,12 @@ Text *text(const QString &text, const QFont &font)
     return new Text(text, font);
 }
 
-Symbol *symbol(const QString &name, qreal fontSize)
+Symbol *symbol(SymbolName name, qreal fontSize)
 {
     return new Symbol(name, fontSize);
 }
 
-Label *label(const QString &text, const QString &symbol, const QFont &font)
+Label *label(const QString &text, SymbolName symbol, const QFont &font)
 {
     return new Label(text, symbol, font);
 }

@@ -4,6 +4,7 @@
 #include "style/fill.h"
 #include "style/fitted.h"
 #include "style/stack.h"
+#include "style/symbols.h"
 #include "style/text_block.h"
 
 #include <QLabel>
@@ -27,8 +28,8 @@ public:
     Text *oneLine();
     Text *lineSpacing(qreal points);
 
-    /// Replaces the text.
-    void show(const QString &text);
+    /// Shows another text.
+    void replace(const QString &text);
 
     bool hasHeightForWidth() const override { return !oneLine_; }
     int heightForWidth(int width) const override;
@@ -61,10 +62,11 @@ class Symbol : public QWidget
 {
     Q_OBJECT
 public:
-    Symbol(QString name, qreal fontSize);
+    Symbol(SymbolName name, qreal fontSize);
 
     Symbol *in(Fill fill);
-    void show(const QString &name);
+    /// Shows another one.
+    void replace(SymbolName name);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -73,7 +75,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    QString name_;
+    SymbolName name_;
     int side_;
     Fill fill_ = Fill::primary();
 };
@@ -83,10 +85,10 @@ class Label : public Fitted<Label, Stack>
 {
     Q_OBJECT
 public:
-    Label(const QString &text, const QString &symbol, const QFont &font);
+    Label(const QString &text, SymbolName symbol, const QFont &font);
 
     Label *in(Fill fill);
-    void show(const QString &text, const QString &symbol);
+    void replace(const QString &text, SymbolName symbol);
     /// Keeps the width that the widest of `texts` needs, whichever of them is shown.
     Label *roomFor(const QStringList &texts);
     QString text() const { return text_->text(); }
@@ -124,8 +126,8 @@ private:
 };
 
 Text *text(const QString &text, const QFont &font);
-Symbol *symbol(const QString &name, qreal fontSize);
-Label *label(const QString &text, const QString &symbol, const QFont &font);
+Symbol *symbol(SymbolName name, qreal fontSize);
+Label *label(const QString &text, SymbolName symbol, const QFont &font);
 Illustration *illustration(const QString &name, int height);
 
 } // namespace kivolo

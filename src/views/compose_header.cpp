@@ -27,7 +27,7 @@ class ComposeHeader::Avatars : public QWidget
 public:
     Avatars() { setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed); }
 
-    void show(const QList<Member> &members)
+    void replace(const QList<Member> &members)
     {
         QStringList names;
         for (const Member &member : members.first(qMin(members.size(), most)))
@@ -86,7 +86,8 @@ ComposeHeader::ComposeHeader(std::shared_ptr<Store> store, MainQueue &queue)
         }, Qt::AlignLeft),
         spacer(),
         yielding(plainButton(
-            codeLabel_ = label({}, {}, bold(textFont(TextStyle::Caption)))->in(Fill::white()),
+            codeLabel_ = label({}, SymbolName::PersonBadgePlus, bold(textFont(TextStyle::Caption)))
+                             ->in(Fill::white()),
             copyTip, [this] { codeCopy_.copy(); })
             ->padded(11, 6)
             ->on(Background::capsule(Fill::white(0.22)))
@@ -124,16 +125,16 @@ void ComposeHeader::paintEvent(QPaintEvent *event)
 
 void ComposeHeader::render()
 {
-    avatars_->show(*store_->members);
-    title_->show(titleText(*store_));
-    status_->show(tr("Connected · %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
+    avatars_->replace(*store_->members);
+    title_->replace(titleText(*store_));
+    status_->replace(tr("Connected · %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
     const QString code = cutAtCharacter(singleLine(*store_->code), mostCode);
     const QString copied = tr("Copied!");
     codeLabel_->roomFor({code, copied}); // which must not make the title move
     if (codeCopy_.isConfirmed())
-        codeLabel_->show(copied, QStringLiteral("checkmark"));
+        codeLabel_->replace(copied, SymbolName::Checkmark);
     else
-        codeLabel_->show(code, QStringLiteral("person.badge.plus"));
+        codeLabel_->replace(code, SymbolName::PersonBadgePlus);
 }
 
 } // namespace kivolo

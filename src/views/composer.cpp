@@ -89,13 +89,13 @@ Stack *Composer::doodleRow()
     // clang-format off
     return hstack(8, {
         borderedButton(
-            label(tr("Text"), QStringLiteral("textformat"), textFont(TextStyle::Body)),
+            label(tr("Text"), SymbolName::Textformat, textFont(TextStyle::Body)),
             [this] { setDoodleShown(false); }),
         plainButton(text(tr("Clear"), textFont(TextStyle::Body))->in(Fill::secondary()),
                     [this] { doodle_.clear(); }),
         spacer(),
         sendDoodle_ = prominentButton(
-            doodleLabel_ = label(tr("Send doodle"), QStringLiteral("paperplane.fill"),
+            doodleLabel_ = label(tr("Send doodle"), SymbolName::PaperplaneFill,
                                  bold(textFont(TextStyle::Callout)))
                                ->roomFor({tr("Send doodle"), tr("Sending…")})
                                ->padded(4, 0),
@@ -111,9 +111,9 @@ Stack *Composer::chipRow(const std::function<void(FeatureGuide)> &onFeature)
     };
     // clang-format off
     return hstack(6, {
-        chip(tr("Buzz"), QStringLiteral("dot.radiowaves.left.and.right"), ask(FeatureGuide::buzz)),
-        chip(tr("Capsule"), QStringLiteral("hourglass"), ask(FeatureGuide::capsule)),
-        chip(tr("Doodle"), QStringLiteral("scribble.variable"), ask(FeatureGuide::doodle)),
+        chip(tr("Buzz"), SymbolName::DotRadiowavesLeftAndRight, ask(FeatureGuide::buzz)),
+        chip(tr("Capsule"), SymbolName::Hourglass, ask(FeatureGuide::capsule)),
+        chip(tr("Doodle"), SymbolName::ScribbleVariable, ask(FeatureGuide::doodle)),
     });
     // clang-format on
 }
@@ -132,7 +132,7 @@ Stack *Composer::capsulePanel()
     // clang-format off
     return vstack(8, {
         hstack(8, {
-            label(tr("Time capsule — when should it open?"), QStringLiteral("hourglass"),
+            label(tr("Time capsule — when should it open?"), SymbolName::Hourglass,
                   chipFont()),
             spacer(),
             plainButton(text(tr("Cancel"), textFont(TextStyle::Caption2))->in(Fill::secondary()),
@@ -154,8 +154,9 @@ Stack *Composer::inputRow()
     // clang-format off
     return hstack(8, {
         field_ = capsuleField({}),
-        send_ = plainButton(sendSymbol_ = symbol({}, 15)->in(Fill::white()), {},
-                            [this] { mainSend(); })
+        send_ = plainButton(sendSymbol_ =
+                                symbol(SymbolName::PaperplaneFill, 15)->in(Fill::white()),
+                            {}, [this] { mainSend(); })
                     ->wide(40)
                     ->high(40)
                     ->on(Background::capsule(Fill::gradient())),
@@ -173,7 +174,7 @@ void Composer::render()
     setShown(inputRow_, !showDoodle_);
 
     const QString doodleText = sending ? tr("Sending…") : tr("Send doodle");
-    doodleLabel_->show(doodleText, QStringLiteral("paperplane.fill"));
+    doodleLabel_->replace(doodleText, SymbolName::PaperplaneFill);
     sendDoodle_->setAccessibleName(doodleText);
     sendDoodle_->setEnabled(!sending);
 
@@ -186,9 +187,9 @@ void Composer::render()
     field_->setPlaceholderText(showCapsule_ ? tr("Message to seal in the capsule…")
                                             : tr("Send a little hi…"));
     field_->setAccessibleName(field_->placeholderText());
-    sendSymbol_->show(sending        ? QStringLiteral("ellipsis")
-                      : showCapsule_ ? QStringLiteral("gift.fill")
-                                     : QStringLiteral("paperplane.fill"));
+    sendSymbol_->replace(sending        ? SymbolName::Ellipsis
+                         : showCapsule_ ? SymbolName::GiftFill
+                                        : SymbolName::PaperplaneFill);
     const QString action = showCapsule_ ? tr("Send time capsule") : tr("Send");
     send_->tip(action)->setAccessibleName(action);
     send_->setEnabled(!sending);

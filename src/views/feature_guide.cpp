@@ -48,21 +48,21 @@ FeatureGuideContent FeatureGuideContent::of(FeatureGuide guide)
 {
     switch (guide) {
     case FeatureGuide::buzz:
-        return {QStringLiteral("dot.radiowaves.left.and.right"), FeatureGuideCard::tr("Buzz"),
+        return {SymbolName::DotRadiowavesLeftAndRight, FeatureGuideCard::tr("Buzz"),
                 FeatureGuideCard::tr(
                     "Need them to see your message right now? A Buzz drops a big shaking card in "
                     "the center of their screen and pulls Kivolo to the front — perfect when a "
                     "teammate has been ignoring your Slack for an hour."),
                 FeatureGuideCard::tr("Send a Buzz")};
     case FeatureGuide::capsule:
-        return {QStringLiteral("hourglass"), FeatureGuideCard::tr("Time capsule"),
+        return {SymbolName::Hourglass, FeatureGuideCard::tr("Time capsule"),
                 FeatureGuideCard::tr(
                     "Write something and choose when it opens — in an hour, a day, a week. It "
                     "lands on their Mac as a live countdown. Off tomorrow? Leave a task that opens "
                     "in 24h so a coworker won't forget."),
                 FeatureGuideCard::tr("Make a capsule")};
     case FeatureGuide::doodle:
-        return {QStringLiteral("scribble.variable"), FeatureGuideCard::tr("Doodle"),
+        return {SymbolName::ScribbleVariable, FeatureGuideCard::tr("Doodle"),
                 FeatureGuideCard::tr("Sketch something by hand and send it — it pops up on their "
                                      "screen like a sticky note."),
                 FeatureGuideCard::tr("Start a doodle")};

@@ -1,6 +1,8 @@
 // The features that are explained before their first use, and the card that does it.
 #pragma once
 
+#include "style/symbols.h"
+
 #include <QString>
 #include <QWidget>
 #include <functional>
@@ -21,7 +23,7 @@ std::optional<FeatureGuide> featureGuide(const QString &rawValue);
 /// What a guide's card shows.
 struct FeatureGuideContent
 {
-    QString symbol;
+    SymbolName symbol;
     QString title;
     QString description;
     QString primary; ///< On the button that opens the feature.

@@ -17,7 +17,7 @@ ForceUpdateView::ForceUpdateView(const QString &url)
                         [address = downloadAddress(url)] { application::openLink(address); });
     // clang-format off
     holding({
-        symbol(QStringLiteral("arrow.down.circle.fill"), 52)->in(Fill::gradient()),
+        symbol(SymbolName::ArrowDownCircleFill, 52)->in(Fill::gradient()),
         text(tr("Update required"), bold(textFont(TextStyle::Title2))),
         text(tr("Update to the latest Kivolo\nto keep going."), textFont(TextStyle::Callout))
             ->in(Fill::secondary()),

@@ -87,7 +87,8 @@ Button *InviteWaitingView::codeBox()
                 ->in(Fill::secondary())
                 ->oneLine(),
             code_ = text({}, codeFont())->oneLine(),
-            hint_ = label({}, {}, textFont(TextStyle::Caption))->in(Fill::violet()),
+            hint_ = label({}, SymbolName::DocOnDoc, textFont(TextStyle::Caption))
+                        ->in(Fill::violet()),
         }), {}, [this] { codeCopy_.copy(); })
         ->padded(0, 16)
         ->on(Background::rounded(16, Fill::violet(0.08)).outlined(Fill::violet(0.25)))
@@ -97,14 +98,14 @@ Button *InviteWaitingView::codeBox()
 
 void InviteWaitingView::render()
 {
-    code_->show(*store_->code);
+    code_->replace(*store_->code);
     if (codeCopy_.isConfirmed())
-        hint_->show(tr("Copied!"), QStringLiteral("checkmark"));
+        hint_->replace(tr("Copied!"), SymbolName::Checkmark);
     else
-        hint_->show(tr("Tap to copy"), QStringLiteral("doc.on.doc"));
+        hint_->replace(tr("Tap to copy"), SymbolName::DocOnDoc);
     codeButton_->setAccessibleName(tr("Invite code %1").arg(code_->text()));
     codeButton_->setAccessibleDescription(hint_->text());
-    waiting_->show(
+    waiting_->replace(
         tr("Waiting for them to join…  %1/%2").arg(store_->members->size()).arg(*store_->maxSeats));
 }
 

@@ -84,7 +84,7 @@ void OnboardingView::render()
     showText(name_, *store_->handle);
     showText(code_, *store_->code);
     setShown(error_, store_->errorText->has_value());
-    error_->show(singleLine(store_->errorText->value_or(QString())));
+    error_->replace(singleLine(store_->errorText->value_or(QString())));
     setFocusProxy(name_->text().isEmpty() ? name_ : code_);
 }
 

@@ -170,8 +170,8 @@ void popUp(QMenu &menu, const QWidget &opener)
 
 Button *overflowMenu(QMenu *menu)
 {
-    Symbol *dots = symbol(QStringLiteral("ellipsis"), textFont(TextStyle::Body).pixelSize())
-                       ->in(Fill::white());
+    Symbol *dots =
+        symbol(SymbolName::Ellipsis, textFont(TextStyle::Body).pixelSize())->in(Fill::white());
     Button *button = plainButton(dots, Button::tr("Menu"), [menu] {
         popUp(*menu, *static_cast<const QWidget *>(menu->parent()));
     });

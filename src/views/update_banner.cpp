@@ -21,7 +21,7 @@ UpdateBanner::UpdateBanner(const VersionInfo &info, std::function<void()> onDism
     Text *notes = text(notesText, systemFont(9))->in(Fill::white(0.9))->oneLine();
     // clang-format off
     holding({
-        symbol(QStringLiteral("arrow.down.circle.fill"), textFont(TextStyle::Body).pixelSize())
+        symbol(SymbolName::ArrowDownCircleFill, textFont(TextStyle::Body).pixelSize())
             ->in(Fill::white()),
         vstack(0, {
             text(tr("Version %1 is out").arg(isolated(singleLine(info.version))), bold(textFont(TextStyle::Caption)))
@@ -35,7 +35,7 @@ UpdateBanner::UpdateBanner(const VersionInfo &info, std::function<void()> onDism
                         [address] { application::openLink(address); })
                 ->padded(9, 4)
                 ->on(Background::capsule(Fill::white())),
-            plainButton(symbol(QStringLiteral("xmark"), 9)->in(Fill::white()), tr("Close"),
+            plainButton(symbol(SymbolName::Xmark, 9)->in(Fill::white()), tr("Close"),
                         std::move(onDismiss))
                 ->padded(closeReach, closeReach - 1),
         }),

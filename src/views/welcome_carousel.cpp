@@ -52,7 +52,7 @@ WelcomeCarousel::WelcomeCarousel(std::function<void()> onDone)
     // clang-format on
     bindKeys();
     setFocusProxy(forward_);
-    area_->show(slideArea(slides_[i_]));
+    area_->replace(slideArea(slides_[i_]));
     render();
 }
 
@@ -111,7 +111,7 @@ void WelcomeCarousel::turnTo(qsizetype index)
     if (index == i_)
         return;
     i_ = index;
-    area_->show(slideArea(slides_[i_]));
+    area_->replace(slideArea(slides_[i_]));
     render();
 }
 
@@ -121,7 +121,7 @@ void WelcomeCarousel::render()
         dots_[i]->on(Background::capsule(i == i_ ? Fill::violet() : Fill::secondary(0.3)));
     setShown(back_, i_ >= 1);
     const bool last = i_ >= slides_.size() - 1;
-    forwardText_->show(last ? tr("Connect now") : tr("Next"));
+    forwardText_->replace(last ? tr("Connect now") : tr("Next"));
     forward_->setAccessibleName(forwardText_->text());
 }
 

@@ -49,8 +49,8 @@ TEST(BubbleContentTest, FirstRuleThatMatches)
     const QString text = QStringLiteral("text");
     const QString picture = QStringLiteral("doodle");
     const QString body = QStringLiteral("body");
-    const QString hourglass = QStringLiteral("hourglass");
-    const QString waves = QStringLiteral("dot.radiowaves.left.and.right");
+    const SymbolName hourglass = SymbolName::Hourglass;
+    const SymbolName waves = SymbolName::DotRadiowavesLeftAndRight;
     const BubbleContent sealed{BubbleContent::Badge, hourglass, QStringLiteral("Time capsule"),
                                QStringLiteral("opening soon")};
     const BubbleContent opened{BubbleContent::Badge, hourglass, body,
@@ -70,7 +70,7 @@ TEST(BubbleContentTest, FirstRuleThatMatches)
         DoodleLookup::State doodle;
         BubbleContent expected;
     } cases[] = {
-        {"unknown type and effect", hourglass, hourglass, {}, {}, Pending, plain},
+        {"unknown type and effect", body, body, {}, {}, Pending, plain},
         {"buzz", text, shake, {}, {}, Pending, buzz},
         {"sealed doodle", picture, shake, {}, 1, Picture, sealed},
         {"sealed 0", text, {}, now, 0, Pending, opened},

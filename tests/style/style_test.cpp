@@ -134,7 +134,7 @@ TEST(SymbolsTest, WhiteIsAHoleAndEdgesLieOnPixels)
         QImage image = canvas({40, 40}, scale);
         {
             QPainter painter(&image);
-            paintSymbol(painter, QStringLiteral("xmark.circle.fill"), {8, 8, 24, 24}, Qt::red);
+            paintSymbol(painter, SymbolName::XmarkCircleFill, {8, 8, 24, 24}, Qt::red);
         }
         const auto at = [&](qreal x, qreal y) {
             return image.pixelColor(int(x * scale), int(y * scale));

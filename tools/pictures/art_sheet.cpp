@@ -10,7 +10,6 @@
 #include "style/symbols.h"
 #include "style/text_style.h"
 
-#include <QDir>
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
@@ -53,12 +52,12 @@ void paintIcons(QPainter &painter)
 
 /// One symbol in every font size, then in the places where it is seen most: in the brand's
 /// gradient, in a chip beside its text, and on the button that sends.
-void paintSymbolRow(QPainter &painter, const QString &name, qreal middle, const Palette &colors)
+void paintSymbolRow(QPainter &painter, SymbolName symbol, qreal middle, const Palette &colors)
 {
     qreal x = 14;
     const auto paint = [&](qreal fontSize, const QBrush &brush) {
         const qreal side = symbolSide(fontSize);
-        paintSymbol(painter, name, {x, middle - qRound(side / 2), side, side}, brush);
+        paintSymbol(painter, symbol, {x, middle - qRound(side / 2), side, side}, brush);
         x += side + 10;
     };
     for (const int size : {9, 10, 12, 13, 15, 16, 34})
@@ -75,10 +74,10 @@ void paintSymbolRow(QPainter &painter, const QString &name, qreal middle, const 
     painter.setPen(Qt::NoPen);
     painter.setBrush(Brand::gradient(button));
     painter.drawEllipse(button);
-    paintSymbol(painter, name, {x + 12, middle - 8, 17, 17}, Qt::white);
+    paintSymbol(painter, symbol, {x + 12, middle - 8, 17, 17}, Qt::white);
 
     painter.setPen(colors.secondary);
-    painter.drawText(QRectF(x + 50, middle - 10, 180, 20), Qt::AlignVCenter, name);
+    painter.drawText(QRectF(x + 50, middle - 10, 180, 20), Qt::AlignVCenter, fileName(symbol));
 }
 
 void paintSheet(QPainter &painter, const Palette &colors, bool symbols)
@@ -89,9 +88,8 @@ void paintSheet(QPainter &painter, const Palette &colors, bool symbols)
         paintIcons(painter);
         return;
     }
-    const QStringList files = QDir(QStringLiteral(":/kivolo/symbols")).entryList();
-    for (qsizetype i = 0; i < files.size(); ++i)
-        paintSymbolRow(painter, files[i], 28 + 56 * qreal(i), colors);
+    for (int i = 0; i <= int(SymbolName::XmarkCircleFill); ++i)
+        paintSymbolRow(painter, SymbolName(i), 28 + 56 * qreal(i), colors);
 }
 
 } // namespace
@@ -108,8 +106,6 @@ int main(int argc, char **argv)
     sheet.setDevicePixelRatio(scale);
     QPainter painter(&sheet);
     painter.setRenderHint(QPainter::Antialiasing);
-    // Loads the resources, which nothing else does before a symbol is painted.
-    paintSymbol(painter, QStringLiteral("checkmark"), {0, 0, 1, 1}, Qt::black);
     paintSheet(painter, Palette::standardLight(), symbols);
     painter.translate(half.width(), 0);
     paintSheet(painter, Palette::standardDark(), symbols);
