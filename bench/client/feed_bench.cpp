@@ -55,10 +55,11 @@ class Bench
 public:
     explicit Bench(const QList<Beam> &beams)
         : beams_(beams)
-        , feed_(queue_, &window_)
+        , feed_(queue_)
         , empty_(&window_)
     {
         window_.resize(1240, 600);
+        feed_.setParent(&window_);
         feed_.setBeams(beams_, QStringLiteral("1"));
         feed_.resize(feedSize);
         empty_.setGeometry(QRect(QPoint(600, 0), feedSize));

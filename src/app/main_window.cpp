@@ -80,11 +80,10 @@ QPoint MainWindow::onScreen(const QRect &window) const
 
 void MainWindow::makeContent()
 {
-    QWidget *content = std::exchange(makeContent_, {})().release(); // owned by its parent
-    content->setParent(this);
-    auto layout = std::make_unique<QVBoxLayout>(this);
+    QWidget *content = std::exchange(makeContent_, {})().release(); // the window's from here on
+    auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout.release()->addWidget(content);
+    layout->addWidget(content);
     content->show();
     connect(windowHandle(), &QWindow::screenChanged, this, &MainWindow::followScreen);
     followScreen();

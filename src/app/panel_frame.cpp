@@ -11,9 +11,8 @@ namespace kivolo {
 class PanelFrame::Edge final : public QWidget
 {
 public:
-    explicit Edge(PanelFrame &frame)
-        : QWidget(&frame)
-        , frame_(frame)
+    explicit Edge(const PanelFrame &frame)
+        : frame_(frame)
     {
         setAttribute(Qt::WA_TransparentForMouseEvents);
     }
@@ -41,9 +40,10 @@ private:
 
 PanelFrame::PanelFrame(std::unique_ptr<QWidget> content)
     : content_(content.release())
+    , edge_(new Edge(*this))
 {
-    content_->setParent(this); // which owns it
-    edge_ = std::make_unique<Edge>(*this).release();
+    for (QWidget *layer : {content_, static_cast<QWidget *>(edge_)})
+        layer->setParent(this); // which owns it
 }
 
 void PanelFrame::setBlending(Blending blending)

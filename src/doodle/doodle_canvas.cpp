@@ -23,10 +23,9 @@ std::optional<QString> DoodleModel::dataUrl() const
     return isEmpty() ? std::nullopt : encodeDoodle(view->bitmap());
 }
 
-DoodleCanvas::DoodleCanvas(DoodleModel &model, qreal cornerRadius, QWidget *parent)
-    : QWidget(parent)
+DoodleCanvas::DoodleCanvas(DoodleModel &model, qreal cornerRadius)
 {
-    auto *view = new DrawingNSView(this);
+    auto *view = new DrawingNSView;
     view->setCornerRadius(cornerRadius);
     model.view = view;
     auto *layout = new QVBoxLayout(this);

@@ -33,7 +33,7 @@ class DoodleCanvas final : public QWidget
 public:
     /// Corners outside the continuous rounded rectangle of `cornerRadius` are left unpainted.
     /// `model` is not used any more once the canvas is made.
-    DoodleCanvas(DoodleModel &model, qreal cornerRadius, QWidget *parent = nullptr);
+    DoodleCanvas(DoodleModel &model, qreal cornerRadius);
 };
 
 } // namespace kivolo

@@ -23,8 +23,7 @@ static QPointF location(const QWidget &view, const QMouseEvent &event)
     return view.mapFrom(view.window(), event.scenePosition());
 }
 
-DrawingNSView::DrawingNSView(QWidget *parent)
-    : QWidget(parent)
+DrawingNSView::DrawingNSView()
 {
     QAccessible::installFactory(accessibleCanvas); // again and again is no more than once
     setAccessibleName(tr("Doodle"));

@@ -14,7 +14,7 @@ class DrawingNSView final : public QWidget
 {
     Q_OBJECT
 public:
-    explicit DrawingNSView(QWidget *parent = nullptr);
+    DrawingNSView();
 
     /// Finished strokes, in the order in which they were drawn: straight lines through the points
     /// where the pointer was, with nothing smoothed or thinned out.

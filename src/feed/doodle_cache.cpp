@@ -4,9 +4,8 @@
 
 namespace kivolo {
 
-DoodleCache::DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent)
-    : QObject(parent)
-    , bounds_(bounds)
+DoodleCache::DoodleCache(const QSize &bounds, qsizetype bytes)
+    : bounds_(bounds)
     , pictures_(bytes)
 {}
 

@@ -27,7 +27,7 @@ class DoodleCache : public QObject
     Q_OBJECT
 public:
     /// Pictures are scaled down to `bounds` pixels; together they take no more than `bytes`.
-    DoodleCache(const QSize &bounds, qsizetype bytes, QObject *parent = nullptr);
+    DoodleCache(const QSize &bounds, qsizetype bytes);
     ~DoodleCache() override;
 
     /// What is known about doodle `id`. The first question has `body` decoded.

@@ -28,9 +28,8 @@ constexpr int wheelStep = 20;   // a notch of the wheel is three of them
 
 } // namespace
 
-FeedView::FeedView(MainQueue &queue, QWidget *parent)
-    : QAbstractScrollArea(parent)
-    , queue_(queue)
+FeedView::FeedView(MainQueue &queue)
+    : queue_(queue)
     , layout_([this](int row) { return bubbles_.guess(model_.row(row), rowWidth()); },
               [this](int row, FeedLayout::Turn &turn) {
                   bubbles_.setDevicePixelRatio(devicePixelRatioF());
@@ -71,7 +70,7 @@ void FeedView::watchModel()
 
 void FeedView::setUpScrolling()
 {
-    setVerticalScrollBar(new ScrollBar(this));
+    setVerticalScrollBar(new ScrollBar);
     verticalScrollBar()->setSingleStep(wheelStep);
     // Always there, so that rows are as wide whether there are many or few.
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);

@@ -20,7 +20,7 @@ class FeedView final : public QAbstractScrollArea
     Q_OBJECT
 public:
     /// `queue` must outlive the view.
-    explicit FeedView(MainQueue &queue, QWidget *parent = nullptr);
+    explicit FeedView(MainQueue &queue);
     ~FeedView() override;
 
     /// Shows `beams`, oldest first, of which those from `memberId` are one's own.

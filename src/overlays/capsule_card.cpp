@@ -51,8 +51,8 @@ struct Lines
 
 } // namespace
 
-CapsuleCard::CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> model, QWidget *parent)
-    : CardSurface({.radius = 16, .lineWidth = 1.5, .gradient = true}, parent)
+CapsuleCard::CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> model)
+    : CardSurface({.radius = 16, .lineWidth = 1.5, .gradient = true})
     , model_(std::move(model))
     , handle_(beam.from_handle)
     , title_(tr("%1's time capsule").arg(isolated(singleLine(handle_))))

@@ -17,8 +17,7 @@ class CapsuleCard final : public CardSurface
 {
     Q_OBJECT
 public:
-    CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> model,
-                QWidget *parent = nullptr);
+    CapsuleCard(const Beam &beam, std::shared_ptr<CapsuleCardModel> model);
     ~CapsuleCard() override;
 
     /// The countdown text of 0 or more `seconds`, such as "23h 59m 41s"; hours are not split into

@@ -11,9 +11,8 @@ namespace kivolo {
 
 static constexpr float translucency = 0.95F; // lets a little of what is behind it through
 
-CardSurface::CardSurface(const Outline &outline, QWidget *parent)
-    : PanelContent(parent)
-    , outline_(outline)
+CardSurface::CardSurface(const Outline &outline)
+    : outline_(outline)
 {
     setAttribute(Qt::WA_TranslucentBackground);
 }

@@ -24,7 +24,7 @@ protected:
         qreal lineWidth;
         bool gradient; ///< In the brand's gradient, else in a pale violet.
     };
-    CardSurface(const Outline &outline, QWidget *parent);
+    explicit CardSurface(const Outline &outline);
 
     /// Paints in points from the widget's top-left corner. The painter is clipped to the widget,
     /// has antialiasing on, and may be left in any state.

@@ -117,15 +117,16 @@ const IncomingBeamView::Metrics &IncomingBeamView::metrics(bool shake)
     return shake ? buzz : popup;
 }
 
-IncomingBeamView::IncomingBeamView(const Beam &beam, bool shake, Action onClose, QWidget *parent)
-    : CardSurface(metrics(shake).outline, parent)
+IncomingBeamView::IncomingBeamView(const Beam &beam, bool shake, Action onClose)
+    : CardSurface(metrics(shake).outline)
     , metrics_(metrics(shake))
     , shake_(shake)
     , handle_(beam.from_handle)
     , body_(beam.body)
-    , closeButton_(new SymbolButton(SymbolName::XmarkCircleFill, 13, tr("Close"), this))
+    , closeButton_(new SymbolButton(SymbolName::XmarkCircleFill, 13, tr("Close")))
 {
     setAccessibleName(singleLine(handle_));
+    closeButton_->setParent(this);
     connect(closeButton_, &QAbstractButton::clicked, this, [close = std::move(onClose)] {
         const Action action = close; // the card, and with it this function, may go meanwhile
         if (action)

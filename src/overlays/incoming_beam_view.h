@@ -29,7 +29,7 @@ public:
 
     /// `shake` makes it the large card with the "Buzz" badge. `onClose` is called once per click of
     /// the close button; it may destroy the card.
-    IncomingBeamView(const Beam &beam, bool shake, Action onClose, QWidget *parent = nullptr);
+    IncomingBeamView(const Beam &beam, bool shake, Action onClose);
     ~IncomingBeamView() override;
 
     /// False while a doodle is being decoded.

@@ -20,8 +20,8 @@ constexpr double heldOpacity = 0.42;
 
 } // namespace
 
-ScrollBar::ScrollBar(QWidget *parent)
-    : QScrollBar(Qt::Vertical, parent)
+ScrollBar::ScrollBar()
+    : QScrollBar(Qt::Vertical)
 {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }

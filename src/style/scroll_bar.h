@@ -11,7 +11,7 @@ class ScrollBar final : public QScrollBar
 {
     Q_OBJECT
 public:
-    explicit ScrollBar(QWidget *parent = nullptr);
+    ScrollBar();
 
     static constexpr int barWidth = 10;
     QSize sizeHint() const override;

@@ -9,9 +9,8 @@ namespace kivolo {
 
 static constexpr int margin = 6; // a symbol alone is a small target
 
-SymbolButton::SymbolButton(SymbolName symbol, qreal fontSize, const QString &name, QWidget *parent)
-    : QAbstractButton(parent)
-    , symbol_(symbol)
+SymbolButton::SymbolButton(SymbolName symbol, qreal fontSize, const QString &name)
+    : symbol_(symbol)
     , side_(symbolSide(fontSize))
 {
     setAccessibleName(name);

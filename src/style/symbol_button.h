@@ -13,7 +13,7 @@ class SymbolButton final : public QAbstractButton
     Q_OBJECT
 public:
     /// `name` is what assistive technology calls it.
-    SymbolButton(SymbolName symbol, qreal fontSize, const QString &name, QWidget *parent);
+    SymbolButton(SymbolName symbol, qreal fontSize, const QString &name);
 
     /// Places the symbol, not the somewhat larger area that takes clicks.
     void moveSymbolTo(const QPointF &topLeft);

@@ -33,11 +33,12 @@ class OutlinedCanvas : public QWidget
 {
 public:
     explicit OutlinedCanvas(DoodleModel &model)
-        : canvas_(new DoodleCanvas(model, canvasRadius, this))
+        : canvas_(new DoodleCanvas(model, canvasRadius))
         , outline_(vstack(0, {})->on(
               Background::rounded(canvasRadius, Fill::white(0)).outlined(Fill::quaternary())))
     {
-        outline_->setParent(this);
+        for (QWidget *layer : {canvas_, outline_})
+            layer->setParent(this);
         outline_->setAttribute(Qt::WA_TransparentForMouseEvents);
         setFixedHeight(canvasHeight);
         setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);

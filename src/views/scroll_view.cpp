@@ -19,7 +19,7 @@ ScrollView::ScrollView(QWidget *content)
     setFrameShape(QFrame::NoFrame);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollBar(new ScrollBar(this));
+    setVerticalScrollBar(new ScrollBar);
     verticalScrollBar()->setSingleStep(wheelStep);
     setWidget(content);
     for (QWidget *see : {viewport(), content})

@@ -23,7 +23,8 @@ protected:
     /// The window as wide as the canvas, unless the canvas stands a little inside.
     void show(const QRect &canvas, qreal radius)
     {
-        canvas_ = new DoodleCanvas(model_, radius, &host_);
+        canvas_ = new DoodleCanvas(model_, radius);
+        canvas_->setParent(&host_);
         canvas_->setGeometry(canvas);
         canvas_->show();
         host_.resize(canvas.size() + 2 * QSize(canvas.x(), canvas.y()));

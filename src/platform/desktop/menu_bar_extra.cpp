@@ -94,11 +94,10 @@ void MenuBarExtra::makePanel()
                                                     Qt::WindowStaysOnTopHint);
     panel_->setAttribute(Qt::WA_TranslucentBackground);
     panel_->setWindowTitle(title_);
-    PanelContent *content = makeContent_().release(); // owned by its parent
-    content->setParent(panel_.get());
-    auto layout = std::make_unique<QVBoxLayout>(panel_.get());
+    PanelContent *content = makeContent_().release(); // the panel's from here on
+    auto *layout = new QVBoxLayout(panel_.get());
     layout->setContentsMargins(0, 0, 0, 0);
-    layout.release()->addWidget(content);
+    layout->addWidget(content);
     panel_->installEventFilter(this);
     const auto adapt = [this, content] {
         content->setBlending(compositor_->isThere() ? PanelContent::Blending::Plain

@@ -16,8 +16,7 @@ class PanelVeil final : public QWidget
 {
     Q_OBJECT
 public:
-    explicit PanelVeil(QWidget *parent)
-        : QWidget(parent)
+    PanelVeil()
     {
         setAttribute(Qt::WA_TransparentForMouseEvents);
         hide();
@@ -61,6 +60,7 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<PanelContent> content,
                            Qt::WindowDoesNotAcceptFocus | Qt::NoDropShadowWindowHint)
     , owner_(&owner)
     , content_(content.release())
+    , veil_(new PanelVeil)
     , movable_(movableByBackground)
 {
     setAttribute(Qt::WA_TranslucentBackground);
@@ -68,7 +68,7 @@ PanelWindow::PanelWindow(Panel &owner, std::unique_ptr<PanelContent> content,
     setAttribute(Qt::WA_QuitOnClose, false);
     setFocusPolicy(Qt::NoFocus);
     content_->setParent(this);
-    veil_ = std::make_unique<PanelVeil>(this).release(); // owned by its parent
+    veil_->setParent(this);
     compositor_ = window_system::observeCompositor([this] { adaptToCompositor(); });
     blur_ = window_system::observeBlur([this] { adaptToCompositor(); });
 }

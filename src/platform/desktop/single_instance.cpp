@@ -28,9 +28,8 @@ QString pathFor(const QString &deviceId)
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString &deviceId, QObject *parent)
-    : QObject(parent)
-    , socketPath_(pathFor(deviceId))
+SingleInstance::SingleInstance(const QString &deviceId)
+    : socketPath_(pathFor(deviceId))
     , lock_(socketPath_ + QLatin1String(".lock"))
 {
     // The lock belongs to a running process, however long that has been running.

@@ -21,7 +21,7 @@ public:
         Failed          ///< Neither could be established; errorText() says why.
     };
 
-    explicit SingleInstance(const QString &deviceId, QObject *parent = nullptr);
+    explicit SingleInstance(const QString &deviceId);
 
     /// What a program that already runs is asked.
     enum class Ask { ToRaise, Nothing };
