@@ -327,7 +327,7 @@ TEST_F(FloatingPanel, DarkensNoNeighbourWithItsShadow)
     EXPECT_TRUE(isAllRed(place)) << "the lower card lies in the upper one's shadow";
 
     // Where a neighbour has gone, the shadow falls again.
-    const QPoint onDesktop = withShadow(place).topLeft() + QPoint(180, 20) * scale();
+    const QPoint onDesktop = withShadow(place).topLeft() + QPoint(180, 12) * scale();
     const auto brightness = [&] { return qGray(x.pixels(QRect(onDesktop, QSize(1, 1))).front()); };
     const QRgb desktop = x.pixels(QRect(0, 0, 1, 1)).front();
     upper.panel->orderOut();

@@ -38,6 +38,7 @@ TEST(WorkArea, IsWhatTheStrutsOfAScreenLeaveOfIt)
         {"none", {}, small, large},
         {"below the small one", {bottom(180 + 44, 0, 1439)}, {0, 0, 1440, 856}, large},
         {"below the large one", {bottom(44, 1440, 3359)}, small, {1440, 0, 1920, 1036}},
+        {"over by a pixel", {bottom(44, 0, 1440)}, small, {1440, 0, 1920, 1036}},
         {"below both", {bottom(44, 0, 3359)}, small, {1440, 0, 1920, 1036}},
         {"above both, two deep",
          {top(24, 0, 3359), top(30, 0, 3359)},
