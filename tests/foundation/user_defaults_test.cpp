@@ -18,6 +18,18 @@ TEST(UserDefaultsTest, AFileThatCannotBeWrittenStillHoldsForThisRun)
     EXPECT_EQ(defaults.string(u"text"_s), u"made"_s);
 }
 
+TEST(UserDefaultsTest, WhatAnotherStartHasMadeMeanwhileIsTaken)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(u"some.ini"_s));
+    UserDefaults defaults(file.fileName());
+    EXPECT_FALSE(defaults.string(u"id"_s));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("[General]\nid=theirs\n");
+    file.close();
+    EXPECT_EQ(defaults.stringOrNew(u"id"_s, [] { return u"ours"_s; }), u"theirs"_s);
+}
+
 TEST(UserDefaultsTest, OfADamagedFileWhatCanBeReadStillCounts)
 {
     const QTemporaryDir folder;
