@@ -116,7 +116,7 @@ private:
     {
         if (!std::filesystem::exists(where / file))
             return seat_ ? "the file is gone" : "";
-        const std::string integrity = integrityOf(where / file);
+        std::string integrity = integrityOf(where / file);
         if (integrity != "ok")
             return integrity;
         if (!seat_)

@@ -60,10 +60,12 @@ void Servers::become(std::size_t server) const
 {
     const std::string faults = options_.folder + "/faults" + std::to_string(server);
     const std::string log = options_.folder + "/log" + std::to_string(server);
+    // NOLINTBEGIN(concurrency-mt-unsafe): of one thread
     setenv(Faults::variable, faults.c_str(), 1);
     setenv("LD_PRELOAD", options_.shim.c_str(), 1);
     // The sanitizers' runtime wants to be loaded first, which it need not be for what we replace.
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 0);
+    // NOLINTEND(concurrency-mt-unsafe)
     const std::string listen = address(server) + ":" + std::to_string(port());
     const std::string sqlite = "sqlite:" + database();
     const int output = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
