@@ -77,8 +77,9 @@ struct RunningServer
     /// For a server of one connection: comes back when that one is free.
     void awaitFree() const
     {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
         while (statuses(lastMe) != "200")
-            std::this_thread::yield();
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "it is still taken";
     }
     /// A poll of Ben's that finds nothing.
     std::string poll()
@@ -263,21 +264,20 @@ TEST(Http, EndsConnectionsOfThoseWhoHaveMost)
     for (int i = 0; i < 5; ++i)
         open(me);
     expectTheFirstClosed(); // one address has its bounds while there is room
-    {
-        Connection other(running.port, me, "127.0.1.1");
-        other.read("}");
-        for (const char *newcomer : {"127.0.0.2", "127.0.2.1"}) { // of the same net and of none
-            EXPECT_EQ(running.statuses(lastMe, newcomer), "200");
-            expectTheFirstClosed();
-            open(me);
-        }
-        connections.clear();
-        while (connections.size() < 4)
-            open(me + "GET"); // has begun a request
-        EXPECT_EQ(running.statuses(lastMe), "503") << "it has most itself";
-        EXPECT_EQ(running.statuses(lastMe, "127.0.2.1"), "200");
+    Connection other(running.port, me, "127.0.1.1");
+    other.read("}");
+    for (const char *newcomer : {"127.0.0.2", "127.0.2.1"}) { // of the same net and of none
+        EXPECT_EQ(running.statuses(lastMe, newcomer), "200");
         expectTheFirstClosed();
+        open(me);
     }
+
+    connections.clear();
+    while (connections.size() < 4)
+        open(me + "GET"); // has begun a request
+    EXPECT_EQ(running.statuses(lastMe), "503") << "it has most itself";
+    EXPECT_EQ(running.statuses(lastMe, "127.0.2.1"), "200");
+    expectTheFirstClosed();
 }
 
 TEST(Http, RefusesWhatItsMemoryCannotHold)

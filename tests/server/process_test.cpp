@@ -1,6 +1,7 @@
 // The program itself: how it starts, how it ends, and what is left of an acknowledged beam when it
 // is killed.
 
+#include "memory.h"
 #include "support.h"
 #include "support/server_process.h"
 
@@ -91,9 +92,27 @@ TEST(Process, SaysNoToWhatItCannotUse)
         {"--database", "sqlite:" KIVOLO_SERVER},
         {"--database", database, "--site", (folder / "nowhere").string()},
     };
-    for (const std::vector<std::string> &arguments : cases)
-        EXPECT_GT(ServerProcess(arguments).end(0), 0) << arguments.back();
+    for (const std::vector<std::string> &arguments : cases) {
+        ServerProcess refusing(arguments);
+        ASSERT_EQ(refusing.port(), 0) << arguments.front() << " was accepted";
+        EXPECT_GT(refusing.end(0), 0) << arguments.front();
+    }
     EXPECT_EQ(first.end(SIGINT), 0);
+}
+
+TEST(Memory, IsPromisedOnce)
+{
+    for (const std::size_t mib : {96, 240, 4'096}) {
+        for (const bool encrypted : {false, true}) {
+            const MemoryPlan plan(mib << 20, encrypted);
+            const std::size_t connections = plan.connections * (encrypted ? 40 : 16) << 10;
+            const std::size_t received = 2 * plan.received; // as it came and taken apart
+            EXPECT_LE(plan.caches + connections + received + plan.replies, (mib - 24) << 20);
+            EXPECT_GT(plan.connections, 256u) << mib;
+            EXPECT_LE(2 * plan.largestReply, plan.replies) << mib;
+            EXPECT_LT(plan.largestReply, std::size_t{96} << 20) << "what a client takes";
+        }
+    }
 }
 
 } // namespace kivolo::server::test

@@ -9,7 +9,6 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
-#include <boost/asio/use_future.hpp>
 #include <boost/json/value.hpp>
 #include <filesystem>
 #include <future>
@@ -109,7 +108,10 @@ public:
     template<typename Action>
     auto onThread(Action action)
     {
-        return boost::asio::post(*context, boost::asio::use_future(std::move(action))).get();
+        std::packaged_task<decltype(action())()> task(std::move(action));
+        auto outcome = task.get_future();
+        boost::asio::post(*context, [task = std::move(task)]() mutable { task(); });
+        return outcome.get();
     }
     std::string listen(const std::string &address = "127.0.0.1:0");
     /// Without waiting for it.
@@ -122,7 +124,7 @@ private:
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
 
 public:
-    std::future<void> end; ///< When the thread has nothing more to do.
+    std::future<void> end; ///< Of the thread. Last, so that it ends before what it works for.
 };
 
 std::uint16_t portOf(const std::string &address);
