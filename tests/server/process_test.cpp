@@ -102,7 +102,7 @@ TEST(Process, SaysNoToWhatItCannotUse)
 
 TEST(Memory, IsPromisedOnce)
 {
-    for (const std::size_t mib : {96, 240, 4'096}) {
+    for (const std::size_t mib : std::initializer_list<std::size_t>{96, 240, 4096}) {
         for (const bool encrypted : {false, true}) {
             const MemoryPlan plan(mib << 20, encrypted);
             const std::size_t connections = plan.connections * (encrypted ? 40 : 16) << 10;
