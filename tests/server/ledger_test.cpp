@@ -355,7 +355,7 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     TemporaryFolder folder;
     ManualClock time;
     Gate disk;
-    const auto ledger =
+    auto ledger =
         openLedger("sqlite:" + (folder / "a.sqlite").string(), time.clock(),
                    {.waitingClock = time.steadyClock(), .beforeCommit = [&] { disk.pass(); }});
     std::string done;
