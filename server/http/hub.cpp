@@ -73,6 +73,7 @@ Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies prox
     , proxies_(std::move(proxies))
     , received_(limits.allReceivedBytes)
     , replies_(limits.allRepliesBytes)
+    , turns_(context)
     , spare_(openSpare())
     , sweepTimer_(context)
     , acceptTimer_(context)

@@ -6,6 +6,7 @@
 #include "listening.h"
 #include "loop.h"
 #include "server.h"
+#include "turns.h"
 
 #include <list>
 #include <unordered_set>
@@ -34,6 +35,7 @@ public:
     const Proxies &proxies() const { return proxies_; }
     Budget &received() { return received_; }
     Budget &replies() { return replies_; }
+    Turns &turns() { return turns_; }
     /// The tick at which something that begins now is over.
     std::int64_t deadlineAfter(std::chrono::milliseconds duration) const;
     /// As many as the slowest peer needs for so much.
@@ -68,6 +70,7 @@ private:
     Proxies proxies_;
     Budget received_;
     Budget replies_;
+    Turns turns_;
     std::list<Door> doors_;
     File spare_; ///< Given up to turn a connection away when there is no descriptor left.
     Timer sweepTimer_;

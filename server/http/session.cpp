@@ -36,7 +36,7 @@ Awaitable<void> Session::run(std::shared_ptr<Session> self)
         more = co_await self->serveOne();
         self->received_ = Budget::Share();
         if (more)
-            co_await self->letOthersGoFirst();
+            co_await self->endRequest();
     }
 }
 
@@ -83,12 +83,17 @@ Address Session::clientOf(const Parser::value_type &message) const
 }
 // Requests that have come together with the one before them would keep the thread until the last
 // is answered. And the room that a large one needed is not kept for the rest of the connection.
-Awaitable<void> Session::letOthersGoFirst()
+Awaitable<void> Session::endRequest()
 {
     if (buffer_.size() > 0)
-        co_await asio::post(stream_.executor(), awaited);
+        co_await letOthersGoFirst();
     else if (buffer_.capacity() > firstChunk)
         buffer_.shrink_to_fit();
+}
+
+Awaitable<void> Session::letOthersGoFirst()
+{
+    co_await hub_->turns().next({shared_from_this(), &wakeUp_});
 }
 
 Awaitable<std::optional<Response>> Session::answer(Request &request)

@@ -44,6 +44,7 @@ private:
     enum class Phase { Idle, Reading, Answering, Writing };
 
     Awaitable<bool> serveOne();
+    Awaitable<void> endRequest();
     Awaitable<void> letOthersGoFirst();
     Address clientOf(const Parser::value_type &message) const;
     Awaitable<std::optional<Response>> answer(Request &request);

@@ -168,6 +168,7 @@ Awaitable<bool> Session::receiveBody(Parser &parser)
         const std::uint64_t come = length - left;
         deadline_ = slack + hub_->ticksFor(come);
         const std::uint64_t chunk = std::clamp<std::uint64_t>(come, headerChunk, bodyChunk);
+        co_await letOthersGoFirst();
         const bool more = co_await readMore(std::min(left, chunk));
         if (!more)
             co_return false;

@@ -3,7 +3,6 @@
 #include "session.h"
 
 #include <algorithm>
-#include <boost/asio/post.hpp>
 #include <cstdint>
 #include <spdlog/spdlog.h>
 #include <sys/mman.h>
@@ -108,7 +107,7 @@ Awaitable<bool> Session::writeBody(Response &response)
         response.room.shrinkTo(std::min(response.room.bytes(), body.size() - done));
         // A peer that reads as fast as this writes would never let anybody else in.
         if (done < body.size())
-            co_await asio::post(stream_.executor(), awaited);
+            co_await letOthersGoFirst();
     }
     co_return true;
 }
@@ -129,7 +128,7 @@ Awaitable<bool> Session::writeFile(const Response &response)
             co_return false;
         left -= size;
         if (left > 0)
-            co_await asio::post(stream_.executor(), awaited);
+            co_await letOthersGoFirst();
     }
     co_return true;
 }
