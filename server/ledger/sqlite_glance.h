@@ -2,8 +2,8 @@
 #pragma once
 
 #include "ledger.h"
+#include "queries.h"
 #include "sqlite_commits.h"
-#include "sqlite_queries.h"
 
 #include <array>
 #include <boost/unordered/unordered_flat_map.hpp>
@@ -53,7 +53,7 @@ private:
     const SqliteCommits &commits_;
     SqliteNews &news_;
     std::size_t mostOfPart_;
-    sqlite::Select<sqlite::SeatOfKey> query_;
+    sql::Select<SqliteConnection, sql::SeatOfKey> query_;
     SqliteCommits::Mark known_{}; ///< What is remembered is true as of this.
     std::array<Part, 256> parts_;
     /// Counts what was forgotten of a circle, and of those that share its place.

@@ -241,7 +241,7 @@ std::exception_ptr SqliteLedger::runJobs(std::deque<Pending> &batch, SqliteTrans
         }
         if (beforeCommit_)
             beforeCommit_();
-        const sqlite::Latest latest = watch_.latest();
+        const sql::Latest latest = watch_.latest();
         transaction.commit();
         change.made(writeStatements_.takeChanged());
         watch_.leaveOut(latest);

@@ -59,6 +59,17 @@ std::int64_t SqliteConnection::changes()
     return sqlite_api::sqlite3_total_changes(handle());
 }
 
+bool SqliteConnection::takes(soci::statement &statement, std::size_t parameters,
+                             std::size_t columns)
+{
+    sqlite_api::sqlite3_stmt *const prepared = backendOf(statement).stmt_;
+    const auto same = [](int count, std::size_t wanted) {
+        return static_cast<std::size_t>(count) == wanted;
+    };
+    return same(sqlite_api::sqlite3_bind_parameter_count(prepared), parameters) &&
+           same(sqlite_api::sqlite3_column_count(prepared), columns);
+}
+
 SqliteTransaction::SqliteTransaction(SqliteConnection &connection)
     : connection_(connection)
 {

@@ -32,31 +32,38 @@ public:
     /// Has whatever the connection does at that moment fail. From any thread, while it is open.
     void interrupt();
 
+    /// Whether that statement has so many parameters and columns.
+    static bool takes(soci::statement &statement, std::size_t parameters, std::size_t columns);
+
+    /// Runs a statement of this connection to its end and calls `row` for each row in its bound
+    /// variables. It is reset on every way out, exceptions included: one that is left in the middle
+    /// keeps its read transaction, and with it an old state of the database, for every later
+    /// statement of the connection.
+    template<typename Row>
+    void forEachRow(soci::statement &statement, Row &&row)
+    {
+        struct Reset
+        {
+            ~Reset() { sqlite_api::sqlite3_reset(backend.stmt_); }
+            soci::sqlite3_statement_backend &backend;
+        };
+        const Reset reset{backendOf(statement)};
+        file_.guarded([&] {
+            for (bool more = statement.execute(true); more; more = statement.fetch())
+                row();
+        });
+    }
+
 private:
     sqlite_api::sqlite3 *handle();
+    static soci::sqlite3_statement_backend &backendOf(soci::statement &statement)
+    {
+        return static_cast<soci::sqlite3_statement_backend &>(*statement.get_backend());
+    }
 
     SqliteFile &file_;
     soci::session session_;
 };
-
-/// Runs a statement of that connection to its end and calls `row` for each row in its bound
-/// variables. It is reset on every way out, exceptions included: one that is left in the middle
-/// keeps its read transaction, and with it an old state of the database, for every later statement
-/// of the connection.
-template<typename Row>
-void forEachRow(SqliteConnection &connection, soci::statement &statement, Row &&row)
-{
-    struct Reset
-    {
-        ~Reset() { sqlite_api::sqlite3_reset(backend.stmt_); }
-        soci::sqlite3_statement_backend &backend;
-    };
-    const Reset reset{static_cast<soci::sqlite3_statement_backend &>(*statement.get_backend())};
-    connection.file().guarded([&] {
-        for (bool more = statement.execute(true); more; more = statement.fetch())
-            row();
-    });
-}
 
 /// A change of the database that no other writer runs beside. What is not committed is undone when
 /// it is destroyed. Throws LedgerUnavailable.

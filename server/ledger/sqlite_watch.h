@@ -1,7 +1,9 @@
 // What other processes commit to a ledger's file.
 #pragma once
 
+#include "ledger.h"
 #include "sqlite_queries.h"
+#include "sqlite_session.h"
 
 namespace kivolo::server {
 
@@ -19,16 +21,16 @@ public:
 
     /// Whatever has been committed up to now, and what an open transaction is about to commit, is
     /// not to be told any more. That transaction has to succeed.
-    sqlite::Latest latest() { return *latest_.one({}); }
-    void leaveOut(const sqlite::Latest &latest) { told_ = latest; }
+    sql::Latest latest() { return *latest_.one({}); }
+    void leaveOut(const sql::Latest &latest) { told_ = latest; }
 
 private:
-    sqlite::Select<sqlite::CommitsOfOthers> commits_;
-    sqlite::Select<sqlite::LatestNumbers> latest_;
-    sqlite::Select<sqlite::BeamsBehind> beamsBehind_;
-    sqlite::Select<sqlite::RegroupedBehind> regroupedBehind_;
+    sql::Select<SqliteConnection, sql::CommitsOfOthers> commits_;
+    sql::Select<SqliteConnection, sql::LatestNumbers> latest_;
+    sql::Select<SqliteConnection, sql::BeamsBehind> beamsBehind_;
+    sql::Select<SqliteConnection, sql::RegroupedBehind> regroupedBehind_;
     std::int64_t seenCommits_ = 0;
-    sqlite::Latest told_;
+    sql::Latest told_;
 };
 
 } // namespace kivolo::server

@@ -1,10 +1,13 @@
 // What every query of the ledger has in common.
 #pragma once
 
-#include "sqlite_session.h"
-
 #include <boost/pfr.hpp>
+#include <optional>
+#include <soci/soci.h>
+#include <stdexcept>
+#include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 /// What may be NULL.
@@ -24,7 +27,7 @@ struct soci::type_conversion<std::optional<Value>>
     }
 };
 
-namespace kivolo::server::sqlite {
+namespace kivolo::server::sql {
 
 /// How a record is read from the database: the `names()` of its columns, the `tables` they are in,
 /// and the `fields()` that take them, in the same order.
@@ -32,9 +35,13 @@ template<typename Record>
 struct Row;
 
 /// A statement that is prepared once, on one connection, and bound to the object, which therefore
-/// never moves. `In` is an aggregate of what it takes, in the order in which the text first names
-/// that.
-template<typename In>
+/// never moves. `In` is an aggregate of what it takes, in the order in which the text names that,
+/// each once.
+///
+/// `Connection` is an engine's. It has a `session()` of SOCI's, a `forEachRow(statement, row)` that
+/// runs a statement of it to its end and throws LedgerUnavailable, and tells whether a statement
+/// `takes(statement, parameters, columns)` so many.
+template<typename Connection, typename In>
 class Statement
 {
 public:
@@ -42,20 +49,17 @@ public:
     Statement &operator=(const Statement &) = delete;
 
 protected:
-    Statement(SqliteConnection &connection, const std::string &text)
+    Statement(Connection &connection, const std::string &text)
         : Statement(connection, text, std::tuple<>())
     {}
 
     /// `fields` take the columns of a row, in their order.
     template<typename Fields>
-    Statement(SqliteConnection &connection, const std::string &text, Fields fields)
+    Statement(Connection &connection, const std::string &text, Fields fields)
         : connection_(connection)
         , statement_(prepared(text, fields))
     {
-        auto &backend = static_cast<soci::sqlite3_statement_backend &>(*statement_.get_backend());
-        const auto takes = sqlite_api::sqlite3_bind_parameter_count(backend.stmt_);
-        const auto gives = sqlite_api::sqlite3_column_count(backend.stmt_);
-        if (takes != boost::pfr::tuple_size_v<In> || gives != std::tuple_size_v<Fields>)
+        if (!connection.takes(statement_, boost::pfr::tuple_size_v<In>, std::tuple_size_v<Fields>))
             throw std::logic_error("a statement is not as it was declared: " + text);
     }
     ~Statement() = default;
@@ -64,7 +68,7 @@ protected:
     void forEachRow(In in, Row &&row)
     {
         in_ = std::move(in);
-        server::forEachRow(connection_, statement_, row);
+        connection_.forEachRow(statement_, std::forward<Row>(row));
     }
     void forget() { in_ = {}; }
 
@@ -79,25 +83,25 @@ private:
         return statement;
     }
 
-    SqliteConnection &connection_;
+    Connection &connection_;
     In in_;
     soci::statement statement_;
 };
 
 /// Gives the rows of a record, its `Definition::Out`, that are as `Definition::where` says. All
 /// throw LedgerUnavailable.
-template<typename Definition>
-class Select : Statement<typename Definition::In>
+template<typename Connection, typename Definition>
+class Select : Statement<Connection, typename Definition::In>
 {
 public:
     using In = typename Definition::In;
     using Out = typename Definition::Out;
 
-    explicit Select(SqliteConnection &connection)
-        : Statement<In>(connection,
-                        "SELECT " + Row<Out>::names() + " FROM " + Row<Out>::tables + " WHERE " +
-                            Definition::where,
-                        Row<Out>::fields(out_))
+    explicit Select(Connection &connection)
+        : Statement<Connection, In>(connection,
+                                    "SELECT " + Row<Out>::names() + " FROM " + Row<Out>::tables +
+                                        " WHERE " + Definition::where,
+                                    Row<Out>::fields(out_))
     {}
 
     template<typename Take>
@@ -126,14 +130,14 @@ private:
 };
 
 /// Does what `Definition::sql` says. Throws LedgerUnavailable.
-template<typename Definition>
-class Command : Statement<typename Definition::In>
+template<typename Connection, typename Definition>
+class Command : Statement<Connection, typename Definition::In>
 {
 public:
     using In = typename Definition::In;
 
-    explicit Command(SqliteConnection &connection)
-        : Statement<In>(connection, Definition::sql)
+    explicit Command(Connection &connection)
+        : Statement<Connection, In>(connection, Definition::sql)
     {}
 
     void run(In in)
@@ -143,4 +147,4 @@ public:
     }
 };
 
-} // namespace kivolo::server::sqlite
+} // namespace kivolo::server::sql
