@@ -2,6 +2,12 @@
 
 find_package(Threads REQUIRED)
 
+# What `--version` tells, looked up at each build: only these few bytes are compiled anew.
+add_custom_target(kivolo_commit BYPRODUCTS ${PROJECT_BINARY_DIR}/build.cpp
+  COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DVERSION=${PROJECT_VERSION}
+    -DOUTPUT=${PROJECT_BINARY_DIR}/build.cpp -P ${PROJECT_SOURCE_DIR}/cmake/build.cmake)
+add_library(kivolo_build STATIC ${PROJECT_BINARY_DIR}/build.cpp)
+
 add_library(kivolo_options INTERFACE)
 target_compile_options(kivolo_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 if(KIVOLO_WARNINGS_AS_ERRORS)

@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include "build.h"
+
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <filesystem>
@@ -11,7 +13,7 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
 {
     Options options;
     CLI::App app("Delivers the beams of Kivolo's circles.", "kivolo-server");
-    app.set_version_flag("--version", std::string("kivolo-server ") + KIVOLO_VERSION);
+    app.set_version_flag("--version", std::string("kivolo-server ") + build);
     app.add_option("--listen", options.listen,
                    "Address to listen on, as often as there are any; port 0 picks a free one")
         ->option_text("HOST:PORT or unix:PATH [127.0.0.1:8787]")

@@ -1,4 +1,5 @@
 #include "api/origins.h"
+#include "app/build.h"
 #include "app/kivolo_app.h"
 #include "app/translations.h"
 #include "platform/desktop/application.h"
@@ -9,6 +10,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QLocale>
+#include <cstdio>
 #include <memory>
 #include <unistd.h>
 
@@ -82,6 +84,11 @@ int main(int argc, char **argv)
         QStringLiteral("hidden"),
         QCoreApplication::translate("main", "Start without the window, for autostart."));
     options.addOption(hidden);
+    // Of itself it would tell the version that the server is told, without the commit.
+    if (options.parse(QCoreApplication::arguments()) && options.isSet(QStringLiteral("version"))) {
+        std::printf("kivolo %s\n", kivolo::build);
+        return EXIT_SUCCESS;
+    }
     options.process(*application);
 
     if (const QString reason = whyNoWindowOpens(choice); !reason.isEmpty()) {
