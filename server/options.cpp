@@ -1,23 +1,48 @@
 #include "options.h"
 
-#include "build.h"
+#include "settings_file.h"
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 
 namespace kivolo::server {
 
-std::variant<Options, int> parseOptions(int argc, char **argv)
+namespace {
+
+/// Takes the option's values from the environment, too; of those that can be given several times
+/// with commas between them.
+void readFromEnvironment(CLI::Option &option)
 {
-    Options options;
-    CLI::App app("Delivers the beams of Kivolo's circles.", "kivolo-server");
-    app.set_version_flag("--version", std::string("kivolo-server ") + build);
+    std::string name = "KIVOLO_" + option.get_lnames().front();
+    for (char &character : name)
+        character = character == '-' ? '_' : static_cast<char>(std::toupper(character));
+    option.envname(name);
+}
+
+/// Missing is an error wherever it was named.
+void addFile(CLI::App &app)
+{
+    // Before any thread is started, so the environment stands still.
+    const char *named = std::getenv("KIVOLO_CONFIG"); // NOLINT(concurrency-mt-unsafe)
+    CLI::Option *file = app.set_config("--config", named ? named : "",
+                                       "File of settings, in TOML: max-seats = 5", named && *named);
+    file->option_text("FILE")->configurable(false);
+    app.config_formatter(std::make_shared<SettingsFile>(app));
+    app.allow_config_extras(CLI::config_extras_mode::error);
+}
+
+} // namespace
+
+void addSettings(CLI::App &app, Options &options)
+{
+    addFile(app);
     app.add_option("--listen", options.listen,
                    "Address to listen on, as often as there are any; port 0 picks a free one")
         ->option_text("HOST:PORT or unix:PATH [127.0.0.1:8787]")
         ->expected(1)
+        ->delimiter(',')
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     CLI::Option *certificate =
         app.add_option("--tls-cert", options.tlsCertificate,
@@ -38,6 +63,7 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
                    "as there are any; unix: whoever comes over a Unix socket")
         ->option_text("CIDR")
         ->expected(1)
+        ->delimiter(',')
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--max-seats", options.maxSeats, "Members that a new circle can have")
         ->option_text("N [5]")
@@ -82,19 +108,16 @@ std::variant<Options, int> parseOptions(int argc, char **argv)
            "and how large histories there can be")
         ->option_text("MIB [240]")
         ->check(CLI::Range(96, 1 << 20));
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success &success) {
-        return app.exit(success);
-    } catch (const CLI::ParseError &error) {
-        std::cerr << "kivolo-server: " << error.what() << std::endl;
-        return 2;
-    }
-    return options;
+    for (CLI::Option *option : app.get_options([](const CLI::Option *one) {
+             return one->get_configurable() && one->get_items_expected_max() > 0;
+         }))
+        readFromEnvironment(*option);
 }
 
-std::string defaultDatabase()
+std::string databaseOf(const Options &options)
 {
+    if (!options.database.empty())
+        return options.database;
     // Before any thread is started, so the environment stands still.
     const char *data = std::getenv("XDG_DATA_HOME"); // NOLINT(concurrency-mt-unsafe)
     const char *home = std::getenv("HOME");          // NOLINT(concurrency-mt-unsafe)
@@ -106,13 +129,7 @@ std::string defaultDatabase()
     else
         throw std::runtime_error("there is no home directory to keep the database in; name a "
                                  "place with --database");
-    const std::filesystem::path folder = base / "kivolo";
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error)
-        throw std::runtime_error("the folder " + folder.string() +
-                                 " cannot be created: " + error.message());
-    return "sqlite:" + (folder / "kivolo.sqlite").string();
+    return "sqlite:" + (base / "kivolo" / "kivolo.sqlite").string();
 }
 
 } // namespace kivolo::server

@@ -1,13 +1,15 @@
-// The command line.
+// What the operator settles.
 #pragma once
 
 #include "rules/quotas.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <variant>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace kivolo::server {
 
@@ -29,12 +31,12 @@ struct Options
     std::size_t memory = 240; ///< MiB.
 };
 
-/// The options, or the exit code where the program has said all there is to say (help, version,
-/// a mistake).
-std::variant<Options, int> parseOptions(int argc, char **argv);
+/// Has the app read the settings: from the command line, where that says nothing from the
+/// environment (`--max-seats` is KIVOLO_MAX_SEATS), and else from the file that --config names.
+void addSettings(CLI::App &app, Options &options);
 
-/// The database under the XDG data directory, whose folder is created where needed. Throws
+/// The database that was named, else the file under the XDG data directory. Throws
 /// std::runtime_error where there is no such directory.
-std::string defaultDatabase();
+std::string databaseOf(const Options &options);
 
 } // namespace kivolo::server

@@ -126,10 +126,17 @@ void removeStale(const std::string &path)
     ::unlink(path.c_str()); // where that fails, so does binding, and says why
 }
 
+constexpr std::string_view local = "unix:";
+
+std::string localPath(const std::string &address)
+{
+    if (address.size() == local.size())
+        throw std::runtime_error("a Unix socket to listen on has to be given as unix:PATH");
+    return address.substr(local.size());
+}
+
 Listening openLocal(asio::io_context &context, const std::string &path)
 {
-    if (path.empty())
-        throw std::runtime_error("a Unix socket to listen on has to be given as unix:PATH");
     const Local::endpoint endpoint(path);
     removeStale(path);
     Acceptor acceptor(context, asio::generic::stream_protocol(endpoint.protocol()));
@@ -187,14 +194,27 @@ SocketFile::~SocketFile()
         ::unlink(path_.c_str());
 }
 
+void checkAddress(const std::string &address)
+{
+    try {
+        if (address.starts_with(local))
+            Local::endpoint(localPath(address));
+        else {
+            const HostAndPort parts = split(address);
+            endpointsOf(parts.host, portNumber(parts.port));
+        }
+    } catch (const boost::system::system_error &error) {
+        throw std::runtime_error("cannot listen on " + address + ": " + error.code().message());
+    }
+}
+
 Listenings listenOn(asio::io_context &context, const std::string &address)
 {
-    constexpr std::string_view local = "unix:";
     try {
         if (!address.starts_with(local))
             return openHostAndPort(context, address);
         Listenings listenings{address, {}, true};
-        listenings.all.push_back(openLocal(context, address.substr(local.size())));
+        listenings.all.push_back(openLocal(context, localPath(address)));
         return listenings;
     } catch (const boost::system::system_error &error) {
         throw std::runtime_error("cannot listen on " + address + ": " + error.code().message());

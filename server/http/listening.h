@@ -45,4 +45,7 @@ struct Listenings
 /// std::runtime_error with a sentence for the operator.
 Listenings listenOn(asio::io_context &context, const std::string &address);
 
+/// Throws like that where the address is none, without listening there.
+void checkAddress(const std::string &address);
+
 } // namespace kivolo::server::http

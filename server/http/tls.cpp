@@ -78,13 +78,15 @@ void loadFiles(SSL_CTX *context, const std::string &certificateFile, const std::
     SSL_CTX_set_default_passwd_cb_userdata(context, nullptr);
 }
 
-void warnOfDates(const SSL_CTX *context, const std::string &file)
+/// Why programs will not accept it now; empty where they will.
+std::string troubleWithDates(const SSL_CTX *context, const std::string &file)
 {
     const X509 *certificate = SSL_CTX_get0_certificate(context);
     if (X509_cmp_current_time(X509_get0_notAfter(certificate)) < 0)
-        spdlog::warn("the certificate {} has expired: programs will refuse to connect", file);
+        return "the certificate " + file + " has expired: programs will refuse to connect";
     if (X509_cmp_current_time(X509_get0_notBefore(certificate)) > 0)
-        spdlog::warn("the certificate {} is not valid yet: programs will refuse to connect", file);
+        return "the certificate " + file + " is not valid yet: programs will refuse to connect";
+    return {};
 }
 
 // Clients keep their connections, so sessions to resume would cost more memory and secrecy than
@@ -111,6 +113,15 @@ std::unique_ptr<SSL_CTX, FreeTls> makeContext()
 
 } // namespace
 
+void checkCertificate(const std::string &certificateFile, const std::string &keyFile)
+{
+    const std::unique_ptr<SSL_CTX, FreeTls> context = makeContext();
+    loadFiles(context.get(), certificateFile, keyFile);
+    const std::string trouble = troubleWithDates(context.get(), certificateFile);
+    if (!trouble.empty())
+        throw std::runtime_error(trouble);
+}
+
 Tls::Tls(std::string certificateFile, std::string keyFile)
     : certificateFile_(std::move(certificateFile))
     , keyFile_(std::move(keyFile))
@@ -126,7 +137,9 @@ void Tls::reload()
 {
     std::unique_ptr<SSL_CTX, FreeTls> context = makeContext();
     loadFiles(context.get(), certificateFile_, keyFile_);
-    warnOfDates(context.get(), certificateFile_);
+    const std::string trouble = troubleWithDates(context.get(), certificateFile_);
+    if (!trouble.empty())
+        spdlog::warn("{}", trouble);
     context_ = std::move(context);
 }
 

@@ -14,6 +14,10 @@ struct FreeTls
     void operator()(SSL *tls) const { SSL_free(tls); }
 };
 
+/// Throws std::runtime_error with a sentence for the operator where the certificate and its key
+/// cannot be used, do not belong together, or clients would not accept them now.
+void checkCertificate(const std::string &certificateFile, const std::string &keyFile);
+
 /// A certificate with its key, and what is spoken with it: TLS 1.2 and later, nothing to resume.
 class Tls
 {

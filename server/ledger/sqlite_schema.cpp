@@ -1,5 +1,7 @@
 #include "sqlite_schema.h"
 
+#include "sqlite_identity.h"
+
 #include <condition_variable>
 #include <mutex>
 #include <spdlog/spdlog.h>
@@ -9,10 +11,6 @@
 namespace kivolo::server {
 
 namespace {
-
-// "Kivo", in the place that SQLite keeps for telling programs' files apart.
-constexpr int applicationId = 0x4b69766f;
-constexpr int schemaVersion = 9;
 
 // Bodies stand last: SQLite reads a row from its front and leaves the rest on overflow pages
 // untouched. The beams' index carries what a poll needs to know before it reads any of them. Only

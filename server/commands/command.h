@@ -1,0 +1,24 @@
+// What the program can be asked to do.
+#pragma once
+
+#include "options.h"
+
+#include <functional>
+
+namespace kivolo::server {
+
+/// Is done once everything that was given is understood. What it throws is one sentence for the
+/// operator, and the program's failure.
+using Action = std::function<void()>;
+
+/// What is done where nothing else is asked for: serves until a signal ends it.
+void serve(const Options &options);
+
+// Each adds one subcommand, which becomes the action when it is given. `options` are those that the
+// settings are read into.
+void addCheck(CLI::App &app, const Options &options, Action &action);
+
+/// Adds a subcommand that takes the settings as well, wherever they stand.
+CLI::App &addCommand(CLI::App &app, const char *name, const char *meaning);
+
+} // namespace kivolo::server

@@ -1,0 +1,192 @@
+#include "command.h"
+#include "http/server.h"
+#include "memory.h"
+#include "routes/routes.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+#include <spdlog/spdlog.h>
+#include <sys/resource.h>
+
+namespace kivolo::server {
+namespace {
+
+// Every connection takes a descriptor, and one more while it is sent a file of the site; the
+// database needs some as well. The usual soft limit is below that.
+std::size_t connectionsWithinDescriptors(const Options &options, std::size_t wanted)
+{
+    constexpr rlim_t reserve = 64;
+    const rlim_t each = options.site.empty() ? 1 : 2;
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return wanted;
+    limit.rlim_cur = limit.rlim_max;
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0 && getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return wanted;
+    const rlim_t room = limit.rlim_cur > reserve ? (limit.rlim_cur - reserve) / each : 1;
+    if (room >= wanted)
+        return wanted;
+    spdlog::warn("the limit on open files leaves room for {} connections only", room);
+    return room;
+}
+
+http::Proxies proxiesOf(const Options &options)
+{
+    http::Proxies proxies;
+    for (const std::string &net : options.trustedProxies)
+        proxies.trust(net);
+    return proxies;
+}
+
+// The one that is named has to lie where somebody made a place for it.
+std::string openableDatabase(const Options &options)
+{
+    const std::string database = databaseOf(options);
+    if (options.database.empty()) {
+        const auto folder =
+            std::filesystem::path(database.substr(database.find(':') + 1)).parent_path();
+        std::error_code error;
+        std::filesystem::create_directories(folder, error);
+        if (error)
+            throw std::runtime_error("the folder " + folder.string() +
+                                     " cannot be created: " + error.message());
+    }
+    return database;
+}
+
+Circles::Settings rulesOf(const Options &options, const MemoryPlan &memory, const Clock &clock)
+{
+    Circles::Settings settings;
+    settings.maxSeats = options.maxSeats;
+    settings.idleSeat = options.idleSeat * Seconds{86'400};
+    settings.quotas = options.quotas;
+    settings.calendar = steadyCalendar(clock);
+    settings.historyBytes = static_cast<std::int64_t>(memory.largestReply);
+    settings.pollBytes = std::min(settings.pollBytes, settings.historyBytes);
+    return settings;
+}
+
+http::Limits limitsOf(const Options &options, const MemoryPlan &memory)
+{
+    http::Limits limits;
+    limits.connections = connectionsWithinDescriptors(
+        options, options.connections > 0 ? options.connections : memory.connections);
+    limits.connectionsPerAddress = options.connectionsPerAddress;
+    limits.allReceivedBytes = memory.received;
+    limits.allRepliesBytes = memory.replies;
+    return limits;
+}
+
+/// All that serves, from the database to the sockets. What stands further up outlives what stands
+/// below it.
+class Service
+{
+public:
+    explicit Service(const Options &options);
+    /// Until a signal ends it.
+    void run();
+
+private:
+    void listen();
+    void followSignals();
+    void reloadCertificate();
+
+    const Options &options_;
+    const MemoryPlan memory_;
+    const Clock clock_ = [] { return std::chrono::system_clock::now(); };
+    Holds holds_;
+    Throttle throttle_;
+    boost::asio::io_context context_{
+        1}; ///< The ledger's last writes still hand their replies to it.
+    std::unique_ptr<Ledger> ledger_;
+    const Site site_;
+    Circles circles_;
+    boost::asio::thread_pool workers_{1};
+    Routes routes_;
+    http::Server server_;
+    boost::asio::signal_set signals_;
+};
+
+Service::Service(const Options &options)
+    : options_(options)
+    , memory_(options.memory << 20, !options.tlsCertificate.empty())
+    , holds_(std::chrono::seconds(options.hold))
+    , throttle_(Throttle::allowances(options.rates))
+    , ledger_(openLedger(openableDatabase(options), clock_,
+                         {.queueBytes = memory_.received, .cacheBytes = memory_.caches}))
+    , site_(options.site.empty() ? Site() : Site(options.site))
+    , circles_(*ledger_, clock_, systemRandomness, rulesOf(options, memory_, clock_))
+    , routes_(circles_, holds_, throttle_, site_,
+              [this](std::function<void()> work) { boost::asio::post(workers_, std::move(work)); })
+    , server_(
+          context_,
+          [this](http::Request &request, http::Reply later) {
+              return routes_.handle(request, std::move(later));
+          },
+          limitsOf(options, memory_), proxiesOf(options))
+    , signals_(context_, SIGTERM, SIGINT)
+{
+    circles_.setObserver({[this](const Change &change) {
+                              boost::asio::post(context_,
+                                                [this, change] { holds_.announce(change); });
+                          },
+                          [this] { return holds_.occupied(); }});
+}
+
+void Service::run()
+{
+    listen();
+    context_.run();
+    // What still waits is done while those are there who asked for it.
+    workers_.join();
+    ledger_.reset();
+}
+
+void Service::listen()
+{
+    if (!options_.tlsCertificate.empty()) {
+        server_.encrypt(options_.tlsCertificate, options_.tlsKey);
+        signals_.add(SIGHUP);
+    }
+    followSignals();
+    for (const std::string &address : options_.listen)
+        std::cout << "listening on " << server_.listen(address) << std::endl;
+}
+
+void Service::followSignals()
+{
+    signals_.async_wait([this](boost::system::error_code error, int signal) {
+        if (error)
+            return;
+        if (signal == SIGHUP) {
+            reloadCertificate();
+            followSignals();
+            return;
+        }
+        spdlog::info("stopping");
+        server_.stop();
+    });
+}
+
+void Service::reloadCertificate()
+{
+    try {
+        server_.reloadCertificate();
+        spdlog::info("the certificate was read anew");
+    } catch (const std::exception &error) {
+        spdlog::error("{}; the certificate that was read before stays in use", error.what());
+    }
+}
+
+} // namespace
+
+void serve(const Options &options)
+{
+    Service(options).run();
+}
+
+} // namespace kivolo::server
