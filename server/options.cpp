@@ -56,8 +56,11 @@ void addSettings(CLI::App &app, Options &options)
     app.add_option("--database", options.database,
                    "Where circles and beams are kept; the file is created where needed")
         ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");
-    app.add_option("--site", options.site, "Directory of the landing site, with version.json")
-        ->option_text("DIR");
+    app.add_option("--site", options.site, "Directory of the landing site; '' serves none")
+        ->option_text("DIR [the one that is installed with the server]");
+    app.add_option("--downloads", options.downloads,
+                   "Directory of the packages that the site offers to people and programs")
+        ->option_text("DIR [downloads in the site]");
     app.add_option("--trusted-proxy", options.trustedProxies,
                    "Whose word on where a request comes from is taken (X-Forwarded-For), as often "
                    "as there are any; unix: whoever comes over a Unix socket")
@@ -130,6 +133,15 @@ std::string databaseOf(const Options &options)
         throw std::runtime_error("there is no home directory to keep the database in; name a "
                                  "place with --database");
     return "sqlite:" + (base / "kivolo" / "kivolo.sqlite").string();
+}
+
+std::string installedSite()
+{
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::filesystem::path site =
+        program.parent_path().parent_path() / "share" / "kivolo-server" / "site";
+    return std::filesystem::is_directory(site, error) ? site.string() : std::string();
 }
 
 } // namespace kivolo::server

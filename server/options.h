@@ -13,6 +13,9 @@ class App;
 
 namespace kivolo::server {
 
+/// The site that is installed with the program, or nothing where none is.
+std::string installedSite();
+
 struct Options
 {
     std::vector<std::string> listen{"127.0.0.1:8787"};
@@ -20,7 +23,8 @@ struct Options
     std::string tlsKey;
     std::string database; ///< Empty: the file under the user's data directory.
     std::vector<std::string> trustedProxies;
-    std::string site; ///< Empty: no files are served.
+    std::string site = installedSite(); ///< Empty: no files are served.
+    std::string downloads;              ///< Empty: `downloads` in the site.
     std::int64_t maxSeats = 5;
     int hold = 25;     ///< Seconds.
     int idleSeat = 30; ///< Days.

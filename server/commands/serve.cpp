@@ -103,7 +103,7 @@ private:
     boost::asio::io_context context_{
         1}; ///< The ledger's last writes still hand their replies to it.
     std::unique_ptr<Ledger> ledger_;
-    const Site site_;
+    Site site_;
     Circles circles_;
     boost::asio::thread_pool workers_{1};
     Routes routes_;
@@ -118,7 +118,7 @@ Service::Service(const Options &options)
     , throttle_(Throttle::allowances(options.rates))
     , ledger_(openLedger(openableDatabase(options), clock_,
                          {.queueBytes = memory_.received, .cacheBytes = memory_.caches}))
-    , site_(options.site.empty() ? Site() : Site(options.site))
+    , site_(options.site.empty() ? Site() : Site(options.site, options.downloads))
     , circles_(*ledger_, clock_, systemRandomness, rulesOf(options, memory_, clock_))
     , routes_(circles_, holds_, throttle_, site_,
               [this](std::function<void()> work) { boost::asio::post(workers_, std::move(work)); })

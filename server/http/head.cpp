@@ -24,7 +24,9 @@ std::string headOf(const Response &response, bool keepAlive, std::string_view da
         head += "\r\nContent-Length: ";
         head += std::to_string(response.file ? response.fileSize : response.body.size());
     }
-    head += response.file ? "\r\nX-Content-Type-Options: nosniff" : "\r\nCache-Control: no-store";
+    if (response.fields.empty())
+        head += "\r\nCache-Control: no-store";
+    head += response.fields;
     if (!response.allow.empty())
         (head += "\r\nAllow: ") += response.allow;
     if (response.retryAfter.count() > 0)

@@ -27,6 +27,11 @@ struct Request
     std::string body;
     bool waited = false; ///< It was held before and is to be answered now.
     Address client = {}; ///< Who sent it, where a trusted proxy passed it on.
+    bool encrypted = false;
+    std::string_view host = {};
+    std::string_view ifNoneMatch = {};
+    std::string_view range = {};
+    std::string_view ifRange = {};
     /// What a large reply's memory is to be taken from before it is made; where there is none, it
     /// need not be.
     Budget *replies = nullptr;
@@ -64,7 +69,7 @@ private:
     int descriptor_ = -1;
 };
 
-/// The body is `body` or, where there is one, the first `fileSize` bytes of `file`.
+/// The body is `body` or, where there is one, `fileSize` bytes of `file` from `fileStart` on.
 struct Response
 {
     unsigned status = 200;
@@ -73,8 +78,13 @@ struct Response
     std::chrono::seconds retryAfter{0};                ///< When to try again; 0: not said.
     std::string body = {};
     File file = {};
+    std::uint64_t fileStart = 0;
     std::uint64_t fileSize = 0;
-    /// False to a HEAD whose body was not made, so that nobody knows how long it would be.
+    /// What else its head says, each line begun with CRLF; where that is nothing, that the reply is
+    /// not to be stored.
+    std::string fields = {};
+    /// False where the head tells no length: to a HEAD whose body was not made, and where the
+    /// asker has the body already.
     bool measured = true;
     Budget::Share room = {}; ///< What was taken for it, if anything was.
 };

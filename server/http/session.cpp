@@ -49,9 +49,15 @@ Awaitable<bool> Session::serveOne()
     if (!received)
         co_return false;
     auto &message = parser.get();
+    using Field = beast::http::field;
     Request request{view(message.method_string()), view(message.target()),
-                    view(message[beast::http::field::content_type]), std::move(message.body())};
+                    view(message[Field::content_type]), std::move(message.body())};
     request.client = client_;
+    request.encrypted = stream_.encrypted();
+    request.host = view(message[Field::host]);
+    request.ifNoneMatch = view(message[Field::if_none_match]);
+    request.range = view(message[Field::range]);
+    request.ifRange = view(message[Field::if_range]);
     request.replies = &hub_->replies();
     std::optional<Response> response = co_await answer(request);
     if (!response)

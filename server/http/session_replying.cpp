@@ -115,9 +115,11 @@ Awaitable<bool> Session::writeBody(Response &response)
 Awaitable<bool> Session::writeFile(const Response &response)
 {
     std::string chunk(chunkBytes, '\0');
+    std::uint64_t at = response.fileStart;
     for (std::uint64_t left = response.fileSize; left > 0;) {
         const std::size_t wanted = std::min<std::uint64_t>(left, chunk.size());
-        const ssize_t count = ::read(response.file.descriptor(), chunk.data(), wanted);
+        const ssize_t count =
+            ::pread(response.file.descriptor(), chunk.data(), wanted, static_cast<off_t>(at));
         // A file that became shorter meanwhile: only an early end tells the client.
         if (count <= 0)
             co_return false;
@@ -126,6 +128,7 @@ Awaitable<bool> Session::writeFile(const Response &response)
         const bool sent = co_await write(bytes);
         if (!sent)
             co_return false;
+        at += size;
         left -= size;
         if (left > 0)
             co_await letOthersGoFirst();

@@ -32,6 +32,8 @@ public:
     ~Stream();
 
     const Address &peer() const { return peer_; }
+    /// Whether TLS is spoken.
+    bool encrypted() const { return tls_ != nullptr; }
     Executor executor() { return socket_.get_executor(); }
 
     /// Before everything else. False: nothing more can be done with the peer.

@@ -355,6 +355,14 @@ std::string beam(const Beam &beam)
     return out;
 }
 
+std::string versionInfo(std::string_view version, std::string_view url)
+{
+    std::string out = "{";
+    putField(out, "version", version);
+    putField(out, "url", url);
+    return out += '}';
+}
+
 std::size_t length(const Beam &beam)
 {
     // What stands around the texts: keys, punctuation, two times, the mark of a sealed capsule.

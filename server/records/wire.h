@@ -21,6 +21,8 @@ std::string accepted(const Beam &beam);
 std::string poll(Poll poll);
 std::string history(std::vector<Beam> beams);
 std::string beam(const Beam &beam);
+/// Which version programs are offered, and where it can be downloaded.
+std::string versionInfo(std::string_view version, std::string_view url);
 
 /// The bytes that the beam takes in a reply, unsealed.
 std::size_t length(const Beam &beam);

@@ -147,8 +147,7 @@ const Routes::Endpoint Routes::endpoints[] = {
     {"/circle/create", "POST", &Routes::create},
 };
 
-Routes::Routes(Circles &circles, Holds &holds, Throttle &throttle, const Site &site,
-               Offload offload)
+Routes::Routes(Circles &circles, Holds &holds, Throttle &throttle, Site &site, Offload offload)
     : circles_(circles)
     , holds_(holds)
     , throttle_(throttle)
@@ -187,7 +186,7 @@ std::optional<Answer> Routes::dispatch(Request &request, Reply &later)
             return errorResponse(415, "The request is wrong: its body has to be JSON.");
         return (this->*endpoint.handler)(request, later);
     }
-    std::optional<Response> file = site_.file(path);
+    std::optional<Response> file = site_.answer(request);
     if (!file)
         return errorResponse(404, "There is nothing here.");
     return reads ? std::move(*file) : notAllowed("GET, HEAD");

@@ -16,7 +16,7 @@ public:
     /// Runs something on a thread that may take its time, some time.
     using Offload = std::function<void(std::function<void()>)>;
 
-    Routes(Circles &circles, Holds &holds, Throttle &throttle, const Site &site, Offload offload);
+    Routes(Circles &circles, Holds &holds, Throttle &throttle, Site &site, Offload offload);
 
     std::optional<http::Answer> handle(http::Request &request, http::Reply later);
 
@@ -45,7 +45,7 @@ private:
     Circles &circles_;
     Holds &holds_;
     Throttle &throttle_;
-    const Site &site_;
+    Site &site_;
     Offload offload_;
 };
 

@@ -1,6 +1,5 @@
 #include "support.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -114,42 +113,6 @@ TEST(Routes, LeaveWhatCanTakeLongToOtherThreads)
             });
         ASSERT_FALSE(atOnce) << c.target;
         EXPECT_EQ(status.get_future().get(), c.status) << c.target;
-    }
-}
-
-TEST(Site, GivesItsFilesAndNothingElse)
-{
-    TemporaryFolder folder;
-    std::filesystem::create_directories(folder / "root/sub");
-    const auto write = [&](const char *name, const char *text) {
-        std::ofstream(folder / name) << text;
-    };
-    write("outside.txt", "no");
-    write("root/version.json", "{}");
-    write("root/sub/index.html", "index");
-    write("root/.hidden", "no");
-    write("root/a b.png", "x");
-    std::filesystem::create_symlink(folder / "outside.txt", folder / "root/link.txt");
-    std::filesystem::create_directory_symlink(folder.path(), folder / "root/up");
-    const Site site(folder / "root");
-    const std::pair<const char *, const char *> cases[] = {
-        {"/version.json", "application/json"},
-        {"/sub/", "text/html; charset=utf-8"},
-        {"/a%20b.png", "image/png"},
-        {"/", nullptr},
-        {"/sub", nullptr},
-        {"/.hidden", nullptr},
-        {"/link.txt", nullptr},
-        {"/up/outside.txt", nullptr},
-        {"/../outside.txt", nullptr},
-        {"/%2e%2e/outside.txt", nullptr},
-    };
-    for (const auto &[path, type] : cases) {
-        const std::optional<http::Response> file = site.file(path);
-        ASSERT_EQ(file.has_value(), type != nullptr) << path;
-        if (type) {
-            EXPECT_EQ(file->contentType, type);
-        }
     }
 }
 
