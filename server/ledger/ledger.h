@@ -49,6 +49,10 @@ public:
     virtual std::optional<Seat> seat(std::string_view key, std::string_view memberId) = 0;
 };
 
+/// Thrown by LedgerView::announce() where a look reads more than it may here.
+struct TooMuchHere
+{};
+
 /// What can be read. Each call sees one consistent state of the database.
 class LedgerView
 {
@@ -92,7 +96,8 @@ struct Room
     std::int64_t freeAfter(std::int64_t bytes) const { return free - 2 * bytes; }
 };
 
-/// What can be changed, in one transaction that no other writer of the database runs beside.
+/// What can be changed, in one transaction. No other writer changes a circle beside it that one of
+/// its seats, its code or its device has led to.
 class LedgerTransaction : public LedgerView
 {
 public:
@@ -131,18 +136,29 @@ public:
     /// (nullptr), or when it has failed.
     using Done = std::function<void(std::exception_ptr)>;
 
+    /// What someone waits for: whatever changes in a circle that was seen like this.
+    struct Waiting
+    {
+        std::int64_t circle = 0;
+        Tick tick = 0;
+        std::int64_t regrouped = 0;
+    };
+
     /// Hears of changes, on a thread of the ledger.
     struct Observer
     {
         std::function<void(const Change &)> tell;
         std::function<bool()> wanted; ///< Whether anyone cares just now. Costs nothing to ask.
+        /// Tells, on any thread and soon, what all of them wait for, once for each circle.
+        std::function<void(std::function<void(std::vector<Waiting>)>)> whatFor = {};
     };
 
     virtual ~Ledger() = default;
 
     /// Tells the observer within some hundredths of a second what was committed while it wants to
-    /// hear of that, by whichever process, its own included; and that there is nothing to be waited
-    /// for any more when the database can't be used further. To be called once.
+    /// hear of that, by whichever process, its own included, or within some tenths where processes
+    /// cannot tell each other; and that there is nothing to be waited for any more when the
+    /// database can't be used further. To be called once.
     virtual void watch(Observer observer) = 0;
 
     /// For the thread of the connections alone, which waits for nothing. Lives as long as the
@@ -153,10 +169,18 @@ public:
     /// patience never is.
     virtual void read(Look look, Done done) = 0;
 
-    /// Puts the job behind those that wait. `bytes` is what it holds of a member's data: beyond a
-    /// bound of all that wait it is refused at once, with LedgerUnavailable and on this thread. A
-    /// job that could not be begun within the patience never is.
-    virtual void write(Job job, std::size_t bytes, Done done) = 0;
+    /// What is known of a job before it runs.
+    struct JobFacts
+    {
+        std::size_t bytes = 0; ///< What it holds of a member's data.
+        // Whose circles it changes, those that it makes left out; empty where there is none.
+        std::string seatKey = {}, code = {}, device = {};
+    };
+
+    /// Puts the job behind those that wait. Beyond a bound of what all that wait hold it is refused
+    /// at once, with LedgerUnavailable and on this thread. A job that could not be begun within the
+    /// patience never is. Where the outcome of a commit is not known it is told to have failed.
+    virtual void write(Job job, JobFacts facts, Done done) = 0;
 };
 
 struct LedgerSettings
@@ -183,8 +207,9 @@ struct LedgerSettings
     std::function<void()> beforeCommit = {};
 };
 
-/// Opens `sqlite:PATH`, creating the file and its tables where needed. Throws std::runtime_error
-/// with one sentence for the operator.
+/// Opens `sqlite:PATH`, creating the file where needed, or `postgresql://...`, a database that is
+/// there, and creates the tables where they are missing. Throws std::runtime_error with one
+/// sentence for the operator.
 std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock,
                                    LedgerSettings settings = {});
 

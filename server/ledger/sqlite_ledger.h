@@ -2,13 +2,13 @@
 #pragma once
 
 #include "ledger.h"
+#include "readers.h"
 #include "sqlite_glance.h"
-#include "sqlite_readers.h"
+#include "sqlite_statements.h"
 #include "sqlite_watch.h"
+#include "write_queue.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <filesystem>
 #include <mutex>
 #include <stop_token>
@@ -31,32 +31,22 @@ public:
     LedgerGlance *glance() override { return &glance_; }
     void watch(Observer observer) override;
     void read(Look look, Done done) override { readers_.read(std::move(look), std::move(done)); }
-    void write(Job job, std::size_t bytes, Done done) override;
+    void write(Job job, JobFacts facts, Done done) override
+    {
+        queue_.add(std::move(job), std::move(facts), std::move(done));
+    }
 
 private:
-    struct Pending
-    {
-        Job job;
-        std::size_t bytes = 0;
-        Done done;
-        std::chrono::steady_clock::time_point since; ///< When it began to wait.
-        std::exception_ptr failure;
-    };
+    using Batch = WriteQueue::Batch;
 
     void writeUntil(std::stop_token stop);
     void lookAround();
-    std::deque<Pending> nextBatch(std::stop_token stop);
-    std::deque<Pending> takeLate(std::deque<Pending> &batch) const;
-    void commit(std::deque<Pending> &batch);
+    void commit(Batch &batch);
     void measureRoom();
-    std::exception_ptr runJobs(std::deque<Pending> &batch, SqliteTransaction &transaction);
-    void tell(std::deque<Pending> &batch);
+    std::exception_ptr runJobs(Batch &batch, SqliteTransaction &transaction);
 
     Clock clock_;
-    std::function<std::chrono::steady_clock::time_point()> waitingClock_;
-    std::chrono::milliseconds patience_;
     std::chrono::milliseconds watchInterval_;
-    std::size_t queueBytes_;
     std::function<void()> beforeCommit_;
 
     SqliteFile file_;
@@ -69,10 +59,8 @@ private:
     SqliteStatements writeStatements_;
     SqliteWatch watch_;
 
+    WriteQueue queue_;
     std::mutex mutex_;
-    std::condition_variable_any wakeUp_;
-    std::deque<Pending> queue_;
-    std::size_t heldBytes_ = 0; ///< Of the jobs in the queue and of those being written.
     Observer observer_;
 
     // Of the writer's thread alone.
@@ -80,7 +68,7 @@ private:
     bool usable_ = true;
     std::chrono::steady_clock::time_point nextLook_;
     std::jthread writer_;
-    SqliteReaders readers_;
+    Readers readers_;
 };
 
 } // namespace kivolo::server

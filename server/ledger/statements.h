@@ -46,9 +46,7 @@ public:
         return capsule_.one({circle, id});
     }
 
-    /// Thrown by announce() where that is more than what may be read here.
-    struct TooMuchHere
-    {};
+    /// What is more is too much here.
     void readNoMoreThan(std::int64_t bytes) { mostBytes_ = bytes; }
     void announce(std::int64_t bytes) override
     {

@@ -81,13 +81,13 @@ Done<Result> after(Done<Told> done, Step step)
 } // namespace
 
 template<typename Result>
-void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
-                     Done<Result> done)
+void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule,
+                     Ledger::JobFacts facts, Done<Result> done)
 {
     auto result = std::make_shared<std::optional<Result>>();
     ledger_.write([rule = std::move(rule), result](LedgerTransaction &ledger,
                                                    Seconds now) { *result = rule(ledger, now); },
-                  bytes, telling(result, std::move(done)));
+                  std::move(facts), telling(result, std::move(done)));
 }
 
 template<typename Result>
@@ -103,7 +103,7 @@ void Circles::create(CreateRequest request, Done<Founding> done)
     check(request);
     change<Founding>([this, request = std::move(request)](
                          auto &ledger, Seconds now) { return createIn(ledger, request, now); },
-                     0, std::move(done));
+                     {}, std::move(done));
 }
 
 // Most codes that are not known are somebody's guesses, so none of them keeps the writer busy.
@@ -134,7 +134,8 @@ void Circles::join(JoinRequest request, Done<Membership> done)
 void Circles::joinKnown(const JoinRequest &request, Done<Membership> done)
 {
     change<Joining>(
-        [this, request](auto &ledger, Seconds now) { return joinIn(ledger, request, now); }, 0,
+        [this, request](auto &ledger, Seconds now) { return joinIn(ledger, request, now); },
+        {.code = request.code, .device = request.deviceId},
         after<Joining, Membership>(std::move(done), [this](Joining &joining) {
             observer_({joining.membership.seat.circle.number, 0});
             if (joining.left != 0)
@@ -146,10 +147,11 @@ void Circles::joinKnown(const JoinRequest &request, Done<Membership> done)
 void Circles::send(BeamRequest request, Done<Beam> done)
 {
     check(request, wholeSeconds(clock_()));
-    const std::size_t bytes = request.body.size();
+    Ledger::JobFacts facts{.bytes = request.body.size(), .seatKey = request.seatKey};
     change<Sending>([this, request = std::move(request)](
                         auto &ledger, Seconds now) { return sendIn(ledger, request, now); },
-                    bytes, after<Sending, Beam>(std::move(done), [this](Sending &sending) {
+                    std::move(facts),
+                    after<Sending, Beam>(std::move(done), [this](Sending &sending) {
                         observer_(sending.change);
                         return std::move(sending.beam);
                     }));

@@ -116,7 +116,7 @@ private:
     };
 
     template<typename Result>
-    void change(std::function<Result(LedgerTransaction &, Seconds)> rule, std::size_t bytes,
+    void change(std::function<Result(LedgerTransaction &, Seconds)> rule, Ledger::JobFacts facts,
                 Done<Result> done);
 
     template<typename Result>

@@ -74,7 +74,7 @@ void Sightings::write()
                 for (const Member &member : members)
                     ledger.markSeen(member, seen);
             },
-            0,
+            {},
             [self = shared_from_this()](const std::exception_ptr &failure) {
                 self->written(failure != nullptr);
             });

@@ -93,7 +93,7 @@ public:
     {
         tell([&] { look(statements_); }, done);
     }
-    void write(Job job, std::size_t, Done done) override
+    void write(Job job, JobFacts, Done done) override
     {
         const auto change = [&] {
             const std::int64_t before = connection_.changes();

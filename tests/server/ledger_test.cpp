@@ -1,7 +1,6 @@
 // Nothing that was accepted may be lost between two polls, however writes and reads interleave.
 
 #include "allocations.h"
-#include "ledger/sqlite_readers.h"
 #include "support.h"
 
 #include <barrier>
@@ -18,6 +17,8 @@
 namespace kivolo::server::test {
 
 namespace {
+
+constexpr int readerCount = 3;
 
 /// Holds a commit back until it is let go.
 class Gate
@@ -136,9 +137,9 @@ std::string contentOf(const std::filesystem::path &file)
 /// Has each of the ledger's reading threads do it once, by letting none go on before the last.
 void onEveryReader(Ledger &ledger, const std::function<void(LedgerView &)> &action)
 {
-    std::barrier together(SqliteReaders::count);
-    std::latch done(SqliteReaders::count);
-    for (int i = 0; i < SqliteReaders::count; ++i) {
+    std::barrier together(readerCount);
+    std::latch done(readerCount);
+    for (int i = 0; i < readerCount; ++i) {
         ledger.read(
             [&](LedgerView &view) {
                 together.arrive_and_wait();
@@ -294,7 +295,7 @@ TEST(Ledger, RefusesWhatTheDiskCannotKeepUpWith)
         std::atomic<bool> full = false;
         const auto write = [&] {
             house.ledger->write(
-                [](LedgerTransaction &, Seconds) {}, bytes,
+                [](LedgerTransaction &, Seconds) {}, {bytes},
                 [&](const std::exception_ptr &failure) { failure ? full = true : ++written; });
         };
         write();
@@ -334,7 +335,7 @@ TEST(Ledger, ADatabaseLockedByAnotherIsToldInTime)
         });
     };
     gate.shut();
-    house.ledger->write([](LedgerTransaction &, Seconds) {}, 0, [](const std::exception_ptr &) {});
+    house.ledger->write([](LedgerTransaction &, Seconds) {}, {}, [](const std::exception_ptr &) {});
     gate.awaitWaiting();
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < sends; ++i)
@@ -361,7 +362,7 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     std::string done;
     std::string failed;
     const auto write = [&](char name) {
-        ledger->write([&, name](LedgerTransaction &, Seconds) { done += name; }, 0,
+        ledger->write([&, name](LedgerTransaction &, Seconds) { done += name; }, {},
                       [&, name](const std::exception_ptr &failure) {
                           if (failure)
                               failed += name;
@@ -379,10 +380,10 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     EXPECT_EQ(done, "ac");
     EXPECT_EQ(failed, "b");
 
-    std::latch reading(SqliteReaders::count + 1);
+    std::latch reading(readerCount + 1);
     std::promise<void> read;
     const std::shared_future<void> enough = read.get_future().share();
-    for (int i = 0; i < SqliteReaders::count; ++i) {
+    for (int i = 0; i < readerCount; ++i) {
         ledger->read(
             [&](LedgerView &) {
                 reading.arrive_and_wait();
@@ -442,7 +443,7 @@ TEST(Ledger, HearsWhatOtherProcessesCommit)
                 ledger.addBeam(beam, i, sender, 1);
             }
         },
-        0, [](const std::exception_ptr &) {});
+        {}, [](const std::exception_ptr &) {});
     while (heard.next().circle != 0) {
     }
 }
@@ -535,7 +536,7 @@ TEST(Ledger, WhatIsLargeDoesNotKeepWhatIsSmallWaiting)
     const auto ledger = openLedger("sqlite:" + (folder / "a.sqlite").string(), time.clock());
     Gate disk;
     disk.shut();
-    constexpr int larges = 2 * SqliteReaders::count;
+    constexpr int larges = 2 * readerCount;
     std::latch done(larges);
     for (int i = 0; i < larges; ++i) {
         ledger->read(
@@ -566,7 +567,7 @@ TEST(Ledger, AFailedWriteLeavesNothingAndItsNeighbourIsKept)
         std::promise<Outcome<Beam>> sent;
         std::promise<std::exception_ptr> told;
         house.ledger->write(
-            [going = go.get_future().share()](LedgerTransaction &, Seconds) { going.wait(); }, 0,
+            [going = go.get_future().share()](LedgerTransaction &, Seconds) { going.wait(); }, {},
             [](const std::exception_ptr &) {});
         house.circles.send(textFrom(ana), [&](Outcome<Beam> beam) { sent.set_value(beam); });
         house.ledger->write(
@@ -574,7 +575,7 @@ TEST(Ledger, AFailedWriteLeavesNothingAndItsNeighbourIsKept)
                 ledger.addCircle({{.code = "CODE", .maxSeats = 5}, "key"}, {"device", ""}, now);
                 throw error;
             },
-            0, [&](std::exception_ptr failure) { told.set_value(failure); });
+            {}, [&](std::exception_ptr failure) { told.set_value(failure); });
         go.set_value();
         EXPECT_NO_THROW(sent.get_future().get().take());
         std::rethrow_exception(told.get_future().get());

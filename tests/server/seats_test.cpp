@@ -176,7 +176,7 @@ TEST(Seats, AreSeenAtTheCostOfFewWritesAndWithoutADisk)
         for (int i = 0; i < 100; ++i)
             EXPECT_EQ(lookIn(house, 0, ana, static_cast<std::size_t>(i % 2)).status, 200u);
         std::promise<void> done;
-        house.ledger->write([](LedgerTransaction &, Seconds) {}, 0,
+        house.ledger->write([](LedgerTransaction &, Seconds) {}, {},
                             [&](const std::exception_ptr &) { done.set_value(); });
         done.get_future().wait();
         return commits - before;
@@ -287,7 +287,7 @@ TEST(Quotas, KeepTheReserveOfADiskFree)
             entered.set_value();
             go.get_future().wait();
         },
-        0, [](const std::exception_ptr &) {});
+        {}, [](const std::exception_ptr &) {});
     entered.get_future().wait();
     std::atomic<int> accepted = 0;
     std::latch told(30);

@@ -118,7 +118,7 @@ Tick nextSince(const Told &poll)
 void settle(Ledger &ledger)
 {
     std::promise<void> done;
-    ledger.write([](LedgerTransaction &, Seconds) {}, 0,
+    ledger.write([](LedgerTransaction &, Seconds) {}, {},
                  [&done](const std::exception_ptr &failure) {
                      EXPECT_FALSE(failure);
                      done.set_value();
