@@ -99,7 +99,7 @@ Awaitable<void> Session::endRequest()
 
 Awaitable<void> Session::letOthersGoFirst()
 {
-    co_await hub_->turns().next({shared_from_this(), &wakeUp_});
+    co_await hub_->turns().next(client_, {shared_from_this(), &wakeUp_});
 }
 
 Awaitable<std::optional<Response>> Session::answer(Request &request)

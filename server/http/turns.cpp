@@ -4,11 +4,15 @@
 
 namespace kivolo::server::http {
 
-Awaitable<void> Turns::next(std::shared_ptr<Timer> timer)
+// Where memory runs out in here, a guest stands in the order and nowhere else, or the reverse.
+Awaitable<void> Turns::next(Address guest, std::shared_ptr<Timer> timer)
 {
-    waiting_.push_back(timer);
-    if (waiting_.size() == 1)
+    Waiting &queue = waiting_[guest.network()];
+    if (order_.empty())
         asio::post(context_, [this] { give(); });
+    if (queue.empty())
+        order_.push_back(guest.network());
+    queue.push_back(timer);
     timer->expires_at(std::chrono::steady_clock::time_point::max());
     co_await timer->async_wait(awaitedWithError);
 }
@@ -17,13 +21,26 @@ Awaitable<void> Turns::next(std::shared_ptr<Timer> timer)
 void Turns::give()
 {
     constexpr int atOnce = 16;
-    for (int i = 0; i < atOnce && !waiting_.empty(); ++i) {
-        if (const std::shared_ptr<Timer> timer = waiting_.front().lock())
-            timer->cancel();
-        waiting_.pop_front();
-    }
-    if (!waiting_.empty())
+    for (int i = 0; i < atOnce && !order_.empty(); ++i)
+        giveNext();
+    if (!order_.empty())
         asio::post(context_, [this] { give(); });
+}
+
+void Turns::giveNext()
+{
+    const Address guest = order_.front();
+    order_.pop_front();
+    Waiting &queue = waiting_[guest];
+    if (!queue.empty()) {
+        if (const std::shared_ptr<Timer> timer = queue.front().lock())
+            timer->cancel();
+        queue.pop_front();
+    }
+    if (queue.empty())
+        waiting_.erase(guest);
+    else
+        order_.push_back(guest);
 }
 
 } // namespace kivolo::server::http
