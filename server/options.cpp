@@ -39,8 +39,9 @@ void addSettings(CLI::App &app, Options &options)
 {
     addFile(app);
     app.add_option("--listen", options.listen,
-                   "Address to listen on, as often as there are any; port 0 picks a free one")
-        ->option_text("HOST:PORT or unix:PATH [127.0.0.1:8787]")
+                   "Address to listen on, as often as there are any; port 0 picks a free one; "
+                   "systemd: the sockets of its unit")
+        ->option_text("HOST:PORT, unix:PATH or systemd [127.0.0.1:8787]")
         ->expected(1)
         ->delimiter(',')
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);

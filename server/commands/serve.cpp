@@ -2,6 +2,7 @@
 #include "http/server.h"
 #include "memory.h"
 #include "routes/routes.h"
+#include "supervisor.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -148,13 +149,15 @@ void Service::run()
 
 void Service::listen()
 {
-    if (!options_.tlsCertificate.empty()) {
+    if (!options_.tlsCertificate.empty())
         server_.encrypt(options_.tlsCertificate, options_.tlsKey);
+    // Where there is a terminal, its end is the server's; a service manager asks for what is new.
+    if (!options_.tlsCertificate.empty() || isSupervised())
         signals_.add(SIGHUP);
-    }
     followSignals();
     for (const std::string &address : options_.listen)
         std::cout << "listening on " << server_.listen(address) << std::endl;
+    tellSupervisor("READY=1");
 }
 
 void Service::followSignals()
@@ -168,6 +171,7 @@ void Service::followSignals()
             return;
         }
         spdlog::info("stopping");
+        tellSupervisor("STOPPING=1");
         server_.stop();
     });
 }

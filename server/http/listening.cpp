@@ -196,6 +196,8 @@ SocketFile::~SocketFile()
 
 void checkAddress(const std::string &address)
 {
+    if (address == inherited)
+        return;
     try {
         if (address.starts_with(local))
             Local::endpoint(localPath(address));

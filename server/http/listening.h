@@ -4,6 +4,7 @@
 #include "loop.h"
 
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -38,6 +39,9 @@ struct Listenings
     std::vector<Listening> all;
     bool local = false; ///< A Unix socket.
 };
+
+/// Stands for the sockets of inheritedListenings() in the place of an address.
+constexpr std::string_view inherited = "systemd";
 
 /// Listens on HOST:PORT, with an IPv6 address in brackets and port 0 for a free one, of a name on
 /// every address that it has and this machine knows; or on unix:PATH, which the owner and the group

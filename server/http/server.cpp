@@ -1,6 +1,7 @@
 #include "server.h"
 
 #include "hub.h"
+#include "inherited.h"
 #include "listening.h"
 #include "tls.h"
 
@@ -30,7 +31,16 @@ void Server::reloadCertificate()
 
 std::string Server::listen(const std::string &address)
 {
-    Listenings listenings = listenOn(context_, address);
+    if (address != inherited)
+        return serve(listenOn(context_, address));
+    std::string told;
+    for (Listenings &listenings : inheritedListenings(context_))
+        told += (told.empty() ? "" : ", ") + serve(std::move(listenings));
+    return told;
+}
+
+std::string Server::serve(Listenings listenings)
+{
     const std::shared_ptr<Tls> tls = listenings.local ? nullptr : tls_;
     for (Listening &listening : listenings.all)
         hub_->serve(std::move(listening), tls);

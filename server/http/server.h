@@ -41,6 +41,7 @@ struct Limits
 };
 
 class Hub;
+struct Listenings;
 class Tls;
 
 /// Lives on one thread, the one that runs the context. Its connections keep what they need of it
@@ -57,8 +58,9 @@ public:
     /// Reads those files anew, for the connections to come.
     void reloadCertificate();
 
-    /// Begins to accept on HOST:PORT or unix:PATH, see listenOn(). May be called several times.
-    /// Returns what to connect to, as in https://HOST:PORT, with the real port.
+    /// Begins to accept on HOST:PORT or unix:PATH, see listenOn(), or "systemd", see
+    /// inheritedListenings(). May be called several times. Returns what to connect to, as in
+    /// https://HOST:PORT, with the real port.
     std::string listen(const std::string &address);
 
     /// Accepts nothing more, closes what is idle and lets the rest finish within the grace time.
@@ -66,6 +68,8 @@ public:
     void stop();
 
 private:
+    std::string serve(Listenings listenings);
+
     boost::asio::io_context &context_;
     std::shared_ptr<Hub> hub_;
     std::shared_ptr<Tls> tls_;
