@@ -1,17 +1,14 @@
 // The program as its user starts it: real processes on a real display.
 #include "staging/scripted_server.h"
 #include "support/eventually.h"
-#include "support/fake_notifications.h"
-#include "support/fake_portal.h"
+#include "support/fake_desktop.h"
 #include "support/x_server.h"
 
 #include <QCursor>
-#include <QDBusMessage>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
 #include <QScreen>
-#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QWidget>

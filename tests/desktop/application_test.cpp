@@ -1,19 +1,16 @@
 #include "platform/desktop/application.h"
+#include "platform/desktop/cursor_rest.h"
 #include "platform/desktop/key_guard.h"
-#include "platform/desktop/pasteboard.h"
 #include "staging/manual_main_queue.h"
 #include "support/eventually.h"
 #include "support/x_server.h"
 
-#include <QClipboard>
-#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QLineEdit>
-#include <QMimeData>
 #include <QProcess>
 #include <QPushButton>
 #include <QShortcut>
-#include <QUrl>
+#include <QStyleHints>
 #include <QVBoxLayout>
 #include <gtest/gtest.h>
 
@@ -22,60 +19,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
-
-// Stands for the desktop's browser.
-class Opener final : public QObject
-{
-    Q_OBJECT
-public:
-    Opener()
-    {
-        for (const char *scheme : {"http", "https", "file"})
-            QDesktopServices::setUrlHandler(QLatin1String(scheme), this, "open");
-    }
-    ~Opener() override
-    {
-        for (const char *scheme : {"http", "https", "file"})
-            QDesktopServices::unsetUrlHandler(QLatin1String(scheme));
-    }
-    QList<QUrl> opened;
-
-public Q_SLOTS:
-    void open(const QUrl &url) { opened << url; }
-};
-
-TEST(Application, OpensNothingButWebAddresses)
-{
-    Opener browser;
-    const struct
-    {
-        const char *url;
-        bool opens;
-    } cases[] = {
-        {"https://example.org/Kivolo.dmg", true},
-        {"http://example.org", true},
-        {"HTTPS://example.org", true},
-        {"file:///etc/passwd", false},
-        {"example.org", false},
-        {"https:", false},
-        {"", false},
-    };
-    for (const auto &[url, opens] : cases) {
-        browser.opened.clear();
-        EXPECT_EQ(application::openLink(QUrl(QString::fromLatin1(url))), opens) << url;
-        EXPECT_EQ(browser.opened.size(), opens ? 1 : 0) << url;
-    }
-}
-
-TEST(Application, PasteboardHoldsPlainTextOnly)
-{
-    auto previous = std::make_unique<QMimeData>();
-    previous->setHtml(QStringLiteral("<b>old</b>"));
-    QGuiApplication::clipboard()->setMimeData(previous.release());
-    pasteboard::setString(QStringLiteral("<i>K7M2</i>"));
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("<i>K7M2</i>"));
-    EXPECT_FALSE(QGuiApplication::clipboard()->mimeData()->hasHtml());
-}
 
 /// A window like the program's, which somebody used before turning to another program.
 class ActivationTest : public testing::Test
@@ -195,7 +138,29 @@ TEST_F(ActivationTest, KeysAreTheUsersWhereTheUserHasBroughtTheWindow)
     }
 }
 
+TEST(CursorRestTest, TheCursorBlinksWhileSomebodyTypes)
+{
+    const auto blinks = [] { return QGuiApplication::styleHints()->cursorFlashTime() > 0; };
+    ASSERT_TRUE(blinks());
+    ManualMainQueue queue;
+    QLineEdit field;
+    {
+        const CursorRest rest(queue);
+        queue.advance(9s);
+        QTest::keyClick(&field, Qt::Key_A);
+        queue.advance(9s);
+        EXPECT_TRUE(blinks());
+        queue.advance(1s);
+        EXPECT_FALSE(blinks());
+        EXPECT_EQ(queue.pending(), 0) << "woken for nothing";
+        QTest::mouseClick(&field, Qt::LeftButton);
+        EXPECT_TRUE(blinks());
+        queue.advance(10s);
+        EXPECT_FALSE(blinks());
+        QTest::keyClick(&field, Qt::Key_B);
+    }
+    EXPECT_TRUE(blinks());
+}
+
 } // namespace
 } // namespace kivolo
-
-#include "application_test.moc"

@@ -1,95 +1,70 @@
-#include <QByteArray>
 #include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
-#include <memory>
+#include <vector>
 
-namespace kivolo {
+using namespace Qt::StringLiterals;
+
 namespace {
 
-class SingleInstance : public testing::Test
+/// A program that may run once.
+struct Probe : QProcess
 {
-protected:
-    using Program = std::unique_ptr<QProcess>;
-
-    Program start(const QString &deviceId, const QString &folder)
+    Probe(const QString &deviceId, const QString &folder)
     {
-        auto program = std::make_unique<QProcess>();
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), folder);
-        program->setProcessEnvironment(environment);
-        program->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        program->start(QStringLiteral(SINGLE_INSTANCE_PROBE), {deviceId});
-        return program;
+        environment.insert(u"XDG_RUNTIME_DIR"_s, folder);
+        setProcessEnvironment(environment);
+        start(QStringLiteral(SINGLE_INSTANCE_PROBE), {deviceId});
     }
-    Program start(const char *deviceId) { return start(QLatin1String(deviceId), runtime.path()); }
-    static QByteArray line(const Program &program)
+    ~Probe() override
     {
-        while (!program->canReadLine() && program->waitForReadyRead(10'000)) {
-        }
-        return program->readLine().trimmed();
+        kill(); // as in a crash
+        waitForFinished();
     }
-
-    static void kill(const std::initializer_list<const Program *> &programs)
+    /// What it says next.
+    QByteArray word()
     {
-        for (const Program *program : programs) {
-            (*program)->kill();
-            (*program)->waitForFinished();
+        while (!canReadLine() && waitForReadyRead(10'000)) {
         }
+        return readLine().trimmed();
     }
-
-    QTemporaryDir runtime;
 };
 
-TEST_F(SingleInstance, SecondStartRaisesTheFirstAndEndsAndACrashLeavesTheWayFree)
+TEST(SingleInstanceTest, OfManyStartsOneRemainsAndIsRaisedAndACrashLeavesTheWayFree)
 {
+    const QTemporaryDir folder;
     for (const char *round : {"first", "after a crash"}) {
         SCOPED_TRACE(round);
-        const Program first = start("device-a");
-        ASSERT_EQ(line(first), "first");
-        const Program second = start("device-a");
-        EXPECT_EQ(line(second), "running");
-        EXPECT_TRUE(second->waitForFinished());
-        EXPECT_EQ(line(first), "raised");
-        const Program other = start("device-b");
-        EXPECT_EQ(line(other), "first") << "another installation";
-        kill({&first, &other});
+        std::vector<std::unique_ptr<Probe>> started;
+        for (int i = 0; i < 6; ++i)
+            started.push_back(std::make_unique<Probe>(u"device-a"_s, folder.path()));
+        Probe other(u"device-b"_s, folder.path());
+        EXPECT_EQ(other.word(), "first") << "another installation";
+        std::vector<Probe *> first;
+        for (const auto &each : started) {
+            const QByteArray outcome = each->word();
+            if (outcome == "first")
+                first.push_back(each.get());
+            else
+                EXPECT_TRUE(outcome == "running" && each->waitForFinished()) << outcome.data();
+        }
+        ASSERT_EQ(first.size(), 1U);
+        for (int i = 1; i < 6; ++i)
+            EXPECT_EQ(first.front()->word(), "raised");
     }
-    for (const QString &name : QDir(runtime.path()).entryList(QDir::AllEntries | QDir::System))
-        EXPECT_FALSE(name.contains(QLatin1String("device"))) << "the device id is in a file's name";
-}
+    for (const QString &name : QDir(folder.path()).entryList(QDir::AllEntries | QDir::System))
+        EXPECT_FALSE(name.contains(u"device"_s)) << "the device id is in a file's name";
 
-TEST_F(SingleInstance, ManyStartsAtOnceLeaveOne)
-{
-    std::vector<Program> programs;
-    for (int i = 0; i < 6; ++i)
-        programs.push_back(start("device-a"));
-    int firsts = 0;
-    for (const Program &program : programs) {
-        const QByteArray outcome = line(program);
-        firsts += outcome == "first";
-        EXPECT_TRUE(outcome == "first" || outcome == "running") << outcome.constData();
-    }
-    EXPECT_EQ(firsts, 1);
-    for (const Program &program : programs)
-        kill({&program});
-}
-
-TEST_F(SingleInstance, AFailureIsTold)
-{
     // A name too long for a socket.
-    const QString deep = runtime.path() + QLatin1Char('/') + QString(120, QLatin1Char('x'));
+    const QString deep = folder.filePath(QString(120, u'x'));
     ASSERT_TRUE(QDir().mkpath(deep));
     QFile::setPermissions(deep, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    const Program program = start(QStringLiteral("device-a"), deep);
-    const QByteArray told = line(program);
-    EXPECT_FALSE(told.isEmpty());
-    EXPECT_NE(told, "first");
-    EXPECT_NE(told, "running");
-    EXPECT_TRUE(program->waitForFinished());
-    EXPECT_EQ(program->exitCode(), 1);
+    Probe failing(u"device-a"_s, deep);
+    EXPECT_TRUE(failing.waitForFinished());
+    EXPECT_EQ(failing.exitCode(), 1);
+    EXPECT_NE(failing.word(), "") << "a failure is told";
 }
 
 } // namespace
-} // namespace kivolo

@@ -2,7 +2,7 @@
 // plain HTTP client.
 #include "end_to_end/circle.h"
 #include "end_to_end/desktop.h"
-#include "support/fake_portal.h"
+#include "support/fake_desktop.h"
 
 #include <QBuffer>
 #include <QImage>

@@ -50,18 +50,6 @@ std::vector<xcb_window_t> XServer::children(xcb_window_t window) const
     return {windows.begin(), windows.end()};
 }
 
-std::vector<xcb_window_t> XServer::unmanagedWindows() const
-{
-    std::vector<xcb_window_t> windows = children(root());
-    std::erase_if(windows, [this](xcb_window_t window) {
-        const auto reply =
-            answer<xcb_get_window_attributes, xcb_get_window_attributes_reply>(window);
-        return !reply || !reply->override_redirect || reply->map_state != XCB_MAP_STATE_VIEWABLE ||
-               reply->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT;
-    });
-    return windows;
-}
-
 xcb_window_t XServer::outermost(xcb_window_t window) const
 {
     for (xcb_window_t parent = window; parent != root();) {

@@ -21,8 +21,6 @@ public:
 
     /// The names that a property's values stand for.
     std::vector<std::string> atoms(xcb_window_t window, const char *property) const;
-    /// Those that keep themselves from its care (override-redirect) and show, from back to front.
-    std::vector<xcb_window_t> unmanagedWindows() const;
     /// Whether `front` stands nearer to the user than `back`, each with the frame that a window
     /// manager may have put it into.
     bool isInFrontOf(xcb_window_t front, xcb_window_t back) const;
