@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
-#include <optional>
 
 using namespace kivolo;
 using namespace Qt::StringLiterals;
@@ -176,6 +175,32 @@ TEST_F(ProgramTest, SaysOnTheDesktopTooThatThereIsNoDisplay)
     EXPECT_EQ(exitCode(help), 0);
     EXPECT_TRUE(help->readAllStandardOutput().contains("--hidden"));
     EXPECT_EQ(exitCode(start({u"--nonsense"_s})), 1);
+}
+
+TEST_F(ProgramTest, SpeaksTheNearestOfTheWantedLanguages)
+{
+    const char english[] = "for a closed circle";
+    const char german[] = "für einen geschlossenen Kreis";
+    const char spanish[] = "para un círculo cerrado";
+    const char french[] = "pour un cercle fermé";
+    const char japanese[] = "身近な仲間だけ";
+    const char portuguese[] = "para um círculo fechado";
+    const std::pair<const char *, const char *> cases[] = {
+        // best first, as desktops say it
+        {"de_AT", german},        {"es_MX", spanish},       {"fr_CA", french},
+        {"ja_JP", japanese},      {"ja", japanese},         {"pt_BR", portuguese},
+        {"pt_PT", portuguese},    {"pt", portuguese},       {"sv_SE", english},
+        {"C", english},           {"en_GB:en:de", english}, {"sv:ja:de", japanese},
+        {"pt_PT:fr", portuguese},
+    };
+    std::vector<Program> programs;
+    for (const auto &[wanted, spoken] : cases)
+        programs.push_back(start({u"--help"_s}, {{u"LANGUAGE"_s, QLatin1String(wanted)}}));
+    for (std::size_t i = 0; i < programs.size(); ++i) {
+        EXPECT_EQ(exitCode(programs[i]), 0);
+        EXPECT_TRUE(programs[i]->readAllStandardOutput().contains(cases[i].second))
+            << cases[i].first;
+    }
 }
 
 TEST_F(ProgramTest, RunsOnWaylandAloneAndHandsWhatArrivesToTheDesktop)
