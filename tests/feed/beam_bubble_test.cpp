@@ -1,5 +1,6 @@
 #include "feed/beam_bubble.h"
 
+#include "feed/doodle_cache.h"
 #include "feed/time_ago.h"
 #include "staging/beams.h"
 #include "style/brand.h"
@@ -8,6 +9,7 @@
 #include <QFontMetricsF>
 #include <QImage>
 #include <QPainter>
+#include <QSignalSpy>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -126,6 +128,31 @@ TEST(BeamBubbleTest, LongTextIsShownInFullAndAHugeOneIsNot)
     const qreal line = QFontMetricsF(textFont(TextStyle::Body)).height();
     EXPECT_NEAR(height(3333) - height(100), 3233 * line, 1); // 10,000 characters
     EXPECT_EQ(height(10'000), height(300'000));
+}
+
+TEST(DoodleCacheTest, DecodesOnceAndForgetsTheOldest)
+{
+    QImage drawing(80, 40, QImage::Format_RGB32);
+    drawing.fill(Qt::red);
+    const QString body = encodeDoodle(drawing).value();
+    constexpr qsizetype one = 40 * 20 * 4;
+    DoodleCache cache({40, 20}, one);
+    QSignalSpy decoded(&cache, &DoodleCache::decoded);
+
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Pending);
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Pending);
+    ASSERT_TRUE(decoded.wait());
+    EXPECT_EQ(decoded.count(), 1);
+    EXPECT_EQ(cache.find(1, body).image.size(), QSize(40, 20));
+
+    cache.find(2, QStringLiteral("no picture"));
+    ASSERT_TRUE(decoded.wait());
+    EXPECT_EQ(cache.find(2, {}).state, DoodleLookup::NoPicture);
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Picture);
+
+    cache.find(3, body);
+    ASSERT_TRUE(decoded.wait());
+    EXPECT_EQ(cache.find(1, body).state, DoodleLookup::Pending);
 }
 
 } // namespace

@@ -1,13 +1,14 @@
+// What is on the floating cards.
+#include "overlays/capsule_card.h"
+#include "overlays/capsule_card_model.h"
 #include "overlays/incoming_beam_view.h"
-
 #include "staging/beams.h"
 #include "style/brand.h"
 #include "style/theme.h"
 
-#include <QAbstractButton>
-#include <QPointer>
+#include <QCoreApplication>
+#include <QPainter>
 #include <QSignalSpy>
-#include <QTest>
 #include <gtest/gtest.h>
 
 namespace kivolo {
@@ -207,25 +208,42 @@ TEST_F(IncomingBeamCardTest, WhatGoesOnBeyondTheCardFadesOut)
     }
 }
 
-TEST_F(IncomingBeamCardTest, CloseButtonMayDestroyIt)
+TEST(CapsuleCardTest, CountdownText)
 {
-    int closed = 0;
-    QPointer<IncomingBeamView> card;
-    card = new IncomingBeamView(doodle(blackSquare()), true, [&] {
-        if (++closed == 2)
-            card->deleteLater();
-    });
-    card->show();
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(card));
-    auto *button = card->findChild<QAbstractButton *>();
-    QTest::mouseClick(card, Qt::LeftButton, {}, {60, 110});
-    EXPECT_EQ(closed, 0);
-    QTest::mouseClick(button, Qt::LeftButton);
-    EXPECT_EQ(closed, 1);
-    QTest::keyClick(button, Qt::Key_Space);
-    EXPECT_EQ(closed, 2);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(card.isNull());
+    const std::pair<qint64, const char *> cases[] = {
+        {0, "0s"},         {59, "59s"},          {60, "1m 00s"},
+        {3599, "59m 59s"}, {3600, "1h 00m 00s"}, {7 * 86400 + 61, "168h 01m 01s"},
+    };
+    for (const auto &[seconds, text] : cases)
+        EXPECT_EQ(CapsuleCard::fmt(seconds), QLatin1String(text));
+    EXPECT_FALSE(CapsuleCard::fmt(std::numeric_limits<qint64>::max()).startsWith(u'-'));
+}
+
+TEST(CapsuleCardTest, CountsDownAndKeepsItsSizeAndItsSecret)
+{
+    Beam beam = noteOf(QStringLiteral("secret"));
+    beam.from_handle = QStringLiteral("Mia");
+    beam.sealed = 1;
+    const auto model = std::make_shared<CapsuleCardModel>(3600);
+    CapsuleCard card(beam, model);
+    EXPECT_EQ(card.accessibleName(), QStringLiteral("Mia's time capsule"));
+    EXPECT_EQ(card.accessibleDescription(), QStringLiteral("Opens in 1h 00m 00s"));
+    model->remaining = 60;
+    QCoreApplication::processEvents();
+    EXPECT_EQ(card.accessibleDescription(), QStringLiteral("Opens in 1m 00s"));
+
+    beam.from_handle = QString(100'000, u'W');
+    CapsuleCard crowded(beam, model);
+    EXPECT_EQ(crowded.size(), QSize(290, 92));
+    EXPECT_FALSE(crowded.accessibleName().contains(QLatin1String("secret")));
+    const Picture picture(crowded);
+    EXPECT_EQ(picture.at(0, 0).alpha(), 0);
+    EXPECT_EQ(picture.at(289, 91).alpha(), 0);
+    // The outline goes from violet to coral, and nothing of the name reaches it.
+    EXPECT_GT(picture.at(0, 30).blue(), 240);
+    EXPECT_GT(picture.at(289, 60).red(), 240);
+    for (int y = 20; y < 70; ++y)
+        EXPECT_EQ(picture.at(283, y), picture.at(145, 6));
 }
 
 } // namespace
