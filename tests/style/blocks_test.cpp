@@ -1,7 +1,10 @@
+// What views are built of.
 #include "style/button.h"
+#include "style/scroll_bar.h"
 #include "style/stack.h"
 #include "style/text.h"
 #include "style/text_style.h"
+#include "style/theme.h"
 
 #include <QApplication>
 #include <QFontMetricsF>
@@ -34,21 +37,19 @@ private:
     int least_;
 };
 
-/// Where each view begins and how long it is, along the direction.
+/// Where each view of a row begins and how wide it is.
 using Extents = QList<std::pair<int, int>>;
 
-Extents laidOut(Stack *stack, const QSize &size)
+Extents laidOut(Stack *stack, int width)
 {
     const std::unique_ptr<QWidget> owner(stack);
-    const bool vertical = size.height() > size.width();
-    stack->resize(size);
+    stack->resize(width, 50);
     stack->ensurePolished();
     stack->layout()->activate();
     Extents extents;
     for (const QObject *child : stack->children()) {
         if (const auto *view = qobject_cast<const QWidget *>(child); view && !view->isHidden())
-            extents.append(vertical ? std::pair(view->y(), view->height())
-                                    : std::pair(view->x(), view->width()));
+            extents.append(std::pair(view->x(), view->width()));
     }
     return extents;
 }
@@ -57,67 +58,33 @@ TEST(StackTest, SharesRoomTheWayAViewTreeSays)
 {
     auto *hidden = new Block;
     hidden->hide();
-    const QSize row(200, 50);
     struct
     {
         const char *name;
         Stack *stack;
-        QSize size;
+        int width;
         Extents expected;
     } const cases[] = {
-        {"kept together", hstack(10, {new Block, new Block}), row, {{55, 40}, {105, 40}}},
-        {"pushed apart", hstack(10, {new Block, spacer(), new Block}), row, {{0, 40}, {160, 40}}},
+        {"kept together", hstack(10, {new Block, new Block}), 200, {{55, 40}, {105, 40}}},
+        {"pushed apart", hstack(10, {new Block, spacer(), new Block}), 200, {{0, 40}, {160, 40}}},
         {"grown",
          hstack(10, {new Block, new Block(0, true), new Block(0, true)}),
-         row,
+         200,
          {{0, 40}, {50, 70}, {130, 70}}},
-        {"padded", hstack(0, {new Block(0, true)})->padded(14, 12), row, {{14, 172}}},
-        {"overlapping", hstack(-10, {new Block, new Block}), {70, 50}, {{0, 40}, {30, 40}}},
-        {"without what is hidden", hstack(10, {hidden, new Block, spacer()}), row, {{0, 40}}},
+        {"padded", hstack(0, {new Block(0, true)})->padded(14, 12), 200, {{14, 172}}},
+        {"overlapping", hstack(-10, {new Block, new Block}), 70, {{0, 40}, {30, 40}}},
+        {"without what is hidden", hstack(10, {hidden, new Block, spacer()}), 200, {{0, 40}}},
         {"short of room, the longest",
          hstack(10, {new Block(0), new Block(0)}),
-         {60, 50},
+         60,
          {{0, 25}, {35, 25}}},
         {"yielding",
          hstack(10, {new Block(0), yielding(new Block(10)), new Block(0)}),
-         {110, 50},
+         110,
          {{0, 40}, {50, 10}, {70, 40}}},
     };
     for (const auto &each : cases)
-        EXPECT_EQ(laidOut(each.stack, each.size), each.expected) << each.name;
-}
-
-TEST(StackTest, TightensBeforeItNeedsMoreRoom)
-{
-    const auto column = [] { return vstack(18, {new Block(0), new Block(0)})->tightening(5); };
-    const struct
-    {
-        int height;
-        Extents expected;
-    } cases[] = {
-        {200, {{51, 40}, {109, 40}}}, // as any column
-        {134, {{18, 40}, {76, 40}}},
-        {110, {{10, 40}, {60, 40}}},
-        {95, {{5, 40}, {50, 40}}},
-    };
-    for (const auto &[height, expected] : cases)
-        EXPECT_EQ(laidOut(column(), {50, height}), expected) << height;
-    const std::unique_ptr<Stack> least(column());
-    EXPECT_EQ(least->layout()->totalMinimumHeightForWidth(50), 95);
-}
-
-TEST(StackTest, WrapsTextInTheWidthItReallyGets)
-{
-    const QString words = QStringLiteral("a few words that need more than one line of this card");
-    Text *wrapped = text(words, textFont(TextStyle::Callout));
-    Stack *card = vstack(0, {wrapped})->padded(20)->wide(150);
-    const std::unique_ptr<Stack> window(vstack(0, {card}));
-    window->resize(500, 500);
-    window->layout()->activate();
-    card->layout()->activate();
-    EXPECT_EQ(wrapped->width(), 110);
-    EXPECT_EQ(wrapped->height(), wrapped->heightForWidth(110));
-    EXPECT_GT(wrapped->height(), 2 * wrapped->sizeHint().height());
+        EXPECT_EQ(laidOut(each.stack, each.width), each.expected) << each.name;
 }
 
 /// Where the ink of each line of `text` begins and ends, `width` points wide.
@@ -204,6 +171,25 @@ TEST(ButtonTest, IsPressedByKeysAndItsTipIsPlainTextInTheInterfacesFont)
     EXPECT_EQ((*tip)->font().families(), textFont(TextStyle::Subheadline).families());
     EXPECT_EQ((*tip)->font().pixelSize(), 11);
     QToolTip::hideText();
+}
+
+TEST(ScrollBarTest, ShowsWhichWayThereIsMoreHoweverLittle)
+{
+    ScrollBar bar;
+    bar.resize(ScrollBar::barWidth, 500);
+    bar.setPageStep(496);
+    for (const int overflow : {4, 100, 100'000}) {
+        bar.setRange(0, overflow);
+        bar.setValue(0);
+        const QColor track = Theme::shared().colors().window;
+        const QImage atTop = bar.grab().toImage();
+        EXPECT_NE(atTop.pixelColor(4, 10), track) << overflow;
+        EXPECT_EQ(atTop.pixelColor(4, 480), track) << overflow;
+        bar.setValue(overflow);
+        const QImage atEnd = bar.grab().toImage();
+        EXPECT_EQ(atEnd.pixelColor(4, 20), track) << overflow;
+        EXPECT_NE(atEnd.pixelColor(4, 490), track) << overflow;
+    }
 }
 
 } // namespace
