@@ -79,6 +79,11 @@ Response responseTo(const Selection &selection, std::string_view tag, std::strin
     return response;
 }
 
+File folder(const std::filesystem::path &path)
+{
+    return File(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
 struct Found
 {
     File file;
@@ -175,20 +180,20 @@ std::string originOf(const Request &request)
 
 } // namespace
 
-Site::Site(const std::filesystem::path &directory, std::filesystem::path downloads, Clock clock)
-    : root_(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC))
-    , downloads_(downloads.empty() ? directory / "downloads" : std::move(downloads))
+Site::Site(std::filesystem::path directory, std::filesystem::path downloads, Clock clock)
+    : root_(std::move(directory))
+    , downloads_(downloads.empty() ? root_ / "downloads" : std::move(downloads))
     , clock_(std::move(clock))
 {
-    if (!root_)
-        throw std::runtime_error("the site directory " + directory.string() +
+    if (!folder(root_))
+        throw std::runtime_error("the site directory " + root_.string() +
                                  " cannot be opened: " + std::generic_category().message(errno));
 }
 
 std::optional<Response> Site::answer(const Request &request)
 {
     std::optional<std::string> path = percentDecoded(request.path());
-    if (!root_ || !path || !path->starts_with('/'))
+    if (root_.empty() || !path || !path->starts_with('/'))
         return std::nullopt;
     if (path->ends_with('/'))
         *path += "index.html";
@@ -198,8 +203,8 @@ std::optional<Response> Site::answer(const Request &request)
         return version(request);
     const bool download = path->starts_with(downloads);
     std::optional<Found> found =
-        download ? find(downloadsFolder(), std::string_view(*path).substr(downloads.size()))
-                 : find(root_, std::string_view(*path).substr(1));
+        download ? find(folder(downloads_), std::string_view(*path).substr(downloads.size()))
+                 : find(folder(root_), std::string_view(*path).substr(1));
     if (found)
         return responseWith(std::move(*found), contentTypeOf(*path), request);
     if (*path != usualDownload)
@@ -211,15 +216,9 @@ std::optional<Response> Site::answer(const Request &request)
     return elsewhere;
 }
 
-// Looked for each time, as it may have been put in another's place.
-File Site::downloadsFolder() const
-{
-    return File(::open(downloads_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-}
-
 std::optional<Response> Site::firstPage(const Request &request)
 {
-    std::optional<Found> found = find(root_, "index.html");
+    std::optional<Found> found = find(folder(root_), "index.html");
     constexpr std::uint64_t largest = 256 << 10;
     if (!found || found->size > largest)
         return found ? std::optional(responseWith(std::move(*found), html, request)) : std::nullopt;
@@ -249,9 +248,8 @@ std::optional<Response> Site::firstPage(const Request &request)
 // has come to.
 std::optional<Response> Site::version(const Request &request)
 {
-    for (const bool ours : {true, false}) {
-        if (std::optional<Found> found =
-                ours ? find(downloadsFolder(), "version.json") : find(root_, "version.json"))
+    for (const std::filesystem::path &place : {downloads_, root_}) {
+        if (std::optional<Found> found = find(folder(place), "version.json"))
             return responseWith(std::move(*found), json, request);
     }
     std::vector<Package> clients;
@@ -273,7 +271,7 @@ const std::vector<Package> &Site::packages()
     constexpr std::chrono::seconds current(1);
     const auto now = clock_();
     if (!looked_ || now - *looked_ >= current) {
-        packages_ = newestPackages(downloadsFolder().descriptor());
+        packages_ = newestPackages(folder(downloads_).descriptor());
         looked_ = now;
     }
     return packages_;

@@ -23,9 +23,10 @@ public:
 
     /// Serves nothing.
     Site() = default;
-    /// Throws std::runtime_error where the directory cannot be opened. The one with the downloads
-    /// may come and go; without a name it is `downloads` in the first.
-    explicit Site(const std::filesystem::path &directory, std::filesystem::path downloads = {},
+    /// Throws std::runtime_error where the directory cannot be opened. Later others can be put in
+    /// the place of both; the one with the downloads may come and go, and without a name is
+    /// `downloads` in the first.
+    explicit Site(std::filesystem::path directory, std::filesystem::path downloads = {},
                   Clock clock = std::chrono::steady_clock::now);
 
     /// What a GET or HEAD is answered with, or nothing where nothing lies there; a path that ends
@@ -33,12 +34,11 @@ public:
     std::optional<http::Response> answer(const http::Request &request);
 
 private:
-    http::File downloadsFolder() const;
     std::optional<http::Response> firstPage(const http::Request &request);
     std::optional<http::Response> version(const http::Request &request);
     const std::vector<Package> &packages();
 
-    http::File root_;
+    std::filesystem::path root_; ///< Empty: nothing is served.
     std::filesystem::path downloads_;
     Clock clock_;
     std::vector<Package> packages_; ///< As they were when somebody looked.

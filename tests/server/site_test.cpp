@@ -6,6 +6,7 @@
 #include <boost/json/parse.hpp>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <regex>
 
 namespace kivolo::server::test {
 
@@ -204,6 +205,40 @@ TEST(Site, OffersTheNewestOfThePackagesThatLieThere)
         }
     }
     EXPECT_NE(disk.get("/Kivolo.dmg")->fields.find("\r\nLocation: /#get"), std::string::npos);
+}
+
+// The page that comes with the server, as it serves it.
+TEST(Site, LeadsNowhereWhereNothingIs)
+{
+    TemporaryFolder folder;
+    std::vector<std::string> arguments = servingFrom((folder / "x.sqlite").string());
+    arguments.insert(arguments.end(), {"--downloads", (folder / "packages").string()});
+    ServerProcess server(arguments);
+    const std::uint16_t port = server.port();
+    const auto links = [&] {
+        std::vector<std::string> all;
+        const std::string page = talk(port, httpGet("/"));
+        EXPECT_EQ(statusesOf(page), "200");
+        EXPECT_EQ(page.find("<script"), std::string::npos);
+        const std::regex link(R"re([" ](/[^" ,]*)[" ,])re");
+        for (std::sregex_iterator at(page.begin(), page.end(), link), end; at != end; ++at)
+            all.push_back(at->str(1));
+        return all;
+    };
+    const std::size_t withoutPackages = links().size();
+    EXPECT_GT(withoutPackages, 30u);
+    std::filesystem::create_directory(folder / "packages");
+    for (const char *name : {"packages/kivolo_1_amd64.deb", "packages/kivolo-server_1_amd64.deb"})
+        std::ofstream(folder / name) << Disk::package();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (links().size() != withoutPackages + 2)
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the packages are not offered";
+    for (const std::string &target : links())
+        EXPECT_EQ(statusesOf(talk(port, httpGet(target))), "200") << target;
+    EXPECT_EQ(server.end(SIGTERM), 0);
+    arguments.insert(arguments.end(), {"--site", ""});
+    ServerProcess without(arguments);
+    EXPECT_EQ(statusesOf(talk(without.port(), httpGet("/"))), "404");
 }
 
 } // namespace kivolo::server::test

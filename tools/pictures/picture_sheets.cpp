@@ -1,8 +1,9 @@
 // Saves pictures of every screen and card, side by side on sheets, in light and dark.
 //
-//   picture_sheets [--language CODE] [--suffix TEXT] FOLDER [SHEET...]
+//   picture_sheets [--language CODE] [--suffix TEXT] [--cut-out] FOLDER [SHEET...]
 //
-// Without names all sheets. QT_SCALE_FACTOR sets the resolution.
+// Without names all sheets; with --cut-out the landing site's pictures, of which each shows one
+// thing with nothing around it. QT_SCALE_FACTOR sets the resolution.
 #include "app/translations.h"
 #include "overlays/capsule_card.h"
 #include "overlays/capsule_card_model.h"
@@ -88,13 +89,14 @@ struct Sheet
     };
     QSizeF size;
     std::vector<Placed> shots;
+    bool cutOut = false; ///< Without ground and shadow.
 };
 
 using Row = std::vector<Shot>;
 
 Sheet sideBySide(const std::vector<Row> &rows)
 {
-    Sheet sheet{{0, margin}, {}};
+    Sheet sheet{{0, margin}, {}, false};
     for (const Row &row : rows) {
         QPointF at(margin, sheet.size.height());
         qreal height = 0;
@@ -111,16 +113,19 @@ Sheet sideBySide(const std::vector<Row> &rows)
 QImage paint(const Sheet &sheet, bool dark)
 {
     const qreal scale = sheet.shots.front().shot.picture.devicePixelRatio();
-    QImage image((sheet.size * scale).toSize(), QImage::Format_RGB32);
+    const QColor ground = dark ? QColor(0x3C, 0x41, 0x54) : QColor(0xC8, 0xCA, 0xD8);
+    QImage image((sheet.size * scale).toSize(),
+                 sheet.cutOut ? QImage::Format_ARGB32_Premultiplied : QImage::Format_RGB32);
     image.setDevicePixelRatio(scale);
-    image.fill(dark ? QColor(0x3C, 0x41, 0x54) : QColor(0xC8, 0xCA, 0xD8));
+    image.fill(sheet.cutOut ? QColor(Qt::transparent) : ground);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     for (const auto &[shot, topLeft] : sheet.shots) {
         const QRectF frame(topLeft, shot.picture.deviceIndependentSize());
         QImage picture = shot.picture.toImage();
         picture.setDevicePixelRatio(1);
-        paintShadow(painter, frame, shot.radius);
+        if (!sheet.cutOut)
+            paintShadow(painter, frame, shot.radius);
         fillWithPicture(painter, continuousRoundedRect(frame, shot.radius), frame, picture);
     }
     return image;
@@ -146,6 +151,12 @@ Beam noteBeam()
     return noteOf(said("look out of the window 🌈", "schau mal aus dem Fenster 🌈", "窓の外を見て🌈"));
 }
 
+Beam lunchBeam()
+{
+    return noteOf(
+        said("lunch is here, wake up!", "Essen ist da, aufwachen!", "ごはんが来たよ、起きて！"));
+}
+
 Sheet cards()
 {
     const QString late = said(
@@ -166,11 +177,9 @@ Sheet cards()
             "それから、もしパンがあったら、種の入った黒いパンを二切れ。食べたければ三切れでもいいよ"
             "。"
             "今日は窓ぎわの、ランプのそばの席に座るって、みんなにも言っておいたからね。");
-    const QString lunch =
-        said("lunch is here, wake up!", "Essen ist da, aufwachen!", "ごはんが来たよ、起きて！");
     const Row notes{cardShot(noteBeam(), false), cardShot(doodleBeam(), false),
                     cardShot(noteOf(late), false), cardShot(noteOf(soup), false)};
-    const Shot buzz = cardShot(noteOf(lunch), true);
+    const Shot buzz = cardShot(lunchBeam(), true);
     Sheet sheet = sideBySide({notes, {buzz}});
     // Two capsules, as far apart as on a screen.
     const Rect screen{0, 0, 1280, 800};
@@ -197,10 +206,34 @@ Sheet desktop()
             {{windowShot(QStringLiteral("feed"), ideal), {180, 40}},
              {cardShot(noteBeam(), false), at(placement::popup(screen, 0))},
              {cardShot(doodleBeam(), false), at(placement::popup(screen, 1))},
-             {capsuleShot(86'381), at(placement::capsule(screen, 0))}}};
+             {capsuleShot(86'381), at(placement::capsule(screen, 0))}},
+            false};
 }
 
-std::map<QString, std::function<Sheet()>> sheets()
+using Sheets = std::map<QString, std::function<Sheet()>>;
+
+Sheets cutOuts()
+{
+    const auto of = [](std::function<Shot()> shot) {
+        return [shot = std::move(shot)] {
+            const Shot shown = shot();
+            return Sheet{shown.picture.deviceIndependentSize(), {{shown, {0, 0}}}, true};
+        };
+    };
+    const auto window = [of](const char *state) {
+        return of([state] { return windowShot(QLatin1String(state), least); });
+    };
+    return {
+        {QStringLiteral("window"), window("feed")},
+        {QStringLiteral("drawing"), window("doodle")},
+        {QStringLiteral("note"), of([] { return cardShot(noteBeam(), false); })},
+        {QStringLiteral("doodle"), of([] { return cardShot(doodleBeam(), false); })},
+        {QStringLiteral("buzz"), of([] { return cardShot(lunchBeam(), true); })},
+        {QStringLiteral("capsule"), of([] { return capsuleShot(86'381); })},
+    };
+}
+
+Sheets sheets()
 {
     const auto of = [](const QSize &size, std::initializer_list<const char *> states) {
         return [size, all = std::vector(states)] { return sideBySide({windows(size, all)}); };
@@ -249,12 +282,14 @@ int main(int argc, char **argv)
     const QCommandLineOption language(QStringLiteral("language"), {}, QStringLiteral("code"),
                                       QStringLiteral("en"));
     const QCommandLineOption suffix(QStringLiteral("suffix"), {}, QStringLiteral("text"));
-    parser.addOptions({language, suffix});
+    const QCommandLineOption cutOut(QStringLiteral("cut-out"));
+    parser.addOptions({language, suffix, cutOut});
     parser.process(application);
     const QStringList arguments = parser.positionalArguments();
     if (arguments.isEmpty()) {
-        QTextStream(stderr) << "usage: picture_sheets [--language CODE] [--suffix TEXT] FOLDER "
-                               "[SHEET...]\n";
+        QTextStream(stderr)
+            << "usage: picture_sheets [--language CODE] [--suffix TEXT] [--cut-out] "
+               "FOLDER [SHEET...]\n";
         return 2;
     }
     QLocale::setDefault(QLocale(parser.value(language)));
@@ -262,7 +297,7 @@ int main(int argc, char **argv)
     Theme::shared().setReducedMotion(true);
 
     const QDir folder(arguments.first());
-    for (const auto &[name, make] : sheets()) {
+    for (const auto &[name, make] : parser.isSet(cutOut) ? cutOuts() : sheets()) {
         if (arguments.size() > 1 && !arguments.mid(1).contains(name))
             continue;
         for (const bool dark : {false, true}) {
