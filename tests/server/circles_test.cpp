@@ -25,35 +25,6 @@ const std::string largePngUrl =
 
 } // namespace
 
-// Who gets a seat and loses it is tried against a model of it, in Seats.
-TEST(Membership, IsTakenUnderAnyNameByACodeThatIsEasyToRead)
-{
-    House house;
-    const std::string first = house.newCircle().text("code");
-    const std::string second = house.newCircle().text("code");
-    EXPECT_NE(first, second);
-    EXPECT_EQ(first.find_first_not_of("ABCDEFGHJKLMNPQRSTUVWXYZ23456789"), std::string::npos);
-    EXPECT_EQ(first.size(), 8u);
-
-    const Told ana = house.join(first, "a", "Ana");
-    house.sendText(ana, "before");
-    std::string lower = first;
-    for (char &c : lower)
-        c = static_cast<char>(std::tolower(c));
-    const Told renamed = house.join(lower, "a", "Anna");
-    EXPECT_EQ(renamed.text("member_id"), ana.text("member_id"));
-    EXPECT_EQ(renamed.text("code"), first);
-
-    // Creating moves nobody; joining elsewhere does, and what was sent keeps the name of then.
-    house.post("/circle/create", {{"device_id", "a"}});
-    EXPECT_EQ(house.call("GET", "/me?device_id=a").text("code"), first);
-    const Told ben = house.join(first, "b");
-    const Told moved = house.join(second, "a", "Ana2");
-    EXPECT_NE(moved.text("member_id"), ana.text("member_id"));
-    EXPECT_EQ(house.poll(ben, 0).beams().at(0).at("from_handle").as_string(), "Ana");
-    EXPECT_FALSE(house.call("GET", "/me?device_id=nobody").body.at("joined").as_bool());
-}
-
 // What a member is given as the circle's id is the key of its own seat.
 TEST(Membership, ASeatsKeyOpensAsMuchAndAsLongAsTheSeat)
 {
@@ -66,40 +37,35 @@ TEST(Membership, ASeatsKeyOpensAsMuchAndAsLongAsTheSeat)
         const std::string poll = "/beams?" + circle + "&member_id=" + member + "&since=";
         const json::object beam{
             {"circle_id", key}, {"from_member", member}, {"type", "text"}, {"body", "x"}};
-        const unsigned statuses[] = {
-            house.call("GET", poll + "0").status,
-            house.call("GET", poll + "1").status,
-            house.post("/beam", beam).status,
-            house.call("GET", "/history?limit=1&" + circle).status,
-            house.call("GET", "/capsule?id=x&" + circle).status == 404 ? 200u : 403u,
+        const bool opened[] = {
+            house.call("GET", poll + "0").status == 200,
+            house.call("GET", poll + "1").status == 200,
+            house.post("/beam", beam).status == 200,
+            house.call("GET", "/history?limit=1&" + circle).status == 200,
+            house.call("GET", "/capsule?id=x&" + circle).status == 404,
         };
-        EXPECT_EQ(std::count(std::begin(statuses), std::end(statuses), statuses[0]), 5);
-        return statuses[0] == 200;
+        EXPECT_EQ(std::ranges::count(opened, opened[0]), 5);
+        return opened[0];
     };
     EXPECT_FALSE(opens(promised, "x")) << "nobody has joined yet";
     const Told ben = house.join(code, "b");
     const Told ana = house.join(code, "a");
+    const std::string anasId = ana.text("member_id");
     EXPECT_EQ(ana.text("circle_id"), promised);
-    EXPECT_NE(ben.text("circle_id"), promised);
-    for (const Told &told : {ana, ben})
-        EXPECT_TRUE(opens(told.text("circle_id"), told.text("member_id")));
-    EXPECT_EQ(house.call("GET", "/me?device_id=b").text("circle_id"), ben.text("circle_id"));
-    EXPECT_EQ(house.join(code, "b", "Benno").text("circle_id"), ben.text("circle_id"));
-
+    EXPECT_TRUE(opens(promised, anasId));
+    EXPECT_TRUE(opens(ben.text("circle_id"), ben.text("member_id")));
     // What everyone in the circle sees opens nothing.
-    for (const std::string &seen : {ana.text("member_id"), code, std::string("1")})
-        EXPECT_FALSE(opens(seen, ana.text("member_id"))) << seen;
-    EXPECT_EQ(house.sendText(ben, "x", {{"from_member", ana.text("member_id")}}).status, 403u);
-
+    for (const std::string &seen : {anasId, code, std::string("1")})
+        EXPECT_FALSE(opens(seen, anasId)) << seen;
     // It dies with the seat, and coming back does not wake it, the founder's neither.
     house.join(house.newCircle().text("code"), "a");
-    EXPECT_FALSE(opens(promised, ana.text("member_id")));
+    EXPECT_FALSE(opens(promised, anasId));
     const Told back = house.join(code, "a");
-    EXPECT_FALSE(opens(promised, ana.text("member_id")));
     EXPECT_FALSE(opens(promised, back.text("member_id")));
     EXPECT_TRUE(opens(back.text("circle_id"), back.text("member_id")));
 }
 
+// What is JSON and what is Base64, the fuzz target "requests" compares with other parsers.
 TEST(Beams, AreAcceptedWithinBoundsOnly)
 {
     House house;
@@ -117,28 +83,20 @@ TEST(Beams, AreAcceptedWithinBoundsOnly)
         {"one more", {{"body", repeated("\U0001F49C", 10'001)}}, 413},
         {"nothing", {{"body", ""}}, 400},
         {"a NUL", {{"body", json::string("a\0b", 3)}}, 400},
-        {"no body", {{"body", nullptr}}, 400},
-        {"a number as body", {{"body", 7}}, 400},
         {"unknown type", {{"type", "video"}}, 400},
         {"a buzz", {{"effect", "shake"}}, 200},
         {"another effect", {{"effect", "Shake"}}, 400},
-        {"a null effect", {{"effect", nullptr}}, 200},
         {"a capsule for now", {{"open_at", now}}, 400},
         {"in one second", {{"open_at", now + 1}}, 200},
         {"in 400 days", {{"open_at", now + 400 * 86'400}}, 200},
         {"one second later", {{"open_at", now + 400 * 86'400 + 1}}, 400},
-        {"with a fraction", {{"open_at", 1.8e9 + 0.5}}, 400},
         {"far beyond", {{"open_at", INT64_MAX}}, 400},
         {"long past", {{"open_at", INT64_MIN}}, 400},
-        {"beyond 64 bits", {{"open_at", UINT64_MAX}}, 400},
         {"a capsule that shakes", {{"open_at", now + 9}, {"effect", "shake"}}, 200},
         {"a doodle", {{"type", "doodle"}, {"body", pngUrl}}, 200},
         {"the largest", {{"type", "doodle"}, {"body", largePngUrl}}, 200},
         {"larger", {{"type", "doodle"}, {"body", largePngUrl + "AAAA"}}, 413},
         {"a sealed doodle", {{"type", "doodle"}, {"body", pngUrl}, {"open_at", now + 9}}, 400},
-        {"no padding", {{"type", "doodle"}, {"body", pngUrl.substr(0, pngUrl.size() - 1)}}, 400},
-        {"a line break", {{"type", "doodle"}, {"body", pngUrl + "\nAAA"}}, 400},
-        {"left-over bits", {{"type", "doodle"}, {"body", pngUrl.substr(0, 37) + "B="}}, 400},
         {"a JPEG", {{"type", "doodle"}, {"body", "data:image/png;base64,/9j/4AAQSkZJRgAB"}}, 400},
         {"an SVG", {{"type", "doodle"}, {"body", "data:image/svg+xml;base64,PHN2Zy8+"}}, 400},
         {"a stranger", {{"from_member", "x"}}, 403},
@@ -194,31 +152,6 @@ TEST(Polls, GiveTheOthersBeamsInOrderEachOnceWithinBounds)
     EXPECT_EQ(nextSince(first), since);
 }
 
-// What can be told without reading a beam, and so be held: one's own beams are nothing new, even
-// where the cursor lags behind them.
-TEST(Polls, KnowWithoutReadingWhetherOthersHaveSentAnything)
-{
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a");
-    const Told ben = house.join(code, "b");
-    std::vector<Tick> cursors{nextSince(house.poll(ana, 0))};
-    for (const Told &sender : {ana, ben, ben}) {
-        house.sendText(sender, "x");
-        cursors.push_back(nextSince(house.poll(ana, cursors.back())));
-    }
-    for (const auto &[asker, expected] : {std::pair(ana, "0001"), {ben, "0111"}}) {
-        std::string nothing;
-        for (const Tick since : cursors) {
-            const auto empty =
-                house.circles.nothingNew(asker.text("circle_id"), asker.text("member_id"), since);
-            nothing += empty ? '1' : '0';
-            EXPECT_EQ(empty ? empty->poll.serverTime : cursors.back() + 1, cursors.back() + 1);
-        }
-        EXPECT_EQ(nothing, expected);
-    }
-}
-
 TEST(Beams, OfACircleMayComeInABurstButNotForEver)
 {
     House house;
@@ -247,7 +180,7 @@ TEST(Beams, OfACircleMayComeInABurstButNotForEver)
     EXPECT_EQ(house.sendText(ana, "x").status, 200u) << "a clock that was ahead is nobody's fault";
 }
 
-TEST(History, GivesTheLatestOldestFirst)
+TEST(History, AndAFirstPollHaveTheLatestTwoHundred)
 {
     House house;
     const std::string code = house.newCircle().text("code");
@@ -255,58 +188,34 @@ TEST(History, GivesTheLatestOldestFirst)
     const Told ben = house.join(code, "b");
     for (int i = 0; i < 230; ++i)
         house.sendText(i % 2 ? ana : ben, std::to_string(i));
-    const std::string history = "/history?circle_id=" + ana.text("circle_id") + "&limit=";
-    EXPECT_EQ(house.call("GET", history + "200").beams().size(), 200u);
-    const Told three = house.call("GET", history + "3");
-    ASSERT_EQ(three.beams().size(), 3u);
-    EXPECT_EQ(three.beams()[0].at("body").as_string(), "227");
-    EXPECT_EQ(three.beams()[2].at("body").as_string(), "229");
-    EXPECT_EQ(house.call("GET", history + "0").status, 400u);
-    EXPECT_EQ(house.call("GET", history + "201").status, 400u);
+    const std::string history = "/history?limit=200&circle_id=" + ana.text("circle_id");
     const Told first = house.poll(ana, 0);
+    EXPECT_EQ(house.call("GET", history).beams().size(), 200u);
     ASSERT_EQ(first.beams().size(), 100u) << "Ben's of the latest 200";
     EXPECT_EQ(first.beams().front().at("body").as_string(), "30");
-    EXPECT_EQ(first.beams().back().at("body").as_string(), "228");
 }
 
-TEST(Capsules, AreSealedForEveryoneUntilTheirTime)
+// When it is sealed and readable, and for whom, the clients' history tells.
+TEST(Capsules, AreWorthWaitingForInTheirLastHalfMinute)
 {
     House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a");
-    const Told ben = house.join(code, "b");
-    const Told note = house.sendText(ana, "no capsule");
-    const Tick beforeCapsule = nextSince(house.poll(ben, 0));
+    const Told ana = house.join(house.newCircle().text("code"), "a");
     const Seconds open = house.time.now() + 100;
-    const std::string id = house.sendText(ana, "secret", {{"open_at", open}}).text("id");
-    const std::string circle = ana.text("circle_id");
-    const auto capsule = [&] {
-        return house.call("GET", "/capsule?id=" + id + "&circle_id=" + circle);
+    const auto ask = [&](const Told &sent) {
+        return house.call("GET",
+                          "/capsule?id=" + sent.text("id") + "&circle_id=" + ana.text("circle_id"));
     };
-    const std::string history = "/history?limit=9&circle_id=" + circle;
-
-    for (const Told &told :
-         {house.poll(ben, 0), house.poll(ben, beforeCapsule), house.call("GET", history)}) {
-        const json::object &beam = told.beams().back().as_object();
-        EXPECT_EQ(beam.at("sealed").as_int64(), 1);
-        EXPECT_EQ(beam.at("body").as_string(), "");
-        EXPECT_EQ(beam.at("open_at").as_int64(), open);
+    const Told capsule = house.sendText(ana, "secret", {{"open_at", open}});
+    EXPECT_EQ(ask(house.sendText(ana, "no capsule")).status, 404u);
+    house.time.advance(69);
+    EXPECT_EQ(ask(capsule).status, 403u);
+    for (const Seconds more : {1, 29}) {
+        house.time.advance(more);
+        EXPECT_EQ(ask(capsule).againAt, open);
     }
-    EXPECT_EQ(capsule().status, 403u);
-    house.time.advance(69); // 31 seconds early
-    EXPECT_EQ(capsule().status, 403u);
     house.time.advance(1);
-    EXPECT_EQ(capsule().againAt, open);
-    house.time.advance(29);
-    EXPECT_EQ(capsule().againAt, open);
-    house.time.advance(1);
-    EXPECT_EQ(capsule().text("body"), "secret");
-    EXPECT_FALSE(capsule().body.as_object().contains("sealed"));
-    EXPECT_EQ(house.call("GET", history).beams().back().at("body").as_string(), "secret");
-
-    const std::string noteId = note.text("id");
-    EXPECT_EQ(house.call("GET", "/capsule?id=" + noteId + "&circle_id=" + circle).status, 404u);
-    EXPECT_EQ(house.call("GET", "/capsule?id=" + id + "&circle_id=x").status, 403u);
+    EXPECT_EQ(ask(capsule).text("body"), "secret");
+    EXPECT_FALSE(ask(capsule).body.as_object().contains("sealed"));
 }
 
 TEST(Circles, AskForTheMemoryOfWhatTheyReadBeforehand)
@@ -329,20 +238,18 @@ TEST(Circles, AskForTheMemoryOfWhatTheyReadBeforehand)
                                std::move(done));
         }));
     };
-    const auto history = [&](const Circles::Room &from) {
+    const auto history = [&](const Circles::Room &from, Tick) {
         return wire::history(outcomeOf<std::vector<Beam>>([&](Done<std::vector<Beam>> done) {
             house.circles.history(ben.text("circle_id"), 9, from, std::move(done));
         }));
     };
-    constexpr std::size_t frame = 64;
-    for (const Tick since : {Tick(0), Tick(1)}) {
-        const std::string told = poll(room, since);
+    using Look = std::function<std::string(const Circles::Room &, Tick)>;
+    for (const auto &[look, since] : {std::pair<Look, Tick>(poll, 0), {poll, 1}, {history, 0}}) {
+        const std::string told = look(room, since);
         EXPECT_GT(told.size(), 50'000u) << "every character is escaped";
-        EXPECT_LE(told.size(), taken + frame);
-        EXPECT_THROW(poll(none, since), Refusal);
+        EXPECT_LE(told.size(), taken + 64) << "but for what stands around it";
+        EXPECT_THROW(look(none, since), Refusal);
     }
-    EXPECT_LE(history(room).size(), taken + frame);
-    EXPECT_THROW(history(none), Refusal);
     poll(none, nextSince(house.poll(ben, 0))); // takes none
 }
 

@@ -66,6 +66,8 @@ TEST(Routes, TellEveryMistakeInASentenceAndChangeNothing)
         {"GET", "/beams?circle_id=x&member_id=y&since=1", "", 403},
         {"GET", "/beams?circle_id=x&member_id=y&since=0", "", 403},
         {"GET", "/history?limit=1&circle_id=' OR 1=1 --", "", 403},
+        {"GET", "/history?limit=0&" + ids, "", 400},
+        {"GET", "/history?limit=201&" + ids, "", 400},
         {"GET", "/capsule?id=x&circle_id=" + ana.text("circle_id"), "", 404},
     };
     for (const Case &c : cases) {
