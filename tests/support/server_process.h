@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,8 +37,9 @@ public:
         argv.push_back(nullptr);
         pid_ = ::fork();
         if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL); // also where the test crashes
             dup2(ends[1], STDOUT_FILENO);
-            close(ends[0]);
+            close_range(STDERR_FILENO + 1, ~0U, 0); // a connection of the test's must end with it
             execv(KIVOLO_SERVER, argv.data());
             _exit(127);
         }
@@ -62,6 +64,14 @@ public:
     {
         const rlimit limit{most, most};
         prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
+    }
+    void signal(int signal) const { ::kill(pid_, signal); }
+    /// Whether it has ended; then end(0) says how.
+    bool hasEnded() const
+    {
+        siginfo_t end = {};
+        return ::waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               end.si_pid == pid_;
     }
     /// Sends it a signal unless that is 0, waits for its end, and says how it was: the exit status,
     /// or 128 and the signal.

@@ -17,17 +17,15 @@ namespace kivolo::server::history {
 
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
-namespace json = boost::json;
 using namespace std::chrono_literals;
 using Kind = LookLog::Kind;
+using Outcome = SendLog::Outcome;
 using Time = std::chrono::milliseconds;
 
 namespace {
 
 constexpr auto awaited = asio::as_tuple(asio::use_awaitable);
-// For as long a request that nobody answered may still take effect: stalls and the server's own
-// patience lie below it.
-constexpr Moment afterlife = 30 * second;
+constexpr Time enough = 8s; ///< Longer than the server's own patience.
 
 std::string get(const std::string &target)
 {
@@ -50,7 +48,7 @@ std::string difficultText(std::uint64_t length, Dice &dice)
         "</", " ",  "\x7f", "\r\n", "'",    "%00", "\xe2\x80\xae", "0", "\t", "{}"};
     std::string text;
     for (std::uint64_t i = 0; i < length; ++i)
-        text += pieces[dice.upTo(std::size(pieces) - 1)];
+        text += dice.oneOf(pieces);
     return text;
 }
 
@@ -64,9 +62,17 @@ std::string doodle(const std::string &token, std::uint64_t size)
 
 struct Answer
 {
-    unsigned status = 0; ///< 0: none came.
-    bool asked = false;  ///< Whether there was anybody to ask.
-    json::value body;
+    static constexpr unsigned nobody = 0; ///< There was nobody to ask.
+    static constexpr unsigned none = 1;   ///< None came.
+
+    /// Whether what was asked for has certainly not been done, and will not be.
+    bool refuses() const
+    {
+        return status == nobody || status == 503 || (status >= 400 && status < 500);
+    }
+
+    unsigned status = nobody;
+    json::object body{};
 };
 
 /// A connection to one of the servers, made when it is needed, from an address of one's own.
@@ -84,22 +90,24 @@ public:
                                              Time patience)
     {
         std::vector<Answer> answers(requests.size());
+        const bool connected = co_await connect(server);
+        if (!connected)
+            co_return answers;
         std::string all;
         for (const std::string &request : requests)
             all += request;
-        const bool connected = co_await write(server, all, patience);
-        for (Answer &answer : answers)
-            answer.asked = connected;
+        stream_->expires_after(patience);
+        const auto bytes = asio::buffer(all);
+        co_await asio::async_write(*stream_, bytes, awaited);
         for (Answer &answer : answers) {
+            answer.status = Answer::none;
             if (!stream_->socket().is_open())
-                break;
+                continue;
             http::response_parser<http::string_body> parser;
             parser.body_limit(256 << 20);
             const auto [error, n] = co_await http::async_read(*stream_, buffer_, parser, awaited);
-            if (!error) {
-                answer.status = parser.get().result_int();
-                answer.body = json::parse(parser.get().body());
-            }
+            if (!error)
+                answer = {parser.get().result_int(), json::parse(parser.get().body()).as_object()};
             if (error || !parser.get().keep_alive())
                 stream_->close();
         }
@@ -108,18 +116,19 @@ public:
 
     asio::awaitable<Answer> ask(std::size_t server, std::string request, Time patience)
     {
-        std::vector<std::string> requests;
-        requests.push_back(std::move(request));
+        std::vector<std::string> requests(1, std::move(request));
         std::vector<Answer> answers = co_await ask(server, std::move(requests), patience);
         co_return std::move(answers[0]);
     }
 
-    /// Sends a part of a request and hangs up. False where there was nobody.
-    asio::awaitable<bool> breakOff(std::size_t server, std::string part)
+    /// Sends that and hangs up.
+    asio::awaitable<void> breakOff(std::size_t server, std::string part)
     {
-        const bool connected = co_await write(server, std::move(part), 5s);
+        const bool connected = co_await connect(server);
+        const auto bytes = asio::buffer(part);
+        if (connected)
+            co_await asio::async_write(*stream_, bytes, awaited);
         close();
-        co_return connected;
     }
 
     void close()
@@ -129,28 +138,23 @@ public:
     }
 
 private:
-    asio::awaitable<bool> write(std::size_t server, std::string bytes, Time patience)
+    asio::awaitable<bool> connect(std::size_t server)
     {
         const bool there = stream_ && stream_->socket().is_open() && server == server_;
-        if (!there) {
-            buffer_.clear();
-            server_ = server;
-            auto &socket = stream_.emplace(world_.context).socket();
-            socket.open(asio::ip::tcp::v4());
-            socket.bind({asio::ip::make_address(from_), 0});
-            stream_->expires_after(5s);
-            const asio::ip::tcp::endpoint peer(
-                asio::ip::make_address(world_.servers.address(server)), world_.servers.port());
-            const auto [refused] = co_await stream_->async_connect(peer, awaited);
-            if (refused) {
-                stream_->close();
-                co_return false;
-            }
-        }
-        stream_->expires_after(patience);
-        const auto buffer = asio::buffer(bytes);
-        co_await asio::async_write(*stream_, buffer, awaited);
-        co_return true;
+        if (there)
+            co_return true;
+        buffer_.clear();
+        server_ = server;
+        auto &socket = stream_.emplace(world_.context).socket();
+        socket.open(asio::ip::tcp::v4());
+        socket.bind({asio::ip::make_address(from_), 0});
+        stream_->expires_after(5s);
+        const asio::ip::tcp::endpoint peer(asio::ip::make_address(world_.servers.address(server)),
+                                           Servers::port);
+        const auto [refused] = co_await stream_->async_connect(peer, awaited);
+        if (refused)
+            stream_->close();
+        co_return !refused;
     }
 
     World &world_;
@@ -166,23 +170,25 @@ public:
     Client(World &world, std::size_t number)
         : world_(world)
         , number_(number)
-        , device_("&=+" + std::to_string(number) + "-" + std::to_string(world.seed))
         , pollDice_(world.seed * 1'000 + number)
         , line_(world, "127.200." + std::to_string(number) + ".1")
         , pollLine_(world, "127.200." + std::to_string(number) + ".1")
-    {}
+    {
+        becomeAnother();
+    }
 
     asio::awaitable<void> live()
     {
         ++world_.living;
-        for (std::uint64_t step = 0; unsure_ || !world_.ending; ++step) {
+        for (std::uint64_t step = 0; !world_.ending; ++step) {
             Dice dice((world_.seed * 1'000 + number_) * 1'000'000 + step);
             co_await world_.sleep(dice.upTo(250));
             server_ = dice.upTo(world_.serversUsed - 1);
-            if (unsure_)
-                co_await askStatus();
-            else
-                co_await act(dice);
+            const Deed *deed = deeds;
+            for (std::uint64_t left = dice.upTo(seat_ ? 99 : 4); left >= deed->often; ++deed)
+                left -= deed->often;
+            ++world_.record.counts[std::string("done: ") + deed->name];
+            co_await (this->*deed->perform)(dice);
         }
         --world_.living;
     }
@@ -190,206 +196,154 @@ public:
     asio::awaitable<void> watch()
     {
         ++world_.watching;
-        bool seenAll = false;
-        while (world_.quiet > now() && !seenAll) {
-            if (!seat_) {
-                co_await world_.sleep(30);
+        std::optional<std::size_t> seat;
+        std::uint64_t starts = 0;
+        std::int64_t since = 0;
+        for (bool seenAll = false; !seenAll && (seat_ || now() < world_.quiet);) {
+            co_await world_.sleep(pollDice_.upTo(150));
+            if (seat != seat_ || starts != starts_)
+                since = 0;
+            seat = seat_;
+            starts = starts_;
+            if (!seat)
                 continue;
-            }
-            const std::size_t seat = *seat_;
-            const std::uint64_t starts = starts_;
-            std::int64_t since = 0;
-            while (seat_ == seat && starts_ == starts && !seenAll) {
-                const Moment begun = now();
-                const bool told = co_await pollOnce(seat, since);
-                seenAll = told && begun >= world_.quiet;
-                co_await world_.sleep(pollDice_.upTo(150));
-            }
+            const Moment begun = now();
+            const bool told = co_await pollOnce(*seat, since);
+            seenAll = told && begun >= world_.quiet;
         }
         --world_.watching;
     }
 
 private:
+    /// What it does now and then, so often in a hundred times.
+    struct Deed
+    {
+        std::uint64_t often;
+        const char *name;
+        asio::awaitable<void> (Client::*perform)(Dice &);
+    };
+    static const Deed deeds[];
+
     SeatLog &seatLog() { return world_.record.seats[*seat_]; }
 
-    asio::awaitable<void> act(Dice &dice)
+    /// Nobody is bothered by what its device may still be doing.
+    void becomeAnother()
     {
-        const std::size_t circles = world_.record.codes.size();
-        const std::size_t latest = std::clamp<std::size_t>(circles, 1, 12);
-        const std::size_t other = circles - 1 - dice.upTo(latest - 1);
-        const std::uint64_t kind = dice.upTo(99);
-        const auto counted = [&](const char *what) { return ++world_.operations[what] > 0; };
-        if ((circles == 0 || kind == 0 || (!seat_ && kind < 10)) && counted("create"))
-            co_await create(dice);
-        else if ((!seat_ || kind < 4) && counted("join or move"))
-            co_await join(dice, other);
-        else if (kind < 8 && counted("rename"))
-            co_await join(dice, seatLog().circle);
-        else if (kind < 50 && counted("send"))
-            co_await send(dice, 1);
-        else if (kind < 60 && counted("pipeline"))
-            co_await send(dice, 2 + dice.upTo(4));
-        else if (kind < 66 && counted("hang up"))
-            co_await sendBrokenOff(dice);
-        else if (kind < 74 && counted("history"))
-            co_await history(dice);
-        else if (kind < 84 && counted("capsule"))
-            co_await capsule(dice);
-        else if (kind < 88 && counted("status"))
-            co_await askStatus();
-        else if (kind < 91 && counted("start anew"))
-            startAnew();
-        else if (counted("foreign key or beam"))
-            co_await tryForeign(dice);
-    }
-
-    void startAnew()
-    {
-        ++starts_;
-        unsure_ = true;
-        line_.close();
-        pollLine_.close();
-    }
-
-    void complain(const std::string &what, const Span &span)
-    {
-        world_.record.complaints.push_back(what + ": " + device_ + " (" +
-                                           std::to_string(span.begun) + " to " +
-                                           std::to_string(span.ended) + ")");
-    }
-
-    asio::awaitable<void> askStatus()
-    {
-        Span span{now(), 0};
-        const std::string request = get("/me?device_id=" + device_);
-        const Answer answer = co_await line_.ask(server_, request, 8s);
-        span.ended = now();
-        if (answer.status != 200)
-            co_return;
-        unsure_ = false;
-        if (answer.body.at("joined").as_bool()) {
-            settleSeat(answer.body, span);
-        } else if (seat_) {
-            if (seatLog().doubtful > span.ended)
-                complain("a seat was lost by itself", span);
-            loseSeat(*seat_, span.ended);
-        }
+        seat_.reset();
+        device_ = "&=+" + std::to_string(number_) + "-" + std::to_string(world_.seed) + "-" +
+                  std::to_string(++serial_);
     }
 
     asio::awaitable<void> create(Dice &dice)
     {
-        const json::object body{{"device_id", device_}, {"owner_email", ""}};
-        const std::string request = post("/circle/create", body);
-        const Answer answer = co_await line_.ask(server_, request, 8s);
+        const std::string request = post("/circle/create", {{"device_id", device_}});
+        const Answer answer = co_await line_.ask(server_, request, enough);
         if (answer.status != 200)
             co_return;
         world_.record.codes.push_back(textAt(answer.body, "code"));
         const std::size_t circle = world_.record.codes.size() - 1;
-        Span span{now(), 0};
-        co_await join(dice, circle);
-        span.ended = now();
-        if (seat_ && seatLog().circle == circle && span.begun >= doubtUntil_ &&
+        co_await enter(dice, circle);
+        if (seat_ && seatLog().circle == circle &&
             seatLog().key != textAt(answer.body, "circle_id"))
-            complain("a founder was given another key than promised", span);
+            world_.complain("a founder was given another key than promised");
     }
 
-    asio::awaitable<void> join(Dice &dice, std::size_t circle)
+    asio::awaitable<void> join(Dice &dice)
+    {
+        const std::size_t circles = world_.record.codes.size();
+        if (circles > 0)
+            co_await enter(dice, circles - 1 - dice.upTo(std::min<std::size_t>(circles, 12) - 1));
+    }
+
+    asio::awaitable<void> rename(Dice &dice) { co_await enter(dice, seatLog().circle); }
+
+    asio::awaitable<void> enter(Dice &dice, std::size_t circle)
     {
         static constexpr const char *emojis[] = {"💜", "👩‍👩‍👧", "e", "🏳️‍🌈"};
         const std::string handle =
-            "Ana \"" + std::to_string(number_) + "\" é" + std::to_string(serial_++);
+            "Ana \"" + std::to_string(number_) + "\" é" + std::to_string(++serial_);
         const json::object body{{"code", world_.record.codes[circle]},
                                 {"handle", handle},
-                                {"emoji", emojis[dice.upTo(std::size(emojis) - 1)]},
+                                {"emoji", dice.oneOf(emojis)},
                                 {"device_id", device_}};
-        const std::string name = nameIn(body, "handle", "emoji");
-        const std::optional<std::size_t> left =
-            seat_ && seatLog().circle != circle ? seat_ : std::nullopt;
-        const Moment doubtful = left ? seatLog().doubtful : never;
-        const std::set<std::string> names = names_;
-        Span span{now(), 0};
-        if (left)
-            seatLog().doubtful = std::min(doubtful, span.begun);
-        names_.insert(name);
+        const bool moves = seat_ && seatLog().circle != circle;
+        if (moves)
+            seatLog().doubtful = now();
         const std::string request = post("/join", body);
-        const Answer answer = co_await line_.ask(server_, request, 8s);
-        span.ended = now();
-        if (answer.status == 200) {
-            if (span.begun >= doubtUntil_)
-                names_ = {name};
-            settleSeat(answer.body, span);
-        } else if (!answer.asked || (answer.status >= 400 && answer.status < 500)) {
-            names_ = names;
-            if (left)
-                world_.record.seats[*left].doubtful = doubtful;
-        } else {
-            unsure_ = true;
-            doubtUntil_ = span.ended + afterlife;
-        }
+        const Answer answer = co_await line_.ask(server_, request, enough);
+        if (answer.status == 200)
+            settle(circle, body, answer.body);
+        else if (!answer.refuses())
+            becomeAnother();
+        else if (moves)
+            seatLog().doubtful = never;
     }
 
-    void settleSeat(const json::value &reply, const Span &span)
+    /// It has joined, under that name.
+    void settle(std::size_t circle, const json::object &name, const json::object &reply)
     {
         std::vector<SeatLog> &seats = world_.record.seats;
-        const std::vector<std::string> &codes = world_.record.codes;
-        const auto code = std::find(codes.begin(), codes.end(), textAt(reply, "code"));
-        const SeatLog told{textAt(reply, "circle_id"), textAt(reply, "member_id"),
-                           static_cast<std::size_t>(code - codes.begin()),
-                           span.begun < doubtUntil_ ? span.begun : never};
-        if (code == codes.end())
-            return complain("a seat in a circle that nobody made", span);
-        const json::array &members = reply.at("members").as_array();
-        const auto isMe = [&](const json::value &member) {
-            return textAt(member, "id") == told.member &&
-                   names_.contains(nameIn(member, "handle", "emoji"));
-        };
-        if (std::count_if(members.begin(), members.end(), isMe) != 1)
-            complain("a member is not among the members, or has another name", span);
-        if (seat_ && seatLog().key == told.key) {
-            if (seatLog().member != told.member || seatLog().circle != told.circle)
-                complain("a seat has become another one", span);
-            return;
+        const std::string key = textAt(reply, "circle_id");
+        handle_ = textAt(name, "handle");
+        emoji_ = textAt(name, "emoji");
+        const bool moves = !seat_ || seatLog().circle != circle;
+        if (moves && std::ranges::find(seats, key, &SeatLog::key) != seats.end())
+            world_.complain("a key was given twice");
+        if (moves && seat_) {
+            seatLog().lost = now();
+            lostSeats_.push_back(*seat_);
         }
-        for (const SeatLog &seat : seats) {
-            if (seat.key == told.key)
-                complain("a key was given twice", span);
+        if (moves) {
+            seat_ = seats.size();
+            seats.push_back({key, textAt(reply, "member_id"), circle});
         }
-        if (seat_ && seatLog().doubtful > span.ended)
-            complain("a seat was exchanged by itself", span);
-        if (seat_)
-            loseSeat(*seat_, span.ended);
-        seats.push_back(told);
-        seat_ = seats.size() - 1;
+        expectSeat(reply);
     }
 
-    void loseSeat(std::size_t seat, Moment by)
+    void expectSeat(const json::object &reply)
     {
-        SeatLog &log = world_.record.seats[seat];
-        log.lost = std::min(log.lost, by);
-        if (seat_ != seat)
-            return;
-        lostSeats_.push_back(seat);
-        seat_.reset();
-        unsure_ = true;
+        const json::object me{{"id", seatLog().member}, {"handle", handle_}, {"emoji", emoji_}};
+        if (textAt(reply, "circle_id") != seatLog().key ||
+            textAt(reply, "member_id") != seatLog().member ||
+            textAt(reply, "code") != world_.record.codes[seatLog().circle])
+            world_.complain("a seat has become another one");
+        else if (std::ranges::count(reply.at("members").as_array(), json::value(me)) != 1)
+            world_.complain("a member is not among the members, or has another name");
+    }
+
+    asio::awaitable<void> askStatus(Dice &)
+    {
+        const std::string request = get("/me?device_id=" + device_);
+        const Answer answer = co_await line_.ask(server_, request, enough);
+        if (answer.status == 200 && answer.body.at("joined").as_bool())
+            expectSeat(answer.body);
+        else if (answer.status == 200)
+            world_.complain("a seat was lost by itself");
+    }
+
+    asio::awaitable<void> startAnew(Dice &dice)
+    {
+        ++starts_;
+        line_.close();
+        pollLine_.close();
+        co_await askStatus(dice);
     }
 
     std::size_t addSend(Dice &dice, std::size_t seat)
     {
-        SendLog send{.seat = seat, .server = server_, .names = names_};
+        SendLog send{.seat = seat, .server = server_};
         const std::string token = std::to_string(number_) + "/" + std::to_string(++serial_) + " ";
         const std::uint64_t kind = dice.upTo(99);
-        if (kind < 15) {
-            send.beam.type = "doodle";
-            send.beam.body = doodle(token, kind == 0 ? 300'000 : dice.upTo(2'000));
-        } else {
-            send.beam.type = "text";
-            send.beam.body = token + difficultText(kind == 99 ? 1'200 : dice.upTo(40), dice);
-        }
+        send.beam["from_member"] = world_.record.seats[seat].member;
+        send.beam["type"] = kind < 15 ? "doodle" : "text";
+        send.beam["body"] = kind < 15
+                                ? doodle(token, kind == 0 ? 300'000 : dice.upTo(2'000))
+                                : token + difficultText(kind == 99 ? 1'200 : dice.upTo(40), dice);
         if (kind >= 80)
-            send.beam.effect = "shake";
+            send.beam["effect"] = "shake";
         if (kind >= 65 && kind < 85)
-            send.beam.openAt = now() / second + world_.servers.ahead(send.server) + 1 +
-                               static_cast<std::int64_t>(dice.upTo(20));
+            send.beam["open_at"] = now() / second + world_.servers.ahead(send.server) + 1 +
+                                   static_cast<std::int64_t>(dice.upTo(20));
         send.span.begun = now();
         world_.record.sends.push_back(std::move(send));
         return world_.record.sends.size() - 1;
@@ -398,40 +352,37 @@ private:
     std::string beamRequest(std::size_t index) const
     {
         const SendLog &send = world_.record.sends[index];
-        const SeatLog &seat = world_.record.seats[send.seat];
-        json::object body{{"circle_id", seat.key},
-                          {"from_member", seat.member},
-                          {"type", send.beam.type},
-                          {"body", send.beam.body}};
-        if (!send.beam.effect.empty())
-            body["effect"] = send.beam.effect;
-        if (send.beam.openAt != 0)
-            body["open_at"] = send.beam.openAt;
+        json::object body = send.beam;
+        body["circle_id"] = world_.record.seats[send.seat].key;
         return post("/beam", body);
     }
 
     void settleSend(std::size_t index, const Answer &answer)
     {
-        using Outcome = SendLog::Outcome;
         SendLog &send = world_.record.sends[index];
         send.span.ended = now();
         send.status = answer.status;
-        const bool refused = answer.status == 503 || (answer.status >= 400 && answer.status < 500);
-        send.outcome = answer.status == 200 ? Outcome::Kept
-                       : refused            ? Outcome::Refused
-                       : answer.asked       ? Outcome::Unsure
-                                            : Outcome::Cut;
-        if (answer.status == 403)
-            loseSeat(send.seat, send.span.ended);
+        send.outcome = answer.status == 200              ? Outcome::Kept
+                       : answer.status == Answer::nobody ? Outcome::Cut
+                       : answer.refuses()                ? Outcome::Refused
+                                                         : Outcome::Unsure;
+        ++world_.record.counts["sends with status " + std::to_string(answer.status)];
         if (answer.status != 200)
             return;
-        send.beam.id = textAt(answer.body, "id");
-        send.beam.createdAt = numberAt(answer.body, "created_at");
-        if (send.beam.openAt != 0)
-            world_.capsules.emplace_back(world_.record.seats[send.seat].circle, send.beam.id);
+        for (const char *key : {"id", "created_at"})
+            send.beam[key] = answer.body.at(key);
+        send.beam["from_handle"] = handle_;
+        send.beam["from_emoji"] = emoji_;
+        if (send.beam.contains("open_at"))
+            world_.capsules.emplace_back(world_.record.seats[send.seat].circle,
+                                         textAt(send.beam, "id"));
     }
 
-    asio::awaitable<void> send(Dice &dice, std::size_t count)
+    asio::awaitable<void> send(Dice &dice) { co_await sendPiece(dice, 1); }
+    asio::awaitable<void> sendMany(Dice &dice) { co_await sendPiece(dice, 2 + dice.upTo(4)); }
+
+    /// So many in one piece, and where they are many, a look at what has come of them.
+    asio::awaitable<void> sendPiece(Dice &dice, std::size_t count)
     {
         std::vector<std::size_t> sends;
         std::vector<std::string> requests;
@@ -444,23 +395,22 @@ private:
         LookLog look{Kind::History, *seat_, server_, 20, {now(), 0}};
         if (count > 1)
             requests.push_back(requestOf(look));
-        const auto answers = co_await line_.ask(look.server, std::move(requests), 8s);
+        const auto answers = co_await line_.ask(server_, std::move(requests), enough);
         for (std::size_t i = 0; i < count; ++i)
             settleSend(sends[i], answers[i]);
         if (count > 1)
             addLook(std::move(look), answers[count]);
     }
 
-    asio::awaitable<void> sendBrokenOff(Dice &dice)
+    asio::awaitable<void> hangUp(Dice &dice)
     {
         const std::size_t index = addSend(dice, *seat_);
         const std::string request = beamRequest(index);
         const std::size_t part = dice.oneIn(3) ? request.size() : dice.upTo(request.size());
-        const bool asked = co_await line_.breakOff(server_, request.substr(0, part));
+        co_await line_.breakOff(server_, request.substr(0, part));
         SendLog &send = world_.record.sends[index];
         send.span.ended = now();
-        if (part < request.size() || !asked)
-            send.outcome = SendLog::Outcome::Cut;
+        send.outcome = part < request.size() ? Outcome::Cut : Outcome::Unsure;
     }
 
     /// `of`: for a poll the member that asks, for a capsule its id.
@@ -475,29 +425,27 @@ private:
         return get("/capsule" + key + "&id=" + of);
     }
 
-    asio::awaitable<unsigned> look(Line &line, LookLog look, std::string request, Time patience)
+    asio::awaitable<bool> look(Line &line, LookLog look, std::string request, Time patience)
     {
         look.span.begun = now();
         const Answer answer = co_await line.ask(look.server, request, patience);
         addLook(std::move(look), answer);
-        co_return answer.status;
+        co_return answer.status == 200;
     }
 
     void addLook(LookLog look, const Answer &answer)
     {
         look.span.ended = now();
         look.status = answer.status;
-        const bool ofAll = look.kind == Kind::Poll || look.kind == Kind::History;
-        if (look.status == 403 && ofAll)
-            loseSeat(look.seat, look.span.ended);
-        if (look.status == 0)
+        if (look.status == Answer::nobody || look.status == Answer::none)
             return;
         if (look.status == 200 && look.kind == Kind::Capsule)
-            look.beams.emplace_back(beamIn(answer.body));
-        if (look.status == 200 && ofAll) {
-            look.serverTime = numberAt(answer.body, "server_time");
+            look.beams.emplace_back(answer.body);
+        if (look.status == 200 && look.kind == Kind::Poll)
+            look.serverTime = answer.body.at("server_time").as_int64();
+        if (look.status == 200 && (look.kind == Kind::Poll || look.kind == Kind::History)) {
             for (const json::value &beam : answer.body.at("beams").as_array())
-                look.beams.emplace_back(beamIn(beam));
+                look.beams.emplace_back(beam.as_object());
         }
         world_.record.looks.push_back(std::move(look));
     }
@@ -507,11 +455,12 @@ private:
         const LookLog log{Kind::History, *seat_, server_,
                           static_cast<std::int64_t>(1 + dice.upTo(199))};
         const std::string request = requestOf(log);
-        co_await look(line_, log, request, 8s);
+        co_await look(line_, log, request, enough);
     }
 
     asio::awaitable<void> capsule(Dice &dice)
     {
+        const LookLog log{Kind::Capsule, *seat_, server_};
         std::vector<std::string> known;
         for (const auto &[circle, id] : world_.capsules) {
             if (circle == seatLog().circle)
@@ -520,7 +469,6 @@ private:
         if (known.empty())
             co_return;
         const std::size_t back = dice.upTo(std::min<std::size_t>(known.size(), 10) - 1);
-        const LookLog log{Kind::Capsule, *seat_, server_};
         const std::string request = requestOf(log, known[known.size() - 1 - back]);
         co_await look(line_, log, request, 3s);
     }
@@ -531,31 +479,29 @@ private:
         const std::vector<SeatLog> &seats = world_.record.seats;
         Line line(world_, "127.201." + std::to_string(dice.upTo(249)) + "." +
                               std::to_string(1 + dice.upTo(249)));
-        LookLog log{Kind::Poll, *seat_, server_};
+        LookLog log{Kind::Poll, *seat_, server_, 1};
         const std::size_t way = dice.upTo(3);
-        const std::string member = seats[dice.upTo(seats.size() - 1)].member;
+        const std::string member = dice.oneOf(seats).member;
         std::string request;
         if (way == 0 && member != seatLog().member) {
             request = requestOf(log, member);
             log.kind = Kind::Foreign;
         } else if (way == 1 && !world_.capsules.empty()) {
-            const auto &[circle, id] = world_.capsules[dice.upTo(world_.capsules.size() - 1)];
-            log.kind = Kind::Capsule;
+            const auto &[circle, id] = dice.oneOf(world_.capsules);
+            log.kind = Kind::Foreign;
             if (circle != seatLog().circle)
                 request = requestOf(log, id);
-            log.kind = Kind::Foreign;
         } else if (!lostSeats_.empty()) {
-            log.seat = lostSeats_[dice.upTo(lostSeats_.size() - 1)];
+            log.seat = dice.oneOf(lostSeats_);
             log.kind = way == 2 ? Kind::Poll : Kind::History;
-            log.asked = 1;
             request = requestOf(log, seats[log.seat].member);
             const std::size_t index = addSend(dice, log.seat);
             const std::string sending = beamRequest(index);
-            const Answer answer = co_await line.ask(log.server, sending, 8s);
+            const Answer answer = co_await line.ask(log.server, sending, enough);
             settleSend(index, answer);
         }
         if (!request.empty())
-            co_await look(line, log, request, 8s);
+            co_await look(line, log, request, enough);
     }
 
     asio::awaitable<bool> pollOnce(std::size_t seat, std::int64_t &since)
@@ -563,12 +509,12 @@ private:
         if (pollDice_.oneIn(8))
             pollServer_ = pollDice_.upTo(world_.serversUsed - 1);
         const LookLog log{Kind::Poll, seat, pollServer_, since};
-        const Time patience(pollDice_.oneIn(10) ? 60 : 8'000);
+        const Time patience = pollDice_.oneIn(10) ? Time(60) : enough;
         const std::string request = requestOf(log, world_.record.seats[seat].member);
-        const unsigned status = co_await look(pollLine_, log, request, patience);
-        if (status == 200)
+        const bool told = co_await look(pollLine_, log, request, patience);
+        if (told)
             since = std::max<std::int64_t>(0, world_.record.looks.back().serverTime - 1);
-        co_return status == 200;
+        co_return told;
     }
 
     World &world_;
@@ -578,31 +524,39 @@ private:
     Line line_;
     Line pollLine_;
     std::optional<std::size_t> seat_;
-    std::set<std::string> names_; ///< What it may be called.
+    std::string handle_, emoji_;
     std::vector<std::size_t> lostSeats_;
-    bool unsure_ = true;    ///< Whether it has to ask where it is.
-    Moment doubtUntil_ = 0; ///< Until then an old request can still move it.
     std::uint64_t starts_ = 0;
     std::uint64_t serial_ = 0;
     std::size_t server_ = 0; ///< Which it asks just now.
     std::size_t pollServer_ = 0;
 };
 
-asio::awaitable<void> live(std::shared_ptr<Client> client)
-{
-    co_await client->live();
-}
+// Who has no seat does one of the first two.
+const Client::Deed Client::deeds[] = {
+    {1, "create", &Client::create},
+    {4, "join or move", &Client::join},
+    {4, "rename", &Client::rename},
+    {41, "send", &Client::send},
+    {10, "send up to six in one piece", &Client::sendMany},
+    {6, "hang up", &Client::hangUp},
+    {8, "history", &Client::history},
+    {10, "capsule", &Client::capsule},
+    {4, "status", &Client::askStatus},
+    {3, "start anew", &Client::startAnew},
+    {9, "foreign key, id or capsule", &Client::tryForeign},
+};
 
-asio::awaitable<void> watch(std::shared_ptr<Client> client)
+asio::awaitable<void> run(std::shared_ptr<Client> client, asio::awaitable<void> (Client::*what)())
 {
-    co_await client->watch();
+    co_await ((*client).*what)();
 }
 
 } // namespace
 
-World::World(ServerOptions options, std::uint64_t seed_)
+World::World(std::string folder, std::uint64_t seed_)
     : seed(seed_)
-    , servers(std::move(options), record)
+    , servers(std::move(folder), record)
 {}
 
 void World::start(asio::awaitable<void> coroutine)
@@ -619,11 +573,16 @@ asio::awaitable<void> World::sleep(std::uint64_t milliseconds)
     co_await timer.async_wait(awaited);
 }
 
+void World::complain(const std::string &what)
+{
+    record.complaints.push_back(what + " (" + std::to_string(now()) + ")");
+}
+
 void startClient(World &world, std::size_t number)
 {
     const auto client = std::make_shared<Client>(world, number);
-    world.start(live(client));
-    world.start(watch(client));
+    for (const auto what : {&Client::live, &Client::watch})
+        world.start(run(client, what));
 }
 
 } // namespace kivolo::server::history

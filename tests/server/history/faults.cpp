@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <dlfcn.h>
-#include <sys/time.h>
 
 namespace {
 
@@ -49,23 +48,6 @@ extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
     if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE))
         time->tv_sec += faults().clockAhead;
     return result;
-}
-
-extern "C" int gettimeofday(timeval *time, void *) noexcept
-{
-    timespec now = {};
-    const int result = clock_gettime(CLOCK_REALTIME, &now);
-    *time = {now.tv_sec, now.tv_nsec / 1'000};
-    return result;
-}
-
-extern "C" time_t time(time_t *result) noexcept
-{
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    if (result)
-        *result = now.tv_sec;
-    return now.tv_sec;
 }
 
 extern "C" ssize_t pwrite64(int file, const void *bytes, size_t count, off64_t offset)

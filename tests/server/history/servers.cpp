@@ -1,13 +1,8 @@
 #include "servers.h"
 
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <new>
-#include <stdexcept>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace kivolo::server::history {
 
@@ -19,132 +14,94 @@ Moment now()
     return duration_cast<microseconds>(steady_clock::now().time_since_epoch() + difference).count();
 }
 
-// An address of this run's own, so that no other program takes the port while a server is down.
-Servers::Servers(ServerOptions options, Record &record)
-    : options_(std::move(options))
+Servers::Servers(std::string folder, Record &record)
+    : folder_(std::move(folder))
     , record_(record)
-    , network_("127." + std::to_string(64 + getpid() / 250 % 64) + "." +
-               std::to_string(getpid() % 250) + ".")
 {
     for (std::size_t i = 0; i < count; ++i) {
-        const std::string path = options_.folder + "/faults" + std::to_string(i);
-        void *at = mapFaults(path.c_str());
+        void *at = mapFaults((folder_ + "/faults" + std::to_string(i)).c_str());
         if (!at)
-            throw std::runtime_error("cannot write to " + path);
-        faults_[i] = new (at) Faults;
+            throw std::runtime_error("cannot write into " + folder_);
+        processes_[i].faults = new (at) Faults;
     }
 }
 
-Servers::~Servers()
-{
-    for (std::size_t i = 0; i < count; ++i) {
-        signal(i, SIGKILL);
-        ::munmap(faults_[i], sizeof(Faults));
-    }
-}
-
+// One of this run's own, so that no other program takes the port while a server is down.
 std::string Servers::address(std::size_t server) const
 {
-    return network_ + std::to_string(server + 1);
+    return "127." + std::to_string(64 + getpid() / 250 % 64) + "." +
+           std::to_string(getpid() % 250) + "." + std::to_string(server + 1);
 }
 
 void Servers::start(std::size_t server)
 {
-    const pid_t id = fork();
-    if (id == 0)
-        become(server);
-    processes_[server] = {id, false, now()};
-}
-
-void Servers::become(std::size_t server) const
-{
-    const std::string faults = options_.folder + "/faults" + std::to_string(server);
-    const std::string log = options_.folder + "/log" + std::to_string(server);
+    const std::string faults = folder_ + "/faults" + std::to_string(server);
     // NOLINTBEGIN(concurrency-mt-unsafe): of one thread
     setenv(Faults::variable, faults.c_str(), 1);
-    setenv("LD_PRELOAD", options_.shim.c_str(), 1);
+    setenv("LD_PRELOAD", KIVOLO_SHIM, 1);
     // The sanitizers' runtime wants to be loaded first, which it need not be for what we replace.
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 0);
     // NOLINTEND(concurrency-mt-unsafe)
-    const std::string listen = address(server) + ":" + std::to_string(port());
-    const std::string sqlite = "sqlite:" + database();
-    const int output = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
-    // A connection that a client closes must not live on here.
-    close_range(STDERR_FILENO + 1, ~0U, 0);
-    const char *program = options_.program.c_str();
-    execl(program, program, "--listen", listen.c_str(), "--database", sqlite.c_str(), "--rates",
-          "1000000", "--hold", "1", static_cast<char *>(nullptr));
-    _exit(127);
+    Process &process = processes_[server];
+    process.program = std::make_unique<ServerProcess>(std::vector<std::string>{
+        "--listen", address(server) + ":" + std::to_string(port), "--database",
+        "sqlite:" + database(), "--rates", "1000000", "--hold", "1"});
+    process.meantToEnd = false;
+    process.started = now();
 }
 
 void Servers::signal(std::size_t server, int signal)
 {
     Process &process = processes_[server];
-    if (process.id <= 0)
-        return;
-    kill(process.id, signal);
-    if (signal == SIGKILL) {
-        waitpid(process.id, nullptr, 0);
-        process.id = -1;
-    }
-    process.meantToEnd = process.meantToEnd || signal == SIGTERM;
+    if (process.program)
+        process.program->signal(signal);
+    process.meantToEnd = process.meantToEnd || signal == SIGKILL || signal == SIGTERM;
 }
 
 void Servers::tend()
 {
     for (std::size_t i = 0; i < count; ++i) {
-        int status = 0;
-        if (processes_[i].id > 0 && waitpid(processes_[i].id, &status, WNOHANG) == 0)
+        Process &process = processes_[i];
+        if (!process.program || !process.program->hasEnded())
             continue;
-        if (processes_[i].id > 0)
-            judge(i, status, "in the middle");
-        if (processes_[i].started > 0)
-            start(i);
+        judge(i, process.program->end(0));
+        start(i);
     }
 }
 
 // One that finds the database locked, or no room for it, says so and ends at its start; and one
 // that has just been started knows nothing of signals yet.
-void Servers::judge(std::size_t server, int status, const char *when)
+void Servers::judge(std::size_t server, int status)
 {
-    constexpr Moment starting = 10 * second;
-    const bool young = now() - processes_[server].started < starting;
-    const bool meant = processes_[server].meantToEnd;
-    processes_[server].id = -1;
-    if (WIFEXITED(status) &&
-        ((WEXITSTATUS(status) == 0 && meant) || (WEXITSTATUS(status) == 1 && young)))
-        return;
-    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM && meant && young)
-        return;
-    record_.complaints.push_back("server " + std::to_string(server) + " ended " + when +
-                                 " with status " + std::to_string(status));
+    const Process &process = processes_[server];
+    const bool young = now() - process.started < 10 * second;
+    const bool meant = process.meantToEnd && (status == 0 || status == 128 + SIGKILL ||
+                                              (status == 128 + SIGTERM && young));
+    if (!meant && !(status == 1 && young))
+        record_.complaints.push_back("server " + std::to_string(server) + " ended with status " +
+                                     std::to_string(status));
 }
 
 void Servers::stop()
 {
     for (std::size_t i = 0; i < count; ++i) {
-        if (processes_[i].id <= 0)
-            continue;
         signal(i, SIGCONT);
         signal(i, SIGTERM);
-        int status = 0;
-        waitpid(processes_[i].id, &status, 0);
-        judge(i, status, "when asked to");
+        if (processes_[i].program)
+            judge(i, processes_[i].program->end(0));
     }
 }
 
 void Servers::setClock(std::size_t server, std::int64_t ahead)
 {
-    faults_[server]->clockAhead = ahead;
+    processes_[server].faults->clockAhead = ahead;
     record_.steps.push_back({server, now(), ahead});
 }
 
 void Servers::setRoom(std::int64_t bytes)
 {
-    for (Faults *faults : faults_)
-        faults->room = bytes;
+    for (const Process &process : processes_)
+        process.faults->room = bytes;
 }
 
 } // namespace kivolo::server::history
