@@ -1,7 +1,9 @@
 #include "memory.h"
 
 #include <algorithm>
+#include <fstream>
 #include <malloc.h>
+#include <unistd.h>
 
 namespace kivolo::server {
 
@@ -47,6 +49,14 @@ void keepMemoryTight()
     // took.
     mallopt(M_ARENA_MAX, 2);
     // NOLINTEND(concurrency-mt-unsafe)
+}
+
+std::size_t residentBytes()
+{
+    std::size_t all = 0;
+    std::size_t resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
 } // namespace kivolo::server

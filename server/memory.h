@@ -25,4 +25,7 @@ struct MemoryPlan
 /// Makes the allocator give back what is freed. To be called before any thread is started.
 void keepMemoryTight();
 
+/// What the process takes now; 0 where the system does not tell.
+std::size_t residentBytes();
+
 } // namespace kivolo::server

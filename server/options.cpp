@@ -45,6 +45,14 @@ void addSettings(CLI::App &app, Options &options)
         ->expected(1)
         ->delimiter(',')
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option_function<std::string>(
+           "--operator-listen",
+           [&options](const std::string &address) {
+               options.operatorListen = address;
+               options.operatorListenGiven = true;
+           },
+           "Address for whoever looks after the server, and for nobody else: health and metrics")
+        ->option_text("HOST:PORT, unix:PATH or none [127.0.0.1:9787 where that is free]");
     CLI::Option *certificate =
         app.add_option("--tls-cert", options.tlsCertificate,
                        "Certificate with its chain, to speak TLS with wherever no Unix socket is "

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -16,9 +17,14 @@ namespace kivolo::server {
 /// The site that is installed with the program, or nothing where none is.
 std::string installedSite();
 
+/// In place of an address for the operator.
+constexpr std::string_view nowhere = "none";
+
 struct Options
 {
     std::vector<std::string> listen{"127.0.0.1:8787"};
+    std::string operatorListen{"127.0.0.1:9787"}; ///< "none": nowhere.
+    bool operatorListenGiven = false;
     std::string tlsCertificate; ///< Empty: no TLS.
     std::string tlsKey;
     std::string database; ///< Empty: the file under the user's data directory.

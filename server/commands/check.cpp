@@ -17,6 +17,8 @@ void check(const Options &options)
 {
     for (const std::string &address : options.listen)
         http::checkAddress(address);
+    if (options.operatorListen != nowhere)
+        http::checkAddress(options.operatorListen);
     http::Proxies proxies;
     for (const std::string &net : options.trustedProxies)
         proxies.trust(net);

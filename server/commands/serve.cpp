@@ -1,6 +1,9 @@
+#include "build.h"
 #include "command.h"
 #include "http/server.h"
 #include "memory.h"
+#include "operation/desk.h"
+#include "operation/metrics.h"
 #include "routes/routes.h"
 #include "supervisor.h"
 
@@ -10,6 +13,7 @@
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <prometheus/metric_family.h>
 #include <spdlog/spdlog.h>
 #include <sys/resource.h>
 
@@ -82,6 +86,18 @@ http::Limits limitsOf(const Options &options, const MemoryPlan &memory)
     return limits;
 }
 
+// Kept out of what members have at their disposal: a crowd of theirs is when it is asked.
+http::Limits limitsForOperator()
+{
+    http::Limits limits;
+    limits.bodyBytes = 0;
+    limits.connections = 16;
+    limits.connectionsPerAddress = 16;
+    limits.allReceivedBytes = 1 << 20;
+    limits.allRepliesBytes = 4 << 20;
+    return limits;
+}
+
 /// All that serves, from the database to the sockets. What stands further up outlives what stands
 /// below it.
 class Service
@@ -93,6 +109,8 @@ public:
 
 private:
     void listen();
+    void listenForOperator();
+    std::string metrics(const Room &room) const;
     void followSignals();
     void reloadCertificate();
 
@@ -108,7 +126,10 @@ private:
     Circles circles_;
     boost::asio::thread_pool workers_{1};
     Routes routes_;
+    Metrics metrics_;
     http::Server server_;
+    Desk desk_;
+    http::Server operator_;
     boost::asio::signal_set signals_;
 };
 
@@ -128,10 +149,20 @@ Service::Service(const Options &options)
           [this](http::Request &request, http::Reply later) {
               return routes_.handle(request, std::move(later));
           },
-          limitsOf(options, memory_), proxiesOf(options))
+          limitsOf(options, memory_), proxiesOf(options),
+          [this](const http::Served &served) { metrics_.add(served); })
+    , desk_({*ledger_, clock_, options.quotas.reserve,
+             [this](const Room &room) { return metrics(room); }})
+    , operator_(
+          context_,
+          [this](http::Request &request, http::Reply later) {
+              return desk_.handle(request, std::move(later));
+          },
+          limitsForOperator())
     , signals_(context_, SIGTERM, SIGINT)
 {
     circles_.setObserver({[this](const Change &change) {
+                              desk_.saw(change.tick);
                               boost::asio::post(context_,
                                                 [this, change] { holds_.announce(change); });
                           },
@@ -157,7 +188,52 @@ void Service::listen()
     followSignals();
     for (const std::string &address : options_.listen)
         std::cout << "listening on " << server_.listen(address) << std::endl;
+    listenForOperator();
     tellSupervisor("READY=1");
+}
+
+// Several servers on one machine share the usual address, which nobody has asked for.
+void Service::listenForOperator()
+{
+    if (options_.operatorListen == nowhere)
+        return;
+    try {
+        const std::string address = operator_.listen(options_.operatorListen);
+        std::cout << "for the operator on " << address << std::endl;
+    } catch (const std::exception &error) {
+        if (options_.operatorListenGiven)
+            throw;
+        spdlog::warn("health and metrics are told nowhere: {}", error.what());
+    }
+}
+
+std::string Service::metrics(const Room &room) const
+{
+    const auto number = [](auto value) { return static_cast<double>(value); };
+    std::vector<prometheus::MetricFamily> families;
+    metrics_.tell(families);
+    const Circles::Waits &reads = circles_.reads();
+    const Circles::Waits &writes = circles_.writes();
+    families.push_back(histogram("kivolo_database_wait_seconds",
+                                 "Until the database began with what it was asked.", "kind",
+                                 {{"read", &reads.begun}, {"write", &writes.begun}}));
+    families.push_back(histogram("kivolo_database_seconds",
+                                 "Until the database had done what it was asked.", "kind",
+                                 {{"read", &reads.done}, {"write", &writes.done}}));
+    families.push_back(
+        gauge("kivolo_held_polls", "Polls that wait for a beam.", number(holds_.waiting())));
+    families.push_back(gauge("kivolo_connections", "Connections of members' programs.",
+                             number(server_.connections())));
+    families.push_back(
+        gauge("kivolo_database_bytes", "That the database takes.", number(room.used)));
+    families.push_back(gauge("kivolo_disk_free_bytes", "That are left on the database's disk.",
+                             number(room.free)));
+    families.push_back(
+        gauge("kivolo_resident_bytes", "Memory of the process.", number(residentBytes())));
+    prometheus::MetricFamily version = gauge("kivolo_build_info", "Always 1.", 1);
+    version.metric.front().label = {{"version", build}};
+    families.push_back(std::move(version));
+    return asText(families);
 }
 
 void Service::followSignals()
@@ -173,6 +249,7 @@ void Service::followSignals()
         spdlog::info("stopping");
         tellSupervisor("STOPPING=1");
         server_.stop();
+        operator_.stop();
     });
 }
 

@@ -44,7 +44,7 @@ void startVital(asio::io_context &context, Awaitable<void> coroutine)
 }
 
 /// What does not fit into an empty socket buffer is not worth waiting for.
-void turnAway(Socket &socket)
+void sayBusy(Socket &socket)
 {
     constexpr std::string_view busy =
         "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\n"
@@ -66,11 +66,13 @@ File openSpare()
 
 } // namespace
 
-Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies proxies)
+Hub::Hub(asio::io_context &context, Handler handler, Limits limits, Proxies proxies,
+         Watcher watcher)
     : context_(context)
     , handler_(std::move(handler))
     , limits_(limits)
     , proxies_(std::move(proxies))
+    , watcher_(std::move(watcher))
     , received_(limits.allReceivedBytes)
     , replies_(limits.allRepliesBytes)
     , turns_(context)
@@ -173,12 +175,19 @@ Awaitable<void> Hub::turnAwayAll(Door &door)
         for (int i = 0; i < atOnce && !error; ++i) {
             Socket socket(context_);
             door.listening.acceptor.accept(socket, error);
-            if (!error && !door.tls)
-                turnAway(socket);
+            if (!error)
+                turnAway(socket, door);
         }
         spare_ = openSpare();
         co_await asio::post(context_, awaited);
     }
+}
+
+void Hub::turnAway(Socket &socket, const Door &door)
+{
+    watcher_({{}, 503, "connections", {}});
+    if (!door.tls) // to whom nothing can be said before a handshake
+        sayBusy(socket);
 }
 
 void Hub::welcome(Socket socket, const Door &door)
@@ -192,8 +201,7 @@ void Hub::welcome(Socket socket, const Door &door)
     socket.set_option(UnsentBytes(128 << 10), ignored);
     socket.non_blocking(true, ignored);
     if (!makeRoomFor(*peer)) {
-        if (!door.tls) // to whom nothing can be said before a handshake
-            turnAway(socket);
+        turnAway(socket, door);
         return;
     }
     auto session =

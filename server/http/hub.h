@@ -23,7 +23,9 @@ class Tls;
 class Hub : public std::enable_shared_from_this<Hub>
 {
 public:
-    Hub(asio::io_context &context, Handler handler, Limits limits, Proxies proxies);
+    Hub(
+        asio::io_context &context, Handler handler, Limits limits, Proxies proxies,
+        Watcher watcher = [](const Served &) {});
 
     /// Accepts connections there; they speak TLS where that is given.
     void serve(Listening listening, std::shared_ptr<Tls> tls);
@@ -31,6 +33,8 @@ public:
 
     bool stopping() const { return stopping_; }
     const Handler &handler() const { return handler_; }
+    const Watcher &watcher() const { return watcher_; }
+    std::size_t connections() const { return sessions_.size(); }
     const Limits &limits() const { return limits_; }
     const Proxies &proxies() const { return proxies_; }
     Budget &received() { return received_; }
@@ -61,6 +65,7 @@ private:
     bool makeRoomFor(const Address &peer);
     bool endOneOf(const Crowd::Sessions &sessions, bool busyToo);
     Awaitable<void> turnAwayAll(Door &door);
+    void turnAway(Socket &socket, const Door &door);
     void abortAll();
     void refreshDate();
 
@@ -68,6 +73,7 @@ private:
     Handler handler_;
     Limits limits_;
     Proxies proxies_;
+    Watcher watcher_;
     Budget received_;
     Budget replies_;
     Turns turns_;

@@ -12,4 +12,11 @@ Response errorResponse(unsigned status, std::string_view sentence)
     return response;
 }
 
+Response busyResponse()
+{
+    Response response = errorResponse(503, busySentence);
+    response.limit = "memory";
+    return response;
+}
+
 } // namespace kivolo::server::http

@@ -86,13 +86,30 @@ struct Response
     /// False where the head tells no length: to a HEAD whose body was not made, and where the
     /// asker has the body already.
     bool measured = true;
-    Budget::Share room = {}; ///< What was taken for it, if anything was.
+    Budget::Share room = {};     ///< What was taken for it, if anything was.
+    std::string_view limit = {}; ///< Static text: which limit was hit, where one was.
 };
 
 constexpr std::string_view busySentence = "Kivolo is very busy just now. Please try again later.";
 
 /// A reply that says in one sentence, for the member, what went wrong.
 Response errorResponse(unsigned status, std::string_view sentence);
+
+/// Where there is no memory for more.
+Response busyResponse();
+
+/// What became of a request. Of one that was not understood the path is empty.
+struct Served
+{
+    std::string_view path;
+    unsigned status = 0;
+    std::string_view limit; ///< As in the response.
+    /// Until the reply was there, without the time for which it was held.
+    std::chrono::nanoseconds took{0};
+};
+
+/// Hears what becomes of each, on the thread of the connections.
+using Watcher = std::function<void(const Served &)>;
 
 /// The same request is to be handed in again at that time.
 struct AgainAt

@@ -7,9 +7,11 @@
 
 namespace kivolo::server::http {
 
-Server::Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies)
+Server::Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies,
+               Watcher watcher)
     : context_(context)
-    , hub_(std::make_shared<Hub>(context, std::move(handler), limits, std::move(proxies)))
+    , hub_(std::make_shared<Hub>(context, std::move(handler), limits, std::move(proxies),
+                                 std::move(watcher)))
 {}
 
 Server::~Server()
@@ -47,6 +49,11 @@ std::string Server::serve(Listenings listenings)
     if (listenings.local)
         return listenings.address;
     return (tls ? "https://" : "http://") + listenings.address;
+}
+
+std::size_t Server::connections() const
+{
+    return hub_->connections();
 }
 
 void Server::stop()

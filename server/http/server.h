@@ -49,7 +49,9 @@ class Tls;
 class Server
 {
 public:
-    Server(boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies = {});
+    Server(
+        boost::asio::io_context &context, Handler handler, Limits limits, Proxies proxies = {},
+        Watcher watcher = [](const Served &) {});
     ~Server();
 
     /// Speaks TLS on every address but Unix sockets that it listens on from now on. Throws
@@ -62,6 +64,9 @@ public:
     /// inheritedListenings(). May be called several times. Returns what to connect to, as in
     /// https://HOST:PORT, with the real port.
     std::string listen(const std::string &address);
+
+    /// How many there are now.
+    std::size_t connections() const;
 
     /// Accepts nothing more, closes what is idle and lets the rest finish within the grace time.
     /// The context runs out of work when that is done.

@@ -43,12 +43,27 @@ Awaitable<void> Session::run(std::shared_ptr<Session> self)
 Awaitable<bool> Session::serveOne()
 {
     Parser parser;
+    path_ = {};
     parser.header_limit(hub_->limits().headerBytes);
     parser.body_limit(hub_->limits().bodyBytes);
     const bool received = co_await receive(parser);
     if (!received)
         co_return false;
-    auto &message = parser.get();
+    Request request = requestOf(parser.get());
+    std::optional<Response> response = co_await answer(request);
+    if (!response)
+        co_return false;
+    note(request, *response);
+    std::string().swap(request.body);
+    received_.shrinkTo(std::min<std::size_t>(received_.bytes(), hub_->limits().headerBytes));
+    const bool keepAlive = parser.keep_alive() && !hub_->stopping();
+    const bool withBody = !request.isHead();
+    const bool sent = co_await send(std::move(*response), withBody, keepAlive);
+    co_return sent &&keepAlive;
+}
+
+Request Session::requestOf(Parser::value_type &message)
+{
     using Field = beast::http::field;
     Request request{view(message.method_string()), view(message.target()),
                     view(message[Field::content_type]), std::move(message.body())};
@@ -59,20 +74,16 @@ Awaitable<bool> Session::serveOne()
     request.range = view(message[Field::range]);
     request.ifRange = view(message[Field::if_range]);
     request.replies = &hub_->replies();
-    std::optional<Response> response = co_await answer(request);
-    if (!response)
-        co_return false;
+    path_ = request.path();
+    return request;
+}
+
+void Session::note(const Request &request, const Response &response)
+{
     constexpr unsigned noRoom = 507; // why is said once by whoever has none
-    if (response->status >= 500 && response->status != noRoom)
-        spdlog::warn("{} {} {}", request.method, request.path(), response->status);
-    else
-        spdlog::debug("{} {} {}", request.method, request.path(), response->status);
-    std::string().swap(request.body);
-    received_.shrinkTo(std::min<std::size_t>(received_.bytes(), hub_->limits().headerBytes));
-    const bool keepAlive = parser.keep_alive() && !hub_->stopping();
-    const bool withBody = !request.isHead();
-    const bool sent = co_await send(std::move(*response), withBody, keepAlive);
-    co_return sent &&keepAlive;
+    const bool failed = response.status >= 500 && response.status != noRoom;
+    spdlog::log(failed ? spdlog::level::warn : spdlog::level::debug, "{} {} {}", request.method,
+                request.path(), response.status);
 }
 
 // The header may stand there several times, as every proxy is free to add a line of its own.
@@ -105,6 +116,7 @@ Awaitable<void> Session::letOthersGoFirst()
 Awaitable<std::optional<Response>> Session::answer(Request &request)
 {
     enter(Phase::Answering, hub_->limits().answer);
+    asked_ = std::chrono::steady_clock::now();
     for (;;) {
         answered_ = hub_->handler()(request, laterReply());
         while (!answered_ && !gone_) {
@@ -123,10 +135,12 @@ Awaitable<std::optional<Response>> Session::answer(Request &request)
                 co_return std::nullopt;
             request.waited = true;
             enter(Phase::Answering, hub_->limits().answer);
+            asked_ = std::chrono::steady_clock::now();
             continue;
         }
         const auto time = std::get<AgainAt>(answer).time;
         co_await waitUntil(time);
+        asked_ = std::chrono::steady_clock::now();
         if (gone_)
             co_return std::nullopt;
         if (hub_->stopping())

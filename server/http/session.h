@@ -46,6 +46,8 @@ private:
     Awaitable<bool> serveOne();
     Awaitable<void> endRequest();
     Awaitable<void> letOthersGoFirst();
+    Request requestOf(Parser::value_type &message);
+    static void note(const Request &request, const Response &response);
     Address clientOf(const Parser::value_type &message) const;
     Awaitable<std::optional<Response>> answer(Request &request);
     Awaitable<void> waitUntil(std::chrono::system_clock::time_point time);
@@ -88,6 +90,8 @@ private:
     std::int64_t replySlack_ = 0; ///< When the reply under way had to be over if it were empty.
     std::uint64_t replied_ = 0;   ///< As much of it as was written.
     Phase phase_ = Phase::Idle;
+    std::string_view path_;                       ///< Of the request that is being answered.
+    std::chrono::steady_clock::time_point asked_; ///< When it was, or was held no longer.
     std::int64_t expired_ = 0; ///< The last tick at which its deadline had passed, or 0.
     bool gone_ = false;
 };

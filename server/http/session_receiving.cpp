@@ -37,8 +37,7 @@ Awaitable<bool> Session::receive(Parser &parser)
     if (!known)
         co_return false;
     const bool kept = keepFor(clientOf(parser.get()));
-    std::optional<Response> objection =
-        kept ? objectionToBody(parser) : errorResponse(503, busySentence);
+    std::optional<Response> objection = kept ? objectionToBody(parser) : busyResponse();
     if (objection) {
         co_await turnAway(std::move(*objection));
         co_return false;
@@ -82,7 +81,7 @@ Awaitable<bool> Session::receiveHeader(Parser &parser)
         if (phase_ == Phase::Idle)
             enter(Phase::Reading, hub_->limits().header);
         if (!keepHead()) {
-            co_await turnAway(errorResponse(503, busySentence));
+            co_await turnAway(busyResponse());
             co_return false;
         }
     }
@@ -151,7 +150,7 @@ Awaitable<bool> Session::receiveBody(Parser &parser)
         error_code error;
         const std::uint64_t missing = parser.content_length_remaining().value_or(0);
         if (!keep(std::min<std::uint64_t>(buffer_.size(), missing))) {
-            co_await turnAway(errorResponse(503, busySentence));
+            co_await turnAway(busyResponse());
             co_return false;
         }
         if (buffer_.size() > 0)

@@ -35,8 +35,11 @@ Awaitable<bool> Session::send(Response response, bool withBody, bool keepAlive)
     if (!keepReply(response)) {
         spdlog::warn("too much is being sent already for a reply of {} bytes",
                      response.body.size());
-        response = errorResponse(503, busySentence);
+        response = busyResponse();
     }
+    hub_->watcher()(
+        {path_, response.status, response.limit,
+         path_.empty() ? std::chrono::nanoseconds(0) : std::chrono::steady_clock::now() - asked_});
     enter(Phase::Writing, hub_->limits().reply);
     replySlack_ = deadline_;
     replied_ = 0;

@@ -65,6 +65,8 @@ public:
     virtual std::optional<Circle> circleByCode(const std::string &code) = 0;
     /// How many circles there are at most.
     virtual std::int64_t circlesMade() = 0;
+    /// Of all circles, each of which is looked at.
+    virtual Tick latestTick() = 0;
     /// The one seat that a device can have.
     virtual std::optional<Seat> seatOfDevice(const std::string &deviceId) = 0;
     /// In the order of joining. `circle` is `Circle::number`.

@@ -86,7 +86,28 @@ struct Row<FounderKey>
     static auto fields(FounderKey &f) { return std::tie(f.key); }
 };
 
+struct NewestTick
+{
+    Tick tick = 0;
+};
+
+template<>
+struct Row<NewestTick>
+{
+    static std::string names() { return "coalesce(max(tick), 0)"; }
+    static constexpr const char *tables = "circle";
+    static auto fields(NewestTick &n) { return std::tie(n.tick); }
+};
+
 // What is read.
+
+struct LatestTick
+{
+    struct In
+    {};
+    using Out = NewestTick;
+    static constexpr const char *where = "true";
+};
 
 struct CircleByCode
 {

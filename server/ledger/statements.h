@@ -27,6 +27,7 @@ public:
         return seatOfDevice_.one({deviceId});
     }
     std::optional<Seat> seatOfKey(const std::string &key) override { return seatOfKey_.one({key}); }
+    Tick latestTick() override { return latestTick_.one({})->tick; }
     std::vector<Member> members(std::int64_t circle) override { return members_.all({circle}); }
     std::vector<BeamSize> sizesAfter(std::int64_t circle, Tick tick, int limit) override
     {
@@ -132,6 +133,7 @@ private:
     Select<sql::CircleByCode> circleByCode_{connection_};
     Select<sql::SeatOfDevice> seatOfDevice_{connection_};
     Select<sql::SeatOfKey> seatOfKey_{connection_};
+    Select<sql::LatestTick> latestTick_{connection_};
     Select<sql::Members> members_{connection_};
     Select<sql::SizesAfter> sizesAfter_{connection_};
     Select<sql::LatestSizes> latestSizes_{connection_};

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace kivolo::server {
 
@@ -13,18 +14,23 @@ class Refusal : public std::runtime_error
 public:
     enum class Reason { Invalid, Forbidden, NotFound, Conflict, TooLarge, TooMany, NoRoom, Busy };
 
-    /// `retryAfter` is for what is TooMany: when the same request would be accepted.
-    Refusal(Reason reason, const std::string &sentence, std::chrono::seconds retryAfter = {})
+    /// `retryAfter` is for what is TooMany: when the same request would be accepted. `limit` is
+    /// static text that names for the operator which limit was hit, where one was.
+    Refusal(Reason reason, const std::string &sentence, std::chrono::seconds retryAfter = {},
+            std::string_view limit = {})
         : std::runtime_error(sentence)
         , reason_(reason)
         , retryAfter_(retryAfter)
+        , limit_(limit)
     {}
     Reason reason() const { return reason_; }
     std::chrono::seconds retryAfter() const { return retryAfter_; }
+    std::string_view limit() const { return limit_; }
 
 private:
     Reason reason_;
     std::chrono::seconds retryAfter_;
+    std::string_view limit_;
 };
 
 /// A request that names a secret that does not exist, as one who guesses would.

@@ -35,6 +35,8 @@ public:
 
     /// Whether anyone waits. From any thread.
     bool occupied() const { return waiting_ > 0; }
+    /// How many wait. From any thread.
+    std::size_t waiting() const { return waiting_; }
 
 private:
     class Place;

@@ -65,6 +65,7 @@ auto told(Action &&action) -> decltype(action())
     } catch (const Refusal &refusal) {
         Response response = errorResponse(statusOf(refusal.reason()), refusal.what());
         response.retryAfter = refusal.retryAfter();
+        response.limit = refusal.limit();
         return response;
     } catch (const LedgerUnavailable &failure) {
         spdlog::error("the database failed: {}", failure.what());

@@ -51,8 +51,10 @@ nanoseconds wait(Time used, const Throttle::Rate &rate, Time now)
         sentence = "Too many circles were started from here. Please try again later.";
     else if (act == Act::WrongCode)
         sentence = "Too many wrong codes were tried. Please try again later.";
+    constexpr std::array<std::string_view, std::tuple_size_v<Throttle::Allowances>> names = {
+        "requests", "sends", "circles", "codes", "devices", "keys"};
     throw Refusal(Refusal::Reason::TooMany, sentence,
-                  std::max(1s, std::chrono::ceil<std::chrono::seconds>(wait)));
+                  std::max(1s, std::chrono::ceil<std::chrono::seconds>(wait)), names[index(act)]);
 }
 
 } // namespace

@@ -53,11 +53,16 @@ Circles::Circles(Ledger &ledger, Clock clock, Randomness randomness, Settings se
 
 namespace {
 
-/// Tells what came of something that puts its result there.
+using Watch = std::chrono::steady_clock;
+
+/// Tells what came of something that puts its result there, and how long that took since then.
 template<typename Result>
-Ledger::Done telling(std::shared_ptr<std::optional<Result>> result, Done<Result> done)
+Ledger::Done telling(std::shared_ptr<std::optional<Result>> result, Done<Result> done,
+                     Durations &took, Watch::time_point asked)
 {
-    return [result = std::move(result), done = std::move(done)](std::exception_ptr failure) {
+    return [result = std::move(result), done = std::move(done), &took,
+            asked](std::exception_ptr failure) {
+        took.add(Watch::now() - asked);
         done(failure ? Outcome<Result>(failure) : Outcome<Result>(std::move(**result)));
     };
 }
@@ -85,17 +90,26 @@ void Circles::change(std::function<Result(LedgerTransaction &, Seconds)> rule,
                      Ledger::JobFacts facts, Done<Result> done)
 {
     auto result = std::make_shared<std::optional<Result>>();
-    ledger_.write([rule = std::move(rule), result](LedgerTransaction &ledger,
-                                                   Seconds now) { *result = rule(ledger, now); },
-                  std::move(facts), telling(result, std::move(done)));
+    const Watch::time_point asked = Watch::now();
+    ledger_.write(
+        [rule = std::move(rule), result, asked, this](LedgerTransaction &ledger, Seconds now) {
+            writes_.begun.add(Watch::now() - asked);
+            *result = rule(ledger, now);
+        },
+        std::move(facts), telling(result, std::move(done), writes_.done, asked));
 }
 
 template<typename Result>
 void Circles::look(std::function<Result(LedgerView &)> rule, Done<Result> done)
 {
     auto result = std::make_shared<std::optional<Result>>();
-    ledger_.read([rule = std::move(rule), result](LedgerView &ledger) { *result = rule(ledger); },
-                 telling(result, std::move(done)));
+    const Watch::time_point asked = Watch::now();
+    ledger_.read(
+        [rule = std::move(rule), result, asked, this](LedgerView &ledger) {
+            reads_.begun.add(Watch::now() - asked);
+            *result = rule(ledger);
+        },
+        telling(result, std::move(done), reads_.done, asked));
 }
 
 void Circles::create(CreateRequest request, Done<Founding> done)
@@ -254,7 +268,7 @@ Seconds Circles::busyAfter(const Circle &circle, std::int64_t bytes, Seconds now
     if (end > now + longestBusy)
         throw Refusal(Reason::TooMany,
                       "Too much was sent in a short time. Please try again in a moment.",
-                      std::chrono::seconds(end - now - longestBusy));
+                      std::chrono::seconds(end - now - longestBusy), "circle_rate");
     return end;
 }
 
@@ -333,7 +347,8 @@ void Circles::takeRoom(LedgerView &ledger, const Room &room, std::int64_t bytes)
 {
     ledger.announce(bytes);
     if (bytes > 0 && !room(static_cast<std::size_t>(bytes)))
-        throw Refusal(Reason::Busy, "Kivolo is very busy just now. Please try again later.");
+        throw Refusal(Reason::Busy, "Kivolo is very busy just now. Please try again later.", {},
+                      "memory");
 }
 
 Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const

@@ -1,6 +1,7 @@
 // The rules: who may join, what may be sent, what a poll, a history and a capsule tell.
 #pragma once
 
+#include "durations.h"
 #include "identifiers.h"
 #include "ledger/ledger.h"
 #include "quotas.h"
@@ -72,6 +73,15 @@ public:
         observer_ = observer.tell;
         ledger_.watch(std::move(observer));
     }
+
+    /// How long the database took, from when it was asked.
+    struct Waits
+    {
+        Durations begun; ///< Until it was someone's turn.
+        Durations done;  ///< Until it was told, what is changed being on disk.
+    };
+    const Waits &reads() const { return reads_; }
+    const Waits &writes() const { return writes_; }
 
     void create(CreateRequest request, Done<Founding> done);
     void join(JoinRequest request, Done<Membership> done);
@@ -146,6 +156,7 @@ private:
     Randomness randomness_;
     Settings settings_;
     Quotas quotas_;
+    Waits reads_, writes_;
     std::shared_ptr<Sightings> sightings_; ///< Shared with what it still has to write.
     std::function<void(const Change &)> observer_ = [](const Change &) {};
 };

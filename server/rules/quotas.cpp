@@ -35,22 +35,26 @@ void Quotas::requireRoomForBeam(const Circle &circle, std::int64_t bytes, const 
         warn("circle " + std::to_string(circle.number) + " keeps the " + mebibytes(limits_.circle) +
              " that a circle may");
         throw Refusal(Refusal::Reason::NoRoom,
-                      "This circle has no room left for this. You can go on in a new circle.");
+                      "This circle has no room left for this. You can go on in a new circle.", {},
+                      "circle_quota");
     }
     requireRoom(bytes, room);
 }
 
 void Quotas::requireRoom(std::int64_t bytes, const Room &room)
 {
+    std::string_view limit = "database_quota";
     if (room.used + bytes > limits_.database)
         warn("the database has grown to the " + mebibytes(limits_.database) + " that it may");
-    else if (room.freeAfter(bytes) < limits_.reserve)
+    else if (room.freeAfter(bytes) < limits_.reserve) {
         warn("the disk has " + mebibytes(room.free) + " left, of which " +
              mebibytes(limits_.reserve) + " are kept free");
-    else
+        limit = "disk_reserve";
+    } else
         return;
     throw Refusal(Refusal::Reason::NoRoom,
-                  "Kivolo's server has no room left for this. Please tell whoever runs it.");
+                  "Kivolo's server has no room left for this. Please tell whoever runs it.", {},
+                  limit);
 }
 
 void Quotas::warn(const std::string &reason)
