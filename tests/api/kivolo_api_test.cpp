@@ -4,8 +4,6 @@
 #include "support/eventually.h"
 
 #include <QCoreApplication>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <gtest/gtest.h>
 
 using namespace kivolo;

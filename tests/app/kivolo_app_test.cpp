@@ -5,7 +5,6 @@
 #include "support/eventually.h"
 #include "support/scripted_network.h"
 
-#include <QApplication>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 

@@ -6,12 +6,9 @@
 #include "support/eventually.h"
 #include "support/x_server.h"
 
-#include <QApplication>
 #include <QImage>
 #include <QPainter>
-#include <QScreen>
 #include <QTest>
-#include <QWindow>
 #include <gtest/gtest.h>
 
 using namespace kivolo;

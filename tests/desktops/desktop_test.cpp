@@ -3,7 +3,6 @@
 #include "end_to_end/circle.h"
 #include "end_to_end/desktop.h"
 
-#include <QDBusConnection>
 #include <QDBusInterface>
 #include <QElapsedTimer>
 #include <QPlainTextEdit>

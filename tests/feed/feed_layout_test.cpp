@@ -225,6 +225,9 @@ TEST_F(FeedLayoutTest, KeysMoveFromRowToRowAndThroughAHighOne)
     layout.settle();
     EXPECT_EQ(press(Step::Up), 19) << "the last in sight";
     EXPECT_EQ(press(Step::Down), 19);
+    layout.scrollTo(layout.offset() - 80);
+    layout.setCurrent(18);
+    EXPECT_EQ(press(Step::Down), 19) << "from one that reaches beyond the page";
     EXPECT_EQ(press(Step::Home), 0);
     EXPECT_EQ(layout.offset(), 0);
     EXPECT_EQ(press(Step::Down, 2), 2);

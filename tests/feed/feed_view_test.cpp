@@ -9,7 +9,6 @@
 #include <QAccessible>
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QMimeData>
 #include <QScrollBar>
 #include <QTest>
 #include <QTimer>

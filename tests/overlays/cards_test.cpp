@@ -7,7 +7,6 @@
 #include "style/theme.h"
 
 #include <QCoreApplication>
-#include <QPainter>
 #include <QSignalSpy>
 #include <gtest/gtest.h>
 

@@ -12,8 +12,8 @@
 #include <QImage>
 #include <QMap>
 #include <QPainter>
+#include <QPalette>
 #include <QRawFont>
-#include <QStyle>
 #include <QTextLayout>
 #include <gtest/gtest.h>
 

@@ -13,7 +13,6 @@
 #include <QGuiApplication>
 #include <QInputMethodEvent>
 #include <QTest>
-#include <QUrl>
 
 namespace kivolo {
 namespace {
