@@ -65,8 +65,9 @@ void addSettings(CLI::App &app, Options &options)
     app.add_option("--database", options.database,
                    "Where circles and beams are kept; the file is created where needed")
         ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");
-    app.add_option("--site", options.site, "Directory of the landing site; '' serves none")
-        ->option_text("DIR [the one that is installed with the server]");
+    app.add_option("--site", options.site, "Directory of the landing site, or none")
+        ->option_text("DIR [the one that is installed with the server]")
+        ->transform([](const std::string &site) { return site == "none" ? "" : site; });
     app.add_option("--downloads", options.downloads,
                    "Directory of the packages that the site offers to people and programs")
         ->option_text("DIR [downloads in the site]");

@@ -51,15 +51,15 @@ std::string_view contentTypeOf(std::string_view name)
     return "application/octet-stream";
 }
 
-/// A page never gets more than pictures, style and fonts, and those from here alone. What is a
-/// picture or a style may be an hour old; pages and packages are asked for anew, which costs no
-/// more than the question where they are the same.
+/// A page never gets more than pictures, style and fonts, and those from here alone. A picture may
+/// be an hour old; all else is asked for anew, which costs no more than the question where it is
+/// the same.
 std::string fieldsOf(std::string_view tag, std::string_view type)
 {
-    const bool decoration = type.starts_with("image/") || type.starts_with("text/css");
     std::string fields = "\r\nETag: ";
     fields += tag;
-    fields += decoration ? "\r\nCache-Control: max-age=3600" : "\r\nCache-Control: no-cache";
+    fields += type.starts_with("image/") ? "\r\nCache-Control: max-age=3600"
+                                         : "\r\nCache-Control: no-cache";
     fields += "\r\nContent-Security-Policy: default-src 'none'; img-src 'self'; style-src 'self'; "
               "font-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"
               "\r\nX-Content-Type-Options: nosniff"
@@ -126,8 +126,11 @@ Response responseWith(Found found, std::string_view type, const Request &request
     response.fields += "\r\nAccept-Ranges: bytes";
     const std::string whole = "/" + std::to_string(found.size);
     if (selection.status == 416) {
-        response.fields += "\r\nContent-Range: bytes *" + whole;
-    } else if (selection.status == 206) {
+        Response refusal = http::errorResponse(416, "The file has no such part.");
+        refusal.fields = std::move(response.fields) + "\r\nContent-Range: bytes *" + whole;
+        return refusal;
+    }
+    if (selection.status == 206) {
         const std::uint64_t last = selection.start + selection.size - 1;
         response.fields += "\r\nContent-Range: bytes " + std::to_string(selection.start) + '-' +
                            std::to_string(last) + whole;

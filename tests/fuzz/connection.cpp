@@ -147,9 +147,14 @@ struct Town
     {
         spdlog::set_level(spdlog::level::off);
         const std::filesystem::path files = folder / "site" / "more";
+        const std::filesystem::path downloads = folder / "site" / "downloads";
         std::filesystem::create_directories(files);
+        std::filesystem::create_directories(downloads);
         std::ofstream(folder / "outside.txt") << secret;
-        std::ofstream(folder / "site" / "index.html") << "<p>Welcome";
+        std::ofstream(folder / "site" / "index.html")
+            << "<p><!--each client-->Welcome to {{version}}<!--end-->";
+        const std::string member = std::string(48, ' ') + "2         `\nxx";
+        std::ofstream(downloads / "kivolo_1_amd64.deb") << "!<arch>\n" + member + member + member;
         std::ofstream(files / "version.json") << R"({"version":"1.0"})";
         std::filesystem::create_symlink(folder / "outside.txt", files / "link");
         site = Site(folder / "site");
@@ -296,7 +301,11 @@ std::size_t checkReplies(std::string_view replies, std::size_t heads, std::size_
         require(!last, "nothing comes after the last reply");
         const std::size_t end = replies.find("\r\n\r\n");
         const std::string_view behind = replies.substr(std::min(end, replies.size() - 4) + 4);
-        const bool bare = heads > 0 && (behind.empty() || behind.starts_with("HTTP/1.1 "));
+        const std::string_view head = replies.substr(0, end);
+        const bool empty = head.starts_with("HTTP/1.1 304 ") ||
+                           head.find("\r\nContent-Length: 0\r\n") != head.npos;
+        const bool bare =
+            heads > 0 && !empty && (behind.empty() || behind.starts_with("HTTP/1.1 "));
         beast::http::response_parser<beast::http::string_body> parser;
         parser.eager(true);
         parser.skip(bare);
@@ -318,8 +327,10 @@ std::size_t checkReplies(std::string_view replies, std::size_t heads, std::size_
         require(reply.count("Connection") == 1 && reply.count("Date") == 1 &&
                     reply.count("Content-Length") <= 1 && reply.count("Transfer-Encoding") == 0,
                 "a reply says once what it has to say");
-        if (!bare && reply["Content-Type"] == "application/json")
-            checkBody(static_cast<int>(reply.result_int()), reply.body());
+        const int status = static_cast<int>(reply.result_int());
+        const bool whole = status != 206 && status != 304;
+        if (!bare && whole && reply["Content-Type"] == "application/json")
+            checkBody(status, reply.body());
     }
     return count;
 }
