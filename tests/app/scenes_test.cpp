@@ -1,8 +1,8 @@
 // The two scenes' windows, on a screen of any size.
+#include "app/contrast.h"
 #include "app/icons.h"
 #include "app/main_window.h"
 #include "app/panel_frame.h"
-#include "support/contrast.h"
 #include "support/eventually.h"
 #include "support/x_server.h"
 

@@ -1,5 +1,6 @@
 // What stands where on every screen, in points, and that nothing is cut off or in the way of
 // something else, in any language.
+#include "app/contrast.h"
 #include "app/translations.h"
 #include "doodle/drawing_ns_view.h"
 #include "feed/beam_bubble.h"
@@ -11,7 +12,6 @@
 #include "style/symbols.h"
 #include "style/text_style.h"
 #include "style/theme.h"
-#include "support/contrast.h"
 #include "views/compose_header.h"
 #include "views/feature_guide.h"
 #include "views/scroll_view.h"

@@ -7,7 +7,6 @@
 
 #include <QGuiApplication>
 #include <QLineEdit>
-#include <QProcess>
 #include <QPushButton>
 #include <QShortcut>
 #include <QStyleHints>
@@ -56,10 +55,6 @@ protected:
         return eventually(
             [&] { return window.isActiveWindow() && x.activeWindow() == idOf(window); });
     }
-    static void input(const QString &actions)
-    {
-        ASSERT_EQ(QProcess::execute(u"xdotool"_s, actions.split(QLatin1Char(' '))), 0);
-    }
 
     ManualMainQueue queue;
     XServer x;
@@ -87,15 +82,15 @@ TEST_F(ActivationTest, WhatIsTypedElsewhereGetsNowhereUntilTheUserComes)
         application::activate(queue);
         ASSERT_TRUE(isInFront());
         EXPECT_FALSE(field.hasFocus());
-        input(u"key h i space Return F2 BackSpace"_s);
+        ASSERT_TRUE(input(u"key h i space Return F2 BackSpace"_s));
         button.setFocus(); // as a screen does that is shown now
-        input(u"key h i space Return"_s);
+        ASSERT_TRUE(input(u"key h i space Return"_s));
         ASSERT_TRUE(eventually([&] { return !button.hasFocus(); }));
-        input(comes);
+        ASSERT_TRUE(input(comes));
         ASSERT_TRUE(eventually([&] { return button.hasFocus(); }));
         EXPECT_EQ(presses, 0);
         EXPECT_EQ(field.text(), QString());
-        input(u"key space"_s);
+        ASSERT_TRUE(input(u"key space"_s));
         EXPECT_TRUE(eventually([&] { return presses == 1; }));
         presses = 0;
         field.setFocus();
@@ -133,7 +128,7 @@ TEST_F(ActivationTest, KeysAreTheUsersWhereTheUserHasBroughtTheWindow)
     for (const auto &[way, come] : ways) {
         come();
         field.clear();
-        input(u"key a"_s);
+        ASSERT_TRUE(input(u"key a"_s));
         EXPECT_TRUE(eventually([&] { return field.text() == u"a"_s; })) << way;
     }
 }

@@ -21,10 +21,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QIcon plain(Qt::GlobalColor color)
+QIcon redIcon()
 {
     QPixmap pixmap(64, 64);
-    pixmap.fill(color);
+    pixmap.fill(Qt::red);
     return pixmap;
 }
 
@@ -65,12 +65,8 @@ private:
 class MenuBarExtraTest : public testing::Test
 {
 protected:
-    MenuBarExtraTest()
-    {
-        // Two clicks in a row are to be two clicks.
-        QApplication::setDoubleClickInterval(0);
-    }
-    ~MenuBarExtraTest() override { QApplication::setDoubleClickInterval(doubleClickInterval_); }
+    // Two clicks in a row are to be two clicks.
+    static void SetUpTestSuite() { QApplication::setDoubleClickInterval(0); }
 
     static QWidget *icon()
     {
@@ -80,24 +76,18 @@ protected:
         });
         return found == windows.end() ? nullptr : *found;
     }
-    bool iconLooks(Qt::GlobalColor color) const
+    bool iconShows() const
     {
         return eventually([&] {
             if (!icon())
                 return false;
-            const QPoint middle = x.geometry(*icon()).center();
-            const QImage seen =
-                qApp->primaryScreen()->grabWindow(0, middle.x(), middle.y(), 1, 1).toImage();
-            return seen.pixelColor(0, 0) == QColor(color);
+            const auto seen = x.pixels({x.geometry(*icon()).center(), QSize(1, 1)});
+            return !seen.empty() && QColor(seen.front()) == QColor(Qt::red);
         });
     }
     static void clickAt(QPoint at, int button)
     {
-        ASSERT_EQ(QProcess::execute(
-                      u"xdotool"_s,
-                      u"mousemove %1 %2 click %3"_s.arg(at.x()).arg(at.y()).arg(button).split(
-                          QLatin1Char(' '))),
-                  0);
+        ASSERT_TRUE(input(u"mousemove %1 %2 click %3"_s.arg(at.x()).arg(at.y()).arg(button)));
     }
     void clickIcon(int button = 1) const { clickAt(x.geometry(*icon()).center(), button); }
     bool isOpen(bool open) const
@@ -111,7 +101,7 @@ protected:
     const XServer x;
     int made = 0;
     QLineEdit *field = nullptr;
-    MenuBarExtra extra{u"title"_s, plain(Qt::red),
+    MenuBarExtra extra{u"title"_s, redIcon(),
                        [this] {
                            ++made;
                            auto content = std::make_unique<BlankContent>();
@@ -119,9 +109,6 @@ protected:
                            return content;
                        },
                        screen, queue};
-
-private:
-    const int doubleClickInterval_ = QApplication::doubleClickInterval();
 };
 
 TEST(MenuBarPanelFrame, OpensBesideItsIconOrInTheNearestCorner)
@@ -158,7 +145,7 @@ TEST_F(MenuBarExtraTest, AClickOpensThePanelBesideTheIconWhicheverTimeTheTrayCom
         SCOPED_TRACE(round);
         EXPECT_TRUE(eventually([&] { return !extra.isAvailable(); }));
         const Trayer trayer;
-        ASSERT_TRUE(iconLooks(Qt::red));
+        ASSERT_TRUE(iconShows());
         EXPECT_TRUE(eventually([&] { return extra.isAvailable(); }));
         EXPECT_EQ(changes, 2 * round + 1);
         EXPECT_EQ(made, round) << "the same content";
@@ -180,7 +167,7 @@ TEST_F(MenuBarExtraTest, AClickOpensThePanelBesideTheIconWhicheverTimeTheTrayCom
 TEST_F(MenuBarExtraTest, OpensByItsMenuStaysForAMenuOfItsOwnAndClosesForAllElse)
 {
     const Trayer trayer;
-    ASSERT_TRUE(iconLooks(Qt::red));
+    ASSERT_TRUE(iconShows());
     clickIcon(3);
     auto &own = const_cast<QMenu &>(*extra.menu());
     ASSERT_TRUE(eventually([&] { return own.isVisible(); }));

@@ -101,12 +101,6 @@ protected:
     {
         return eventually([&] { return x.geometry(shown.window()) == withShadow(frame); });
     }
-    void xdotool(const QString &arguments) const
-    {
-        ASSERT_EQ(QProcess::execute(QStringLiteral("xdotool"), arguments.split(QLatin1Char(' '))),
-                  0);
-        QTest::qWait(0);
-    }
     QString pointer(const Rect &frame, QPoint inCard) const
     {
         const QPoint at = withShadow(frame).topLeft() + (inCard + QPoint(32, 24)) * scale();
@@ -216,23 +210,17 @@ TEST_F(FloatingPanel, IsDraggedByItsBackgroundWhereAsked)
         const Shown shown(queue, movable);
         shown.show(place);
         ASSERT_TRUE(standsAt(shown, place));
-        const auto drag = [&](QPoint from) {
-            const QPoint to = from + QPoint(40, -25);
-            xdotool(pointer(place, from) + QStringLiteral(" mousedown 1 ") + pointer(place, to) +
-                    QStringLiteral(" mouseup 1"));
-            const Rect moved{place.x + 40, place.y + 25, 300, 150};
-            return QTest::qWaitFor([&] { return shown.panel->frame() == moved; },
-                                   movable ? 20'000 : 100) &&
-                   standsAt(shown, moved);
+        const auto drag = [&](const Rect &frame, QPoint from, QPoint to) {
+            return input(pointer(frame, from) + QStringLiteral(" mousedown 1 ") +
+                         pointer(frame, to) + QStringLiteral(" mouseup 1"));
         };
-        EXPECT_EQ(drag({60, 100}), movable);
-        shown.panel->setFrame(place);
-        EXPECT_TRUE(standsAt(shown, place));
+        const Rect expected = movable ? Rect{place.x + 40, place.y + 25, 300, 150} : place;
+        ASSERT_TRUE(drag(place, {60, 100}, {100, 75}));
+        ASSERT_TRUE(standsAt(shown, expected));
         // What the content takes for itself does not drag.
-        xdotool(pointer(place, {285, 10}) + QStringLiteral(" mousedown 1 ") +
-                pointer(place, {200, 60}) + QStringLiteral(" mouseup 1"));
+        ASSERT_TRUE(drag(expected, {285, 10}, {200, 60}));
         EXPECT_TRUE(eventually([&] { return shown.card().clicks == 1; }));
-        EXPECT_EQ(shown.panel->frame(), place);
+        EXPECT_EQ(shown.panel->frame(), expected);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <QColor>
 #include <QPoint>
+#include <QProcess>
 #include <QRect>
 #include <QWidget>
 #include <algorithm>
@@ -17,6 +18,12 @@ namespace kivolo {
 inline xcb_window_t idOf(const QWidget &widget)
 {
     return xcb_window_t(widget.winId());
+}
+
+/// Does with mouse and keys what xdotool understands. Whether that could be done.
+inline bool input(const QString &actions)
+{
+    return QProcess::execute(QStringLiteral("xdotool"), actions.split(u' ')) == 0;
 }
 
 class XServer : public XWindows
