@@ -1,7 +1,10 @@
 #include "log.h"
 
+#include <ctime>
+#include <iterator>
 #include <spdlog/cfg/env.h>
-#include <spdlog/sinks/stdout_color_sinks.h>
+#include <spdlog/fmt/fmt.h>
+#include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server {
@@ -31,11 +34,56 @@ void BoundedSink::tellWhatWasLeftOut(const spdlog::details::log_msg &message)
     dist_sink::sink_it_({message.time, {}, message.logger_name, spdlog::level::warn, text});
 }
 
+namespace {
+
+void putQuoted(spdlog::memory_buf_t &out, std::string_view text)
+{
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x20 || byte == 0x7f)
+            fmt::format_to(std::back_inserter(out), "\\x{:02x}", byte);
+        else if (character == '"' || character == '\\')
+            fmt::format_to(std::back_inserter(out), "\\{}", character);
+        else
+            out.push_back(character);
+    }
+}
+
+} // namespace
+
+void LineFormatter::format(const spdlog::details::log_msg &message, spdlog::memory_buf_t &out)
+{
+    const std::string_view payload(message.payload.data(), message.payload.size());
+    const std::string_view sentence = payload.substr(0, payload.find('\t'));
+    const auto time = std::chrono::floor<std::chrono::milliseconds>(message.time);
+    const std::time_t second = std::chrono::system_clock::to_time_t(time);
+    std::tm utc = {};
+    gmtime_r(&second, &utc);
+    const std::string_view level(spdlog::level::to_string_view(message.level).data());
+    fmt::format_to(std::back_inserter(out),
+                   "time={:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z level={} msg=\"",
+                   utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min,
+                   utc.tm_sec, time.time_since_epoch().count() % 1'000, level);
+    putQuoted(out, sentence);
+    out.push_back('"');
+    if (sentence.size() < payload.size()) {
+        out.push_back(' ');
+        out.append(payload.substr(sentence.size() + 1));
+    }
+    out.push_back('\n');
+}
+
+std::unique_ptr<spdlog::formatter> LineFormatter::clone() const
+{
+    return std::make_unique<LineFormatter>();
+}
+
 void openLog()
 {
     constexpr int linesPerSecond = 20;
-    auto sink = std::make_shared<BoundedSink>(
-        std::make_shared<spdlog::sinks::stderr_color_sink_mt>(), linesPerSecond);
+    auto sink = std::make_shared<BoundedSink>(std::make_shared<spdlog::sinks::stderr_sink_mt>(),
+                                              linesPerSecond);
+    sink->set_formatter(std::make_unique<LineFormatter>());
     spdlog::set_default_logger(std::make_shared<spdlog::logger>("kivolo-server", std::move(sink)));
     spdlog::cfg::load_env_levels();
 }

@@ -24,6 +24,15 @@ private:
     int lines_ = 0;
 };
 
+/// Writes a line as programs and people read it: time=… level=… msg="…". What follows a tab in the
+/// message is put behind that as it stands, as in method=GET status=503.
+class LineFormatter final : public spdlog::formatter
+{
+public:
+    void format(const spdlog::details::log_msg &message, spdlog::memory_buf_t &out) override;
+    std::unique_ptr<spdlog::formatter> clone() const override;
+};
+
 /// To standard error from now on; SPDLOG_LEVEL=debug shows every request's path and status.
 void openLog();
 

@@ -21,6 +21,7 @@ int run(int argc, char **argv)
     try {
         addSettings(app, options);
         addCheck(app, options, action);
+        addCreateCircle(app, options, action);
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
         return app.exit(success);

@@ -81,6 +81,15 @@ void addSettings(CLI::App &app, Options &options)
     app.add_option("--max-seats", options.maxSeats, "Members that a new circle can have")
         ->option_text("N [5]")
         ->check(CLI::Range(1, 100));
+    app.add_option("--who-may-create", options.whoMayCreate,
+                   "Whether anyone may start a circle, or nobody but kivolo-server create-circle")
+        ->option_text("anyone|nobody [anyone]")
+        ->check(CLI::IsMember({"anyone", "nobody"}));
+    app.add_option("--min-version", options.minVersion,
+                   "Oldest version of Kivolo that is served; older ones are told to update")
+        ->option_text("VERSION [all]");
+    app.add_option("--update-url", options.updateUrl, "Where these are sent for a newer one")
+        ->option_text("URL [what the site's version.json says]");
     app.add_option("--idle-seat", options.idleSeat,
                    "Days after which a seat that nobody was seen in can be taken over")
         ->option_text("DAYS [30]")
@@ -125,6 +134,21 @@ void addSettings(CLI::App &app, Options &options)
              return one->get_configurable() && one->get_items_expected_max() > 0;
          }))
         readFromEnvironment(*option);
+}
+
+std::string openableDatabase(const Options &options)
+{
+    const std::string database = databaseOf(options);
+    if (options.database.empty()) {
+        const auto folder =
+            std::filesystem::path(database.substr(database.find(':') + 1)).parent_path();
+        std::error_code error;
+        std::filesystem::create_directories(folder, error);
+        if (error)
+            throw std::runtime_error("the folder " + folder.string() +
+                                     " cannot be created: " + error.message());
+    }
+    return database;
 }
 
 std::string databaseOf(const Options &options)

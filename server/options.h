@@ -32,6 +32,9 @@ struct Options
     std::string site = installedSite(); ///< Empty: no files are served.
     std::string downloads;              ///< Empty: `downloads` in the site.
     std::int64_t maxSeats = 5;
+    std::string whoMayCreate{"anyone"}; ///< Or "nobody".
+    std::string minVersion;             ///< Empty: every program is served.
+    std::string updateUrl;
     int hold = 25;     ///< Seconds.
     int idleSeat = 30; ///< Days.
     Quotas::Limits quotas;
@@ -48,5 +51,9 @@ void addSettings(CLI::App &app, Options &options);
 /// The database that was named, else the file under the XDG data directory. Throws
 /// std::runtime_error where there is no such directory.
 std::string databaseOf(const Options &options);
+
+/// The same, with the folder of the usual one made where needed. The one that is named has to lie
+/// where somebody made a place for it. Throws std::runtime_error.
+std::string openableDatabase(const Options &options);
 
 } // namespace kivolo::server

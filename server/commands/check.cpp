@@ -24,8 +24,8 @@ void check(const Options &options)
         proxies.trust(net);
     if (!options.tlsCertificate.empty())
         http::checkCertificate(options.tlsCertificate, options.tlsKey);
-    if (!options.site.empty())
-        Site(options.site);
+    Site site = options.site.empty() ? Site() : Site(options.site, options.downloads);
+    minimumOf(options, site);
     // The folder of the usual one is made where needed.
     const std::string database = databaseOf(options);
     if (!options.database.empty() ||

@@ -1,5 +1,7 @@
 #include "command.h"
 
+#include "build.h"
+
 #include <CLI/CLI.hpp>
 
 namespace kivolo::server {
@@ -10,6 +12,14 @@ CLI::App &addCommand(CLI::App &app, const char *name, const char *meaning)
     command.fallthrough();
     command.configurable(false);
     return command;
+}
+
+Minimum minimumOf(const Options &options, Site &site)
+{
+    const std::string_view built(build);
+    Minimum minimum{options.minVersion, options.updateUrl};
+    requireWithinReach(minimum, site, built.substr(0, built.find(' ')));
+    return minimum;
 }
 
 } // namespace kivolo::server

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "options.h"
+#include "routes/minimum.h"
 
 #include <functional>
 
@@ -16,7 +17,12 @@ void serve(const Options &options);
 
 // Each adds one subcommand, which becomes the action when it is given. `options` are those that the
 // settings are read into.
+void addCreateCircle(CLI::App &app, const Options &options, Action &action);
 void addCheck(CLI::App &app, const Options &options, Action &action);
+
+/// What programs are too old, as the options say. Throws std::runtime_error where that would keep
+/// everybody out.
+Minimum minimumOf(const Options &options, Site &site);
 
 /// Adds a subcommand that takes the settings as well, wherever they stand.
 CLI::App &addCommand(CLI::App &app, const char *name, const char *meaning);

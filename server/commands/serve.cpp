@@ -47,26 +47,11 @@ http::Proxies proxiesOf(const Options &options)
     return proxies;
 }
 
-// The one that is named has to lie where somebody made a place for it.
-std::string openableDatabase(const Options &options)
-{
-    const std::string database = databaseOf(options);
-    if (options.database.empty()) {
-        const auto folder =
-            std::filesystem::path(database.substr(database.find(':') + 1)).parent_path();
-        std::error_code error;
-        std::filesystem::create_directories(folder, error);
-        if (error)
-            throw std::runtime_error("the folder " + folder.string() +
-                                     " cannot be created: " + error.message());
-    }
-    return database;
-}
-
 Circles::Settings rulesOf(const Options &options, const MemoryPlan &memory, const Clock &clock)
 {
     Circles::Settings settings;
     settings.maxSeats = options.maxSeats;
+    settings.closed = options.whoMayCreate == "nobody";
     settings.idleSeat = options.idleSeat * Seconds{86'400};
     settings.quotas = options.quotas;
     settings.calendar = steadyCalendar(clock);
@@ -142,8 +127,10 @@ Service::Service(const Options &options)
                          {.queueBytes = memory_.received, .cacheBytes = memory_.caches}))
     , site_(options.site.empty() ? Site() : Site(options.site, options.downloads))
     , circles_(*ledger_, clock_, systemRandomness, rulesOf(options, memory_, clock_))
-    , routes_(circles_, holds_, throttle_, site_,
-              [this](std::function<void()> work) { boost::asio::post(workers_, std::move(work)); })
+    , routes_(
+          circles_, holds_, throttle_, site_,
+          [this](std::function<void()> work) { boost::asio::post(workers_, std::move(work)); },
+          minimumOf(options, site_))
     , server_(
           context_,
           [this](http::Request &request, http::Reply later) {

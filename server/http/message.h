@@ -29,6 +29,7 @@ struct Request
     Address client = {}; ///< Who sent it, where a trusted proxy passed it on.
     bool encrypted = false;
     std::string_view host = {};
+    std::string_view version = {}; ///< Of the program, as it says.
     std::string_view ifNoneMatch = {};
     std::string_view range = {};
     std::string_view ifRange = {};

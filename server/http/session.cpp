@@ -70,6 +70,7 @@ Request Session::requestOf(Parser::value_type &message)
     request.client = client_;
     request.encrypted = stream_.encrypted();
     request.host = view(message[Field::host]);
+    request.version = view(message["X-Kivolo-Version"]);
     request.ifNoneMatch = view(message[Field::if_none_match]);
     request.range = view(message[Field::range]);
     request.ifRange = view(message[Field::if_range]);
@@ -82,7 +83,8 @@ void Session::note(const Request &request, const Response &response)
 {
     constexpr unsigned noRoom = 507; // why is said once by whoever has none
     const bool failed = response.status >= 500 && response.status != noRoom;
-    spdlog::log(failed ? spdlog::level::warn : spdlog::level::debug, "{} {} {}", request.method,
+    spdlog::log(failed ? spdlog::level::warn : spdlog::level::debug,
+                "a request was answered\tmethod={} path={} status={}", request.method,
                 request.path(), response.status);
 }
 

@@ -363,6 +363,21 @@ std::string versionInfo(std::string_view version, std::string_view url)
     return out += '}';
 }
 
+std::string tooOld(std::string_view sentence, std::string_view url)
+{
+    std::string out = "{";
+    putField(out, "error", sentence);
+    if (!url.empty())
+        putField(out, "url", url);
+    return out += '}';
+}
+
+Offer offer(std::string_view versionInfo)
+{
+    const FlatObject object = parsedObject(versionInfo);
+    return {requiredText(object, "version"), requiredText(object, "url")};
+}
+
 std::size_t length(const Beam &beam)
 {
     // What stands around the texts: keys, punctuation, two times, the mark of a sealed capsule.

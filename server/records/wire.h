@@ -23,6 +23,15 @@ std::string history(std::vector<Beam> beams);
 std::string beam(const Beam &beam);
 /// Which version programs are offered, and where it can be downloaded.
 std::string versionInfo(std::string_view version, std::string_view url);
+/// That the program is too old; the address only where there is one.
+std::string tooOld(std::string_view sentence, std::string_view url);
+
+struct Offer
+{
+    std::string version, url;
+};
+/// What a version.json says. Throws a Refusal where it is none.
+Offer offer(std::string_view versionInfo);
 
 /// The bytes that the beam takes in a reply, unsealed.
 std::size_t length(const Beam &beam);

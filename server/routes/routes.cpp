@@ -148,12 +148,14 @@ const Routes::Endpoint Routes::endpoints[] = {
     {"/circle/create", "POST", &Routes::create},
 };
 
-Routes::Routes(Circles &circles, Holds &holds, Throttle &throttle, Site &site, Offload offload)
+Routes::Routes(Circles &circles, Holds &holds, Throttle &throttle, Site &site, Offload offload,
+               Minimum minimum)
     : circles_(circles)
     , holds_(holds)
     , throttle_(throttle)
     , site_(site)
     , offload_(std::move(offload))
+    , minimum_(std::move(minimum))
 {}
 
 std::optional<Answer> Routes::handle(Request &request, Reply later)
@@ -178,6 +180,8 @@ std::optional<Answer> Routes::dispatch(Request &request, Reply &later)
     for (const Endpoint &endpoint : endpoints) {
         if (endpoint.path != path)
             continue;
+        if (minimum_.keepsOut(request.version))
+            return minimum_.answer(site_, request);
         if (endpoint.method == "GET")
             return reads ? (this->*endpoint.handler)(request, later)
                          : std::optional<Answer>(notAllowed("GET, HEAD"));

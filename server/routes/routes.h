@@ -3,6 +3,7 @@
 
 #include "holds.h"
 #include "http/message.h"
+#include "minimum.h"
 #include "rules/circles.h"
 #include "site.h"
 #include "throttle.h"
@@ -16,7 +17,8 @@ public:
     /// Runs something on a thread that may take its time, some time.
     using Offload = std::function<void(std::function<void()>)>;
 
-    Routes(Circles &circles, Holds &holds, Throttle &throttle, Site &site, Offload offload);
+    Routes(Circles &circles, Holds &holds, Throttle &throttle, Site &site, Offload offload,
+           Minimum minimum = {});
 
     std::optional<http::Answer> handle(http::Request &request, http::Reply later);
 
@@ -47,6 +49,7 @@ private:
     Throttle &throttle_;
     Site &site_;
     Offload offload_;
+    Minimum minimum_;
 };
 
 } // namespace kivolo::server

@@ -115,6 +115,9 @@ void Circles::look(std::function<Result(LedgerView &)> rule, Done<Result> done)
 void Circles::create(CreateRequest request, Done<Founding> done)
 {
     check(request);
+    if (settings_.closed)
+        throw Refusal(Reason::Forbidden,
+                      "New circles are made by whoever runs this server. Please ask for a code.");
     change<Founding>([this, request = std::move(request)](
                          auto &ledger, Seconds now) { return createIn(ledger, request, now); },
                      {}, std::move(done));

@@ -51,6 +51,7 @@ public:
     struct Settings
     {
         std::int64_t maxSeats = 5; ///< Of circles created from now on.
+        bool closed = false;       ///< Nobody may create one.
         /// How long nobody has to be seen in a seat before it can be taken over.
         Seconds idleSeat = 30 * Seconds{86'400};
         Quotas::Limits quotas = {};

@@ -23,4 +23,15 @@ TEST(Log, IsBoundedByTheSecondAndSaysSo)
     EXPECT_EQ(out.str(), "storm\nstorm\nstorm\ninfo\n997 more lines were left out\nnext\n");
 }
 
+TEST(Log, KeepsAMessageOnItsLine)
+{
+    std::ostringstream out;
+    spdlog::sinks::ostream_sink_st sink(out);
+    sink.set_formatter(std::make_unique<LineFormatter>());
+    const spdlog::log_clock::time_point time{std::chrono::milliseconds(1'800'000'000'007)};
+    sink.log({time, {}, "", spdlog::level::warn, "a \"b\"\nlevel=x\tpath=/beams status=503"});
+    EXPECT_EQ(out.str(), "time=2027-01-15T08:00:00.007Z level=warning "
+                         "msg=\"a \\\"b\\\"\\x0alevel=x\" path=/beams status=503\n");
+}
+
 } // namespace kivolo::server::test
