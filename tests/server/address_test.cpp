@@ -123,27 +123,6 @@ TEST(Budget, LeavesEveryGreedyGuestRoomForTheNext)
     }
 }
 
-TEST(Budget, CountsWhatAShareGrowsAndShrinksTo)
-{
-    std::optional<Budget::Share> share;
-    {
-        Budget budget(all);
-        const Address guest = Address::parse("192.0.2.1").value();
-        share = budget.take(guest, 100);
-        EXPECT_TRUE(share->grow(5'900));
-        EXPECT_FALSE(share->grow(1)) << "it is half of all";
-        EXPECT_EQ(budget.left(), 6'000u);
-        share->shrinkTo(1'000);
-        EXPECT_EQ(budget.left(), 11'000u);
-        EXPECT_TRUE(share->grow(5'000));
-        Budget::Share moved = std::move(*share);
-        EXPECT_EQ(share->bytes(), 0u);
-        *share = std::move(moved);
-        EXPECT_EQ(budget.left(), 6'000u);
-    }
-    share.reset(); // after its budget
-}
-
 TEST(Crowd, KnowsWhereItIsFullest)
 {
     const std::pair<std::vector<std::string>, std::string> cases[] = {

@@ -3,12 +3,10 @@
 #include "records/wire.h"
 #include "support.h"
 
-#include <algorithm>
 #include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
 #include <latch>
 #include <map>
-#include <random>
 
 namespace kivolo::server::test {
 
@@ -18,67 +16,11 @@ namespace {
 
 constexpr Seconds day = 86'400;
 
-/// How seats are to be given and taken, told once more and as simply as possible.
-class SeatModel
-{
-public:
-    struct Taken
-    {
-        int device = 0;
-        Seconds seen = 0;
-        bool operator==(const Taken &other) const { return device == other.device; }
-    };
-    static constexpr std::size_t maxSeats = 3;
-    static constexpr Seconds idle = 30 * day + Sightings::precision;
-
-    /// Whether the circle had room, and then who had to leave it for that, or -1.
-    std::pair<bool, int> join(int device, int circle, Seconds now)
-    {
-        see(device, now);
-        std::vector<Taken> &seats = circles[circle];
-        if (std::count(seats.begin(), seats.end(), Taken{device}))
-            return {true, -1};
-        int out = -1;
-        if (seats.size() == maxSeats) {
-            const auto longest =
-                std::min_element(seats.begin(), seats.end(),
-                                 [](const Taken &a, const Taken &b) { return a.seen < b.seen; });
-            if (now - longest->seen < idle)
-                return {false, -1};
-            out = longest->device;
-            seats.erase(longest);
-        }
-        for (auto &[number, others] : circles)
-            std::erase(others, Taken{device});
-        seats.push_back({device, now});
-        return {true, out};
-    }
-    void see(int device, Seconds now)
-    {
-        for (auto &[circle, seats] : circles) {
-            for (Taken &seat : seats) {
-                if (seat.device == device && now - seat.seen >= Sightings::precision)
-                    seat.seen = now;
-            }
-        }
-    }
-    int circleOf(int device) const
-    {
-        for (const auto &[circle, seats] : circles) {
-            if (std::count(seats.begin(), seats.end(), Taken{device}))
-                return circle;
-        }
-        return -1;
-    }
-
-    std::map<int, std::vector<Taken>> circles;
-};
-
 /// One of the ways of being seen.
-Told lookIn(House &house, int device, const Told &seat, std::size_t way)
+Told lookIn(House &house, const Told &seat, std::size_t way)
 {
     const std::string key = "circle_id=" + seat.text("circle_id");
-    switch (way % 4) {
+    switch (way) {
     case 0:
         return house.poll(seat, 1);
     case 1:
@@ -86,73 +28,69 @@ Told lookIn(House &house, int device, const Told &seat, std::size_t way)
     case 2:
         return house.sendText(seat, "x");
     default:
-        return house.call("GET", "/me?device_id=" + std::to_string(device));
+        return house.call("GET", "/me?device_id=a");
     }
 }
 
 } // namespace
 
-TEST(Seats, AreGivenAndTakenOverAsInAModelOfThem)
+TEST(Seats, AreTakenOverFromWhoWasUnseenForLongestHoweverHeIsSeen)
 {
-    constexpr int devices = 9;
-    int takenOver = 0;
-    int refused = 0;
-    for (unsigned seed = 1; seed <= 4; ++seed) {
-        std::minstd_rand random(seed);
-        House house(Circles::Settings{.maxSeats = SeatModel::maxSeats});
-        SeatModel model;
-        const std::string codes[] = {house.newCircle().text("code"),
-                                     house.newCircle().text("code")};
-        std::map<int, Told> seats; // what each device was told last
-        std::vector<std::pair<std::string, int>> dead;
-        for (int step = 0; step < 120; ++step) {
-            const int device = static_cast<int>(random() % devices);
-            const Seconds now = house.time.now();
-            const int before = model.circleOf(device);
-            const auto what = random() % 6;
-            if (what < 2) {
-                const int circle = static_cast<int>(random() % 2);
-                const auto [room, out] = model.join(device, circle, now);
-                const Told told = house.post("/join", {{"code", codes[circle]},
-                                                       {"handle", std::to_string(device)},
-                                                       {"device_id", std::to_string(device)}});
-                ASSERT_EQ(told.status, room ? 200u : 409u) << seed << ' ' << step;
-                if (!room) {
-                    EXPECT_EQ(told.body.as_object().size(), 1u) << "only the sentence";
-                    ++refused;
-                    continue;
-                }
-                if (out >= 0)
-                    dead.emplace_back(seats.at(out).text("circle_id"), out);
-                if (before >= 0 && before != circle)
-                    dead.emplace_back(seats.at(device).text("circle_id"), device);
-                takenOver += out >= 0;
+    for (std::size_t way = 0; way < 6; ++way) {
+        SCOPED_TRACE(way);
+        House house(Circles::Settings{.maxSeats = 3});
+        const std::string code = house.newCircle().text("code");
+        const std::string full = house.newCircle().text("code");
+        std::map<std::string, Told> seats; // what each device was told last
+        const auto join = [&](const std::string &where, const std::string &device) {
+            const Told told =
+                house.post("/join", {{"code", where}, {"handle", device}, {"device_id", device}});
+            if (told.status == 200)
                 seats[device] = told;
-                std::vector<std::string> names, expected;
-                for (const auto &member : told.body.at("members").as_array())
-                    names.emplace_back(member.at("handle").as_string());
-                for (const SeatModel::Taken &seat : model.circles[circle])
-                    expected.push_back(std::to_string(seat.device));
-                ASSERT_EQ(names, expected) << seed << ' ' << step;
-            } else if (what == 2) {
-                house.time.advance(static_cast<Seconds>(random() % 16) * day);
-            } else if (seats.contains(device)) {
-                model.see(device, now);
-                const Told told = lookIn(house, device, seats.at(device), random());
-                const bool joined =
-                    told.status == 200u &&
-                    (!told.body.as_object().contains("joined") || told.body.at("joined").as_bool());
-                ASSERT_EQ(joined, before >= 0) << seed << ' ' << step;
-            }
-            settle(*house.ledger);
-            for (const auto &[key, owner] : dead) {
-                ASSERT_EQ(house.call("GET", "/history?limit=1&circle_id=" + key).status, 403u)
-                    << owner;
-            }
+            else
+                EXPECT_EQ(told.body.as_object().size(), 1u) << "only the sentence";
+            return told.status;
+        };
+        const auto expectMembers = [&](const std::string &newest, const std::string &expected) {
+            std::string names;
+            for (const json::value &member : seats[newest].body.at("members").as_array())
+                names += member.at("handle").as_string();
+            EXPECT_EQ(names, expected);
+        };
+        const auto opens = [&](const std::string &device) {
+            return lookIn(house, seats[device], 1).status == 200;
+        };
+        for (const char *device : {"x", "y", "z"})
+            EXPECT_EQ(join(full, device), 200u);
+        for (const char *device : {"a", "b", "c"}) {
+            EXPECT_EQ(join(code, device), 200u);
+            house.time.advance(day);
         }
+        house.time.advance(20 * day);
+        if (way < 4)
+            EXPECT_EQ(lookIn(house, seats["a"], way).status, 200u);
+        else
+            EXPECT_EQ(join(way == 4 ? code : full, "a"), way == 4 ? 200u : 409u);
+        settle(*house.ledger);
+        EXPECT_EQ(join(code, "d"), 409u) << "all were seen";
+        house.time.advance(9 * day);
+        EXPECT_EQ(join(code, "d"), 200u);
+        expectMembers("d", "acd");
+        EXPECT_FALSE(opens("b"));
+        EXPECT_FALSE(house.call("GET", "/me?device_id=b").body.at("joined").as_bool());
+        EXPECT_EQ(join(code, "e"), 409u) << "for thirty days, and not for sure";
+        house.time.advance(Sightings::precision);
+        EXPECT_EQ(join(code, "e"), 200u);
+        expectMembers("e", "ade");
+
+        const Told before = seats["d"]; // who moves gives up a seat
+        EXPECT_EQ(join(house.newCircle().text("code"), "d"), 200u);
+        EXPECT_EQ(lookIn(house, before, 1).status, 403u);
+        EXPECT_EQ(join(code, "f"), 200u);
+        expectMembers("f", "aef");
+        for (const char *device : {"a", "d", "e", "f"})
+            EXPECT_TRUE(opens(device)) << device;
     }
-    EXPECT_GT(takenOver, 10);
-    EXPECT_GT(refused, 10);
 }
 
 // To be seen takes a write now and then, and what cannot be written keeps nobody from anything.
@@ -170,8 +108,8 @@ TEST(Seats, AreSeenAtTheCostOfFewWritesAndWithoutADisk)
     const json::object ben{{"code", code}, {"handle", "Ben"}, {"device_id", "b"}};
     const auto commitsOfManyLooks = [&] {
         const int before = commits;
-        for (int i = 0; i < 100; ++i)
-            EXPECT_EQ(lookIn(house, 0, ana, static_cast<std::size_t>(i % 2)).status, 200u);
+        for (std::size_t i = 0; i < 100; ++i)
+            EXPECT_EQ(lookIn(house, ana, i % 2).status, 200u);
         std::promise<void> done;
         house.ledger->write([](LedgerTransaction &, Seconds) {}, {},
                             [&](const std::exception_ptr &) { done.set_value(); });

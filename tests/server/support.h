@@ -138,7 +138,6 @@ public:
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
     ~Connection();
-    int descriptor() const { return socket_; }
     void send(std::string_view bytes) const;
     /// What comes until it ends like that, is that long, or the peer closes.
     std::string read(std::string_view end = {}, std::size_t most = SIZE_MAX);

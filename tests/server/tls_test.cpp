@@ -2,7 +2,11 @@
 
 #include "support.h"
 
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/ssl.hpp>
+#include <boost/asio/write.hpp>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
@@ -10,6 +14,8 @@
 #include <openssl/x509.h>
 
 namespace kivolo::server::test {
+
+namespace asio = boost::asio;
 
 namespace {
 
@@ -64,20 +70,20 @@ class TlsConnection
 {
 public:
     explicit TlsConnection(std::uint16_t port, int version = TLS1_3_VERSION)
-        : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free)
-        , socket_(port, {})
     {
-        SSL_CTX_set_security_level(context_.get(), 0); // so that old versions are offered
-        SSL_CTX_set_min_proto_version(context_.get(), version);
-        SSL_CTX_set_max_proto_version(context_.get(), version);
-        tls_.reset(SSL_new(context_.get()));
-        SSL_set_fd(tls_.get(), socket_.descriptor());
-        works = SSL_connect(tls_.get()) == 1;
+        SSL *tls = stream_.native_handle();
+        SSL_set_security_level(tls, 0); // so that old versions are offered
+        SSL_set_min_proto_version(tls, version);
+        SSL_set_max_proto_version(tls, version);
+        stream_.next_layer().connect({asio::ip::address_v4::loopback(), port});
+        boost::system::error_code error;
+        stream_.handshake(asio::ssl::stream_base::client, error);
+        works = !error;
     }
     /// The name in the server's certificate.
-    std::string peer() const
+    std::string peer()
     {
-        const X509 *certificate = SSL_get0_peer_certificate(tls_.get());
+        const X509 *certificate = SSL_get0_peer_certificate(stream_.native_handle());
         if (!certificate)
             return "none";
         char name[64] = {};
@@ -85,28 +91,22 @@ public:
                                   sizeof name);
         return name;
     }
-    void send(std::string_view bytes)
-    {
-        SSL_write(tls_.get(), bytes.data(), static_cast<int>(bytes.size()));
-    }
-    /// What comes until it ends like that, or the peer closes.
+    void send(std::string_view bytes) { asio::write(stream_, asio::buffer(bytes)); }
+    /// What comes until there is that in it, or the peer closes.
     std::string readUntil(std::string_view end)
     {
         std::string received;
-        char buffer[16 << 10];
-        for (int count = 1; count > 0 && !received.ends_with(end);) {
-            count = SSL_read(tls_.get(), buffer, sizeof buffer);
-            received.append(buffer, static_cast<std::size_t>(std::max(count, 0)));
-        }
+        boost::system::error_code closed;
+        asio::read_until(stream_, asio::dynamic_buffer(received), end, closed);
         return received;
     }
 
     bool works = false;
 
 private:
-    std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
-    Connection socket_;
-    std::unique_ptr<SSL, decltype(&SSL_free)> tls_{nullptr, SSL_free};
+    asio::io_context context_;
+    asio::ssl::context client_{asio::ssl::context::tls_client};
+    asio::ssl::stream<asio::ip::tcp::socket> stream_{context_, client_};
 };
 
 /// Answers "/large" with that many bytes and holds "/held"; everything else it answers with "x".
