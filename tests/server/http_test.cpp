@@ -91,7 +91,7 @@ struct RunningServer
     /// A look at one that has yet to wait for twenty seconds.
     std::string capsule()
     {
-        const Told sent = house.sendText(ana, "later", {{"open_at", house.time.now() + 20}});
+        const Told sent = house.sendText(ana, "now", {{"open_at", house.time.now() + 20}});
         return httpGet("/capsule?id=" + sent.text("id") + "&circle_id=" + ana.text("circle_id"));
     }
     std::string doodle() const
@@ -371,62 +371,51 @@ TEST(Http, EndsWithItsGraceWhateverIsUnderWay)
     EXPECT_EQ(serving.end.wait_for(std::chrono::seconds(20)), std::future_status::ready);
 }
 
-TEST(Waiting, ForACapsuleLastsUntilItsTimeOrTheEnd)
+TEST(Waiting, LastsUntilWhatItIsForOrTheEndAndTakesNoPlaceWhenNobodyWaits)
 {
-    RunningServer running;
-    // Behind the wall clock, so that the server comes again every millisecond.
-    running.house.time.advance(-1'000'000'000);
-    Connection patient(running.port, running.capsule());
-    running.waits.wait(0);
-    running.house.time.advance(20);
-    const std::string opened = patient.read();
-    EXPECT_EQ(statusesOf(opened), "200");
-    EXPECT_EQ(fieldOf(opened, "body"), "later");
+    constexpr Seconds decades = 1'000'000'000;
+    struct Case
+    {
+        std::string (RunningServer::*ask)();
+        void (*happen)(RunningServer &);
+        Seconds behind; ///< The wall clock, so that the server comes again every millisecond,
+        const char *atTheEnd;
+    };
+    const Case cases[] = {
+        {&RunningServer::poll, [](auto &r) { r.house.sendText(r.ana, "now"); }, 0, "200"},
+        {&RunningServer::capsule, [](auto &r) { r.house.time.advance(20); }, decades, "503"},
+    };
+    const auto begin = [](RunningServer &running, const std::string &request) {
+        const int before = running.waits;
+        auto connection = std::make_unique<Connection>(running.port, request);
+        running.waits.wait(before);
+        return connection;
+    };
+    http::Limits limits;
+    limits.connections = 1;
+    for (const Case &c : cases) {
+        RunningServer small(limits, longHold);
+        begin(small, (small.*c.ask)()); // and hangs up
+        small.awaitFree();
 
-    running.house.time.advance(1'000'000'000); // and before it, so that it comes again much later
-    const int before = running.waits;
-    Connection untilTheEnd(running.port, running.capsule());
-    running.waits.wait(before);
-    running.serving.stop();
-    EXPECT_EQ(statusesOf(untilTheEnd.read()), "503");
-}
-
-TEST(Waiting, OfAPollLastsUntilABeamOrTheEndOrForItsTime)
-{
-    RunningServer running({}, longHold);
-    const std::string behindHisOwn = running.poll();
-    running.house.sendText(running.ben, "mine");
-    Connection forABeam(running.port, behindHisOwn);
-    running.waits.wait(0);
-    running.house.sendText(running.ana, "now");
-    const std::string beam = forABeam.read();
-    EXPECT_EQ(statusesOf(beam), "200");
-    EXPECT_EQ(fieldOf(beam, "body"), "now");
-
-    Connection untilTheEnd(running.port, running.poll());
-    running.waits.wait(1);
-    running.serving.stop();
-    EXPECT_EQ(statusesOf(untilTheEnd.read()), "200");
-
+        RunningServer running({}, longHold);
+        running.house.time.advance(-c.behind);
+        const std::string request = (running.*c.ask)();
+        running.house.sendText(running.ben, "one's own");
+        const auto patient = begin(running, request);
+        c.happen(running);
+        const std::string reply = patient->read();
+        EXPECT_EQ(statusesOf(reply), "200");
+        EXPECT_EQ(fieldOf(reply, "body"), "now");
+        running.house.time.advance(c.behind); // and then only when its time has come
+        const auto untilTheEnd = begin(running, (running.*c.ask)());
+        running.serving.stop();
+        EXPECT_EQ(statusesOf(untilTheEnd->read()), c.atTheEnd);
+    }
     RunningServer brief({}, milliseconds(20));
     const std::string nothing = talk(brief.port, brief.poll());
     EXPECT_EQ(brief.waits, 1);
     EXPECT_NE(nothing.find("{\"beams\":[],"), std::string::npos) << nothing;
-}
-
-TEST(Waiting, OfClientsThatWentAwayTakesNoPlace)
-{
-    http::Limits limits;
-    limits.connections = 1;
-    RunningServer running(limits, longHold);
-    for (const std::string &request : {running.capsule(), running.poll()}) {
-        const int before = running.waits;
-        {
-            const Connection hangsUp(running.port, request);
-            running.waits.wait(before);
-        }
-        running.awaitFree();
-    }
 }
 
 TEST(Waiting, OfASeatThatIsLostIsRefusedBeforeThatIsTold)
