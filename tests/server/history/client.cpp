@@ -116,7 +116,7 @@ public:
 
     asio::awaitable<Answer> ask(std::size_t server, std::string request, Time patience)
     {
-        std::vector<std::string> requests(1, std::move(request));
+        std::vector<std::string> requests(1, request);
         std::vector<Answer> answers = co_await ask(server, std::move(requests), patience);
         co_return std::move(answers[0]);
     }
