@@ -141,6 +141,7 @@ TEST(Site, SendsWhatTheAskerHasNot)
         const std::string reply = ask(c.method, c.fields);
         const std::string of = c.status == none ? "*" : c.contentRange;
         EXPECT_EQ(reply.substr(9, 3), c.status) << c.fields;
+        EXPECT_EQ(reply.find("Content-Length") < reply.find("\r\n\r\n"), c.status != same);
         EXPECT_NE(reply.find("\r\n\r\n" + c.body + "HTTP/1.1 404"), std::string::npos) << c.fields;
         EXPECT_EQ(reply.find("\r\nContent-Range: bytes " + of + "/100000\r\n") != reply.npos,
                   c.status == none || c.status == part)
@@ -166,7 +167,7 @@ TEST(Site, OffersTheNewestOfThePackagesThatLieThere)
         std::string version, url = {}, page = {};
     };
     const std::string first = "1.9.0 amd64 kivolo_1.9.0-1_amd64.deb 0 kB ;";
-    const std::string tenth = "1.10 amd64 kivolo_1.10-2_amd64.deb 2.0 MB ;";
+    const std::string tenth = "1.10 amd64 kivolo_1.10-10_amd64.deb 2.0 MB ;";
     const Step steps[] = {
         {[] {}, "", "", "none"},
         {[&] { std::filesystem::create_directory(packages); }, "", "", "none"},
@@ -178,12 +179,16 @@ TEST(Site, OffersTheNewestOfThePackagesThatLieThere)
         {copied("kivolo_9_amd64.deb.part", whole), "1.9.0", "", first},
         {copied("kivolo-server_9.9_amd64.deb", whole), "1.9.0", "",
          first + "kivolo-server_9.9_amd64.deb"},
-        {[&] { std::filesystem::create_symlink("x", packages / "kivolo_4_amd64.deb"); }, "1.9.0"},
+        {[&] {
+             std::filesystem::create_symlink("kivolo_1.9.0-1_amd64.deb",
+                                             packages / "kivolo_4_amd64.deb");
+         },
+         "1.9.0"},
         {[&] { std::filesystem::create_directory(packages / "kivolo_5_amd64.deb"); }, "1.9.0"},
         {copied("kivolo_<b>_amd64.deb", whole), "1.9.0"},
-        {copied("kivolo_1.10-2_amd64.deb", Disk::package(2'000'000)), "1.10",
-         downloads + "kivolo_1.10-2_amd64.deb", tenth + "kivolo-server_9.9_amd64.deb"},
-        {copied("kivolo_1.10-1_amd64.deb", whole), "1.10", downloads + "kivolo_1.10-2_amd64.deb"},
+        {copied("kivolo_1.10-10_amd64.deb", Disk::package(2'000'000)), "1.10",
+         downloads + "kivolo_1.10-10_amd64.deb", tenth + "kivolo-server_9.9_amd64.deb"},
+        {copied("kivolo_1.10-9_amd64.deb", whole), "1.10", downloads + "kivolo_1.10-10_amd64.deb"},
         {copied("kivolo_1.9.5_arm64.deb", whole), "1.9.5", "https://kivolo.test/#get"},
         {[&] { std::filesystem::remove(packages / "kivolo_1.9.5_arm64.deb"); }, "1.10"},
         {copied("kivolo_2_amd64.deb", whole), "2", downloads + "kivolo_2_amd64.deb"},
@@ -196,7 +201,8 @@ TEST(Site, OffersTheNewestOfThePackagesThatLieThere)
         SCOPED_TRACE(++number);
         const std::optional<http::Response> offer = disk.get("/version.json");
         ASSERT_EQ(offer.has_value(), !step.version.empty());
-        if (offer && step.version != "file") {
+        ASSERT_EQ(offer && offer->file, step.version == "file");
+        if (offer && !offer->file) {
             const boost::json::value told = boost::json::parse(offer->body);
             EXPECT_EQ(told.at("version").as_string(), step.version);
             EXPECT_TRUE(step.url.empty() || told.at("url").as_string() == step.url) << told;
@@ -236,6 +242,8 @@ TEST(Site, LeadsNowhereWhereNothingIs)
         ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the packages are not offered";
     for (const std::string &target : links())
         EXPECT_EQ(statusesOf(talk(port, httpGet(target))), "200") << target;
+    EXPECT_EQ(fieldOf(talk(port, httpGet("/version.json")), "url"),
+              "https://x/downloads/kivolo_1_amd64.deb");
     EXPECT_EQ(server.end(SIGTERM), 0);
     arguments.insert(arguments.end(), {"--site", "none"});
     ServerProcess without(arguments);
