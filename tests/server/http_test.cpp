@@ -406,7 +406,7 @@ TEST(Waiting, LastsUntilWhatItIsForOrTheEndAndTakesNoPlaceWhenNobodyWaits)
         c.happen(running);
         const std::string reply = patient->read();
         EXPECT_EQ(statusesOf(reply), "200");
-        EXPECT_EQ(fieldOf(reply, "body"), "now");
+        EXPECT_NE(reply.find(R"("body":"now")"), std::string::npos) << reply;
         running.house.time.advance(c.behind); // and then only when its time has come
         const auto untilTheEnd = begin(running, (running.*c.ask)());
         running.serving.stop();

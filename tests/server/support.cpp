@@ -1,11 +1,10 @@
 #include "support.h"
 
-#include <arpa/inet.h>
+#include <boost/asio/write.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <csignal>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 namespace kivolo::server::test {
 
@@ -152,54 +151,43 @@ std::uint16_t portOf(const std::string &address)
     return static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
 }
 
+namespace {
+
+asio::io_context
+    ofConnections; // NOLINT(*-avoid-non-const-global-variables): does nothing by itself
+
+} // namespace
+
 Connection::Connection(std::uint16_t port, std::string_view bytes, const char *from)
-    : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    : socket_(ofConnections, {asio::ip::make_address(from), 0})
 {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = inet_addr(from);
-    if (::bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
-        return;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
-        return;
-    send(bytes);
+    boost::system::error_code refused;
+    socket_.connect({asio::ip::address_v4::loopback(), port}, refused);
+    if (!refused)
+        send(bytes);
 }
 
-void Connection::send(std::string_view bytes) const
+void Connection::send(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const ssize_t count = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (count <= 0)
-            break; // a server that has seen enough
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-}
-
-Connection::~Connection()
-{
-    ::close(socket_);
+    boost::system::error_code ignored; // of a server that has seen enough
+    asio::write(socket_, asio::buffer(bytes), ignored);
 }
 
 std::string Connection::read(std::string_view end, std::size_t most)
 {
     std::string received;
     char buffer[4096];
-    while (received.size() < most && (end.empty() || !received.ends_with(end))) {
-        const ssize_t count = ::recv(socket_, buffer, sizeof buffer, 0);
-        if (count <= 0)
-            break;
-        received.append(buffer, static_cast<std::size_t>(count));
-    }
+    boost::system::error_code closed;
+    while (!closed && received.size() < most && (end.empty() || !received.ends_with(end)))
+        received.append(buffer, socket_.read_some(asio::buffer(buffer), closed));
     return received;
 }
 
 std::string Connection::readWhatIsThere()
 {
-    char buffer[4096];
-    const ssize_t count = ::recv(socket_, buffer, sizeof buffer, MSG_DONTWAIT);
-    return {buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    std::string received(socket_.available(), '\0');
+    received.resize(socket_.receive(asio::buffer(received)));
+    return received;
 }
 
 std::string talk(std::uint16_t port, std::string_view bytes, const char *from)
@@ -230,15 +218,6 @@ std::string statusesOf(std::string_view replies)
         statuses.append(statuses.empty() ? "" : " ").append(replies.substr(at, 3));
     }
     return statuses;
-}
-
-std::string fieldOf(const std::string &reply, const std::string &key)
-{
-    const std::size_t at = reply.find("\"" + key + "\":\"");
-    if (at == std::string::npos)
-        return {};
-    const std::size_t start = at + key.size() + 4;
-    return reply.substr(start, reply.find('"', start) - start);
 }
 
 } // namespace kivolo::server::test

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/json/value.hpp>
@@ -135,17 +136,14 @@ class Connection
 public:
     /// Connects from one of this machine's many addresses and sends.
     Connection(std::uint16_t port, std::string_view bytes, const char *from = "127.0.0.1");
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
-    ~Connection();
-    void send(std::string_view bytes) const;
+    void send(std::string_view bytes);
     /// What comes until it ends like that, is that long, or the peer closes.
     std::string read(std::string_view end = {}, std::size_t most = SIZE_MAX);
     /// What has already come, without waiting for more.
     std::string readWhatIsThere();
 
 private:
-    int socket_;
+    boost::asio::ip::tcp::socket socket_;
 };
 
 /// Sends bytes to a port of this machine and reads until the peer closes.
@@ -155,8 +153,5 @@ std::string httpPost(std::string_view target, const boost::json::object &body);
 
 /// As in "200 404".
 std::string statusesOf(std::string_view replies);
-
-/// The value of a text in a reply's JSON, without looking at the rest of it.
-std::string fieldOf(const std::string &reply, const std::string &key);
 
 } // namespace kivolo::server::test
