@@ -25,12 +25,21 @@ private:
 };
 
 /// Writes a line as programs and people read it: time=… level=… msg="…". What follows a tab in the
-/// message is put behind that as it stands, as in method=GET status=503.
+/// message is put behind that as it stands, as in method=GET status=503. The journal, which knows
+/// the time by itself, is told how urgent a line is in its own way, see sd-daemon(3).
 class LineFormatter final : public spdlog::formatter
 {
 public:
+    enum class Reader { Anybody, Journal };
+
+    explicit LineFormatter(Reader reader)
+        : reader_(reader)
+    {}
     void format(const spdlog::details::log_msg &message, spdlog::memory_buf_t &out) override;
     std::unique_ptr<spdlog::formatter> clone() const override;
+
+private:
+    Reader reader_;
 };
 
 /// To standard error from now on; SPDLOG_LEVEL=debug shows every request's path and status.

@@ -25,13 +25,19 @@ TEST(Log, IsBoundedByTheSecondAndSaysSo)
 
 TEST(Log, KeepsAMessageOnItsLine)
 {
-    std::ostringstream out;
-    spdlog::sinks::ostream_sink_st sink(out);
-    sink.set_formatter(std::make_unique<LineFormatter>());
-    const spdlog::log_clock::time_point time{std::chrono::milliseconds(1'800'000'000'007)};
-    sink.log({time, {}, "", spdlog::level::warn, "a \"b\"\nlevel=x\tpath=/beams status=503"});
-    EXPECT_EQ(out.str(), "time=2027-01-15T08:00:00.007Z level=warning "
-                         "msg=\"a \\\"b\\\"\\x0alevel=x\" path=/beams status=503\n");
+    const std::pair<LineFormatter::Reader, std::string> heads[] = {
+        {LineFormatter::Reader::Anybody, "time=2027-01-15T08:00:00.007Z "},
+        {LineFormatter::Reader::Journal, "<4>"},
+    };
+    for (const auto &[reader, head] : heads) {
+        std::ostringstream out;
+        spdlog::sinks::ostream_sink_st sink(out);
+        sink.set_formatter(std::make_unique<LineFormatter>(reader));
+        const spdlog::log_clock::time_point time{std::chrono::milliseconds(1'800'000'000'007)};
+        sink.log({time, {}, "", spdlog::level::warn, "a \"b\"\nlevel=x\tpath=/beams status=503"});
+        EXPECT_EQ(out.str(), head + "level=warning msg=\"a \\\"b\\\"\\x0alevel=x\" "
+                                    "path=/beams status=503\n");
+    }
 }
 
 } // namespace kivolo::server::test
