@@ -156,8 +156,12 @@ public:
             const auto data = hints.value(u"image-data"_s).value<QDBusArgument>();
             if (data.currentSignature() != u"(iiibiiay)"_s)
                 return {};
-            int width = 0, height = 0, bytesPerLine = 0, bitsPerSample = 0, channels = 0;
+            int width = 0;
+            int height = 0;
+            int bytesPerLine = 0;
             bool hasAlpha = false;
+            int bitsPerSample = 0;
+            int channels = 0;
             QByteArray bytes;
             data.beginStructure();
             data >> width >> height >> bytesPerLine >> hasAlpha >> bitsPerSample >> channels >>
