@@ -242,8 +242,9 @@ TEST(Site, LeadsNowhereWhereNothingIs)
         ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the packages are not offered";
     for (const std::string &target : links())
         EXPECT_EQ(statusesOf(talk(port, httpGet(target))), "200") << target;
-    EXPECT_EQ(fieldOf(talk(port, httpGet("/version.json")), "url"),
-              "https://x/downloads/kivolo_1_amd64.deb");
+    EXPECT_NE(talk(port, httpGet("/version.json"))
+                  .find(R"("url":"https://x/downloads/kivolo_1_amd64.deb")"),
+              std::string::npos);
     EXPECT_EQ(server.end(SIGTERM), 0);
     arguments.insert(arguments.end(), {"--site", "none"});
     ServerProcess without(arguments);
