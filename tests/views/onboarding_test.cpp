@@ -218,9 +218,9 @@ TEST(DownloadAddressTest, AlwaysLeadsToAWebSite)
 
 TEST(UpdateBannerTest, ShowsWhatItIsGivenInOneLine)
 {
-    UpdateBanner named({QStringLiteral("2"), {}, QStringLiteral("<i>a</i>\nb")}, [] {});
+    UpdateBanner named({QStringLiteral("2\n<b>0"), {}, QStringLiteral("<i>a</i>\nb")}, [] {});
     show(named, {320, named.sizeHint().height()});
-    EXPECT_EQ(texts(named), QStringLiteral("Version 2 is out/<i>a</i> b/Update"));
+    EXPECT_EQ(texts(named), QStringLiteral("Version 2 <b>0 is out/<i>a</i> b/Update"));
 }
 
 } // namespace
