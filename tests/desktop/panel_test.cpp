@@ -338,10 +338,12 @@ TEST_F(FloatingPanel, AreShownOnePerTurnAndFadeTogether)
     queue.advance(0ms);
     EXPECT_TRUE(all[0].panel->isVisible());
     EXPECT_FALSE(all[1].panel->window());
+    EXPECT_EQ(queue.pending(), 1U) << "it fades before all are there";
+    presenter.withdraw(all[0].panel.get());
     queue.advance(1ms);
     EXPECT_TRUE(all[1].panel->isVisible());
     queue.advance(300ms);
-    EXPECT_EQ(all[0].panel->alpha(), 1);
+    EXPECT_EQ(all[0].panel->alpha(), 0) << "withdrawn before it could fade";
     EXPECT_EQ(all[1].panel->alpha(), 1);
     EXPECT_FALSE(all[3].panel->window());
     EXPECT_EQ(queue.pending(), 0U);
