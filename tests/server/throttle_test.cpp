@@ -276,19 +276,4 @@ TEST(Throttle, CountsWhateverIsAsked)
     }
 }
 
-// Fifty people who ask every other second, and for their status at every sixth time.
-TEST(Throttle, LeavesAnOfficeAloneWhileOthersFloodTheServer)
-{
-    Gate gate;
-    const Address office = address("192.0.2.1");
-    const Address flood = address("192.0.2.2");
-    for (int second = 0; second < 300; ++second) {
-        gate.howOften(Act::Request, flood);
-        for (int i = 0; i < 25 + 5; ++i)
-            EXPECT_TRUE(gate.lets(Act::Request, office)) << second;
-        EXPECT_TRUE(gate.lets(Act::Send, office));
-        gate.time.advance(1);
-    }
-}
-
 } // namespace kivolo::server::test
