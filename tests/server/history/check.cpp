@@ -299,41 +299,4 @@ std::string textAt(const json::value &object, const char *key)
     return std::string(object.at(key).as_string());
 }
 
-void readRows(const std::string &path, Record &record)
-{
-    static constexpr const char *beams =
-        "SELECT c.code, b.tick, json_object('id', b.id, 'from_member', b.from_member,"
-        " 'from_handle', b.from_handle, 'from_emoji', b.from_emoji, 'type', b.type,"
-        " 'body', b.body, 'effect', b.effect, 'created_at', b.created_at, 'open_at', b.open_at)"
-        " FROM beam b JOIN circle c ON c.number = b.circle ORDER BY b.circle, b.tick";
-    const auto addRow = [](void *to, int, char **values, char **) {
-        auto &read = *static_cast<Record *>(to);
-        Row row{json::parse(values[2]).as_object(), std::stoll(values[1])};
-        for (const char *key : {"effect", "open_at"}) {
-            if (row.beam.at(key).is_null())
-                row.beam.erase(key);
-        }
-        row.circle =
-            static_cast<std::size_t>(std::ranges::find(read.codes, values[0]) - read.codes.begin());
-        if (row.circle == read.codes.size())
-            read.complaints.push_back("a beam is in a circle that nobody knows");
-        else
-            read.rows[row.circle].push_back(std::move(row));
-        return 0;
-    };
-    const auto addDamage = [](void *to, int, char **values, char **) {
-        if (std::string(values[0]) != "ok")
-            static_cast<Record *>(to)->complaints.push_back("the database is damaged: " +
-                                                            std::string(values[0]));
-        return 0;
-    };
-    record.rows.resize(record.codes.size());
-    sqlite3 *database = nullptr;
-    if (sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK ||
-        sqlite3_exec(database, "PRAGMA integrity_check", addDamage, &record, nullptr) != 0 ||
-        sqlite3_exec(database, beams, addRow, &record, nullptr) != SQLITE_OK)
-        throw std::runtime_error(std::string("the database: ") + sqlite3_errmsg(database));
-    sqlite3_close(database);
-}
-
 } // namespace kivolo::server::history

@@ -554,9 +554,9 @@ asio::awaitable<void> run(std::shared_ptr<Client> client, asio::awaitable<void> 
 
 } // namespace
 
-World::World(std::string folder, std::uint64_t seed_)
+World::World(std::string folder, std::string database, std::uint64_t seed_)
     : seed(seed_)
-    , servers(std::move(folder), record)
+    , servers(std::move(folder), std::move(database), record)
 {}
 
 void World::start(asio::awaitable<void> coroutine)

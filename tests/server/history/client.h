@@ -34,7 +34,7 @@ private:
 /// What all clients share. On one thread.
 struct World
 {
-    World(std::string folder, std::uint64_t seed_);
+    World(std::string folder, std::string database, std::uint64_t seed_);
 
     /// What fails in there comes out of the context's run().
     void start(asio::awaitable<void> coroutine);

@@ -1,19 +1,51 @@
 // Runs clients against servers that are killed, stalled and deprived, and then proves from what
 // the clients saw that nothing was lost, repeated, altered, misplaced or shown too early.
 //
-//   test_server_history [SECONDS [SEED]]
+//   test_server_history [SECONDS [SEED [DATABASE]]]    DATABASE: as kivolo-server takes it, new
 
 #include "client.h"
+#include "neighbour.h"
 
+#include <atomic>
 #include <filesystem>
 #include <iostream>
-#include <sqlite3.h>
+#include <thread>
 
 namespace kivolo::server::history {
 
 namespace {
 
 constexpr std::size_t clients = 24;
+
+/// What another program does to the database before it keeps still and then leaves.
+const std::map<std::string, std::vector<const char *>> neighbours{
+    {"database locked", {"BEGIN IMMEDIATE"}},
+    {"old state read", {"BEGIN", "SELECT count(*) FROM circle"}},
+    {"tables locked", {"BEGIN", "LOCK TABLE circle IN ACCESS EXCLUSIVE MODE"}},
+    {"connections ended",
+     {"SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
+      " WHERE usename = current_user AND pid <> pg_backend_pid()"}},
+    {"statements cancelled",
+     {"SELECT pg_cancel_backend(pid) FROM pg_stat_activity"
+      " WHERE usename = current_user AND pid <> pg_backend_pid()"}},
+};
+
+/// Does on another thread what may block. False where the database refuses it.
+asio::awaitable<bool> elsewhere(World &world, std::function<void()> action)
+{
+    std::atomic<int> outcome = -1;
+    const std::jthread thread([&] {
+        try {
+            action();
+            outcome = 1;
+        } catch (const soci::soci_error &) {
+            outcome = 0;
+        }
+    });
+    while (outcome < 0)
+        co_await world.sleep(1);
+    co_return outcome == 1;
+}
 
 /// As long as that, or until the end.
 asio::awaitable<void> last(World &world, std::uint64_t milliseconds)
@@ -38,15 +70,15 @@ asio::awaitable<void> happen(World &world, std::string kind, std::size_t server,
         servers.setRoom(amount);
         co_await last(world, length);
         servers.setRoom(-1);
-    } else if (kind == "database locked" || kind == "old state read") {
-        sqlite3 *neighbour = nullptr; // another program that uses the same file
-        sqlite3_open_v2(servers.database().c_str(), &neighbour, SQLITE_OPEN_READWRITE, nullptr);
-        const char *begin =
-            kind == "database locked" ? "BEGIN IMMEDIATE" : "BEGIN; SELECT count(*) FROM circle";
-        while (sqlite3_exec(neighbour, begin, nullptr, nullptr, nullptr) != SQLITE_OK)
+    } else if (const auto sql = neighbours.find(kind); sql != neighbours.end()) {
+        std::optional<Neighbour> neighbour;
+        while (!co_await elsewhere(world, [&] {
+            neighbour.emplace(servers.database());
+            for (const char *statement : sql->second)
+                neighbour->run(statement);
+        }) && !world.ending)
             co_await world.sleep(1);
         co_await last(world, length);
-        sqlite3_close(neighbour);
     } else if (kind == "clock ahead" || kind == "clock back") {
         // Within a day and a half, so that no seat grows old.
         const std::int64_t ahead =
@@ -100,8 +132,12 @@ asio::awaitable<void> direct(World &world, std::uint64_t milliseconds)
 {
     world.start(tend(world));
     co_await world.sleep(milliseconds / 8);
-    world.start(trouble(
-        world, 2, {"disk full", "database locked", "old state read", "clock ahead", "clock back"}));
+    std::vector<const char *> below{"clock ahead", "clock back"};
+    if (isFile(world.servers.database()))
+        below.insert(below.end(), {"disk full", "database locked", "old state read"});
+    else
+        below.insert(below.end(), {"tables locked", "connections ended", "statements cancelled"});
+    world.start(trouble(world, 2, below));
     co_await world.sleep(milliseconds / 8);
     world.servers.start(1);
     world.serversUsed = Servers::count;
@@ -121,7 +157,7 @@ asio::awaitable<void> direct(World &world, std::uint64_t milliseconds)
 }
 
 /// Whether nothing was wrong. Else it leaves the database where it is.
-bool run(std::uint64_t seconds, std::uint64_t seed)
+bool run(std::uint64_t seconds, std::uint64_t seed, std::string database)
 {
     std::signal(SIGPIPE, SIG_IGN);
     std::string folder =
@@ -129,14 +165,16 @@ bool run(std::uint64_t seconds, std::uint64_t seed)
     if (!mkdtemp(folder.data()))
         throw std::runtime_error("no temporary folder");
     std::cout << "seed " << seed << ", in " << folder << std::endl;
-    World world(folder, seed);
+    if (database.empty())
+        database = "sqlite:" + folder + "/history.sqlite";
+    World world(folder, database, seed);
     world.servers.start(0);
     for (std::size_t number = 1; number <= clients; ++number)
         startClient(world, number);
     world.start(direct(world, seconds * 1'000));
     world.context.run();
     world.servers.stop();
-    readRows(world.servers.database(), world.record);
+    Neighbour(database).readRows(world.record);
     check(world.record);
     for (const auto &[name, count] : world.record.counts)
         std::cout << name << ": " << count << "\n";
@@ -159,7 +197,7 @@ int main(int argc, char **argv)
     try {
         const std::uint64_t seconds = argc > 1 ? std::stoull(argv[1]) : 10;
         const auto seed = argc > 2 ? std::stoull(argv[2]) : std::uint64_t(now()) % 1'000'000;
-        return run(seconds, seed) ? 0 : 1;
+        return run(seconds, seed, argc > 3 ? argv[3] : "") ? 0 : 1;
     } catch (const std::exception &error) {
         std::cerr << "history: " << error.what() << std::endl;
         return 1;

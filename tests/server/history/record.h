@@ -107,9 +107,6 @@ struct Record
 /// that is what a run would have shown nothing about.
 void check(Record &record);
 
-/// Reads the beams of a database that no server has open any more, and tries its integrity.
-void readRows(const std::string &path, Record &record);
-
 std::string textAt(const json::value &object, const char *key);
 
 } // namespace kivolo::server::history

@@ -14,8 +14,9 @@ Moment now()
     return duration_cast<microseconds>(steady_clock::now().time_since_epoch() + difference).count();
 }
 
-Servers::Servers(std::string folder, Record &record)
+Servers::Servers(std::string folder, std::string database, Record &record)
     : folder_(std::move(folder))
+    , database_(std::move(database))
     , record_(record)
 {
     for (std::size_t i = 0; i < count; ++i) {
@@ -43,9 +44,9 @@ void Servers::start(std::size_t server)
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0", 0);
     // NOLINTEND(concurrency-mt-unsafe)
     Process &process = processes_[server];
-    process.program = std::make_unique<ServerProcess>(std::vector<std::string>{
-        "--listen", address(server) + ":" + std::to_string(port), "--database",
-        "sqlite:" + database(), "--rates", "1000000", "--hold", "1"});
+    process.program = std::make_unique<ServerProcess>(
+        std::vector<std::string>{"--listen", address(server) + ":" + std::to_string(port),
+                                 "--database", database_, "--rates", "1000000", "--hold", "1"});
     process.meantToEnd = false;
     process.started = now();
 }

@@ -17,11 +17,11 @@ public:
     static constexpr std::size_t count = 2;
     static constexpr std::uint16_t port = 8787;
 
-    /// With all their files in that folder.
-    Servers(std::string folder, Record &record);
+    /// With all their files in that folder. `database`: as kivolo-server takes it.
+    Servers(std::string folder, std::string database, Record &record);
 
     std::string address(std::size_t server) const;
-    std::string database() const { return folder_ + "/history.sqlite"; }
+    const std::string &database() const { return database_; }
 
     void start(std::size_t server);
     void signal(std::size_t server, int signal);
@@ -47,6 +47,7 @@ private:
     void judge(std::size_t server, int status);
 
     std::string folder_;
+    std::string database_;
     Record &record_;
     Process processes_[count];
 };
