@@ -63,8 +63,9 @@ void addSettings(CLI::App &app, Options &options)
         ->needs(certificate);
     certificate->needs("--tls-key");
     app.add_option("--database", options.database,
-                   "Where circles and beams are kept; the file is created where needed")
-        ->option_text("sqlite:PATH [kivolo/kivolo.sqlite in the data directory]");
+                   "Where circles and beams are kept; a file is created where needed")
+        ->option_text("sqlite:PATH or postgresql://USER@HOST/NAME [kivolo/kivolo.sqlite in the "
+                      "data directory]");
     app.add_option("--site", options.site, "Directory of the landing site, or none")
         ->option_text("DIR [the one that is installed with the server]")
         ->transform([](const std::string &site) { return site == "none" ? "" : site; });

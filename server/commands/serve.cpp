@@ -148,12 +148,16 @@ Service::Service(const Options &options)
           limitsForOperator())
     , signals_(context_, SIGTERM, SIGINT)
 {
-    circles_.setObserver({[this](const Change &change) {
-                              desk_.saw(change.tick);
-                              boost::asio::post(context_,
-                                                [this, change] { holds_.announce(change); });
-                          },
-                          [this] { return holds_.occupied(); }});
+    circles_.setObserver(
+        {[this](const Change &change) {
+             desk_.saw(change.tick);
+             boost::asio::post(context_, [this, change] { holds_.announce(change); });
+         },
+         [this] { return holds_.occupied(); },
+         [this](auto answer) {
+             boost::asio::post(context_,
+                               [this, answer = std::move(answer)] { answer(holds_.waitedFor()); });
+         }});
 }
 
 void Service::run()

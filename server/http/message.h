@@ -140,7 +140,14 @@ struct Held
     std::chrono::milliseconds atMost;
 };
 
-using Answer = std::variant<Response, AgainAt, Held>;
+struct Ask;
+using Answer = std::variant<Response, AgainAt, Held, Ask>;
+
+/// Is asked for the answer on the thread of the connections.
+struct Ask
+{
+    std::function<Answer()> answer;
+};
 
 /// Called once, on any thread.
 using Reply = std::function<void(Answer)>;

@@ -129,6 +129,8 @@ Awaitable<std::optional<Response>> Session::answer(Request &request)
             co_return std::nullopt;
         Answer answer = std::move(*answered_);
         answered_.reset();
+        if (auto *ask = std::get_if<Ask>(&answer))
+            answer = std::exchange(ask->answer, {})();
         if (auto *response = std::get_if<Response>(&answer))
             co_return std::move(*response);
         if (auto *held = std::get_if<Held>(&answer)) {

@@ -190,8 +190,10 @@ struct LedgerSettings
     /// How long a read waits for its turn and a write for that and for other processes, as long as
     /// a member would.
     std::chrono::milliseconds patience{5'000};
-    /// How often to look for what other processes have committed.
+    /// How often to look for what other processes have committed to a file.
     std::chrono::milliseconds watchInterval{50};
+    /// The same on PostgreSQL, where processes cannot tell each other.
+    std::chrono::milliseconds lookInterval{250};
     /// What waits to be written holds of members' data.
     std::size_t queueBytes = 64 << 20;
     /// Pages of the database, of all connections together, and what glances have seen.
@@ -207,6 +209,12 @@ struct LedgerSettings
         std::chrono::steady_clock::now;
     /// For tests: runs on the writer's thread.
     std::function<void()> beforeCommit = {};
+    /// For tests: how many write at a time, where that can be more than one.
+    std::size_t writers = 4;
+    /// For tests: false as with a database that lets processes tell each other nothing.
+    bool notify = true;
+    /// For tests: what makes newer tables of this version's, version by version.
+    std::vector<std::vector<std::string>> trialMigrations = {};
 };
 
 /// Opens `sqlite:PATH`, creating the file where needed, or `postgresql://...`, a database that is

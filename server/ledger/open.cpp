@@ -1,18 +1,39 @@
+#include "postgres_ledger.h"
+#include "postgres_schema.h"
 #include "sqlite_ledger.h"
 
 namespace kivolo::server {
 
+namespace {
+
+template<typename Open>
+std::unique_ptr<Ledger> naming(const std::string &database, Open open)
+{
+    try {
+        return open();
+    } catch (const std::exception &error) {
+        throw std::runtime_error("the database " + database + " cannot be used: " + error.what());
+    }
+}
+
+} // namespace
+
 std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock, LedgerSettings settings)
 {
-    constexpr std::string_view scheme = "sqlite:";
-    if (!database.starts_with(scheme) || database.size() == scheme.size())
-        throw std::runtime_error("the database has to be given as sqlite:PATH");
-    const std::string path(database.substr(scheme.size()));
-    try {
-        return std::make_unique<SqliteLedger>(path, std::move(clock), std::move(settings));
-    } catch (const std::exception &error) {
-        throw std::runtime_error("the database " + path + " cannot be used: " + error.what());
+    constexpr std::string_view file = "sqlite:";
+    if (database.starts_with("postgresql://") || database.starts_with("postgres://")) {
+        const PostgresAddress address{std::string(database)};
+        return naming(address.name(), [&] {
+            prepareSchema(address, settings.patience, settings.trialMigrations);
+            return std::make_unique<PostgresLedger>(address, std::move(clock), std::move(settings));
+        });
     }
+    if (!database.starts_with(file) || database.size() == file.size())
+        throw std::runtime_error("the database has to be given as sqlite:PATH or postgresql://...");
+    const std::string path(database.substr(file.size()));
+    return naming(path, [&] {
+        return std::make_unique<SqliteLedger>(path, std::move(clock), std::move(settings));
+    });
 }
 
 } // namespace kivolo::server

@@ -14,13 +14,13 @@ struct Row<Circle>
     static std::string names()
     {
         return "c.number, c.code, c.max_seats, c.tick, c.sender, c.others_tick, c.bytes, "
-               "c.busy_until";
+               "c.busy_until, c.regrouped";
     }
     static constexpr const char *tables = "circle c";
     static auto fields(Circle &c)
     {
         return std::tie(c.number, c.code, c.maxSeats, c.tick, c.sender, c.othersTick, c.bytes,
-                        c.busyUntil);
+                        c.busyUntil, c.regrouped);
     }
 };
 

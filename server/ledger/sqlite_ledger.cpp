@@ -97,7 +97,10 @@ SqliteLedger::SqliteLedger(const std::string &path, Clock clock, LedgerSettings 
     , file_(path)
     , freeSpace_(settings.freeSpace ? std::move(settings.freeSpace)
                                     : [this] { return freeSpaceBeside(file_.path()); })
-    , writeConnection_(file_, settings.patience, writeCache(settings.cacheBytes), prepareSchema)
+    , writeConnection_(file_, settings.patience, writeCache(settings.cacheBytes),
+                       [&](SqliteConnection &connection) {
+                           bringUpToDate(connection, settings.trialMigrations);
+                       })
     , glanceConnection_(file_, glancePatience, glanceCache(settings.cacheBytes))
     , commits_(glanceConnection_.session())
     , news_(commits_)

@@ -3,6 +3,7 @@
 #include "sqlite_identity.h"
 
 #include <condition_variable>
+#include <filesystem>
 #include <mutex>
 #include <spdlog/spdlog.h>
 #include <stop_token>
@@ -16,31 +17,33 @@ namespace {
 // untouched. The beams' index carries what a poll needs to know before it reads any of them. Only
 // capsules are ever looked for by their ids, which lie anywhere: an index of all of them would cost
 // a send a tenth of its time.
-constexpr const char *schema[] = {
-    "CREATE TABLE circle ("
-    " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
-    " tick INTEGER NOT NULL, sender INTEGER NOT NULL DEFAULT 0,"
-    " others_tick INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0,"
-    " busy_until INTEGER NOT NULL DEFAULT 0,"
-    " founder TEXT NOT NULL,"
-    " founder_key TEXT NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL,"
-    " regrouped INTEGER NOT NULL DEFAULT 0)",
-    "CREATE INDEX circle_regrouped ON circle (regrouped)",
-    "CREATE TABLE member ("
-    " number INTEGER PRIMARY KEY AUTOINCREMENT, key TEXT NOT NULL UNIQUE, id TEXT NOT NULL,"
-    " circle INTEGER NOT NULL REFERENCES circle (number), device_id TEXT NOT NULL UNIQUE,"
-    " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL,"
-    " seen INTEGER NOT NULL DEFAULT (unixepoch()))",
-    "CREATE INDEX member_of_circle ON member (circle)",
-    "CREATE TABLE beam ("
-    " number INTEGER PRIMARY KEY, id TEXT NOT NULL,"
-    " circle INTEGER NOT NULL REFERENCES circle (number), tick INTEGER NOT NULL,"
-    " created_at INTEGER NOT NULL, sender INTEGER NOT NULL, bytes INTEGER NOT NULL,"
-    " open_at INTEGER, type TEXT NOT NULL, effect TEXT, from_member TEXT NOT NULL,"
-    " from_handle TEXT NOT NULL, from_emoji TEXT NOT NULL, body TEXT NOT NULL)",
-    "CREATE INDEX beam_of_circle ON beam (circle, tick, sender, bytes)",
-    "CREATE UNIQUE INDEX beam_of_capsule ON beam (id) WHERE open_at IS NOT NULL",
-};
+const Schema schema{
+    .first = schemaVersion,
+    .tables = {
+        "CREATE TABLE circle ("
+        " number INTEGER PRIMARY KEY, code TEXT NOT NULL UNIQUE, max_seats INTEGER NOT NULL,"
+        " tick INTEGER NOT NULL, sender INTEGER NOT NULL DEFAULT 0,"
+        " others_tick INTEGER NOT NULL DEFAULT 0, bytes INTEGER NOT NULL DEFAULT 0,"
+        " busy_until INTEGER NOT NULL DEFAULT 0,"
+        " founder TEXT NOT NULL,"
+        " founder_key TEXT NOT NULL, owner_email TEXT NOT NULL, created_at INTEGER NOT NULL,"
+        " regrouped INTEGER NOT NULL DEFAULT 0)",
+        "CREATE INDEX circle_regrouped ON circle (regrouped)",
+        "CREATE TABLE member ("
+        " number INTEGER PRIMARY KEY AUTOINCREMENT, key TEXT NOT NULL UNIQUE, id TEXT NOT NULL,"
+        " circle INTEGER NOT NULL REFERENCES circle (number), device_id TEXT NOT NULL UNIQUE,"
+        " handle TEXT NOT NULL, emoji TEXT NOT NULL, joined_at INTEGER NOT NULL,"
+        " seen INTEGER NOT NULL DEFAULT (unixepoch()))",
+        "CREATE INDEX member_of_circle ON member (circle)",
+        "CREATE TABLE beam ("
+        " number INTEGER PRIMARY KEY, id TEXT NOT NULL,"
+        " circle INTEGER NOT NULL REFERENCES circle (number), tick INTEGER NOT NULL,"
+        " created_at INTEGER NOT NULL, sender INTEGER NOT NULL, bytes INTEGER NOT NULL,"
+        " open_at INTEGER, type TEXT NOT NULL, effect TEXT, from_member TEXT NOT NULL,"
+        " from_handle TEXT NOT NULL, from_emoji TEXT NOT NULL, body TEXT NOT NULL)",
+        "CREATE INDEX beam_of_circle ON beam (circle, tick, sender, bytes)",
+        "CREATE UNIQUE INDEX beam_of_capsule ON beam (id) WHERE open_at IS NOT NULL",
+    }};
 
 // As long as an operator waits for a start without wondering. In that time some gigabytes are read
 // from a solid disk.
@@ -88,6 +91,23 @@ void lookForDamage(SqliteConnection &connection)
         connection.file().condemn(found);
 }
 
+/// Beside the file, as it is before its tables are changed. Nobody writes meanwhile.
+void keepCopy(SqliteFile &file, int version)
+{
+    const std::filesystem::path copy = file.path() + ".version-" + std::to_string(version);
+    const std::filesystem::path unfinished = copy.string() + ".part";
+    std::filesystem::remove(unfinished);
+    std::string name = unfinished.string();
+    for (std::size_t at = 0; (at = name.find('\'', at)) != std::string::npos; at += 2)
+        name.insert(at, 1, '\'');
+    soci::session reading(soci::sqlite3, "db=\"" + file.path() + "\"");
+    reading << "VACUUM INTO '" + name + "'";
+    std::filesystem::rename(unfinished, copy);
+    spdlog::info(
+        "the database's tables are made those of this version; what they were is kept in {}",
+        copy.string());
+}
+
 } // namespace
 
 bool isOurs(soci::session &session)
@@ -102,6 +122,14 @@ bool isOurs(soci::session &session)
 
 void prepareSchema(SqliteConnection &connection)
 {
+    bringUpToDate(connection, {});
+}
+
+void bringUpToDate(SqliteConnection &connection, const std::vector<Schema::Steps> &trialMigrations)
+{
+    Schema wanted = schema;
+    wanted.migrations.insert(wanted.migrations.end(), trialMigrations.begin(),
+                             trialMigrations.end());
     lookForDamage(connection);
     // Taken before looking: of two processes that start on a new file, one creates the tables.
     SqliteTransaction transaction(connection);
@@ -109,14 +137,13 @@ void prepareSchema(SqliteConnection &connection)
         soci::session &session = connection.session();
         int version = 0;
         session << "PRAGMA user_version", soci::into(version);
-        if (version == schemaVersion)
+        if (version == wanted.version())
             return;
-        if (version != 0)
-            throw std::runtime_error("it was made by another version");
-        for (const char *statement : schema)
-            session << statement;
+        if (version >= wanted.first && version < wanted.version())
+            keepCopy(connection.file(), version);
+        wanted.bringUpToDate(session, version);
         session << "PRAGMA application_id = " << applicationId;
-        session << "PRAGMA user_version = " << schemaVersion;
+        session << "PRAGMA user_version = " << wanted.version();
     });
     transaction.commit();
 }

@@ -5,7 +5,8 @@
 namespace kivolo::server {
 
 SqliteConnection::SqliteConnection(SqliteFile &file, std::chrono::milliseconds patience,
-                                   std::size_t cacheBytes, void (*prepare)(SqliteConnection &))
+                                   std::size_t cacheBytes,
+                                   const std::function<void(SqliteConnection &)> &prepare)
     : file_(file)
 {
     // The name goes into SOCI's connection string, which has no way to spell a quote.

@@ -5,6 +5,7 @@
 #include "sqlite_file.h"
 
 #include <chrono>
+#include <functional>
 
 namespace kivolo::server {
 
@@ -16,7 +17,7 @@ public:
     /// of the file is kept in memory at most. `prepare` is
     /// called before the file is used. Throws std::runtime_error or LedgerUnavailable.
     SqliteConnection(SqliteFile &file, std::chrono::milliseconds patience, std::size_t cacheBytes,
-                     void (*prepare)(SqliteConnection &) = nullptr);
+                     const std::function<void(SqliteConnection &)> &prepare = {});
     SqliteFile &file() { return file_; }
     soci::session &session() { return session_; }
 

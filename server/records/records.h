@@ -27,6 +27,8 @@ struct Circle
     Tick othersTick = 0;     ///< Of the latest beam that someone else has sent.
     std::int64_t bytes = 0;  ///< That its beams take in replies.
     Seconds busyUntil = 0;   ///< When it will have paid for what it has sent.
+    /// Another one whenever its members have changed.
+    std::int64_t regrouped = 0;
 };
 
 /// Who sits in a circle. `number` grows in the order of joining and is never used twice; `id` is

@@ -8,6 +8,9 @@ namespace {
 
 constexpr std::chrono::seconds unrestAfterAChange{15};
 
+// Longer than a read takes that is not given up.
+constexpr std::chrono::seconds remembered{10};
+
 } // namespace
 
 class Holds::Place final : public http::Place
@@ -18,6 +21,7 @@ public:
         , circle(seat.circle.number)
         , member(seat.member.number)
         , tick(seat.circle.tick)
+        , regrouped(seat.circle.regrouped)
     {
         ++holds_.waiting_;
     }
@@ -33,7 +37,8 @@ private:
 public:
     const std::int64_t circle;
     const std::int64_t member;
-    const Tick tick; ///< The latest beam of the circle when it began to wait.
+    const Tick tick;              ///< The latest beam of the circle when it began to wait.
+    const std::int64_t regrouped; ///< Of the circle at that time.
 };
 
 Holds::Holds(std::chrono::milliseconds longest, Clock clock)
@@ -68,6 +73,8 @@ void Holds::announce(const Change &change)
         unrest_.push_back({clock_() + unrestAfterAChange, change.circle});
         ++restless_[change.circle];
     }
+    if (!ofMembers)
+        remember(change);
     const auto found = places_.find(change.circle);
     if (found == places_.end())
         return;
@@ -75,6 +82,51 @@ void Holds::announce(const Change &change)
         if (ofMembers || (place->member != change.sender && place->tick < change.tick))
             place->release();
     }
+}
+
+void Holds::remember(const Change &change)
+{
+    if (const auto now = clock_(); now >= nextAge_) {
+        before_ = std::exchange(lately_, {});
+        nextAge_ = now + remembered;
+    }
+    Latest &latest = lately_[change.circle];
+    if (change.tick > latest.tick) {
+        if (change.sender != latest.sender)
+            latest.othersTick = latest.tick;
+        latest.tick = change.tick;
+        latest.sender = change.sender;
+    } else if (change.sender != latest.sender) {
+        latest.othersTick = std::max(latest.othersTick, change.tick);
+    }
+}
+
+// A change of members keeps its circle restless for longer than that.
+bool Holds::mayHaveMissed(const Seat &seat, std::chrono::steady_clock::time_point asked)
+{
+    const auto knowsMore = [&seat](const Announced &announced) {
+        const auto found = announced.find(seat.circle.number);
+        if (found == announced.end())
+            return false;
+        const Latest &latest = found->second;
+        const bool own = latest.sender == seat.member.number;
+        return (own ? latest.othersTick : latest.tick) > seat.circle.tick;
+    };
+    return clock_() - asked >= remembered || knowsMore(lately_) || knowsMore(before_);
+}
+
+std::vector<Ledger::Waiting> Holds::waitedFor() const
+{
+    std::vector<Ledger::Waiting> waiting;
+    for (const auto &[circle, places] : places_) {
+        Ledger::Waiting all{circle, places.front()->tick, places.front()->regrouped};
+        for (const Place *place : places) {
+            all.tick = std::min(all.tick, place->tick);
+            all.regrouped = std::min(all.regrouped, place->regrouped);
+        }
+        waiting.push_back(all);
+    }
+    return waiting;
 }
 
 void Holds::releaseAll()

@@ -268,8 +268,20 @@ std::optional<Answer> Routes::poll(Request &request, Reply &later)
     if (empty)
         return emptyPoll(*empty, request.waited);
     const auto room = std::make_shared<Budget::Share>();
+    const auto answer = [this, room, waited = request.waited,
+                         asked = holds_.now()](Circles::Polled polled) -> Answer {
+        if (polled.nothingFor && !waited)
+            return http::Ask{[this, asked, polled = std::move(polled)] {
+                return holds_.mayHaveMissed(*polled.nothingFor, asked)
+                           ? http::AgainAt{std::chrono::system_clock::now()}
+                           : emptyPoll({*polled.nothingFor, polled.poll}, false);
+            }};
+        Response response = ok(wire::poll(std::move(polled.poll)));
+        response.room = std::move(*room);
+        return response;
+    };
     circles_.poll(seatKey, memberId, since, roomIn(room, request),
-                  tellingLarge<Poll>(later, guessed, wire::poll, room));
+                  answering<Circles::Polled>(later, guessed, answer));
     return std::nullopt;
 }
 

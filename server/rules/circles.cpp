@@ -337,9 +337,9 @@ void Circles::checkPoll(const std::string &seatKey, const std::string &memberId,
 }
 
 void Circles::poll(const std::string &seatKey, const std::string &memberId, Tick since, Room room,
-                   Done<Poll> done)
+                   Done<Polled> done)
 {
-    look<Poll>(
+    look<Polled>(
         [this, seatKey, memberId, since, room = std::move(room)](LedgerView &ledger) {
             return pollIn(ledger, taken(ledger, seatKey, memberId), since, room);
         },
@@ -354,13 +354,14 @@ void Circles::takeRoom(LedgerView &ledger, const Room &room, std::int64_t bytes)
                       "memory");
 }
 
-Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const
+Circles::Polled Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since,
+                                const Room &room) const
 {
     // What lies beyond the circle's latest beam was told before the database was restored.
     if (since <= 0 || since > seat.circle.tick)
-        return firstPollIn(ledger, seat, room);
+        return {firstPollIn(ledger, seat, room)};
     if (hasNothingAfter(seat, since))
-        return {{}, seat.circle.tick + 1};
+        return {{{}, seat.circle.tick + 1}, seat};
     // Only so many rows are looked at, so that the asker's own beams, which are not returned, do
     // not make a poll long either. The next one goes on behind them.
     const std::vector<BeamSize> sizes =
@@ -380,7 +381,7 @@ Poll Circles::pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Roo
     if (bytes > 0)
         poll.beams = ledger.beams(seat.circle.number, seat.member.number, since, covered);
     seal(poll.beams);
-    return poll;
+    return {std::move(poll)};
 }
 
 Poll Circles::firstPollIn(LedgerView &ledger, const Seat &seat, const Room &room) const

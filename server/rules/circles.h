@@ -95,9 +95,16 @@ public:
         Poll poll;
     };
 
+    /// What a poll is told; and whose it is, where it finds nothing.
+    struct Polled
+    {
+        Poll poll;
+        std::optional<Seat> nothingFor = std::nullopt;
+    };
+
     void status(const std::string &deviceId, Done<std::optional<Membership>> done);
     void poll(const std::string &seatKey, const std::string &memberId, Tick since, Room room,
-              Done<Poll> done);
+              Done<Polled> done);
     /// The poll's answer where it is an empty one and can be told without waiting for anything. On
     /// the thread of the connections.
     std::optional<EmptyPoll> nothingNew(std::string_view seatKey, std::string_view memberId,
@@ -140,7 +147,7 @@ private:
     Sending sendIn(LedgerTransaction &ledger, const BeamRequest &request, Seconds now);
     static Seconds busyAfter(const Circle &circle, std::int64_t bytes, Seconds now);
     static void takeRoom(LedgerView &ledger, const Room &room, std::int64_t bytes);
-    Poll pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const;
+    Polled pollIn(LedgerView &ledger, const Seat &seat, Tick since, const Room &room) const;
     Poll firstPollIn(LedgerView &ledger, const Seat &seat, const Room &room) const;
     Capsule capsuleIn(LedgerView &ledger, const Seat &seat, const std::string &beamId) const;
     std::vector<Beam> latestIn(LedgerView &ledger, const Seat &seat, std::int64_t exceptSender,

@@ -233,10 +233,10 @@ TEST(Circles, AskForTheMemoryOfWhatTheyReadBeforehand)
     };
     const Circles::Room none = [](std::size_t) { return false; };
     const auto poll = [&](const Circles::Room &from, Tick since) {
-        return wire::poll(outcomeOf<Poll>([&](Done<Poll> done) {
-            house.circles.poll(ben.text("circle_id"), ben.text("member_id"), since, from,
-                               std::move(done));
-        }));
+        return wire::poll(outcomeOf<Circles::Polled>([&](Done<Circles::Polled> done) {
+                              house.circles.poll(ben.text("circle_id"), ben.text("member_id"),
+                                                 since, from, std::move(done));
+                          }).poll);
     };
     const auto history = [&](const Circles::Room &from, Tick) {
         return wire::history(outcomeOf<std::vector<Beam>>([&](Done<std::vector<Beam>> done) {

@@ -63,4 +63,32 @@ TEST(Holds, ReleaseWhomAChangeConcerns)
     EXPECT_FALSE(holds.occupied());
 }
 
+// Between the look that finds nothing and the place that is taken after it.
+TEST(Holds, KnowWhatWasAnnouncedBeforeSomebodyWaits)
+{
+    std::chrono::steady_clock::time_point now{};
+    Holds holds(std::chrono::seconds(25), [&] { return now; });
+    const auto missed = [&](std::int64_t circle, std::int64_t member, Tick tick,
+                            std::chrono::steady_clock::time_point asked) {
+        Seat seat;
+        seat.circle.number = circle;
+        seat.circle.tick = tick;
+        seat.member.number = member;
+        return holds.mayHaveMissed(seat, asked);
+    };
+    holds.announce({1, 11, 6});
+    holds.announce({1, 12, 7});
+    holds.announce({1, 12, 8});
+    now += std::chrono::seconds(9);
+    holds.announce({2, 21, 5});
+    EXPECT_TRUE(missed(1, 11, 7, now));
+    EXPECT_FALSE(missed(1, 11, 8, now)) << "it was seen";
+    EXPECT_TRUE(missed(1, 12, 5, now)) << "one of somebody else is between his own";
+    EXPECT_FALSE(missed(1, 12, 6, now)) << "his own";
+    EXPECT_FALSE(missed(3, 31, 5, now));
+    now += std::chrono::seconds(9);
+    EXPECT_TRUE(missed(2, 22, 4, now - std::chrono::seconds(9)));
+    EXPECT_TRUE(missed(3, 31, 5, now - std::chrono::seconds(10))) << "nobody knows any more";
+}
+
 } // namespace kivolo::server::test

@@ -18,8 +18,6 @@ namespace kivolo::server::test {
 
 namespace {
 
-constexpr int readerCount = 3;
-
 /// Holds a commit back until it is let go.
 class Gate
 {
@@ -53,79 +51,12 @@ private:
     bool waiting_ = false;
 };
 
-/// A second process on the same database.
-struct Neighbour
-{
-    explicit Neighbour(House &house, LedgerSettings settings = {})
-        : ledger(openLedger("sqlite:" + (house.folder / "ledger.sqlite").string(),
-                            house.time.clock(), std::move(settings)))
-        , circles(*ledger, house.time.clock(), systemRandomness, {})
-    {}
-    std::unique_ptr<Ledger> ledger;
-    Circles circles;
-};
-
-/// What a ledger's observer hears.
-class Heard
-{
-public:
-    Ledger::Observer observer()
-    {
-        return {[this](const Change &change) {
-                    const std::lock_guard lock(mutex_);
-                    changes_.push_back(change);
-                    changed_.notify_all();
-                },
-                [] { return true; }};
-    }
-    /// Waits until there is one.
-    Change next()
-    {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return !changes_.empty(); });
-        const Change change = changes_.front();
-        changes_.pop_front();
-        return change;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::deque<Change> changes_;
-};
-
-BeamRequest textFrom(const Told &member, std::string text = "x")
-{
-    return {member.text("circle_id"), member.text("member_id"), "text", std::move(text), {}, {}};
-}
-
-/// Sends through whichever process and gives back the beam's id.
-std::string sendThrough(Circles &circles, const Told &member)
-{
-    return outcomeOf<Beam>(
-               [&](Done<Beam> done) { circles.send(textFrom(member), std::move(done)); })
-        .id;
-}
-
 /// How reading ends, once it has.
 std::exception_ptr lookAt(Ledger &ledger, const std::function<void(LedgerView &)> &look)
 {
     std::promise<std::exception_ptr> end;
     ledger.read(look, [&](const std::exception_ptr &failure) { end.set_value(failure); });
     return end.get_future().get();
-}
-
-/// As the routes do it: without waiting where that is possible.
-Poll pollThrough(Circles &circles, const Told &member, Tick since)
-{
-    const std::string key = member.text("circle_id");
-    const std::string id = member.text("member_id");
-    if (auto empty = circles.nothingNew(key, id, since))
-        return std::move(empty->poll);
-    return outcomeOf<Poll>([&](Done<Poll> done) {
-        circles.poll(
-            key, id, since, [](std::size_t) { return true; }, std::move(done));
-    });
 }
 
 std::string contentOf(const std::filesystem::path &file)
@@ -137,9 +68,9 @@ std::string contentOf(const std::filesystem::path &file)
 /// Has each of the ledger's reading threads do it once, by letting none go on before the last.
 void onEveryReader(Ledger &ledger, const std::function<void(LedgerView &)> &action)
 {
-    std::barrier together(readerCount);
-    std::latch done(readerCount);
-    for (int i = 0; i < readerCount; ++i) {
+    std::barrier together(readerCount());
+    std::latch done(readerCount());
+    for (int i = 0; i < readerCount(); ++i) {
         ledger.read(
             [&](LedgerView &view) {
                 together.arrive_and_wait();
@@ -195,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(Ledger, DelayedCommit, testing::Bool());
 
 // A glance remembers. What it tells is nevertheless what is on disk, whichever of two processes has
 // changed it, however many commits that was and wherever they stand in the log.
-TEST(Ledger, AGlanceTellsWhatIsOnDisk)
+TEST(SqliteLedger, AGlanceTellsWhatIsOnDisk)
 {
     House house;
     Neighbour neighbour(house);
@@ -314,7 +245,7 @@ TEST(Ledger, RefusesWhatTheDiskCannotKeepUpWith)
 
 // Nobody waits longer than the patience, whoever is before him, and what was told to have failed is
 // not done afterwards.
-TEST(Ledger, ADatabaseLockedByAnotherIsToldInTime)
+TEST(SqliteLedger, ADatabaseLockedByAnotherIsToldInTime)
 {
     constexpr int sends = 30;
     Gate gate;
@@ -357,7 +288,7 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     ManualClock time;
     Gate disk;
     auto ledger =
-        openLedger("sqlite:" + (folder / "a.sqlite").string(), time.clock(),
+        openLedger(newDatabase(folder), time.clock(),
                    {.waitingClock = time.steadyClock(), .beforeCommit = [&] { disk.pass(); }});
     std::string done;
     std::string failed;
@@ -380,10 +311,10 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     EXPECT_EQ(done, "ac");
     EXPECT_EQ(failed, "b");
 
-    std::latch reading(readerCount + 1);
+    std::latch reading(readerCount() + 1);
     std::promise<void> read;
     const std::shared_future<void> enough = read.get_future().share();
-    for (int i = 0; i < readerCount; ++i) {
+    for (int i = 0; i < readerCount(); ++i) {
         ledger->read(
             [&](LedgerView &) {
                 reading.arrive_and_wait();
@@ -403,7 +334,7 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
 }
 
 // Each change once, in order, whoever else writes; and nothing of what this process does itself.
-TEST(Ledger, HearsWhatOtherProcessesCommit)
+TEST(SqliteLedger, HearsWhatOtherProcessesCommit)
 {
     House house;
     Neighbour neighbour(house, {.watchInterval = std::chrono::milliseconds(1)});
@@ -448,7 +379,38 @@ TEST(Ledger, HearsWhatOtherProcessesCommit)
     }
 }
 
-TEST(Ledger, DoesNotStartOnADamagedFile)
+TEST(Ledger, IsBroughtUpToDateAsAWholeOrNotAtAll)
+{
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ben = house.join(code, "b");
+    house.sendText(house.join(code, "a"), "x");
+    house.ledger.reset();
+    const auto start = [&](std::vector<std::vector<std::string>> migrations) {
+        try {
+            const auto ledger = openLedger(house.database, house.time.clock(),
+                                           {.trialMigrations = std::move(migrations)});
+            Circles circles(*ledger, house.time.clock(), systemRandomness, {});
+            EXPECT_EQ(pollThrough(circles, ben, 0).beams.size(), 1u);
+        } catch (const std::runtime_error &error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    const std::vector<std::string> good{"ALTER TABLE beam ADD COLUMN trial TEXT",
+                                        "CREATE TABLE trial (x INTEGER)"};
+    const std::vector<std::string> bad{"ALTER TABLE circle ADD COLUMN other TEXT",
+                                       "CREATE TABLE trial (x INTEGER)"}; // which there is
+    EXPECT_NE(start({good, bad}), "");
+    EXPECT_EQ(start({}), "") << "nothing was changed";
+    EXPECT_EQ(start({good}), "");
+    EXPECT_EQ(start({good}), "") << "once is enough";
+    EXPECT_NE(start({}).find("newer version"), std::string::npos);
+    const bool isFile = house.database.starts_with("sqlite:");
+    EXPECT_EQ(std::filesystem::exists(house.folder / "ledger.sqlite.version-9"), isFile);
+}
+
+TEST(SqliteLedger, DoesNotStartOnADamagedFile)
 {
     TemporaryFolder folder;
     const std::filesystem::path file = folder / "x";
@@ -487,7 +449,7 @@ TEST(Ledger, DoesNotStartOnADamagedFile)
 
 // Neither is anything acknowledged that can't be kept nor anything read that may be wrong, on any
 // way, and those who wait are sent to find out.
-TEST(Ledger, UsesNoFileThatIsDamagedOrGone)
+TEST(SqliteLedger, UsesNoFileThatIsDamagedOrGone)
 {
     const char *const cases[] = {"", "-wal", "-shm", "replaced", "damaged"};
     for (const std::string broken : cases) {
@@ -533,10 +495,10 @@ TEST(Ledger, WhatIsLargeDoesNotKeepWhatIsSmallWaiting)
 {
     TemporaryFolder folder;
     ManualClock time;
-    const auto ledger = openLedger("sqlite:" + (folder / "a.sqlite").string(), time.clock());
+    const auto ledger = openLedger(newDatabase(folder), time.clock());
     Gate disk;
     disk.shut();
-    constexpr int larges = 2 * readerCount;
+    const int larges = 2 * readerCount();
     std::latch done(larges);
     for (int i = 0; i < larges; ++i) {
         ledger->read(

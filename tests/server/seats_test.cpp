@@ -159,8 +159,7 @@ TEST(Quotas, OfACircleAreExactAndItsOwn)
     constexpr std::int64_t quota = 20'000;
     const Circles::Settings settings{.quotas = {.circle = quota}};
     House house(settings);
-    const std::unique_ptr<Ledger> second =
-        openLedger("sqlite:" + (house.folder / "ledger.sqlite").string(), house.time.clock());
+    const std::unique_ptr<Ledger> second = openLedger(house.database, house.time.clock());
     Circles neighbour(*second, house.time.clock(), systemRandomness, settings);
     const Told ana = house.join(house.newCircle().text("code"), "a");
     const std::string key = ana.text("circle_id");
@@ -231,7 +230,7 @@ TEST(Quotas, KeepTheReserveOfADiskFree)
     expectTheRestToWork(house, ana);
 }
 
-TEST(Quotas, BoundTheDatabasesFile)
+TEST(SqliteLedger, KeepsItsFileWithinAQuota)
 {
     constexpr std::int64_t quota = 1 << 20;
     House house(Circles::Settings{.quotas = {.database = quota}});

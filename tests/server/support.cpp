@@ -1,5 +1,7 @@
 #include "support.h"
 
+#include "postgres.h"
+
 #include <boost/asio/write.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
@@ -42,11 +44,28 @@ std::string Told::text(std::string_view key) const
     return std::string(body.at(key).as_string());
 }
 
+bool onPostgres = [] {
+    const char *engine = std::getenv("KIVOLO_TEST_ENGINE"); // NOLINT(concurrency-mt-unsafe)
+    return engine && std::string_view(engine) == "postgresql";
+}();
+
+std::string newDatabase(const TemporaryFolder &folder)
+{
+    return onPostgres ? Postgres::ofThisProgram().newDatabase()
+                      : "sqlite:" + (folder / "ledger.sqlite").string();
+}
+
+int readerCount()
+{
+    return onPostgres ? 6 : 3;
+}
+
 House::House(Circles::Settings settings, std::function<void()> beforeCommit,
              std::chrono::milliseconds hold, double rates, std::function<std::int64_t()> freeSpace)
-    : ledger(
-          openLedger("sqlite:" + (folder / "ledger.sqlite").string(), time.clock(),
-                     {.freeSpace = std::move(freeSpace), .beforeCommit = std::move(beforeCommit)}))
+    : ledger(openLedger(database, time.clock(),
+                        {.freeSpace = std::move(freeSpace),
+                         .beforeCommit = std::move(beforeCommit),
+                         .writers = 1}))
     , circles(*ledger, time.clock(), systemRandomness, settings)
     , holds(hold, time.steadyClock())
     , throttle(Throttle::allowances(rates), steadyTime.steadyClock())
@@ -63,7 +82,9 @@ Told House::call(std::string_view method, std::string_view target, std::string_v
     request.client = client;
     std::optional<http::Answer> atOnce = routes.handle(
         request, [later](http::Answer answer) { later->set_value(std::move(answer)); });
-    const http::Answer answer = atOnce ? std::move(*atOnce) : reply.get();
+    http::Answer answer = atOnce ? std::move(*atOnce) : reply.get();
+    if (auto *ask = std::get_if<http::Ask>(&answer))
+        answer = std::exchange(ask->answer, {})();
     if (const auto *again = std::get_if<http::AgainAt>(&answer))
         return {0, {}, wholeSeconds(again->time), {}, {}};
     const auto &response = std::get<http::Response>(answer);
@@ -107,6 +128,31 @@ Told House::poll(const Told &membership, Seconds since)
 {
     return call("GET", "/beams?circle_id=" + membership.text("circle_id") + "&member_id=" +
                            membership.text("member_id") + "&since=" + std::to_string(since));
+}
+
+BeamRequest textFrom(const Told &member, std::string text)
+{
+    return {member.text("circle_id"), member.text("member_id"), "text", std::move(text), {}, {}};
+}
+
+std::string sendThrough(Circles &circles, const Told &member)
+{
+    return outcomeOf<Beam>(
+               [&](Done<Beam> done) { circles.send(textFrom(member), std::move(done)); })
+        .id;
+}
+
+Poll pollThrough(Circles &circles, const Told &member, Tick since)
+{
+    const std::string key = member.text("circle_id");
+    const std::string id = member.text("member_id");
+    if (auto empty = circles.nothingNew(key, id, since))
+        return std::move(empty->poll);
+    return outcomeOf<Circles::Polled>([&](Done<Circles::Polled> done) {
+               circles.poll(
+                   key, id, since, [](std::size_t) { return true; }, std::move(done));
+           })
+        .poll;
 }
 
 Tick nextSince(const Told &poll)

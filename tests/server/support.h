@@ -11,8 +11,11 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/json/value.hpp>
+#include <condition_variable>
+#include <deque>
 #include <filesystem>
 #include <future>
+#include <mutex>
 
 namespace kivolo::server::test {
 
@@ -53,7 +56,16 @@ struct Told
     std::chrono::seconds retryAfter{0};
 };
 
-/// Everything behind the sockets, on a database in a temporary folder.
+/// Which engine this run of the tests is for.
+extern bool onPostgres;
+
+/// A new database of that engine, which is in the folder where it is a file.
+std::string newDatabase(const TemporaryFolder &folder);
+
+/// How many looks the engine takes at a time.
+int readerCount();
+
+/// Everything behind the sockets, on a database of its own.
 struct House
 {
     explicit House(Circles::Settings settings = {}, std::function<void()> beforeCommit = {},
@@ -73,6 +85,7 @@ struct House
 
     http::Address client; ///< From where the calls come.
     TemporaryFolder folder;
+    const std::string database = newDatabase(folder);
     ManualClock time;
     ManualClock steadyTime; ///< Of the throttle, for what never goes backwards.
     std::unique_ptr<Ledger> ledger;
@@ -92,6 +105,52 @@ Result outcomeOf(Call &&call)
     call(Done<Result>([&](Outcome<Result> told) { outcome.set_value(std::move(told)); }));
     return outcome.get_future().get().take();
 }
+
+/// A second process on the same database.
+struct Neighbour
+{
+    explicit Neighbour(House &house, LedgerSettings settings = {})
+        : ledger(openLedger(house.database, house.time.clock(), std::move(settings)))
+        , circles(*ledger, house.time.clock(), systemRandomness, {})
+    {}
+    std::unique_ptr<Ledger> ledger;
+    Circles circles;
+};
+
+/// What a ledger's observer hears.
+class Heard
+{
+public:
+    Ledger::Observer observer()
+    {
+        return {[this](const Change &change) {
+                    const std::lock_guard lock(mutex_);
+                    changes_.push_back(change);
+                    changed_.notify_all();
+                },
+                [] { return true; }};
+    }
+    /// Waits until there is one.
+    Change next()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return !changes_.empty(); });
+        const Change change = changes_.front();
+        changes_.pop_front();
+        return change;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Change> changes_;
+};
+
+BeamRequest textFrom(const Told &member, std::string text = "x");
+/// Sends through whichever process and gives back the beam's id.
+std::string sendThrough(Circles &circles, const Told &member);
+/// Polls as the routes do it: without waiting where that is possible.
+Poll pollThrough(Circles &circles, const Told &member, Tick since);
 
 /// The `since` of the poll after the one with that reply, as clients ask for it.
 Tick nextSince(const Told &poll);
