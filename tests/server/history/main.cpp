@@ -1,10 +1,12 @@
 // Runs clients against servers that are killed, stalled and deprived, and then proves from what
 // the clients saw that nothing was lost, repeated, altered, misplaced or shown too early.
 //
-//   test_server_history [SECONDS [SEED [DATABASE]]]    DATABASE: as kivolo-server takes it, new
+//   test_server_history [SECONDS [SEED [DATABASE]]]    DATABASE: as kivolo-server takes it, new; or
+//                                                      postgresql, for one of this program's own
 
 #include "client.h"
 #include "neighbour.h"
+#include "server/postgres.h"
 
 #include <atomic>
 #include <filesystem>
@@ -16,6 +18,8 @@ namespace kivolo::server::history {
 namespace {
 
 constexpr std::size_t clients = 24;
+
+std::string ownDatabases = "none"; ///< How the addresses of a PostgreSQL begin that may be stopped.
 
 /// What another program does to the database before it keeps still and then leaves.
 const std::map<std::string, std::vector<const char *>> neighbours{
@@ -79,6 +83,12 @@ asio::awaitable<void> happen(World &world, std::string kind, std::size_t server,
         }) && !world.ending)
             co_await world.sleep(1);
         co_await last(world, length);
+    } else if (kind == "database killed") {
+        test::Postgres::ofThisProgram().restart();
+    } else if (kind == "database stopped") {
+        test::Postgres::ofThisProgram().signal(SIGSTOP, true);
+        co_await last(world, length);
+        test::Postgres::ofThisProgram().signal(SIGCONT, true);
     } else if (kind == "clock ahead" || kind == "clock back") {
         // Within a day and a half, so that no seat grows old.
         const std::int64_t ahead =
@@ -137,6 +147,8 @@ asio::awaitable<void> direct(World &world, std::uint64_t milliseconds)
         below.insert(below.end(), {"disk full", "database locked", "old state read"});
     else
         below.insert(below.end(), {"tables locked", "connections ended", "statements cancelled"});
+    if (world.servers.database().starts_with(ownDatabases))
+        below.insert(below.end(), {"database killed", "database stopped"});
     world.start(trouble(world, 2, below));
     co_await world.sleep(milliseconds / 8);
     world.servers.start(1);
@@ -167,6 +179,10 @@ bool run(std::uint64_t seconds, std::uint64_t seed, std::string database)
     std::cout << "seed " << seed << ", in " << folder << std::endl;
     if (database.empty())
         database = "sqlite:" + folder + "/history.sqlite";
+    if (database == "postgresql") {
+        database = test::Postgres::ofThisProgram().newDatabase();
+        ownDatabases = database;
+    }
     World world(folder, database, seed);
     world.servers.start(0);
     for (std::size_t number = 1; number <= clients; ++number)
