@@ -404,10 +404,12 @@ TEST_F(DesktopTest, Compositing)
     if (desktop->isGuest() || !compositing.isValid() || !compositing.property("active").toBool())
         GTEST_SKIP() << "this desktop has no compositor that can be told to rest";
     const QRect before = lastingCard().frame;
-    for (const auto &[call, active] : {std::pair("suspend", false), std::pair("resume", true)}) {
-        compositing.call(QString::fromLatin1(call));
+    for (const bool active : {false, true}) {
+        const QString call = active ? u"resume"_s : u"suspend"_s;
+        compositing.call(call);
         ASSERT_TRUE(soon([&] { return compositing.property("active").toBool() == active; }));
-        EXPECT_EQ(name(settled([] { return lastingCard().frame; })), name(before)) << call;
+        EXPECT_EQ(name(settled([] { return lastingCard().frame; })), name(before))
+            << call.toStdString();
     }
 }
 

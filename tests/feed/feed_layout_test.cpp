@@ -197,9 +197,10 @@ TEST_F(FeedLayoutTest, MeasuresThePageFirstAndOneMoreOnEachSide)
         ASSERT_EQ(measured(), turns);
         layout.continueWork();
     }
-    EXPECT_NEAR(measured(), page / 60, 2);
+    constexpr int onAPage = page / 60;
+    EXPECT_NEAR(measured(), onAPage, 2);
     finish();
-    EXPECT_NEAR(measured(), 3 * page / 60, 2);
+    EXPECT_NEAR(measured(), 3 * onAPage, 2);
 }
 
 TEST_F(FeedLayoutTest, TellsWhatHasBecomeOfThePage)

@@ -193,9 +193,9 @@ TEST_F(IncomingBeamCardTest, WhatGoesOnBeyondTheCardFadesOut)
         const int full = picture.inkBetween(shake ? 64 : 48, edge - 16);
         EXPECT_GT(full, 150) << qPrintable(text) << scale;
         EXPECT_GT(picture.inkBetween(edge - 16, edge - 12), full / 2) << qPrintable(text) << scale;
-        for (qreal y = edge - 16; y < edge - 1; ++y)
-            EXPECT_LE(picture.inkBetween(y, y + 1), full * (edge - y) / 16 + 12)
-                << qPrintable(text) << scale << ", " << edge - y << " above the edge";
+        for (int above = 16; above > 1; --above)
+            EXPECT_LE(picture.inkBetween(edge - above, edge - above + 1), full * above / 16 + 12)
+                << qPrintable(text) << scale << ", " << above << " above the edge";
     }
     // And what fits stays as it is.
     for (const auto &[shake, lines, lowest] : {std::tuple(false, 5, 136.0), {true, 4, 186.0}}) {
