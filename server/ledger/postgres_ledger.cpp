@@ -205,12 +205,12 @@ std::optional<PostgresLedger::Trouble> PostgresLedger::attempt(PostgresSession &
     } catch (const PostgresConflict &) {
         session.close();
         return Trouble{Trouble::Conflict, std::current_exception()};
-    } catch (const PostgresLost &) {
+    } catch (const LedgerUnavailable &failure) {
         session.close();
-        return Trouble{committing ? Trouble::Unknown : Trouble::Lost, std::current_exception()};
-    } catch (const LedgerUnavailable &) {
-        session.close();
-        return Trouble{committing ? Trouble::Unknown : Trouble::Failure, std::current_exception()};
+        if (committing)
+            return Trouble{Trouble::Unknown, std::make_exception_ptr(LedgerUnsure(failure.what()))};
+        const bool lost = dynamic_cast<const PostgresLost *>(&failure);
+        return Trouble{lost ? Trouble::Lost : Trouble::Failure, std::current_exception()};
     } catch (...) {
         return Trouble{Trouble::Failure, std::current_exception()};
     }

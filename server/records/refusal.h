@@ -48,4 +48,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// The database failed while it was keeping what was asked for: that may be there or not.
+class LedgerUnsure : public LedgerUnavailable
+{
+public:
+    using LedgerUnavailable::LedgerUnavailable;
+};
+
 } // namespace kivolo::server

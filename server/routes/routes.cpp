@@ -67,6 +67,9 @@ auto told(Action &&action) -> decltype(action())
         response.retryAfter = refusal.retryAfter();
         response.limit = refusal.limit();
         return response;
+    } catch (const LedgerUnsure &failure) {
+        spdlog::error("the database may have kept something or not: {}", failure.what());
+        return errorResponse(500, "Kivolo is not sure whether that was done. Please have a look.");
     } catch (const LedgerUnavailable &failure) {
         spdlog::error("the database failed: {}", failure.what());
         return errorResponse(503, "Kivolo cannot do this just now. Please try again in a moment.");

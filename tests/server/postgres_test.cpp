@@ -148,7 +148,7 @@ TEST_F(PostgresLedger, DoesNotAcknowledgeWhatMayNotHaveBeenKept)
         ask("SELECT pg_terminate_backend(pid)" + std::string(ours) +
             " AND state LIKE '%transaction'");
     };
-    EXPECT_THROW(sendThrough(neighbour.circles, pair.ana), LedgerUnavailable);
+    EXPECT_THROW(sendThrough(neighbour.circles, pair.ana), LedgerUnsure);
     EXPECT_EQ(count(), 0u);
     before = [] {};
     sendThrough(neighbour.circles, pair.ana);
@@ -165,7 +165,7 @@ TEST_F(PostgresLedger, DoesNotAcknowledgeWhatMayNotHaveBeenKept)
     await("SELECT bool_or(pg_cancel_backend(pid))" + std::string(ours) +
               " AND wait_event = 'SyncRep'",
           "t");
-    EXPECT_THROW(sent.get(), LedgerUnavailable) << "no copy was made, and the server may be lost";
+    EXPECT_THROW(sent.get(), LedgerUnsure) << "no copy was made, and the server may be lost";
     waitForCopies("");
 }
 
