@@ -3,8 +3,8 @@
 
 #include "end_to_end/client_process.h"
 #include "end_to_end/counting_proxy.h"
+#include "servers/server_process.h"
 #include "support/eventually.h"
-#include "support/server_process.h"
 
 #include <QJsonObject>
 #include <QNetworkAccessManager>

@@ -2,7 +2,7 @@
 // filled through the accessibility bus; the doodle is drawn with the mouse.
 #include "end_to_end/client_process.h"
 #include "end_to_end/desktop.h"
-#include "support/server_process.h"
+#include "servers/server_process.h"
 #include "ui/user_interface.h"
 
 #include <QTemporaryDir>

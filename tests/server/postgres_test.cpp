@@ -1,6 +1,6 @@
 // What only the ledger on PostgreSQL has to stand.
 
-#include "postgres.h"
+#include "servers/postgres.h"
 #include "support.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // The program itself: how it starts and how it ends.
 
 #include "memory.h"
+#include "servers/server_process.h"
 #include "support.h"
-#include "support/server_process.h"
 
 #include <chrono>
 #include <deque>

@@ -1,7 +1,7 @@
 // The landing site: what is served of the disk, how much of it, and which packages are offered.
 
+#include "servers/server_process.h"
 #include "support.h"
-#include "support/server_process.h"
 
 #include <boost/json/parse.hpp>
 #include <fstream>

@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include "postgres.h"
+#include "servers/postgres.h"
 
 #include <boost/asio/write.hpp>
 #include <boost/json/parse.hpp>

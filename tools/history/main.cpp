@@ -1,12 +1,12 @@
 // Runs clients against servers that are killed, stalled and deprived, and then proves from what
 // the clients saw that nothing was lost, repeated, altered, misplaced or shown too early.
 //
-//   test_server_history [SECONDS [SEED [DATABASE]]]    DATABASE: as kivolo-server takes it, new; or
+//   kivolo-history [SECONDS [SEED [DATABASE]]]    DATABASE: as kivolo-server takes it, new; or
 //                                                      postgresql, for one of this program's own
 
 #include "client.h"
 #include "neighbour.h"
-#include "server/postgres.h"
+#include "servers/postgres.h"
 
 #include <atomic>
 #include <filesystem>
@@ -84,11 +84,11 @@ asio::awaitable<void> happen(World &world, std::string kind, std::size_t server,
             co_await world.sleep(1);
         co_await last(world, length);
     } else if (kind == "database killed") {
-        test::Postgres::ofThisProgram().restart();
+        Postgres::ofThisProgram().restart();
     } else if (kind == "database stopped") {
-        test::Postgres::ofThisProgram().signal(SIGSTOP, true);
+        Postgres::ofThisProgram().signal(SIGSTOP, true);
         co_await last(world, length);
-        test::Postgres::ofThisProgram().signal(SIGCONT, true);
+        Postgres::ofThisProgram().signal(SIGCONT, true);
     } else if (kind == "clock ahead" || kind == "clock back") {
         // Within a day and a half, so that no seat grows old.
         const std::int64_t ahead =
@@ -180,7 +180,7 @@ bool run(std::uint64_t seconds, std::uint64_t seed, std::string database)
     if (database.empty())
         database = "sqlite:" + folder + "/history.sqlite";
     if (database == "postgresql") {
-        database = test::Postgres::ofThisProgram().newDatabase();
+        database = Postgres::ofThisProgram().newDatabase();
         ownDatabases = database;
     }
     World world(folder, database, seed);

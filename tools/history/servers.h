@@ -3,7 +3,7 @@
 
 #include "faults.h"
 #include "record.h"
-#include "support/server_process.h"
+#include "servers/server_process.h"
 
 #include <memory>
 

@@ -13,7 +13,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace kivolo::server::test {
+namespace kivolo {
 
 namespace {
 
@@ -134,4 +134,4 @@ std::string Postgres::ask(const std::string &sql) const
     return PQntuples(result.get()) > 0 ? PQgetvalue(result.get(), 0, 0) : "";
 }
 
-} // namespace kivolo::server::test
+} // namespace kivolo

@@ -1,4 +1,4 @@
-// A PostgreSQL of the tests' own, on a Unix socket in a temporary folder.
+// A PostgreSQL of one program's own, on a Unix socket in a temporary folder.
 #pragma once
 
 #include <csignal>
@@ -6,7 +6,7 @@
 #include <string>
 #include <sys/types.h>
 
-namespace kivolo::server::test {
+namespace kivolo {
 
 /// Loses everything in a power cut, and is stopped with the program that started it.
 class Postgres
@@ -39,4 +39,4 @@ private:
     int databases_ = 0;
 };
 
-} // namespace kivolo::server::test
+} // namespace kivolo

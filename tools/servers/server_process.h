@@ -1,4 +1,4 @@
-// The server as a process, for tests with Qt and without.
+// The server as a process, for programs with Qt and without.
 #pragma once
 
 #include <csignal>
@@ -20,7 +20,7 @@ inline std::vector<std::string> servingFrom(const std::string &database)
     return {"--listen", "127.0.0.1:0", "--database", "sqlite:" + database};
 }
 
-/// kivolo-server, built beside the test. Ends with this object.
+/// kivolo-server, built beside this program. Ends with this object.
 class ServerProcess
 {
 public:
