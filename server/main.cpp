@@ -22,6 +22,7 @@ int run(int argc, char **argv)
         addSettings(app, options);
         addCheck(app, options, action);
         addCreateCircle(app, options, action);
+        addMove(app, action);
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
         return app.exit(success);

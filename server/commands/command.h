@@ -19,6 +19,7 @@ void serve(const Options &options);
 // settings are read into.
 void addCreateCircle(CLI::App &app, const Options &options, Action &action);
 void addCheck(CLI::App &app, const Options &options, Action &action);
+void addMove(CLI::App &app, Action &action);
 
 /// What programs are too old, as the options say. Throws std::runtime_error where that would keep
 /// everybody out.

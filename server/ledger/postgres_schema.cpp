@@ -35,7 +35,8 @@ const Schema schema{
 // find them at their next attempt.
 constexpr int attempts = 5;
 
-void bringUpToDate(PostgresConnection &connection, const Schema &wanted)
+/// Undoes it all again where it is not to be kept.
+void bringUpToDate(PostgresConnection &connection, const Schema &wanted, bool keep)
 {
     PostgresTransaction transaction(connection);
     connection.guarded([&] {
@@ -55,7 +56,8 @@ void bringUpToDate(PostgresConnection &connection, const Schema &wanted)
         wanted.bringUpToDate(session, version);
         session << "UPDATE schema_version SET version = " << wanted.version();
     });
-    transaction.commit();
+    if (keep)
+        transaction.commit();
 }
 
 } // namespace
@@ -69,12 +71,18 @@ void prepareSchema(const PostgresAddress &address, std::chrono::milliseconds pat
     for (int attempt = 1;; ++attempt) {
         PostgresConnection connection(address, patience);
         try {
-            return bringUpToDate(connection, wanted);
+            return bringUpToDate(connection, wanted, true);
         } catch (const LedgerUnavailable &) {
             if (attempt == attempts)
                 throw;
         }
     }
+}
+
+void checkSchema(const PostgresAddress &address)
+{
+    PostgresConnection connection(address, std::chrono::seconds(5));
+    bringUpToDate(connection, schema, false);
 }
 
 } // namespace kivolo::server

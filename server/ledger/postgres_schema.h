@@ -12,4 +12,7 @@ namespace kivolo::server {
 void prepareSchema(const PostgresAddress &address, std::chrono::milliseconds patience,
                    const std::vector<Schema::Steps> &trialMigrations);
 
+/// Throws as prepareSchema() would, and changes nothing.
+void checkSchema(const PostgresAddress &address);
+
 } // namespace kivolo::server

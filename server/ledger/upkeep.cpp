@@ -1,5 +1,6 @@
 #include "upkeep.h"
 
+#include "postgres_schema.h"
 #include "sqlite_identity.h"
 
 #include <cerrno>
@@ -125,6 +126,10 @@ void about(const std::string &path, const char *trouble, Action action)
 
 void checkDatabase(std::string_view database)
 {
+    if (database.starts_with("postgresql://") || database.starts_with("postgres://")) {
+        const PostgresAddress address{std::string(database)};
+        return about(address.name(), "cannot be used", [&] { checkSchema(address); });
+    }
     const std::string path = pathOf(database);
     about(path, "cannot be used", [&] {
         requirePlaceFor(path);

@@ -1,5 +1,8 @@
 // What only the ledger on PostgreSQL has to stand.
 
+#include "ledger/move.h"
+#include "ledger/upkeep.h"
+#include "records/wire.h"
 #include "servers/postgres.h"
 #include "support.h"
 
@@ -224,6 +227,57 @@ TEST_F(PostgresLedger, WritersOfManyProcessesGetAlong)
     EXPECT_EQ(found, static_cast<std::size_t>(acknowledged));
 }
 
+// There and back: whoever polls goes on at the tick where he was, whoever comes is somebody new.
+TEST_F(PostgresLedger, IsMovedToAndFromWithoutItsMembersNoticing)
+{
+    onPostgres = false;
+    House house;
+    const std::string code = house.newCircle().text("code");
+    const Told ana = house.join(code, "a");
+    const Told ben = house.join(code, "b");
+    const Told gone = house.join(code, "c");
+    house.join(house.newCircle().text("code"), "d");
+    const Tick since = pollThrough(house.circles, ben, 0).serverTime - 1;
+    for (const Told &sender : {ana, gone, ben}) {
+        house.sendText(sender, "as it is: \\ ' \" {} \n \u00e9", {{"effect", "shake"}});
+        house.sendText(sender, "sealed", {{"open_at", house.time.now() + 1'000}});
+    }
+    house.join(house.newCircle().text("code"), "c"); // who leaves
+    const std::string file = house.database;
+    const std::string server = Postgres::ofThisProgram().newDatabase();
+    EXPECT_THROW(moveDatabase(file, server), std::runtime_error) << "it is in use";
+    house.ledger.reset();
+    const std::string back = "sqlite:" + (house.folder / "back.sqlite").string();
+    const auto told = [&](const std::string &database) {
+        const auto ledger = openLedger(database, house.time.clock());
+        Circles circles(*ledger, house.time.clock(), systemRandomness, {});
+        std::string all;
+        for (const Tick from : {Tick{0}, since})
+            all += wire::poll(pollThrough(circles, ben, from));
+        return all;
+    };
+    const std::string before = told(file);
+    for (const auto &[from, to] : {std::pair(file, server), {server, back}}) {
+        const Moved moved = moveDatabase(from, to);
+        EXPECT_EQ(moved.circles, 3);
+        EXPECT_EQ(moved.members, 4);
+        EXPECT_EQ(moved.beams, 6);
+        EXPECT_EQ(told(to), before);
+        EXPECT_THROW(moveDatabase(from, to), std::runtime_error) << "it is not empty any more";
+    }
+    const auto ledger = openLedger(back, house.time.clock());
+    Circles circles(*ledger, house.time.clock(), systemRandomness, {});
+    const auto joined = outcomeOf<Membership>([&](Done<Membership> done) {
+        circles.join({code, "Eve", "e", "x"}, std::move(done));
+    });
+    const auto polled = outcomeOf<Circles::Polled>([&](Done<Circles::Polled> done) {
+        circles.poll(
+            joined.seat.key, joined.seat.member.id, 0, [](std::size_t) { return true; },
+            std::move(done));
+    });
+    EXPECT_EQ(polled.poll.beams.size(), 6u) << "she is not whoever has left";
+}
+
 TEST_F(PostgresLedger, SaysInASentenceWhyItDoesNotStart)
 {
     TemporaryFolder folder;
@@ -242,6 +296,11 @@ TEST_F(PostgresLedger, SaysInASentenceWhyItDoesNotStart)
     EXPECT_NE(unreadable.find("cannot be read"), std::string::npos);
     EXPECT_EQ((nowhere + unreadable).find("secret"), std::string::npos);
     std::string database = newDatabase(folder);
+    EXPECT_NO_THROW(checkDatabase(database));
+    EXPECT_EQ(ask("SELECT count(*) FROM pg_tables WHERE schemaname || '' = '" +
+                  database.substr(database.rfind('D') + 1) + "'"),
+              "0")
+        << "a check changes nothing";
     database.replace(database.find("host="), 5, "host=/nowhere,");
     EXPECT_EQ(start(database), "") << "of several hosts any will do";
 }
