@@ -23,6 +23,8 @@ int run(int argc, char **argv)
         addCheck(app, options, action);
         addCreateCircle(app, options, action);
         addMove(app, action);
+        addBackup(app, options, action);
+        addRestore(app, options, action);
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
         return app.exit(success);

@@ -66,6 +66,15 @@ void addSettings(CLI::App &app, Options &options)
                    "Where circles and beams are kept; a file is created where needed")
         ->option_text("sqlite:PATH or postgresql://USER@HOST/NAME [kivolo/kivolo.sqlite in the "
                       "data directory]");
+    app.add_option("--backup-directory", options.backupDirectory,
+                   "Where copies of the database are put while the server runs")
+        ->option_text("DIR [none are made]");
+    app.add_option("--backup-every", options.backupEvery, "Hours from one copy to the next")
+        ->option_text("HOURS [24]")
+        ->check(CLI::Range(0.0001, 8'760.0));
+    app.add_option("--backup-keep", options.backupKeep, "How many of them are kept")
+        ->option_text("N [7]")
+        ->check(CLI::Range(1, 10'000));
     app.add_option("--site", options.site, "Directory of the landing site, or none")
         ->option_text("DIR [the one that is installed with the server]")
         ->transform([](const std::string &site) { return site == "none" ? "" : site; });

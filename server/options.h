@@ -31,6 +31,9 @@ struct Options
     std::vector<std::string> trustedProxies;
     std::string site = installedSite(); ///< Empty: no files are served.
     std::string downloads;              ///< Empty: `downloads` in the site.
+    std::string backupDirectory;        ///< Empty: none are made by themselves.
+    double backupEvery = 24;            ///< Hours.
+    int backupKeep = 7;
     std::int64_t maxSeats = 5;
     std::string whoMayCreate{"anyone"}; ///< Or "nobody".
     std::string minVersion;             ///< Empty: every program is served.

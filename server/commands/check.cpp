@@ -8,10 +8,17 @@
 #include <CLI/App.hpp>
 #include <filesystem>
 #include <iostream>
+#include <unistd.h>
 
 namespace kivolo::server {
 
 namespace {
+
+void requireFolder(const std::string &folder)
+{
+    if (::access(folder.c_str(), W_OK | X_OK) != 0 || !std::filesystem::is_directory(folder))
+        throw std::runtime_error("nothing can be written into the folder " + folder);
+}
 
 void check(const Options &options)
 {
@@ -26,6 +33,8 @@ void check(const Options &options)
         http::checkCertificate(options.tlsCertificate, options.tlsKey);
     Site site = options.site.empty() ? Site() : Site(options.site, options.downloads);
     minimumOf(options, site);
+    if (!options.backupDirectory.empty())
+        requireFolder(options.backupDirectory);
     // The folder of the usual one is made where needed.
     const std::string database = databaseOf(options);
     if (!options.database.empty() ||

@@ -2,6 +2,7 @@
 #include "command.h"
 #include "http/server.h"
 #include "memory.h"
+#include "operation/backups.h"
 #include "operation/desk.h"
 #include "operation/metrics.h"
 #include "routes/routes.h"
@@ -114,6 +115,7 @@ private:
     Metrics metrics_;
     http::Server server_;
     Desk desk_;
+    std::optional<Backups> backups_;
     http::Server operator_;
     boost::asio::signal_set signals_;
 };
@@ -163,7 +165,12 @@ Service::Service(const Options &options)
 void Service::run()
 {
     listen();
+    if (!options_.backupDirectory.empty())
+        backups_.emplace(databaseOf(options_), options_.backupDirectory,
+                         std::chrono::duration<double, std::ratio<3'600>>(options_.backupEvery),
+                         options_.backupKeep);
     context_.run();
+    backups_.reset();
     // What still waits is done while those are there who asked for it.
     workers_.join();
     ledger_.reset();

@@ -1,0 +1,46 @@
+#include "command.h"
+#include "ledger/upkeep.h"
+
+#include <CLI/App.hpp>
+#include <chrono>
+#include <iostream>
+#include <memory>
+
+namespace kivolo::server {
+
+namespace {
+
+void restore(const Options &options, const std::string &from)
+{
+    const std::string database = openableDatabase(options);
+    const Seconds now = std::chrono::duration_cast<std::chrono::seconds>(
+                            std::chrono::system_clock::now().time_since_epoch())
+                            .count();
+    const std::string kept = restoreDatabase(database, from, now);
+    std::cout << "restored " << database << std::endl;
+    if (!kept.empty())
+        std::cout << "what was there before is kept as " << kept << std::endl;
+}
+
+} // namespace
+
+void addBackup(CLI::App &app, const Options &options, Action &action)
+{
+    CLI::App &command =
+        addCommand(app, "backup", "Copies the database to a file, also while a server uses it");
+    const auto file = std::make_shared<std::string>();
+    command.add_option("FILE", *file, "A file that is not there yet")->required();
+    command.callback(
+        [&, file] { action = [&options, file] { backUpDatabase(databaseOf(options), *file); }; });
+}
+
+void addRestore(CLI::App &app, const Options &options, Action &action)
+{
+    CLI::App &command =
+        addCommand(app, "restore", "Puts a backup in the place of the database; no server may run");
+    const auto file = std::make_shared<std::string>();
+    command.add_option("FILE", *file, "What backup has made")->required();
+    command.callback([&, file] { action = [&options, file] { restore(options, *file); }; });
+}
+
+} // namespace kivolo::server

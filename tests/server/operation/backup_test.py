@@ -1,0 +1,127 @@
+"""Copies of a database: made while it is used, kept, and put in its place."""
+
+import sqlite3
+import threading
+import time
+import unittest
+
+import stage
+
+
+class Backup(stage.OperationTest):
+    def bodies(self, file):
+        with sqlite3.connect(f"file:{file}?mode=ro", uri=True) as database:
+            self.assertEqual(database.execute("PRAGMA integrity_check").fetchone()[0], "ok")
+            return [body for body, in database.execute("SELECT body FROM beam ORDER BY number")]
+
+    def test_a_backup_is_made_of_one_moment_however_much_others_write(self):
+        server = self.serving()
+        seat = server.circle()
+        server.send(seat, "first")
+        sent, stop = ["first"], threading.Event()
+
+        def write():
+            while not stop.is_set():
+                sent.append(f"beam {len(sent)}")
+                server.send(seat, sent[-1] * 100)
+
+        writer = threading.Thread(target=write)
+        writer.start()
+        try:
+            for number in range(3):
+                self.command("backup", self.folder / f"{number}.sqlite")
+        finally:
+            stop.set()
+            writer.join()
+        for number in range(3):
+            found = self.bodies(self.folder / f"{number}.sqlite")
+            self.assertEqual(len(found), len(sent[:len(found)]))
+            self.assertEqual(found[1:], [body * 100 for body in sent[1:len(found)]])
+        status, _, errors = self.run_server(
+            "backup", self.folder / "0.sqlite", "--database", self.database)
+        self.assertEqual((status, "there is a file" in errors), (1, True))
+
+    def test_after_a_restore_nobody_misses_what_is_sent_from_then_on(self):
+        server = self.serving()
+        ana = server.circle("ana")
+        ben = server.join(ana["code"], "ben")
+        server.send(ana, "kept")
+        since = {"knows only what was kept": server.poll(ben)["server_time"] - 1}
+        self.command("backup", self.folder / "copy.sqlite")
+        for number in range(100):  # beyond the clock, as in a burst
+            server.send(ana, f"lost {number}")
+        since["knows what was lost"] = server.poll(ben)["server_time"] - 1
+        self.assertGreater(since["knows what was lost"], time.time() + 60)
+
+        status, _, errors = self.run_server("restore", self.folder / "copy.sqlite",
+                                            "--database", self.database)
+        self.assertEqual((status, "a server uses it" in errors), (1, True))
+        self.assertEqual(len(server.poll(ben)["beams"]), 101)
+        server.end()
+        self.assertIn("is kept as", self.command("restore", self.folder / "copy.sqlite"))
+
+        server = self.serving("--hold", "0")
+        since["has been away from the beginning"] = 0
+        for number in range(120):
+            server.send(ana, f"new {number}")
+            if number in (0, 60, 119):  # whenever it is that they ask again
+                for who, tick in since.items():
+                    with self.subTest(who=who, number=number):
+                        found = [beam["body"] for beam in server.poll(ben, tick)["beams"]]
+                        new = [f"new {n}" for n in range(number + 1)]
+                        self.assertEqual(found[-len(new):], new)
+        server.end()
+        old = next(self.folder.glob("kivolo.sqlite.before-restore-*[0-9]"))
+        self.assertEqual(len(self.bodies(old)), 101)
+
+    def test_what_is_no_sound_backup_replaces_nothing(self):
+        server = self.serving()
+        seat = server.circle()
+        for number in range(50):
+            server.send(seat, f"beam {number} " * 500)
+        server.end()
+        self.command("backup", self.folder / "good.sqlite")
+        good = (self.folder / "good.sqlite").read_bytes()
+        damaged = bytearray(good)
+        damaged[len(good) // 2:len(good) // 2 + 4096] = b"\xff" * 4096
+        sqlite3.connect(self.folder / "strange.sqlite").execute("CREATE TABLE x (y)")
+        newer = self.folder / "newer.sqlite"
+        newer.write_bytes(good)
+        sqlite3.connect(newer).execute("PRAGMA user_version = 999")
+        (self.folder / "damaged.sqlite").write_bytes(damaged)
+        (self.folder / "short.sqlite").write_bytes(good[:len(good) // 2])
+        (self.folder / "empty.sqlite").write_bytes(b"")
+        for name in ("damaged", "short", "empty", "strange", "newer", "missing"):
+            with self.subTest(name=name):
+                status, output, errors = self.run_server(
+                    "restore", self.folder / f"{name}.sqlite", "--database", self.database)
+                self.assertEqual((status, output, len(errors.splitlines())), (1, "", 1))
+                self.assertEqual(len(self.bodies(self.folder / "kivolo.sqlite")), 50)
+                self.assertEqual(list(self.folder.glob("*.restored*")), [])
+        # And where there is no database, it is put there.
+        for file in self.folder.glob("kivolo.sqlite*"):
+            file.unlink()
+        self.command("restore", self.folder / "good.sqlite")
+        self.assertEqual(len(self.bodies(self.folder / "kivolo.sqlite")), 50)
+
+    def test_a_server_makes_copies_by_itself_and_keeps_the_latest(self):
+        place = self.folder / "copies"
+        place.mkdir()
+        (place / "kivolo-of-somebody.sqlite").write_text("stays")
+        server = self.serving("--backup-directory", str(place), "--backup-every", "0.0003",
+                              "--backup-keep", "2")
+        server.send(server.circle(), "kept")
+        seen, deadline = set(), time.monotonic() + 60
+        while len(seen) < 4:
+            self.assertLess(time.monotonic(), deadline)
+            seen |= {file.name for file in place.glob("kivolo-2*Z.sqlite")}
+            time.sleep(0.01)
+        server.end()
+        left = sorted(file.name for file in place.glob("kivolo-2*Z.sqlite"))
+        self.assertEqual(len(left), 2)
+        self.assertEqual(left, sorted(seen | set(left))[-2:])
+        self.assertEqual(self.bodies(place / left[-1]), ["kept"])
+        self.assertTrue((place / "kivolo-of-somebody.sqlite").exists())
+
+
+unittest.main()
