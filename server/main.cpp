@@ -23,6 +23,7 @@ int run(int argc, char **argv)
         addCheck(app, options, action);
         addCreateCircle(app, options, action);
         addMove(app, action);
+        addAdministration(app, options, action);
         addBackup(app, options, action);
         addRestore(app, options, action);
         app.parse(argc, argv);

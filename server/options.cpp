@@ -66,6 +66,13 @@ void addSettings(CLI::App &app, Options &options)
                    "Where circles and beams are kept; a file is created where needed")
         ->option_text("sqlite:PATH or postgresql://USER@HOST/NAME [kivolo/kivolo.sqlite in the "
                       "data directory]");
+    app.add_option("--keep", options.keep, "Days after which beams are removed; 0: never")
+        ->option_text("DAYS [0]")
+        ->check(CLI::Range(0, 36'500));
+    app.add_option("--abandoned-after", options.abandonedAfter,
+                   "Days without anybody in it after which a circle is removed; 0: never")
+        ->option_text("DAYS [365]")
+        ->check(CLI::Range(0, 36'500));
     app.add_option("--backup-directory", options.backupDirectory,
                    "Where copies of the database are put while the server runs")
         ->option_text("DIR [none are made]");

@@ -34,6 +34,8 @@ struct Options
     std::string backupDirectory;        ///< Empty: none are made by themselves.
     double backupEvery = 24;            ///< Hours.
     int backupKeep = 7;
+    int keep = 0;             ///< Days; 0: for good.
+    int abandonedAfter = 365; ///< Days; 0: never.
     std::int64_t maxSeats = 5;
     std::string whoMayCreate{"anyone"}; ///< Or "nobody".
     std::string minVersion;             ///< Empty: every program is served.

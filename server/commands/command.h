@@ -18,6 +18,7 @@ void serve(const Options &options);
 // Each adds one subcommand, which becomes the action when it is given. `options` are those that the
 // settings are read into.
 void addCreateCircle(CLI::App &app, const Options &options, Action &action);
+void addAdministration(CLI::App &app, const Options &options, Action &action);
 void addBackup(CLI::App &app, const Options &options, Action &action);
 void addRestore(CLI::App &app, const Options &options, Action &action);
 void addCheck(CLI::App &app, const Options &options, Action &action);

@@ -5,6 +5,7 @@
 #include "operation/backups.h"
 #include "operation/desk.h"
 #include "operation/metrics.h"
+#include "operation/sweeper.h"
 #include "routes/routes.h"
 #include "supervisor.h"
 
@@ -116,6 +117,7 @@ private:
     http::Server server_;
     Desk desk_;
     std::optional<Backups> backups_;
+    std::optional<Sweeper> sweeper_;
     http::Server operator_;
     boost::asio::signal_set signals_;
 };
@@ -169,7 +171,12 @@ void Service::run()
         backups_.emplace(databaseOf(options_), options_.backupDirectory,
                          std::chrono::duration<double, std::ratio<3'600>>(options_.backupEvery),
                          options_.backupKeep);
+    constexpr Seconds day = 86'400;
+    sweeper_.emplace(*ledger_, clock_, steadyCalendar(clock_),
+                     Sweeper::Settings{options_.keep * day, options_.abandonedAfter * day});
+    sweeper_->start();
     context_.run();
+    sweeper_.reset();
     backups_.reset();
     // What still waits is done while those are there who asked for it.
     workers_.join();

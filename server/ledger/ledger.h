@@ -38,6 +38,34 @@ struct Change
     Tick tick = 0;
 };
 
+/// A circle as its operator sees it.
+struct CircleSummary
+{
+    std::int64_t number = 0;
+    std::string code;
+    std::int64_t maxSeats = 0, members = 0;
+    std::int64_t bytes = 0; ///< That its beams take in replies.
+    Seconds created = 0;
+    Seconds lastUse = 0; ///< When somebody was last seen there; where nobody is, the latest beam's.
+};
+
+/// What a member, who may have left, has sent to a circle.
+struct Sent
+{
+    std::int64_t sender = 0; ///< The member's number.
+    std::int64_t beams = 0, bytes = 0;
+};
+
+/// Which of a circle's beams are to be removed: those to which all of that applies.
+struct Removal
+{
+    std::int64_t circle = 0;
+    Tick after = 0, until = 0;
+    std::int64_t firstSender = 0, lastSender = INT64_MAX;
+    Seconds sentBefore = INT64_MAX;
+    Seconds openedBefore = INT64_MAX; ///< Of capsules.
+};
+
 /// What can be read in microseconds. Throws LedgerUnavailable where the database fails.
 class LedgerGlance
 {
@@ -71,6 +99,16 @@ public:
     virtual std::optional<Seat> seatOfDevice(const std::string &deviceId) = 0;
     /// In the order of joining. `circle` is `Circle::number`.
     virtual std::vector<Member> members(std::int64_t circle) = 0;
+
+    // For the operator, and therefore without a bound on their time.
+    /// The first circles after that number, in the order of their numbers.
+    virtual std::vector<CircleSummary> circles(std::int64_t after, int limit) = 0;
+    virtual std::vector<Sent> sent(std::int64_t circle) = 0;
+    /// When the last of a circle's capsules opens; 0 where there is none.
+    virtual Seconds lastOpening(std::int64_t circle) = 0;
+    /// Those of one sender, with the bodies of sealed capsules.
+    virtual std::vector<Beam> beamsOf(std::int64_t circle, std::int64_t sender, Tick after,
+                                      Tick until) = 0;
 
     /// The sizes of the circle's first beams after that tick, in their order.
     virtual std::vector<BeamSize> sizesAfter(std::int64_t circle, Tick tick, int limit) = 0;
@@ -118,6 +156,14 @@ public:
     virtual void renameMember(const Member &member) = 0;
     /// Frees the seat; the member's beams stay.
     virtual void removeMember(const Member &member) = 0;
+    /// Returns how many, and counts anew what the circle keeps.
+    virtual std::int64_t removeBeams(const Removal &which) = 0;
+    virtual void changeCode(std::int64_t circle, const std::string &code) = 0;
+    /// One without members and beams.
+    virtual void removeCircle(std::int64_t circle) = 0;
+    /// Gives some of the room that is not used any more back to the disk. False: that was all, or
+    /// the database does so by itself.
+    virtual bool giveRoomBack() = 0;
     /// Gives the circle of that number what sending changes of it.
     virtual void stampCircle(const Circle &circle) = 0;
     /// `bytes` is what the beam will take in a reply.

@@ -23,6 +23,7 @@ SqliteConnection::SqliteConnection(SqliteFile &file, std::chrono::milliseconds p
         // Before anything else is set: another program's database stays as it is.
         if (!isOurs(session_))
             throw std::runtime_error("it is a database of another program");
+        session_ << "PRAGMA auto_vacuum = INCREMENTAL"; // changes new files alone
         std::string mode;
         session_ << "PRAGMA journal_mode = WAL", soci::into(mode);
         if (mode != "wal")
@@ -48,6 +49,24 @@ void SqliteConnection::setPatience(std::chrono::milliseconds patience)
 void SqliteConnection::setLogPages(int pages)
 {
     sqlite_api::sqlite3_wal_autocheckpoint(handle(), pages);
+}
+
+bool SqliteConnection::shrink(int pages)
+{
+    int kind = 0;
+    int unused = 0;
+    file_.guarded([&] {
+        session_ << "PRAGMA auto_vacuum", soci::into(kind);
+        session_ << "PRAGMA freelist_count", soci::into(unused);
+    });
+    constexpr int incremental = 2;
+    if (kind != incremental || unused == 0)
+        return false;
+    // It moves a page at each step.
+    const std::string command = "PRAGMA incremental_vacuum(" + std::to_string(pages) + ")";
+    if (sqlite_api::sqlite3_exec(handle(), command.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
+        throw LedgerUnavailable(sqlite_api::sqlite3_errmsg(handle()));
+    return unused > pages;
 }
 
 void SqliteConnection::interrupt()

@@ -30,6 +30,10 @@ public:
     /// Rows that it has added, changed and removed since it was opened, undone ones included.
     std::int64_t changes();
 
+    /// Gives up to so many pages that are not used back to the file system. Whether there are more.
+    /// A file that was made without room for the notes which that takes stays as it is.
+    bool shrink(int pages);
+
     /// Has whatever the connection does at that moment fail. From any thread, while it is open.
     void interrupt();
 

@@ -47,6 +47,25 @@ void SqliteStatements::stampCircle(const Circle &circle)
     changed_.push_back(circle.number);
 }
 
+std::int64_t SqliteStatements::removeBeams(const Removal &which)
+{
+    changed_.push_back(which.circle);
+    return Statements::removeBeams(which);
+}
+
+void SqliteStatements::changeCode(std::int64_t circle, const std::string &code)
+{
+    Statements::changeCode(circle, code);
+    changed_.push_back(circle);
+}
+
+// What is moved to fill a gap is written twice, like everything.
+bool SqliteStatements::giveRoomBack()
+{
+    constexpr int pages = 250;
+    return connection_.shrink(pages);
+}
+
 void SqliteStatements::regroup(std::int64_t circle)
 {
     regroup_.run({circle});

@@ -22,6 +22,9 @@ public:
     void markSeen(const Member &member, Seconds seen) override;
     void removeMember(const Member &member) override;
     void stampCircle(const Circle &circle) override;
+    std::int64_t removeBeams(const Removal &which) override;
+    void changeCode(std::int64_t circle, const std::string &code) override;
+    bool giveRoomBack() override;
 
     /// The circles of which something that a glance tells was changed since this was asked last,
     /// committed or not.

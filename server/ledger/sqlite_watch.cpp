@@ -23,8 +23,11 @@ void SqliteWatch::tellOthers(const Ledger::Observer &observer)
     const std::int64_t commits = commits_.one({})->count;
     if (commits == seenCommits_)
         return;
+    // Where the latest ones were removed, their numbers are given to others.
+    const sql::Latest now = latest();
+    const bool shorter = now.beam < told_.beam || now.regrouping < told_.regrouping;
     bool more = true;
-    for (int i = 0; i < chunks && more; ++i) {
+    for (int i = 0; i < chunks && more && !shorter; ++i) {
         int found = 0;
         const auto telling = [&](std::int64_t &told) {
             return [&](const auto &numbered) {

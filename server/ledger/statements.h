@@ -27,6 +27,33 @@ public:
         return seatOfDevice_.one({deviceId});
     }
     std::optional<Seat> seatOfKey(const std::string &key) override { return seatOfKey_.one({key}); }
+    std::vector<CircleSummary> circles(std::int64_t after, int limit) override
+    {
+        return circlesAfter_.all({after, limit});
+    }
+    std::vector<Sent> sent(std::int64_t circle) override { return sentTo_.all({circle}); }
+    Seconds lastOpening(std::int64_t circle) override { return lastOpening_.one({circle})->value; }
+    std::vector<Beam> beamsOf(std::int64_t circle, std::int64_t sender, Tick after,
+                              Tick until) override
+    {
+        return beamsOf_.all({circle, after, until, sender});
+    }
+    std::int64_t removeBeams(const Removal &which) override
+    {
+        const std::int64_t count = beamsToRemove_.one(which)->value;
+        if (count > 0) {
+            removeBeams_.run(which);
+            countBytes_.run({which.circle, which.circle});
+        }
+        return count;
+    }
+    void changeCode(std::int64_t circle, const std::string &code) override
+    {
+        changeCode_.run({code, circle});
+        regroup(circle);
+    }
+    void removeCircle(std::int64_t circle) override { removeCircle_.run({circle}); }
+    bool giveRoomBack() override { return false; }
     Tick latestTick() override { return latestTick_.one({})->tick; }
     std::vector<Member> members(std::int64_t circle) override { return members_.all({circle}); }
     std::vector<BeamSize> sizesAfter(std::int64_t circle, Tick tick, int limit) override
@@ -133,6 +160,15 @@ private:
     Select<sql::CircleByCode> circleByCode_{connection_};
     Select<sql::SeatOfDevice> seatOfDevice_{connection_};
     Select<sql::SeatOfKey> seatOfKey_{connection_};
+    Select<sql::CirclesAfter> circlesAfter_{connection_};
+    Select<sql::SentTo> sentTo_{connection_};
+    Select<sql::LastOpening> lastOpening_{connection_};
+    Select<sql::BeamsOf> beamsOf_{connection_};
+    Select<sql::BeamsToRemove> beamsToRemove_{connection_};
+    Command<sql::RemoveBeams> removeBeams_{connection_};
+    Command<sql::CountBytes> countBytes_{connection_};
+    Command<sql::ChangeCode> changeCode_{connection_};
+    Command<sql::RemoveCircle> removeCircle_{connection_};
     Select<sql::LatestTick> latestTick_{connection_};
     Select<sql::Members> members_{connection_};
     Select<sql::SizesAfter> sizesAfter_{connection_};

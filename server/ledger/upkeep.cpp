@@ -90,6 +90,8 @@ public:
         std::string quoted;
         for (const char character : path)
             quoted.append(character == '\'' ? 2 : 1, character);
+        if (number("PRAGMA auto_vacuum") == 0)
+            text("PRAGMA auto_vacuum = INCREMENTAL"); // of the copy
         text("VACUUM INTO '" + quoted + "'");
         sqlite3_progress_handler(handle_.get(), 0, nullptr, nullptr);
     }

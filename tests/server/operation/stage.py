@@ -103,7 +103,8 @@ class OperationTest(unittest.TestCase):
         return output
 
     def serving(self, *arguments):
-        server = Server("--database", self.database, "--rates", "1000000", *arguments)
+        rates = [] if "--rates" in arguments else ["--rates", "1000000"]
+        server = Server("--database", self.database, *rates, *arguments)
         self.addCleanup(server.process.stderr.close)
         self.addCleanup(server.process.stdout.close)
         self.addCleanup(server.process.wait)
