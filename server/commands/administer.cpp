@@ -25,8 +25,7 @@ Seconds secondsNow()
 struct Office
 {
     explicit Office(const Options &options)
-        : ledger(openLedger(databaseOf(options),
-                            [] { return std::chrono::system_clock::now(); }))
+        : ledger(openLedger(databaseOf(options), [] { return std::chrono::system_clock::now(); }))
     {}
     std::unique_ptr<Ledger> ledger;
     Caretaker caretaker{*ledger, systemRandomness};
@@ -158,11 +157,11 @@ void addSenderDeed(CLI::App &app, const Options &options, Action &action, const 
                    const char *meaning, What what)
 {
     const auto sender = std::make_shared<Sender>();
-    CLI::App &command = addDeed(app, options, action, name, meaning,
-                                [sender, what](Caretaker &caretaker) {
-                                    sender->find(caretaker);
-                                    what(caretaker, *sender);
-                                });
+    CLI::App &command =
+        addDeed(app, options, action, name, meaning, [sender, what](Caretaker &caretaker) {
+            sender->find(caretaker);
+            what(caretaker, *sender);
+        });
     sender->addTo(command);
 }
 
@@ -177,24 +176,24 @@ void addAdministration(CLI::App &app, const Options &options, Action &action)
         .add_option("--by", *order, "size: the largest first; use: the longest unused first")
         ->option_text("size|use [size]")
         ->check(CLI::IsMember({"size", "use"}));
-    addCircleDeed(app, options, action, "members", "Lists who is in a circle, and what each has sent",
-                  listMembers);
+    addCircleDeed(app, options, action, "members",
+                  "Lists who is in a circle, and what each has sent", listMembers);
     addSenderDeed(app, options, action, "remove-member",
                   "Frees a member's seat; what was sent stays",
                   [](Caretaker &caretaker, const Sender &sender) {
                       caretaker.removeMember(sender.circle, sender.member);
                   });
-    addCircleDeed(app, options, action, "change-code", "Gives a circle another code, and prints it",
-                  [](Caretaker &caretaker, std::int64_t circle) {
-                      line(caretaker.changeCode(circle));
-                  });
+    addCircleDeed(
+        app, options, action, "change-code", "Gives a circle another code, and prints it",
+        [](Caretaker &caretaker, std::int64_t circle) { line(caretaker.changeCode(circle)); });
     // So that servers have told those who wait in it, before it is forgotten.
     addCircleDeed(app, options, action, "delete-circle", "Removes a circle with all that is in it",
                   [](Caretaker &caretaker, std::int64_t circle) {
                       caretaker.removeCircle(circle, std::chrono::seconds(1));
                       caretaker.giveRoomBack();
                   });
-    addSenderDeed(app, options, action, "export", "Prints what somebody has sent, a beam in each line",
+    addSenderDeed(app, options, action, "export",
+                  "Prints what somebody has sent, a beam in each line",
                   [](Caretaker &caretaker, const Sender &sender) {
                       caretaker.eachSent(sender.circle, sender.member,
                                          [](const Beam &beam) { line(wire::beam(beam)); });

@@ -225,9 +225,9 @@ struct CountBytes
     {
         std::int64_t circle = 0, same = 0;
     };
-    static constexpr const char *sql =
-        "UPDATE circle SET bytes = (SELECT coalesce(sum(bytes), 0) FROM beam WHERE circle = :circle)"
-        " WHERE number = :same";
+    static constexpr const char *sql = "UPDATE circle SET bytes = (SELECT coalesce(sum(bytes), 0) "
+                                       "FROM beam WHERE circle = :circle)"
+                                       " WHERE number = :same";
 };
 
 struct ChangeCode

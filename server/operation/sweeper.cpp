@@ -21,8 +21,8 @@ Sweeper::Sweeper(Ledger &ledger, Clock clock, Clock calendar, Settings settings)
     , settings_(settings)
 {}
 
-// Where the server itself was away, be it that it has a backup's database, nobody could be seen: its
-// members have a month to come back. After any start they have a day.
+// Where the server itself was away, be it that it has a backup's database, nobody could be seen:
+// its members have a month to come back. After any start they have a day.
 bool Sweeper::sweep(std::chrono::seconds running, const std::stop_token &stop)
 {
     if (!away_)

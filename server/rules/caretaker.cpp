@@ -45,12 +45,11 @@ Result Caretaker::change(const std::string &code,
 {
     std::promise<void> done;
     Result result{};
-    ledger_.write(
-        [&](LedgerTransaction &ledger, Seconds now) { result = what(ledger, now); },
-        {.bytes = 0, .seatKey = {}, .code = code, .device = {}},
-        [&](const std::exception_ptr &failure) {
-            failure ? done.set_exception(failure) : done.set_value();
-        });
+    ledger_.write([&](LedgerTransaction &ledger, Seconds now) { result = what(ledger, now); },
+                  {.bytes = 0, .seatKey = {}, .code = code, .device = {}},
+                  [&](const std::exception_ptr &failure) {
+                      failure ? done.set_exception(failure) : done.set_value();
+                  });
     done.get_future().get();
     return result;
 }
@@ -99,16 +98,15 @@ Seat Caretaker::seatOf(const std::string &deviceId)
 
 void Caretaker::removeMember(std::int64_t number, std::int64_t member)
 {
-    const bool removed =
-        change<bool>(circle(number).code, [&](LedgerTransaction &ledger, Seconds) {
-            for (const Member &one : ledger.members(number)) {
-                if (one.number == member) {
-                    ledger.removeMember(one);
-                    return true;
-                }
+    const bool removed = change<bool>(circle(number).code, [&](LedgerTransaction &ledger, Seconds) {
+        for (const Member &one : ledger.members(number)) {
+            if (one.number == member) {
+                ledger.removeMember(one);
+                return true;
             }
-            return false;
-        });
+        }
+        return false;
+    });
     if (!removed)
         throw std::runtime_error("there is no member " + std::to_string(member) + " in circle " +
                                  std::to_string(number));
@@ -163,15 +161,13 @@ void Caretaker::eachSent(std::int64_t circle, std::int64_t member,
 {
     constexpr int doodlesAtOnce = 20;
     for (Tick after = -1;;) {
-        const auto sizes = look<std::vector<BeamSize>>([&](LedgerView &ledger) {
-            return ledger.sizesAfter(circle, after, doodlesAtOnce);
-        });
+        const auto sizes = look<std::vector<BeamSize>>(
+            [&](LedgerView &ledger) { return ledger.sizesAfter(circle, after, doodlesAtOnce); });
         if (sizes.empty())
             return;
         const Tick until = sizes.back().tick;
-        for (Beam &beam : look<std::vector<Beam>>([&](LedgerView &ledger) {
-                 return ledger.beamsOf(circle, member, after, until);
-             }))
+        for (Beam &beam : look<std::vector<Beam>>(
+                 [&](LedgerView &ledger) { return ledger.beamsOf(circle, member, after, until); }))
             take(std::move(beam));
         after = until;
     }
@@ -194,8 +190,8 @@ int Caretaker::removeAbandoned(Seconds unseenSince, Seconds now, const std::stop
     for (const CircleSummary &one : circles()) {
         if (one.lastUse >= unseenSince || stop.stop_requested())
             continue;
-        const auto opening = look<Seconds>(
-            [&](LedgerView &ledger) { return ledger.lastOpening(one.number); });
+        const auto opening =
+            look<Seconds>([&](LedgerView &ledger) { return ledger.lastOpening(one.number); });
         if (opening >= now)
             continue;
         removeCircle(one.number, std::chrono::milliseconds(0), stop);
@@ -207,9 +203,8 @@ int Caretaker::removeAbandoned(Seconds unseenSince, Seconds now, const std::stop
 void Caretaker::giveRoomBack(const std::stop_token &stop)
 {
     for (bool more = true; more && !stop.stop_requested();)
-        more = change<bool>({}, [](LedgerTransaction &ledger, Seconds) {
-            return ledger.giveRoomBack();
-        });
+        more = change<bool>(
+            {}, [](LedgerTransaction &ledger, Seconds) { return ledger.giveRoomBack(); });
 }
 
 // Between the steps others have their turn.
