@@ -38,15 +38,19 @@ void PostgresSession::Outage::end()
 }
 
 PostgresSession::PostgresSession(const PostgresAddress &address, milliseconds patience,
-                                 Outage &outage)
+                                 PostgresWatchdog &watchdog, Outage &outage)
     : address_(address)
     , patience_(patience)
+    , watchdog_(watchdog)
     , outage_(outage)
 {}
 
-PostgresSession::Place::Place(const PostgresAddress &address, milliseconds patience)
-    : connection(address, patience)
+PostgresSession::Place::Place(const PostgresAddress &address, milliseconds patience,
+                              PostgresWatchdog &watchdog)
+    : connection(address, patience, watchdog)
 {
+    const PostgresWatchdog::Limit limit(watchdog, connection.socket(),
+                                        steady_clock::now() + patience);
     connection.guarded([this] { statements.emplace(connection); });
 }
 
@@ -55,7 +59,7 @@ bool PostgresSession::ready()
     if (place_)
         return true;
     try {
-        place_.emplace(address_, patience_);
+        place_.emplace(address_, patience_, watchdog_);
         outage_.end();
         return true;
     } catch (const LedgerUnavailable &failure) {
@@ -72,7 +76,7 @@ public:
     PostgresReader(const PostgresAddress &address, milliseconds patience,
                    PostgresSession::Outage &outage, PostgresWatchdog &watchdog,
                    std::int64_t mostBytes)
-        : session_(address, patience, outage)
+        : session_(address, patience, watchdog, outage)
         , watchdog_(watchdog)
         , mostBytes_(mostBytes)
     {}
@@ -85,8 +89,8 @@ public:
     }
     void take(const Ledger::Look &look, steady_clock::time_point until) override
     {
-        const PostgresWatchdog::Limit limit(watchdog_, session_.connection().socket(), until);
         try {
+            const PostgresWatchdog::Limit limit(watchdog_, session_.connection().socket(), until);
             look(session_.statements());
         } catch (const PostgresLost &lost) {
             session_.close();
@@ -140,7 +144,7 @@ std::vector<std::unique_ptr<Reader>> PostgresLedger::makeReaders()
 
 void PostgresLedger::writeUntil(const std::stop_token &stop)
 {
-    PostgresSession session(address_, patience_, outage_);
+    PostgresSession session(address_, patience_, watchdog_, outage_);
     for (;;) {
         const bool ready = session.ready();
         if (!ready && !stop.stop_requested()) {

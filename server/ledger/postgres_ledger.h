@@ -29,7 +29,7 @@ public:
     };
 
     PostgresSession(const PostgresAddress &address, std::chrono::milliseconds patience,
-                    Outage &outage);
+                    PostgresWatchdog &watchdog, Outage &outage);
 
     /// Connects where that is needed. False where it cannot be done just now.
     bool ready();
@@ -40,13 +40,15 @@ public:
 private:
     struct Place
     {
-        Place(const PostgresAddress &address, std::chrono::milliseconds patience);
+        Place(const PostgresAddress &address, std::chrono::milliseconds patience,
+              PostgresWatchdog &watchdog);
         PostgresConnection connection;
         std::optional<PostgresStatements> statements;
     };
 
     const PostgresAddress &address_;
     std::chrono::milliseconds patience_;
+    PostgresWatchdog &watchdog_;
     Outage &outage_;
     std::optional<Place> place_;
 };

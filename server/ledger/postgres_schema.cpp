@@ -68,8 +68,9 @@ void prepareSchema(const PostgresAddress &address, std::chrono::milliseconds pat
     Schema wanted = schema;
     wanted.migrations.insert(wanted.migrations.end(), trialMigrations.begin(),
                              trialMigrations.end());
+    PostgresWatchdog watchdog;
     for (int attempt = 1;; ++attempt) {
-        PostgresConnection connection(address, patience);
+        PostgresConnection connection(address, patience, watchdog);
         try {
             return bringUpToDate(connection, wanted, true);
         } catch (const LedgerUnavailable &) {
@@ -81,7 +82,8 @@ void prepareSchema(const PostgresAddress &address, std::chrono::milliseconds pat
 
 void checkSchema(const PostgresAddress &address)
 {
-    PostgresConnection connection(address, std::chrono::seconds(5));
+    PostgresWatchdog watchdog;
+    PostgresConnection connection(address, std::chrono::seconds(5), watchdog);
     bringUpToDate(connection, schema, false);
 }
 

@@ -1,7 +1,6 @@
 #include "postgres_session.h"
 
 #include <algorithm>
-#include <array>
 #include <memory>
 #include <set>
 #include <string_view>
@@ -83,8 +82,6 @@ PostgresWatchdog::Limit::Limit(PostgresWatchdog &watchdog, int socket, Time end)
 {
     const std::lock_guard lock(watchdog_.mutex_);
     place_ = watchdog_.sockets_.emplace(end, socket);
-    if (place_ == watchdog_.sockets_.begin())
-        watchdog_.earlier_.notify_one();
 }
 
 PostgresWatchdog::Limit::~Limit()
@@ -95,22 +92,18 @@ PostgresWatchdog::Limit::~Limit()
 
 void PostgresWatchdog::watchUntil(const std::stop_token &stop)
 {
-    std::unique_lock lock(mutex_);
-    while (!stop.stop_requested()) {
-        const Time now = std::chrono::steady_clock::now();
-        const auto late = sockets_.upper_bound(now);
+    std::condition_variable_any never;
+    for (std::unique_lock lock(mutex_); !stop.stop_requested();) {
+        const auto late = sockets_.upper_bound(std::chrono::steady_clock::now());
         for (auto place = sockets_.begin(); place != late; ++place)
             ::shutdown(place->second, SHUT_RDWR); // which whoever waits for it notices
-        const Time next = late != sockets_.end() ? late->first : now + std::chrono::hours(1);
-        earlier_.wait_until(lock, stop, next, [&] {
-            const auto open = sockets_.upper_bound(std::chrono::steady_clock::now());
-            return open != sockets_.end() && open->first < next;
-        });
+        never.wait_for(lock, stop, std::chrono::milliseconds(100), [] { return false; });
     }
 }
 
 PostgresConnection::PostgresConnection(const PostgresAddress &address,
-                                       std::chrono::milliseconds patience)
+                                       std::chrono::milliseconds patience,
+                                       PostgresWatchdog &watchdog)
 {
     guarded([&] {
         session_.open(soci::postgresql, address.connectString());
@@ -128,6 +121,8 @@ PostgresConnection::PostgresConnection(const PostgresAddress &address,
     const char *const encoding = PQparameterStatus(handle(), "server_encoding");
     if (encoding && std::string_view(encoding) != "UTF8")
         throw LedgerUnavailable("it has to be created with the encoding UTF8");
+    const PostgresWatchdog::Limit limit(watchdog, socket(),
+                                        std::chrono::steady_clock::now() + patience);
     for (const char *setting : {"lock_timeout", "idle_in_transaction_session_timeout"})
         execute("SET " + std::string(setting) + " = " + std::to_string(patience.count()));
     takeWarning();

@@ -56,7 +56,8 @@ public:
 
     PostgresWatchdog();
 
-    /// Whatever the connection does has to have come to an end by then.
+    /// Whatever the connection does has to have come to an end by then, or a tenth of a second
+    /// after. The connection outlives this.
     class Limit
     {
     public:
@@ -74,7 +75,6 @@ private:
     void watchUntil(const std::stop_token &stop);
 
     std::mutex mutex_;
-    std::condition_variable_any earlier_;
     std::multimap<Time, int> sockets_; ///< By when their time is over.
     std::jthread thread_;
 };
@@ -85,7 +85,8 @@ class PostgresConnection
 public:
     /// No statement waits for longer than the patience for a lock or for the end of a transaction
     /// that has been left open. Throws LedgerUnavailable.
-    PostgresConnection(const PostgresAddress &address, std::chrono::milliseconds patience);
+    PostgresConnection(const PostgresAddress &address, std::chrono::milliseconds patience,
+                       PostgresWatchdog &watchdog);
 
     soci::session &session() { return session_; }
     PGconn *handle() const;

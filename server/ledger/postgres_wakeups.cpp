@@ -74,9 +74,12 @@ void PostgresWakeups::Inbox::wake() const
 }
 
 // What goes through it may be lost without harm, so its commits need not wait for a disk.
-PostgresWakeups::Line::Line(const PostgresAddress &address, milliseconds patience)
-    : connection(address, patience)
+PostgresWakeups::Line::Line(const PostgresAddress &address, milliseconds patience,
+                            PostgresWatchdog &watchdog)
+    : connection(address, patience, watchdog)
 {
+    const PostgresWatchdog::Limit limit(watchdog, connection.socket(),
+                                        steady_clock::now() + patience);
     connection.guarded([this] { circlesNow.emplace(connection); });
     connection.execute("SET synchronous_commit = off");
 }
@@ -142,7 +145,7 @@ PostgresWakeups::Time PostgresWakeups::turn()
     }
     const bool isNew = !line_;
     if (isNew)
-        line_.emplace(address_, patience_);
+        line_.emplace(address_, patience_, watchdog_);
     const Time now = steady_clock::now();
     const PostgresWatchdog::Limit limit(watchdog_, line_->connection.socket(), now + patience_);
     if (isNew) {

@@ -37,7 +37,8 @@ private:
     /// A connection, and what is known of it.
     struct Line
     {
-        explicit Line(const PostgresAddress &address, std::chrono::milliseconds patience);
+        Line(const PostgresAddress &address, std::chrono::milliseconds patience,
+             PostgresWatchdog &watchdog);
         PostgresConnection connection;
         std::optional<sql::Select<PostgresConnection, sql::CirclesNow>> circlesNow;
         Time nextTest{}, heard{};
