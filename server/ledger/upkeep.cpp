@@ -252,7 +252,7 @@ Tick beyondAllTold(const std::string &replaced, Seconds now)
 /// Moves the database out of the way; at no moment is there none.
 std::string setAside(const std::string &path, Seconds now)
 {
-    const std::string kept = path + ".before-restore-" + std::to_string(now);
+    std::string kept = path + ".before-restore-" + std::to_string(now);
     std::filesystem::create_hard_link(path, kept);
     if (std::filesystem::exists(path + "-wal"))
         std::filesystem::rename(path + "-wal", kept + "-wal");
