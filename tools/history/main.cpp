@@ -29,6 +29,9 @@ const std::map<std::string, std::vector<const char *>> neighbours{
     {"connections ended",
      {"SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
       " WHERE usename = current_user AND pid <> pg_backend_pid()"}},
+    {"idle connections ended",
+     {"SELECT pg_terminate_backend(pid) FROM pg_stat_activity"
+      " WHERE usename = current_user AND pid <> pg_backend_pid() AND state = 'idle'"}},
     {"statements cancelled",
      {"SELECT pg_cancel_backend(pid) FROM pg_stat_activity"
       " WHERE usename = current_user AND pid <> pg_backend_pid()"}},
@@ -145,10 +148,11 @@ asio::awaitable<void> direct(World &world, std::uint64_t milliseconds)
     std::vector<const char *> below{"clock ahead", "clock back"};
     if (isFile(world.servers.database()))
         below.insert(below.end(), {"disk full", "database locked", "old state read"});
-    else
-        below.insert(below.end(), {"tables locked", "connections ended", "statements cancelled"});
-    if (world.servers.database().starts_with(ownDatabases))
-        below.insert(below.end(), {"database killed", "database stopped"});
+    else if (world.servers.database().starts_with(ownDatabases))
+        below.insert(below.end(), {"tables locked", "connections ended", "statements cancelled",
+                                   "database killed", "database stopped"});
+    else // What ends a commit's wait for its copy shows it to all, and then its node may be lost.
+        below.insert(below.end(), {"tables locked", "idle connections ended"});
     world.start(trouble(world, 2, below));
     co_await world.sleep(milliseconds / 8);
     world.servers.start(1);
