@@ -69,8 +69,8 @@ TEST_F(PostgresLedger, ProcessesTellEachOtherWhatTheyCommit)
         };
         lookNow();
         const Ledger::Waiting waiting{seen.circle.number, seen.circle.tick, seen.circle.regrouped};
-        Neighbour neighbour(pair.house, {.lookInterval = milliseconds(5), .notify = notify});
         Heard heard;
+        Neighbour neighbour(pair.house, {.lookInterval = milliseconds(5), .notify = notify});
         Ledger::Observer observer = heard.observer();
         if (!notify)
             observer.whatFor = [&](const auto &answer) { answer({waiting}); };
