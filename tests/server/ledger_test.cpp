@@ -337,12 +337,12 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
 TEST(SqliteLedger, HearsWhatOtherProcessesCommit)
 {
     House house;
+    Heard heard;
     Neighbour neighbour(house, {.watchInterval = std::chrono::milliseconds(1)});
     const Told home = house.newCircle();
     const Told ana = house.join(home.text("code"), "a");
     const Told ben = house.join(home.text("code"), "b");
     const Told other = house.newCircle();
-    Heard heard;
     neighbour.ledger->watch(heard.observer());
     const auto expect = [&heard](std::int64_t circle, std::int64_t sender, bool beam) {
         const Change change = heard.next();
