@@ -1,5 +1,7 @@
 #include "postgres_ledger.h"
 
+#include "pause.h"
+
 #include <limits>
 #include <spdlog/spdlog.h>
 
@@ -122,10 +124,8 @@ PostgresLedger::PostgresLedger(PostgresAddress address, Clock clock, LedgerSetti
     for (std::size_t i = 0; i < settings.writers; ++i)
         writers_.emplace_back([this](const std::stop_token &stop) { writeUntil(stop); });
     clerk_ = std::jthread([this](const std::stop_token &stop) {
-        std::mutex mutex;
-        std::condition_variable_any never;
-        for (std::unique_lock lock(mutex); !stop.stop_requested();) {
-            never.wait_for(lock, stop, betweenRounds, [] { return false; });
+        while (!stop.stop_requested()) {
+            pause(stop, betweenRounds);
             readers_.dropLate();
             queue_.dropLate();
         }

@@ -1,5 +1,7 @@
 #include "sqlite_schema.h"
 
+#include "pause.h"
+
 #include "sqlite_identity.h"
 
 #include <condition_variable>
@@ -55,10 +57,7 @@ class Deadline
 public:
     Deadline(SqliteConnection &connection, std::chrono::milliseconds time)
         : thread_([&connection, time, this](const std::stop_token &stop) {
-            std::mutex mutex;
-            std::unique_lock lock(mutex);
-            std::condition_variable_any never;
-            never.wait_for(lock, stop, time, [] { return false; });
+            pause(stop, time);
             if (stop.stop_requested())
                 return;
             passed_ = true;

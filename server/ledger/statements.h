@@ -3,6 +3,7 @@
 
 #include "ledger.h"
 #include "queries.h"
+#include "upkeep_queries.h"
 
 #include <limits>
 

@@ -234,12 +234,10 @@ private:
     int descriptor_;
 };
 
-// What an hour holds is what ticks can be ahead of the clock; so what is sent from now on has a
-// tick that no program has been told.
+// So what is sent from now on has a tick that no program has been told.
 Tick beyondAllTold(const std::string &replaced, Seconds now)
 {
-    constexpr Seconds longestAhead = 3'600;
-    Tick latest = now + longestAhead;
+    Tick latest = now + ticksAhead;
     try {
         latest = std::max(
             latest, Tick(openForReading(replaced).number("SELECT max(tick) + 1 FROM circle")));

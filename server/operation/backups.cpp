@@ -1,11 +1,10 @@
 #include "backups.h"
 
+#include "ledger/pause.h"
 #include "ledger/upkeep.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <ctime>
-#include <mutex>
 #include <spdlog/spdlog.h>
 #include <sys/stat.h>
 
@@ -49,16 +48,13 @@ Backups::Backups(std::string database, std::filesystem::path folder, Hours every
 void Backups::run(const std::stop_token &stop)
 {
     constexpr std::chrono::minutes look(1);
-    std::mutex mutex;
-    std::unique_lock lock(mutex);
-    std::condition_variable_any never;
     while (!stop.stop_requested()) {
         system_clock::duration wait = look;
         const bool recent = due() > system_clock::now() || make(stop);
         if (recent)
             wait = std::clamp<system_clock::duration>(due() - system_clock::now(),
                                                       std::chrono::milliseconds(100), look);
-        never.wait_for(lock, stop, wait, [] { return false; });
+        pause(stop, wait);
     }
 }
 

@@ -6,10 +6,6 @@ namespace {
 
 using http::Response;
 
-// By how much ticks may be ahead of the clock: what a circle may owe, beside what a restored
-// database begins with.
-constexpr Seconds longestAhead = 2 * 3'600;
-
 Response text(unsigned status, std::string body)
 {
     Response response;
@@ -88,7 +84,7 @@ Response Desk::readiness(const Findings &findings, const Sources &sources,
         trouble += std::string("database: ") + error.what() + "\n";
     }
     const Seconds behind = findings.latestTick - wholeSeconds(sources.clock());
-    if (behind > longestAhead)
+    if (behind > 2 * ticksAhead)
         trouble += "clock: it is " + std::to_string(behind) + " seconds behind the latest beam\n";
     return trouble.empty() ? text(200, "ready\n") : text(503, trouble);
 }

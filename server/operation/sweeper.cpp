@@ -1,8 +1,8 @@
 #include "sweeper.h"
 
+#include "ledger/pause.h"
+
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server {
@@ -58,9 +58,6 @@ void Sweeper::start()
 void Sweeper::run(const std::stop_token &stop)
 {
     const auto started = std::chrono::steady_clock::now();
-    std::mutex mutex;
-    std::unique_lock lock(mutex);
-    std::condition_variable_any never;
     while (!stop.stop_requested()) {
         try {
             sweep(std::chrono::duration_cast<std::chrono::seconds>(
@@ -69,7 +66,7 @@ void Sweeper::run(const std::stop_token &stop)
         } catch (const std::exception &error) {
             spdlog::warn("what is too old could not be removed: {}", error.what());
         }
-        never.wait_for(lock, stop, between, [] { return false; });
+        pause(stop, between);
     }
 }
 

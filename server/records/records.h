@@ -16,6 +16,10 @@ using Seconds = std::int64_t;
 /// order of ticks is that of the commits, whatever clocks do.
 using Tick = std::int64_t;
 
+/// By how much sending lets a circle's ticks run ahead of the clock at most, and a restored
+/// database once more.
+constexpr Seconds ticksAhead = 3'600;
+
 /// A closed group of devices. `number` is the ledger's own name for it and never leaves the server.
 struct Circle
 {

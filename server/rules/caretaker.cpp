@@ -15,8 +15,6 @@ constexpr int circlesAtOnce = 200;
 // Some milliseconds of the writer's time, doodles included.
 constexpr int beamsAtOnce = 100;
 constexpr Tick endOfTime = std::numeric_limits<Tick>::max();
-// By how much a tick can be ahead of the second in which it was given: a burst, and a restore.
-constexpr Seconds longestAhead = 2 * 3'600;
 
 } // namespace
 
@@ -179,7 +177,7 @@ std::int64_t Caretaker::removeOlder(Seconds before, const std::stop_token &stop)
     for (const CircleSummary &one : circles()) {
         if (one.bytes > 0 && !stop.stop_requested())
             removed += removeBeams(one, {.sentBefore = before, .openedBefore = before},
-                                   before + longestAhead, stop);
+                                   before + 2 * ticksAhead, stop);
     }
     return removed;
 }

@@ -19,7 +19,7 @@ constexpr int historyBeams = 200;
 // It may owe an hour of that; so it sends 3,600 beams at once, or a hundred of the largest doodles,
 // and one a second all day long. Its ticks, too, run ahead of the clock by no more than that.
 constexpr std::int64_t bytesPerSecond = 64 << 10;
-constexpr Seconds longestBusy = 3'600;
+constexpr Seconds longestBusy = ticksAhead;
 
 Miss noSuchCode()
 {

@@ -51,7 +51,7 @@ class Administration(stage.OperationTest):
         ana, ben = self.founded(founding)
         eve = founding.circle("eve")
         founding.end()
-        server = self.serving("--hold", "40")
+        server, desk = self.serving_with_desk("--hold", "40")
 
         def held(seat, command):
             """What a held poll is answered when that is done."""
@@ -59,7 +59,8 @@ class Administration(stage.OperationTest):
             answers = []
             waiting = threading.Thread(target=lambda: answers.append(server.poll(seat, since)))
             waiting.start()
-            time.sleep(0.3)  # only so that it does wait; it is told the same where it does not
+            while waiting.is_alive() and self.numbers(desk)["kivolo_held_polls"] == 0:
+                pass  # it is not held, and told the same, shortly after a change of members
             started = time.monotonic()
             output = self.command(*command)
             waiting.join()

@@ -9,19 +9,6 @@ import stage
 
 
 class Desk(stage.OperationTest):
-    def serving_with_desk(self, *arguments):
-        server = self.serving("--operator-listen", "127.0.0.1:0", *arguments)
-        address = server.told(r"for the operator on http://(\S+)")
-        return server, lambda path: stage.ask(address, "GET", path)
-
-    def numbers(self, desk):
-        """By name and labels, as they stand in the text."""
-        answer = desk("/metrics")
-        self.assertEqual(answer.headers["Content-Type"],
-                         "text/plain; version=0.0.4; charset=utf-8")
-        return {name: float(value) for name, value in
-                re.findall(r"^([a-z_]+(?:\{[^}]*\})?) (\S+)$", answer.body, re.M)}
-
     def test_metrics_count_what_members_do_and_run_into(self):
         # For a while after somebody has joined no poll of the circle is held.
         founding = self.serving()

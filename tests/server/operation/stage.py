@@ -111,6 +111,19 @@ class OperationTest(unittest.TestCase):
         self.addCleanup(server.process.kill)
         return server
 
+    def serving_with_desk(self, *arguments):
+        server = self.serving("--operator-listen", "127.0.0.1:0", *arguments)
+        address = server.told(r"for the operator on http://(\S+)")
+        return server, lambda path: ask(address, "GET", path)
+
+    def numbers(self, desk):
+        """By name and labels, as they stand in the text."""
+        answer = desk("/metrics")
+        self.assertEqual(answer.headers["Content-Type"],
+                         "text/plain; version=0.0.4; charset=utf-8")
+        return {name: float(value) for name, value in
+                re.findall(r"^([a-z_]+(?:\{[^}]*\})?) (\S+)$", answer.body, re.M)}
+
     def write(self, name, text):
         path = self.folder / name
         path.parent.mkdir(exist_ok=True)
