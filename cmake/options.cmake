@@ -9,6 +9,8 @@ add_custom_target(kivolo_commit BYPRODUCTS ${PROJECT_BINARY_DIR}/build.cpp
 add_library(kivolo_build STATIC ${PROJECT_BINARY_DIR}/build.cpp)
 
 add_library(kivolo_options INTERFACE)
+# What asserts and throws tells the name of its source: from here on, not from the builder's disk.
+target_compile_options(kivolo_options INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 target_compile_options(kivolo_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 if(KIVOLO_WARNINGS_AS_ERRORS)
   target_compile_options(kivolo_options INTERFACE -Werror)
