@@ -287,9 +287,10 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
     TemporaryFolder folder;
     ManualClock time;
     Gate disk;
-    auto ledger =
-        openLedger(newDatabase(folder), time.clock(),
-                   {.waitingClock = time.steadyClock(), .beforeCommit = [&] { disk.pass(); }});
+    auto ledger = openLedger(newDatabase(folder), time.clock(),
+                             {.waitingClock = time.steadyClock(),
+                              .beforeCommit = [&] { disk.pass(); },
+                              .writers = 1}); // which the disk keeps
     std::string done;
     std::string failed;
     const auto write = [&](char name) {

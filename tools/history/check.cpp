@@ -89,7 +89,8 @@ public:
 private:
     void complain(const Span &span, const std::string &what)
     {
-        constexpr std::size_t enough = 50;
+        constexpr std::size_t enough = 200;
+        ++record_.counts["checked: complaints"];
         if (record_.complaints.size() < enough)
             record_.complaints.push_back(what + " (" + std::to_string(span.begun) + " to " +
                                          std::to_string(span.ended) + ")");
@@ -140,7 +141,9 @@ private:
             const Span clock = clockOf(record_, send.server, send.span);
             const Moment created = send.beam.at("created_at").as_int64() * second;
             if (created < clock.begun - second - slack || created > clock.ended + slack)
-                complain(send.span, "a beam has a time that was never");
+                complain(send.span, "a beam has a time that was never, of server " +
+                                        std::to_string(send.server) + ": " +
+                                        std::to_string(created - clock.begun) + " after it");
         } else if (send.outcome == Outcome::Unsure) {
             count(row ? "beams unsure, and kept" : "beams unsure, and not kept");
         } else {

@@ -44,12 +44,15 @@ private:
         Moment started = 0;
     };
 
+    /// What is loaded into the servers.
+    std::string shim() const { return folder_ + "/shim.so"; }
     void judge(std::size_t server, int status);
 
     std::string folder_;
     std::string database_;
     Record &record_;
     Process processes_[count];
+    bool clockWasSet_ = false;
 };
 
 } // namespace kivolo::server::history
