@@ -13,15 +13,19 @@ import stage
 DESCRIPTION = yaml.safe_load((stage.ROOT / "docs/openapi.yaml").read_text())
 OPERATIONS = {operation["operationId"]: (method.upper(), path, operation)
               for path, methods in DESCRIPTION["paths"].items()
-              for method, operation in methods.items()}
+              for method, operation in methods.items() if "operationId" in operation}
+# What goes without saying.
+USUAL_HEADERS = {"Cache-Control", "Connection", "Content-Length", "Content-Type", "Date"}
 
 
-def at(reference):
-    """What a reference means."""
-    part = DESCRIPTION
-    for step in reference.split("/")[1:]:
-        part = part[step]
-    return part
+def meant(part):
+    """What a reference means, where it is one."""
+    if "$ref" not in part:
+        return part
+    found = DESCRIPTION
+    for step in part["$ref"].split("/")[1:]:
+        found = found[step]
+    return found
 
 
 def keys(value):
@@ -40,7 +44,7 @@ class OpenApi(stage.OperationTest):
         if "requestBody" in operation:
             schema = operation["requestBody"]["content"]["application/json"]["schema"]
             return set(schema["properties"]), set(schema["required"])
-        found = operation["parameters"]
+        found = DESCRIPTION["paths"][OPERATIONS[name][1]]["parameters"]
         return {one["name"] for one in found}, {one["name"] for one in found if one["required"]}
 
     def ask(self, server, name, values, headers):
@@ -59,15 +63,37 @@ class OpenApi(stage.OperationTest):
         return answer
 
     def check(self, name, answer):
-        operation, status = OPERATIONS[name][2], answer.status
-        self.assertIn(str(status), operation["responses"], name)
-        described = operation["responses"][str(status)]
-        described = at(described["$ref"]) if "$ref" in described else described
-        schema = described["content"][answer.headers["Content-Type"]]["schema"]
-        jsonschema.Draft7Validator({**schema, "components": DESCRIPTION["components"]}).validate(
-            json.loads(answer.body))
-        self.seen.add((name, status))
+        self.assertIn(str(answer.status), OPERATIONS[name][2]["responses"], name)
+        self.hold(OPERATIONS[name][2], answer)
+        self.seen.add((name, answer.status))
         self.said |= keys(json.loads(answer.body))
+
+    def hold(self, operation, answer):
+        """An answer against its description: its headers, and its body where that is JSON."""
+        described = meant(operation["responses"].get(str(answer.status)) or
+                          operation["responses"]["default"])
+        headers = {name: meant(header) for name, header in described.get("headers", {}).items()}
+        self.assertLessEqual(set(answer.headers) - USUAL_HEADERS, set(headers), answer.status)
+        for name, header in headers.items():
+            value = answer.headers[name]
+            if value is not None and header["schema"]["type"] == "integer":
+                value = int(value)
+            if value is not None or header.get("required"):
+                jsonschema.validate(value, header["schema"])
+        kinds = described.get("content", {})
+        self.assertEqual(answer.body != "", kinds != {}, answer.status)
+        if kinds:
+            kind = answer.headers["Content-Type"]
+            schema = kinds[kind if kind in kinds else "*/*"]["schema"]
+            if kind == "application/json":
+                jsonschema.Draft7Validator({**schema, "components": DESCRIPTION["components"]}
+                                           ).validate(json.loads(answer.body))
+
+    def hold_head(self, server, path, got):
+        """A HEAD is told the same as this GET was, without its body."""
+        answer = stage.ask(server.address, "HEAD", path)
+        self.assertEqual((answer.status, set(answer.headers) | {"Content-Length"}, answer.body),
+                         (got.status, set(got.headers) | {"Content-Length"}, ""), path)
 
     def test_every_operation_answers_as_it_is_described(self):
         self.seen, self.said = set(), set()
@@ -111,10 +137,22 @@ class OpenApi(stage.OperationTest):
             ("history", {"circle_id": "0" * 32}, 403),
             ("history", {"limit": 0}, 400),
             ("history", {"limit": 201}, 400),
+            *((name, {}, 200) for name in ("me", "poll", "history", "capsule")),
             ("capsule", {"id": "0" * 32}, 404),
             ("capsule", {"id": sealed[0]["id"]}, 403),
         ):
-            call(name, {**values[name], **changed}, status)
+            given = {**values[name], **changed}
+            answer = call(name, given, status)
+            if OPERATIONS[name][0] == "GET":
+                self.hold_head(server, f"{OPERATIONS[name][1]}?{urllib.parse.urlencode(given)}", answer)
+        # What any request can get.
+        for headers, status in (({"Transfer-Encoding": "chunked"}, 411),
+                                ({"Transfer-Encoding": "gzip"}, 501),
+                                ({"Content-Length": "9999999"}, 413), ({"X": "x" * 20_000}, 431)):
+            for method, path, operation in OPERATIONS.values():
+                answer = stage.ask(server.address, method, path, None, headers)
+                self.assertEqual(answer.status, status)
+                self.hold(operation, answer)
         server.end()
         # The same from servers that are set up to say no.
         old = {"X-Kivolo-Version": "0"}
@@ -132,14 +170,59 @@ class OpenApi(stage.OperationTest):
             for name in names:
                 self.call(server, name, {**values[name], **changed}, status, **headers)
             server.end()
+        # Nothing can be looked up any more.
+        server = self.serving()
+        for file in self.folder.glob("kivolo.sqlite*"):
+            file.unlink()
+        while self.ask(server, "me", values["me"], {}).status != 503:
+            pass
+        for name, given in values.items():
+            self.call(server, name, given, 503)
         described = {(name, int(status)) for name, (_, _, operation) in OPERATIONS.items()
-                     for status in operation["responses"]}
-        # What takes a storm or a broken disk, and what the next lines ask for.
-        self.assertEqual({status for _, status in described - self.seen}, {415, 429, 503})
-        described = [one for schema in DESCRIPTION["components"]["schemas"].values()
-                     for one in [schema, *schema.get("oneOf", [])]]
+                     for status in operation["responses"] if status != "default"}
+        # What the next lines ask for.
+        self.assertEqual({status for _, status in described - self.seen}, {415, 429})
+        described = [one for name, schema in DESCRIPTION["components"]["schemas"].items()
+                     if name != "Version" for one in [schema, *schema.get("oneOf", [])]]
         self.assertEqual(self.said, {field for one in described
                                      for field in one.get("properties", {})})
+
+    def test_the_site_answers_as_it_is_described(self):
+        part = f"{'of a package':<48}{0:<10}`\n"
+        package = self.write("downloads/kivolo_0.2.0_amd64.deb", "!<arch>\n" + 3 * part)
+        self.write("site/index.html", "<p>Kivolo</p>")
+        self.write("site/a.txt", "a text")
+        site = ["--site", str(self.folder / "site"), "--downloads"]
+        empty = self.serving(*site, "/nowhere")
+        full = self.serving(*site, str(self.folder / "downloads"))
+        same, some, none = {"If-None-Match": "*"}, {"Range": "bytes=0-1"}, {"Range": "bytes=999-"}
+        there = {"/": "/", "/version.json": "/version.json", "/{file}": "/a.txt",
+                 "/downloads/{file}": package[len(str(self.folder)):]}
+        seen = set()
+        for template, path, server, headers, status in (
+            *((template, path, full, headers, status) for template, path in there.items()
+              for headers, status in (({}, 200), (same, 304), (some, 206), (none, 416))
+              if "{" in template or headers in ({}, same)),
+            ("/version.json", "/version.json", empty, {}, 404),
+            ("/{file}", "/none", full, {}, 404),
+            ("/{file}", "/Kivolo.dmg", full, {}, 302),
+            ("/downloads/{file}", "/downloads/none", full, {}, 404),
+        ):
+            answer = stage.ask(server.address, "GET", path, headers=headers)
+            self.assertEqual(answer.status, status, (path, headers))
+            self.hold(DESCRIPTION["paths"][template]["get"], answer)
+            seen.add((template, str(status)))
+            if headers == {}:
+                self.hold_head(server, path, answer)
+        described = {(template, status) for template, methods in DESCRIPTION["paths"].items()
+                     if "operationId" not in methods.get("get", {"operationId": ""})
+                     for status in methods["get"]["responses"]}
+        self.assertEqual({status for _, status in described - seen}, {"302", "429", "default"})
+        # Any other method is told which there are.
+        for template, methods in DESCRIPTION["paths"].items():
+            answer = stage.ask(full.address, "BREW", there.get(template, template))
+            self.assertEqual((answer.status, set(answer.headers["Allow"].split(", "))),
+                             (405, {method.upper() for method in methods} - {"PARAMETERS"}))
 
     def test_what_is_posted_has_to_be_json_and_too_much_is_told(self):
         self.seen, self.said = set(), set()
@@ -151,6 +234,10 @@ class OpenApi(stage.OperationTest):
         for name in OPERATIONS:
             answers = (self.ask(server, name, {}, {}) for _ in range(10_000))
             self.check(name, next(answer for answer in answers if answer.status == 429))
+        for template in ("/", "/version.json", "/{file}", "/downloads/{file}"):
+            answers = (stage.ask(server.address, "GET", template) for _ in range(10_000))
+            self.hold(DESCRIPTION["paths"][template]["get"],
+                      next(answer for answer in answers if answer.status == 429))
 
 
 unittest.main()
