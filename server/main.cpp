@@ -26,6 +26,7 @@ int run(int argc, char **argv)
         addAdministration(app, options, action);
         addBackup(app, options, action);
         addRestore(app, options, action);
+        addAdvance(app, options, action);
         app.parse(argc, argv);
     } catch (const CLI::Success &success) {
         return app.exit(success);

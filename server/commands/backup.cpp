@@ -10,13 +10,17 @@ namespace kivolo::server {
 
 namespace {
 
+Seconds secondsNow()
+{
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now())
+        .time_since_epoch()
+        .count();
+}
+
 void restore(const Options &options, const std::string &from)
 {
     const std::string database = openableDatabase(options);
-    const Seconds now = std::chrono::duration_cast<std::chrono::seconds>(
-                            std::chrono::system_clock::now().time_since_epoch())
-                            .count();
-    const std::string kept = restoreDatabase(database, from, now);
+    const std::string kept = restoreDatabase(database, from, secondsNow());
     std::cout << "restored " << database << std::endl;
     if (!kept.empty())
         std::cout << "what was there before is kept as " << kept << std::endl;
@@ -41,6 +45,15 @@ void addRestore(CLI::App &app, const Options &options, Action &action)
     const auto file = std::make_shared<std::string>();
     command.add_option("FILE", *file, "What backup has made")->required();
     command.callback([&, file] { action = [&options, file] { restore(options, *file); }; });
+}
+
+void addAdvance(CLI::App &app, const Options &options, Action &action)
+{
+    addCommand(app, "advance",
+               "To be done after a database was put back by other means than restore: has circles"
+               " go on an hour ahead, so that nobody misses anything; no server may run")
+        .callback(
+            [&] { action = [&options] { advanceTicks(databaseOf(options), secondsNow()); }; });
 }
 
 } // namespace kivolo::server

@@ -21,6 +21,7 @@ void addCreateCircle(CLI::App &app, const Options &options, Action &action);
 void addAdministration(CLI::App &app, const Options &options, Action &action);
 void addBackup(CLI::App &app, const Options &options, Action &action);
 void addRestore(CLI::App &app, const Options &options, Action &action);
+void addAdvance(CLI::App &app, const Options &options, Action &action);
 void addCheck(CLI::App &app, const Options &options, Action &action);
 void addMove(CLI::App &app, Action &action);
 

@@ -22,7 +22,7 @@ void addMove(CLI::App &app, Action &action)
     command.add_option("--to", ends->to, "Where it is to be")->option_text("the same")->required();
     command.callback([&action, ends] {
         action = [ends] {
-            const Moved moved = moveDatabase(ends->from, ends->to);
+            const Carried moved = moveDatabase(ends->from, ends->to);
             std::cout << moved.circles << " circles with " << moved.members << " members and "
                       << moved.beams << " beams were carried, read again and found the same"
                       << std::endl;

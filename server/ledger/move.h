@@ -1,21 +1,14 @@
 // Carries a database from one engine to the other.
 #pragma once
 
-#include <cstdint>
-#include <string>
+#include "carry.h"
 
 namespace kivolo::server {
-
-/// What was carried.
-struct Moved
-{
-    std::int64_t circles = 0, members = 0, beams = 0;
-};
 
 /// Copies everything into a database that has no circle yet, reads it again from there and
 /// compares. Either all of it is there afterwards or nothing; what it came from stays as it is.
 /// Throws std::runtime_error with one sentence for the operator, also where a server is seen to use
 /// one of the two.
-Moved moveDatabase(const std::string &from, const std::string &to);
+Carried moveDatabase(const std::string &from, const std::string &to);
 
 } // namespace kivolo::server

@@ -21,7 +21,7 @@ std::unique_ptr<Ledger> naming(const std::string &database, Open open)
 std::unique_ptr<Ledger> openLedger(std::string_view database, Clock clock, LedgerSettings settings)
 {
     constexpr std::string_view file = "sqlite:";
-    if (database.starts_with("postgresql://") || database.starts_with("postgres://")) {
+    if (PostgresAddress::isOne(database)) {
         const PostgresAddress address{std::string(database)};
         return naming(address.name(), [&] {
             prepareSchema(address, settings.patience, settings.trialMigrations);

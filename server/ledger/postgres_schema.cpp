@@ -35,6 +35,13 @@ const Schema schema{
 // find them at their next attempt.
 constexpr int attempts = 5;
 
+int lockedVersion(soci::session &session)
+{
+    int version = 0;
+    session << "SELECT version FROM schema_version FOR UPDATE", soci::into(version);
+    return version;
+}
+
 /// Undoes it all again where it is not to be kept.
 void bringUpToDate(PostgresConnection &connection, const Schema &wanted, bool keep)
 {
@@ -49,8 +56,7 @@ void bringUpToDate(PostgresConnection &connection, const Schema &wanted, bool ke
             session << "CREATE TABLE schema_version (version INTEGER NOT NULL)";
             session << "INSERT INTO schema_version (version) VALUES (0)";
         }
-        int version = 0;
-        session << "SELECT version FROM schema_version FOR UPDATE", soci::into(version);
+        const int version = lockedVersion(session);
         if (version == wanted.version())
             return;
         wanted.bringUpToDate(session, version);
@@ -78,6 +84,24 @@ void prepareSchema(const PostgresAddress &address, std::chrono::milliseconds pat
                 throw;
         }
     }
+}
+
+void createTablesOfPostgres(soci::session &session)
+{
+    schema.bringUpToDate(session, 0);
+}
+
+void keepOthersFromStarting(soci::session &session)
+{
+    lockedVersion(session);
+}
+
+void requireThisVersion(soci::session &session)
+{
+    int version = 0;
+    session << "SELECT version FROM schema_version", soci::into(version);
+    if (version != schema.version())
+        throw std::runtime_error("its tables are those of another version");
 }
 
 void checkSchema(const PostgresAddress &address)

@@ -22,6 +22,11 @@ public:
     /// takes writes. Throws std::runtime_error with a sentence.
     explicit PostgresAddress(const std::string &uri);
 
+    static bool isOne(std::string_view database)
+    {
+        return database.starts_with("postgresql://") || database.starts_with("postgres://");
+    }
+
     /// For libpq. May hold a password.
     const std::string &connectString() const { return connectString_; }
     /// For the operator, without secrets.

@@ -107,6 +107,13 @@ void keepCopy(SqliteFile &file, int version)
         copy.string());
 }
 
+void bringUpToDate(soci::session &session, const Schema &wanted, int from)
+{
+    wanted.bringUpToDate(session, from);
+    session << "PRAGMA application_id = " << applicationId;
+    session << "PRAGMA user_version = " << wanted.version();
+}
+
 } // namespace
 
 bool isOurs(soci::session &session)
@@ -117,6 +124,11 @@ bool isOurs(soci::session &session)
     session << "SELECT count(*) FROM sqlite_master", soci::into(tables);
     session << "PRAGMA application_id", soci::into(id);
     return tables == 0 || id == applicationId;
+}
+
+void createTablesOfFile(soci::session &session)
+{
+    bringUpToDate(session, schema, 0);
 }
 
 void prepareSchema(SqliteConnection &connection)
@@ -140,9 +152,7 @@ void bringUpToDate(SqliteConnection &connection, const std::vector<Schema::Steps
             return;
         if (version >= wanted.first && version < wanted.version())
             keepCopy(connection.file(), version);
-        wanted.bringUpToDate(session, version);
-        session << "PRAGMA application_id = " << applicationId;
-        session << "PRAGMA user_version = " << wanted.version();
+        bringUpToDate(session, wanted, version);
     });
     transaction.commit();
 }

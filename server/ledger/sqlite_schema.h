@@ -9,6 +9,9 @@ namespace kivolo::server {
 /// Whether the file is a ledger's, or a new one. Throws SOCI's errors.
 bool isOurs(soci::session &session);
 
+/// In a new file.
+void createTablesOfFile(soci::session &session);
+
 /// Creates the tables where they are missing and brings older ones up to date, all or nothing, of
 /// which it keeps a copy beside the file. Throws std::runtime_error with a sentence for the
 /// operator where the file is damaged or of a version that is not known.

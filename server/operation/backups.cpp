@@ -17,6 +17,9 @@ using std::chrono::system_clock;
 constexpr std::string_view prefix = "kivolo-";
 constexpr std::string_view suffix = ".sqlite";
 
+/// What a server that was killed has left is taken over by the next.
+constexpr std::string_view unfinished = "kivolo.part";
+
 /// In an order that is that of time.
 std::string nameAt(system_clock::time_point time)
 {
@@ -71,14 +74,21 @@ Backups::Time Backups::due() const
     return changed > system_clock::now() ? Time() : changed + every_;
 }
 
+// Several servers may have the same folder: one of them makes the copy for all.
 bool Backups::make(const std::stop_token &stop)
 {
     try {
+        Draft draft((folder_ / unfinished).string());
+        if (due() > system_clock::now())
+            return true;
         const std::filesystem::path file = folder_ / nameAt(system_clock::now());
-        backUpDatabase(database_, file.string(), stop);
+        copyDatabase(database_, draft, stop);
+        draft.nameIt(file.string());
         rotate();
         spdlog::info("the database was copied to {}", file.string());
         return true;
+    } catch (const Draft::Taken &) {
+        return false;
     } catch (const std::exception &error) {
         if (!stop.stop_requested())
             spdlog::error("{}", error.what());

@@ -270,7 +270,7 @@ TEST_F(PostgresLedger, IsMovedToAndFromWithoutItsMembersNoticing)
     };
     const std::string before = told(file);
     for (const auto &[from, to] : {std::pair(file, server), {server, back}}) {
-        const Moved moved = moveDatabase(from, to);
+        const Carried moved = moveDatabase(from, to);
         EXPECT_EQ(moved.circles, 3);
         EXPECT_EQ(moved.members, 4);
         EXPECT_EQ(moved.beams, 6);

@@ -21,6 +21,8 @@ public:
     /// The one of this program, which is started when it is first asked for.
     static Postgres &ofThisProgram();
 
+    /// Of the database `postgres`.
+    std::string address() const;
     /// The address of a new, empty database, or rather of a name space that looks like one.
     std::string newDatabase();
     /// Has the server do that, and gives back the first thing that it tells.
@@ -32,7 +34,6 @@ public:
 
 private:
     void start();
-    std::string address() const;
 
     std::filesystem::path folder_;
     pid_t process_ = -1;

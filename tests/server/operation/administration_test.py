@@ -2,7 +2,6 @@
 
 import json
 import os
-import sqlite3
 import threading
 import time
 import unittest
@@ -105,17 +104,16 @@ class Administration(stage.OperationTest):
         for _ in range(300):
             server.send(ana, "x" * 9_000)
         server.end()
-        file = self.folder / "kivolo.sqlite"
-        with sqlite3.connect(file) as database:
-            database.execute("UPDATE beam SET created_at = created_at - 864000,"
-                             " tick = tick - 864000")
+        self.sql("UPDATE beam SET created_at = created_at - 864000, tick = tick - 864000")
         server = self.serving()
         server.send(ana, "new")
         server.end()
-        before = os.path.getsize(file)
+        file = self.database.removeprefix("sqlite:")
+        before = stage.POSTGRES or os.path.getsize(file)
         server = self.serving("--keep", "9")
         deadline = time.monotonic() + 60
-        while int(self.table("circles")[0][3]) > 9_000 or os.path.getsize(file) > before / 4:
+        while (int(self.table("circles")[0][3]) > 9_000
+               or not stage.POSTGRES and os.path.getsize(file) > before / 4):
             self.assertLess(time.monotonic(), deadline)
             time.sleep(0.05)
         beams = server.get(f"/history?circle_id={ana['circle_id']}&limit=9")["beams"]

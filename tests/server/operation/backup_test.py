@@ -1,6 +1,9 @@
 """Copies of a database: made while it is used, kept, and put in its place."""
 
+import fcntl
+import re
 import sqlite3
+import tempfile
 import threading
 import time
 import unittest
@@ -13,6 +16,18 @@ class Backup(stage.OperationTest):
         with sqlite3.connect(f"file:{file}?mode=ro", uri=True) as database:
             self.assertEqual(database.execute("PRAGMA integrity_check").fetchone()[0], "ok")
             return [body for body, in database.execute("SELECT body FROM beam ORDER BY number")]
+
+    def bodies_of(self, database):
+        with tempfile.TemporaryDirectory() as folder:
+            status, _, errors = self.run_server("backup", f"{folder}/copy", "--database", database)
+            self.assertEqual(status, 0, errors)
+            return self.bodies(f"{folder}/copy")
+
+    def kept(self, output):
+        """The address of what a restore has kept."""
+        name = re.search("is kept as (?:the schema )?(.*)", output)[1]
+        return (f"{self.database}&options=-csearch_path%3D{name}" if stage.POSTGRES
+                else f"sqlite:{name}")
 
     def test_a_backup_is_made_of_one_moment_however_much_others_write(self):
         server = self.serving()
@@ -37,11 +52,37 @@ class Backup(stage.OperationTest):
             found = self.bodies(self.folder / f"{number}.sqlite")
             self.assertEqual(len(found), len(sent[:len(found)]))
             self.assertEqual(found[1:], [body * 100 for body in sent[1:len(found)]])
-        status, _, errors = self.run_server(
-            "backup", self.folder / "0.sqlite", "--database", self.database)
-        self.assertEqual((status, "there is a file" in errors), (1, True))
+        left = self.folder / "left.sqlite.part"
+        left.write_text("by one that was killed")
+        with left.open() as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            for name, trouble in (("0", "there is a file"), ("left", "by another process"),
+                                  ("no/folder", "No such file")):
+                status, _, errors = self.run_server(
+                    "backup", self.folder / f"{name}.sqlite", "--database", self.database)
+                self.assertEqual((status, trouble in errors), (1, True), errors)
+        self.command("backup", self.folder / "left.sqlite")
+        self.assertEqual(len(self.bodies(self.folder / "left.sqlite")), len(sent))
+        self.assertEqual(list(self.folder.glob("*.part")), [])
 
     def test_after_a_restore_nobody_misses_what_is_sent_from_then_on(self):
+        def restored():
+            self.assertEqual(len(self.bodies_of(self.kept(
+                self.command("restore", self.folder / "copy.sqlite")))), 101)
+
+        # As from an operator's own copy of the database.
+        def put_back_by_other_means():
+            self.sql(f"UPDATE circle SET tick = {int(time.time())}")
+            self.sql("DELETE FROM beam WHERE body LIKE 'lost%'")
+            self.command("advance")
+
+        for put_back in (restored, put_back_by_other_means):
+            with self.subTest(put_back.__name__):
+                self.database = self.new_database()
+                self.put_back_and_go_on(put_back)
+                (self.folder / "copy.sqlite").unlink()
+
+    def put_back_and_go_on(self, put_back):
         server = self.serving()
         ana = server.circle("ana")
         ben = server.join(ana["code"], "ben")
@@ -53,12 +94,12 @@ class Backup(stage.OperationTest):
         since["knows what was lost"] = server.poll(ben)["server_time"] - 1
         self.assertGreater(since["knows what was lost"], time.time() + 60)
 
-        status, _, errors = self.run_server("restore", self.folder / "copy.sqlite",
-                                            "--database", self.database)
-        self.assertEqual((status, "a server uses it" in errors), (1, True))
+        for command in (["restore", self.folder / "copy.sqlite"], ["advance"]):
+            status, _, errors = self.run_server(*command, "--database", self.database)
+            self.assertEqual((status, "a server uses it" in errors), (1, True), errors)
         self.assertEqual(len(server.poll(ben)["beams"]), 101)
         server.end()
-        self.assertIn("is kept as", self.command("restore", self.folder / "copy.sqlite"))
+        put_back()
 
         server = self.serving("--hold", "0")
         since["has been away from the beginning"] = 0
@@ -71,8 +112,27 @@ class Backup(stage.OperationTest):
                         new = [f"new {n}" for n in range(number + 1)]
                         self.assertEqual(found[-len(new):], new)
         server.end()
-        old = next(self.folder.glob("kivolo.sqlite.before-restore-*[0-9]"))
-        self.assertEqual(len(self.bodies(old)), 101)
+
+    @unittest.skipUnless(stage.POSTGRES, "two engines are needed")
+    def test_a_backup_is_for_either_engine(self):
+        server = self.serving()
+        ana = server.circle("ana")
+        ben = server.join(ana["code"], "ben")
+        server.send(ana, "as it is: \\ ' \" {} \n \u00e9", effect="shake")
+        server.send(ben, "sealed", open_at=int(time.time()) + 9_000)
+        told = server.poll(ben)["beams"]
+        for number, database in enumerate((f"sqlite:{self.folder / 'other.sqlite'}",
+                                           self.new_database())):
+            copy = self.folder / f"{number}.sqlite"
+            self.command("backup", copy)
+            server.end()
+            self.database = database
+            self.command("restore", copy)
+            server = self.serving()
+            self.assertEqual(server.poll(ben)["beams"], told)
+            server.send(ana, "new")
+            told = server.poll(ben)["beams"]
+            self.assertEqual(told[-1]["body"], "new")
 
     def test_what_is_no_sound_backup_replaces_nothing(self):
         server = self.serving()
@@ -96,18 +156,17 @@ class Backup(stage.OperationTest):
                 status, output, errors = self.run_server(
                     "restore", self.folder / f"{name}.sqlite", "--database", self.database)
                 self.assertEqual((status, output, len(errors.splitlines())), (1, "", 1))
-                self.assertEqual(len(self.bodies(self.folder / "kivolo.sqlite")), 50)
+                self.assertEqual(len(self.bodies_of(self.database)), 50)
                 self.assertEqual(list(self.folder.glob("*.restored*")), [])
-        # And where there is no database, it is put there.
-        for file in self.folder.glob("kivolo.sqlite*"):
-            file.unlink()
-        self.command("restore", self.folder / "good.sqlite")
-        self.assertEqual(len(self.bodies(self.folder / "kivolo.sqlite")), 50)
+        self.database = self.new_database()  # where there is nothing yet, it is put there
+        self.assertNotIn("is kept", self.command("restore", self.folder / "good.sqlite"))
+        self.assertEqual(len(self.bodies_of(self.database)), 50)
 
     def test_a_server_makes_copies_by_itself_and_keeps_the_latest(self):
         place = self.folder / "copies"
         place.mkdir()
         (place / "kivolo-of-somebody.sqlite").write_text("stays")
+        (place / "kivolo.part").write_text("left by one that was killed")
         server = self.serving("--backup-directory", str(place), "--backup-every", "0.0003",
                               "--backup-keep", "2")
         server.send(server.circle(), "kept")
@@ -122,6 +181,7 @@ class Backup(stage.OperationTest):
         self.assertEqual(left, sorted(seen | set(left))[-2:])
         self.assertEqual(self.bodies(place / left[-1]), ["kept"])
         self.assertTrue((place / "kivolo-of-somebody.sqlite").exists())
+        self.assertFalse((place / "kivolo.part").exists())
 
 
 unittest.main()

@@ -59,7 +59,7 @@ class Desk(stage.OperationTest):
         first = self.serving()
         first.circle()
         first.end()
-        database = sqlite3.connect(self.folder / "kivolo.sqlite", isolation_level=None)
+        database = sqlite3.connect(self.database.removeprefix("sqlite:"), isolation_level=None)
         self.addCleanup(database.close)
         for before, arguments, after, expected in (
             ("SELECT 1", [], "SELECT 1", "ready\n"),

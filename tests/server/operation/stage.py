@@ -2,15 +2,19 @@
 
 import contextlib
 import http.client
+import itertools
 import json
 import os
 import pathlib
 import re
 import signal
+import sqlite3
 import subprocess
 import tempfile
 import unittest
 
+# Where these tests are to be about PostgreSQL: what is there to make databases in.
+POSTGRES = os.environ.get("KIVOLO_TEST_POSTGRES")
 SERVER = os.environ["KIVOLO_SERVER_PROGRAM"]
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 
@@ -88,7 +92,26 @@ class OperationTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
-        self.database = f"sqlite:{self.folder / 'kivolo.sqlite'}"
+        self.database = self.new_database()
+
+    numbers_of_databases = itertools.count(1)
+
+    def new_database(self):
+        number = next(self.numbers_of_databases)
+        if not POSTGRES:
+            return f"sqlite:{self.folder / f'kivolo{number}.sqlite'}"
+        self.sql(f"CREATE DATABASE kivolo{number} TEMPLATE template0", POSTGRES)
+        return POSTGRES.replace("/postgres?", f"/kivolo{number}?")
+
+    def sql(self, statement, database=None):
+        """Changes a database behind the server's back."""
+        database = database or self.database
+        if POSTGRES:
+            subprocess.run(["psql", "-qc", statement, database], check=True)
+        else:
+            with contextlib.closing(sqlite3.connect(database.partition(":")[2])) as connection:
+                connection.execute(statement)
+                connection.commit()
 
     def run_server(self, *arguments, environment=None):
         """What a command prints, with where that was: its exit status, its output, its errors."""
