@@ -172,7 +172,7 @@ class OpenApi(stage.OperationTest):
             server.end()
         # Nothing can be looked up any more.
         server = self.serving()
-        for file in self.folder.glob("kivolo.sqlite*"):
+        for file in self.folder.glob("kivolo*.sqlite*"):
             file.unlink()
         while self.ask(server, "me", values["me"], {}).status != 503:
             pass
