@@ -23,6 +23,8 @@ SqliteConnection::SqliteConnection(SqliteFile &file, std::chrono::milliseconds p
         // Before anything else is set: another program's database stays as it is.
         if (!isOurs(session_))
             throw std::runtime_error("it is a database of another program");
+        if (hasMoved())
+            throw std::runtime_error("another was put in its place meanwhile; please try again");
         session_ << "PRAGMA auto_vacuum = INCREMENTAL"; // changes new files alone
         std::string mode;
         session_ << "PRAGMA journal_mode = WAL", soci::into(mode);
@@ -39,6 +41,14 @@ SqliteConnection::SqliteConnection(SqliteFile &file, std::chrono::milliseconds p
 sqlite_api::sqlite3 *SqliteConnection::handle()
 {
     return static_cast<soci::sqlite3_session_backend *>(session_.get_backend())->conn_;
+}
+
+// While a restore had it locked, as a rule.
+bool SqliteConnection::hasMoved()
+{
+    int moved = 0;
+    sqlite_api::sqlite3_file_control(handle(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    return moved != 0;
 }
 
 void SqliteConnection::setPatience(std::chrono::milliseconds patience)

@@ -60,6 +60,7 @@ public:
     }
 
 private:
+    bool hasMoved();
     sqlite_api::sqlite3 *handle();
     static soci::sqlite3_statement_backend &backendOf(soci::statement &statement)
     {

@@ -1,6 +1,9 @@
 """Copies of a database: made while it is used, kept, and put in its place."""
 
+import contextlib
 import fcntl
+import os
+import pathlib
 import re
 import sqlite3
 import tempfile
@@ -133,6 +136,32 @@ class Backup(stage.OperationTest):
             server.send(ana, "new")
             told = server.poll(ben)["beams"]
             self.assertEqual(told[-1]["body"], "new")
+
+    @unittest.skipIf(stage.POSTGRES, "it is about a file")
+    def test_who_starts_during_a_restore_does_not_go_on_with_what_was_there(self):
+        self.command("create-circle")
+        file = self.database.removeprefix("sqlite:")
+        self.command("backup", self.folder / "copy.sqlite")
+        starting = []
+        with open(file, "r+b") as locked:  # as by a restore
+            fcntl.lockf(locked, fcntl.LOCK_EX, 512, 0x40000000)
+            waiting = threading.Thread(target=lambda: starting.append(
+                self.run_server("stats", "--database", self.database)))
+            waiting.start()
+            while not self.others_have(file):
+                pass
+            os.rename(self.folder / "copy.sqlite", file)
+        waiting.join()
+        status, _, errors = starting[0]
+        self.assertEqual((status, "another was put in its place" in errors), (1, True), errors)
+
+    def others_have(self, file):
+        """Whether another process has opened it."""
+        for link in pathlib.Path("/proc").glob("[0-9]*/fd/*"):
+            with contextlib.suppress(OSError):
+                if os.readlink(link) == file and f"/{os.getpid()}/" not in str(link):
+                    return True
+        return False
 
     def test_what_is_no_sound_backup_replaces_nothing(self):
         server = self.serving()
