@@ -5,6 +5,20 @@
 
 namespace kivolo::server::test {
 
+namespace {
+
+/// Of a circle whose number is the member's without its last digit.
+Seat seatOf(std::int64_t member, Tick tick)
+{
+    Seat seat;
+    seat.circle.number = member / 10;
+    seat.circle.tick = tick;
+    seat.member.number = member;
+    return seat;
+}
+
+} // namespace
+
 // Who is released by what, and who is not.
 TEST(Holds, ReleaseWhomAChangeConcerns)
 {
@@ -12,15 +26,8 @@ TEST(Holds, ReleaseWhomAChangeConcerns)
     Holds holds(std::chrono::seconds(25), [&] { return now; });
     std::map<std::int64_t, http::Held> waiting;
     std::vector<std::int64_t> released;
-    const auto seat = [](std::int64_t member) {
-        Seat taken;
-        taken.circle.number = member / 10;
-        taken.member.number = member;
-        taken.circle.tick = 5;
-        return taken;
-    };
     const auto hold = [&](std::int64_t member) {
-        std::optional<http::Held> held = holds.hold(seat(member));
+        std::optional<http::Held> held = holds.hold(seatOf(member, 5));
         if (!held)
             return false;
         held->place->onRelease = [&released, member] { released.push_back(member); };
@@ -68,27 +75,21 @@ TEST(Holds, KnowWhatWasAnnouncedBeforeSomebodyWaits)
 {
     std::chrono::steady_clock::time_point now{};
     Holds holds(std::chrono::seconds(25), [&] { return now; });
-    const auto missed = [&](std::int64_t circle, std::int64_t member, Tick tick,
-                            std::chrono::steady_clock::time_point asked) {
-        Seat seat;
-        seat.circle.number = circle;
-        seat.circle.tick = tick;
-        seat.member.number = member;
-        return holds.mayHaveMissed(seat, asked);
-    };
     holds.announce({1, 11, 6});
     holds.announce({1, 12, 7});
     holds.announce({1, 12, 8});
     now += std::chrono::seconds(9);
     holds.announce({2, 21, 5});
-    EXPECT_TRUE(missed(1, 11, 7, now));
-    EXPECT_FALSE(missed(1, 11, 8, now)) << "it was seen";
-    EXPECT_TRUE(missed(1, 12, 5, now)) << "one of somebody else is between his own";
-    EXPECT_FALSE(missed(1, 12, 6, now)) << "his own";
-    EXPECT_FALSE(missed(3, 31, 5, now));
+    EXPECT_TRUE(holds.mayHaveMissed(seatOf(11, 7), now));
+    EXPECT_FALSE(holds.mayHaveMissed(seatOf(11, 8), now)) << "it was seen";
+    EXPECT_TRUE(holds.mayHaveMissed(seatOf(12, 5), now))
+        << "one of somebody else is between his own";
+    EXPECT_FALSE(holds.mayHaveMissed(seatOf(12, 6), now)) << "his own";
+    EXPECT_FALSE(holds.mayHaveMissed(seatOf(31, 5), now));
     now += std::chrono::seconds(9);
-    EXPECT_TRUE(missed(2, 22, 4, now - std::chrono::seconds(9)));
-    EXPECT_TRUE(missed(3, 31, 5, now - std::chrono::seconds(10))) << "nobody knows any more";
+    EXPECT_TRUE(holds.mayHaveMissed(seatOf(22, 4), now - std::chrono::seconds(9)));
+    EXPECT_TRUE(holds.mayHaveMissed(seatOf(31, 5), now - std::chrono::seconds(10)))
+        << "nobody knows any more";
 }
 
 } // namespace kivolo::server::test

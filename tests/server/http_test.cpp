@@ -113,9 +113,8 @@ struct RunningServer
                        "&circle_id=" + ana.text("circle_id"));
     }
 
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a"), ben = house.join(code, "b");
+    Pair house;
+    const Told &ana = house.ana, &ben = house.ben;
     std::atomic<int> waits = 0; ///< How often a request was held or told to come again.
     Serving serving;
     const std::uint16_t port = portOf(serving.listen());
@@ -422,10 +421,10 @@ TEST(Waiting, OfASeatThatIsLostIsRefusedBeforeThatIsTold)
 {
     for (const bool takenOver : {true, false}) { // or else given up for another circle
         RunningServer running({}, longHold);
-        House &house = running.house;
-        const std::string code = takenOver ? running.code : house.newCircle().text("code");
+        Pair &house = running.house;
+        const std::string code = takenOver ? house.code : house.newCircle().text("code");
         for (const char *device : {"c", "d", "e"})
-            house.join(running.code, device);
+            house.join(house.code, device);
         running.calm();
         Connection poll(running.port, running.poll());
         running.waits.wait(0);

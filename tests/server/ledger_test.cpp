@@ -3,14 +3,12 @@
 #include "allocations.h"
 #include "support.h"
 
+#include <atomic>
 #include <barrier>
-#include <condition_variable>
-#include <deque>
 #include <fstream>
 #include <future>
 #include <gtest/gtest.h>
 #include <latch>
-#include <mutex>
 #include <random>
 #include <thread>
 
@@ -22,33 +20,24 @@ namespace {
 class Gate
 {
 public:
-    void shut() { set(false); }
-    void open() { set(true); }
+    void shut() { open_ = false; }
+    void open()
+    {
+        open_ = true;
+        open_.notify_all();
+    }
     void pass()
     {
-        std::unique_lock lock(mutex_);
         waiting_ = true;
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return open_; });
+        waiting_.notify_all();
+        open_.wait(false);
         waiting_ = false;
     }
-    void awaitWaiting()
-    {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return waiting_; });
-    }
+    void awaitWaiting() const { waiting_.wait(false); }
 
 private:
-    void set(bool open)
-    {
-        const std::lock_guard lock(mutex_);
-        open_ = open;
-        changed_.notify_all();
-    }
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool open_ = true;
-    bool waiting_ = false;
+    std::atomic<bool> open_ = true;
+    std::atomic<bool> waiting_ = false;
 };
 
 /// How reading ends, once it has.
@@ -84,45 +73,39 @@ void onEveryReader(Ledger &ledger, const std::function<void(LedgerView &)> &acti
 } // namespace
 
 // The polls run either in the process that writes or, as those of a second server on the same
-// file, in one that knows nothing of the write but its lock.
-class DelayedCommit : public testing::TestWithParam<bool>
-{};
-
-TEST_P(DelayedCommit, IsNotMissedByAnyLaterPoll)
+// database, in one that knows nothing of the write but its lock.
+TEST(Ledger, ADelayedCommitIsNotMissedByAnyLaterPoll)
 {
-    Gate gate;
-    House writing({}, [&gate] { gate.pass(); });
-    Neighbour neighbour(writing);
-    Circles &polled = GetParam() ? neighbour.circles : writing.circles;
-    const std::string code = writing.newCircle().text("code");
-    const Told ana = writing.join(code, "a");
-    const Told ben = writing.join(code, "b");
-    const auto poll = [&](Tick since) { return pollThrough(polled, ben, since); };
-    sendThrough(writing.circles, ana);
-    Tick since = poll(0).serverTime - 1;
-    writing.time.advance(-86'400); // which puts no beam before what was told
-    settle(*writing.ledger);
+    for (const bool elsewhere : {false, true}) {
+        Gate gate;
+        Pair writing({}, [&gate] { gate.pass(); });
+        Neighbour neighbour(writing);
+        Circles &polled = elsewhere ? neighbour.circles : writing.circles;
+        const auto poll = [&](Tick since) { return pollThrough(polled, writing.ben, since); };
+        sendThrough(writing.circles, writing.ana);
+        Tick since = poll(0).serverTime - 1;
+        writing.time.advance(-86'400); // which puts no beam before what was told
+        settle(*writing.ledger);
 
-    gate.shut();
-    std::promise<std::string> accepted;
-    writing.circles.send(textFrom(ana),
-                         [&](Outcome<Beam> beam) { accepted.set_value(beam.take().id); });
-    gate.awaitWaiting();
-    for (int i = 0; i < 5; ++i) { // five polls, ten seconds each, while the disk does not answer
-        writing.time.advance(10);
-        const Poll empty = poll(since);
-        EXPECT_TRUE(empty.beams.empty());
-        since = empty.serverTime - 1;
+        gate.shut();
+        std::promise<std::string> accepted;
+        writing.circles.send(textFrom(writing.ana),
+                             [&](Outcome<Beam> beam) { accepted.set_value(beam.take().id); });
+        gate.awaitWaiting();
+        for (int i = 0; i < 5; ++i) { // ten seconds each, while the disk does not answer
+            writing.time.advance(10);
+            const Poll empty = poll(since);
+            EXPECT_TRUE(empty.beams.empty());
+            since = empty.serverTime - 1;
+        }
+        gate.open();
+        const std::string id = accepted.get_future().get();
+        const Poll found = poll(since);
+        ASSERT_EQ(found.beams.size(), 1u);
+        EXPECT_EQ(found.beams[0].id, id);
+        EXPECT_TRUE(poll(found.serverTime - 1).beams.empty()) << "it came a second time";
     }
-    gate.open();
-    const std::string id = accepted.get_future().get();
-    const Poll found = poll(since);
-    ASSERT_EQ(found.beams.size(), 1u);
-    EXPECT_EQ(found.beams[0].id, id);
-    EXPECT_TRUE(poll(found.serverTime - 1).beams.empty()) << "it came a second time";
 }
-
-INSTANTIATE_TEST_SUITE_P(Ledger, DelayedCommit, testing::Bool());
 
 // A glance remembers. What it tells is nevertheless what is on disk, whichever of two processes has
 // changed it, however many commits that was and wherever they stand in the log.
@@ -180,36 +163,19 @@ TEST(SqliteLedger, AGlanceTellsWhatIsOnDisk)
     }
 }
 
-TEST(Ledger, ACursorFromBeforeARestoredBackupStartsOver)
-{
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a");
-    const Told ben = house.join(code, "b");
-    const std::string id = house.sendText(ana, "x").text("id");
-    const Tick told = nextSince(house.poll(ben, 0)) + 500; // by beams that the backup has not
-    const Told reply = house.poll(ben, told);
-    ASSERT_EQ(reply.beams().size(), 1u);
-    EXPECT_EQ(reply.beams()[0].at("id").as_string(), id);
-    EXPECT_LT(nextSince(reply), told);
-}
-
 // A read that fails in the middle must not keep the connection at the state it had then.
 TEST(Ledger, SeesWhatIsNewAfterAReadThatRanOutOfMemory)
 {
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a");
-    const Told ben = house.join(code, "b");
-    const Tick since = nextSince(house.poll(ben, 0));
+    Pair house;
+    const Tick since = nextSince(house.poll(house.ben, 0));
     for (int i = 0; i < 3; ++i)
-        house.sendText(ana, std::string(9'000, 'x'));
+        house.sendText(house.ana, std::string(9'000, 'x'));
     onEveryReader(*house.ledger, [](LedgerView &) { failAllocations(9'000); });
-    const Told failed = house.poll(ben, since);
+    const Told failed = house.poll(house.ben, since);
     onEveryReader(*house.ledger, [](LedgerView &) { failAllocations(0); });
     EXPECT_EQ(failed.status, 500u);
-    house.sendText(ana, "new");
-    onEveryReader(*house.ledger, [key = ben.text("circle_id")](LedgerView &ledger) {
+    house.sendText(house.ana, "new");
+    onEveryReader(*house.ledger, [key = house.ben.text("circle_id")](LedgerView &ledger) {
         EXPECT_EQ(ledger.latestSizes(ledger.seatOfKey(key)->circle.number, 9).size(), 4u);
     });
 }
@@ -337,13 +303,11 @@ TEST(Ledger, WhatCouldNotBeBegunWithinThePatienceNeverIs)
 // Each change once, in order, whoever else writes; and nothing of what this process does itself.
 TEST(SqliteLedger, HearsWhatOtherProcessesCommit)
 {
-    House house;
+    Pair house;
     Heard heard;
     Neighbour neighbour(house, {.watchInterval = std::chrono::milliseconds(1)});
-    const Told home = house.newCircle();
-    const Told ana = house.join(home.text("code"), "a");
-    const Told ben = house.join(home.text("code"), "b");
     const Told other = house.newCircle();
+    house.join(house.code, "b", "Bea");
     neighbour.ledger->watch(heard.observer());
     const auto expect = [&heard](std::int64_t circle, std::int64_t sender, bool beam) {
         const Change change = heard.next();
@@ -354,13 +318,13 @@ TEST(SqliteLedger, HearsWhatOtherProcessesCommit)
     };
     expect(1, 0, false); // what was before it began to listen
     for (int i = 0; i < 3; ++i) {
-        sendThrough(house.circles, ana);
+        sendThrough(house.circles, house.ana);
         const Tick tick = expect(1, 1, true);
-        sendThrough(neighbour.circles, ben); // between the others', in the same file
-        sendThrough(house.circles, ben);
+        sendThrough(neighbour.circles, house.ben); // between the others', in the same file
+        sendThrough(house.circles, house.ben);
         EXPECT_EQ(expect(1, 2, true), tick + 2);
     }
-    house.join(home.text("code"), "b", "Ben"); // another name
+    house.join(house.code, "b", "Ben"); // another name
     expect(1, 0, false);
     house.join(other.text("code"), "b"); // moves away
     expect(1, 0, false);
@@ -382,17 +346,15 @@ TEST(SqliteLedger, HearsWhatOtherProcessesCommit)
 
 TEST(Ledger, IsBroughtUpToDateAsAWholeOrNotAtAll)
 {
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ben = house.join(code, "b");
-    house.sendText(house.join(code, "a"), "x");
+    Pair house;
+    house.sendText(house.ana, "x");
     house.ledger.reset();
     const auto start = [&](std::vector<std::vector<std::string>> migrations) {
         try {
             const auto ledger = openLedger(house.database, house.time.clock(),
                                            {.trialMigrations = std::move(migrations)});
             Circles circles(*ledger, house.time.clock(), systemRandomness, {});
-            EXPECT_EQ(pollThrough(circles, ben, 0).beams.size(), 1u);
+            EXPECT_EQ(pollThrough(circles, house.ben, 0).beams.size(), 1u);
         } catch (const std::runtime_error &error) {
             return std::string(error.what());
         }

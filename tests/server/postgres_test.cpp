@@ -31,15 +31,6 @@ void await(const std::string &sql, const std::string &answer)
 
 constexpr const char *ours = " FROM pg_stat_activity WHERE application_name = 'kivolo-server'";
 
-/// A circle with two members and nothing in it.
-struct Pair
-{
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a");
-    const Told ben = house.join(code, "b");
-};
-
 class PostgresLedger : public testing::Test
 {
 protected:
@@ -58,7 +49,7 @@ TEST_F(PostgresLedger, ProcessesTellEachOtherWhatTheyCommit)
         Pair pair;
         Seat seen;
         const auto look = [&](Ledger::Done done) {
-            pair.house.ledger->read(
+            pair.ledger->read(
                 [&](LedgerView &view) { seen = *view.seatOfKey(pair.ben.text("circle_id")); },
                 std::move(done));
         };
@@ -70,20 +61,20 @@ TEST_F(PostgresLedger, ProcessesTellEachOtherWhatTheyCommit)
         lookNow();
         const Ledger::Waiting waiting{seen.circle.number, seen.circle.tick, seen.circle.regrouped};
         Heard heard;
-        Neighbour neighbour(pair.house, {.lookInterval = milliseconds(5), .notify = notify});
+        Neighbour neighbour(pair, {.lookInterval = milliseconds(5), .notify = notify});
         Ledger::Observer observer = heard.observer();
         if (!notify)
             observer.whatFor = [&](const auto &answer) { answer({waiting}); };
         neighbour.ledger->watch(observer);
         if (notify) // then both listen
             await("SELECT count(*) > 1" + std::string(ours) + " AND query LIKE 'NOTIFY%'", "t");
-        sendThrough(pair.house.circles, pair.ana);
+        sendThrough(pair.circles, pair.ana);
         lookNow();
         const Change beam = heard.next();
         EXPECT_EQ(beam.circle, seen.circle.number);
         EXPECT_EQ(beam.sender, seen.circle.sender);
         EXPECT_EQ(beam.tick, seen.circle.tick);
-        pair.house.join(pair.code, "c");
+        pair.join(pair.code, "c");
         Change members = heard.next();
         while (members.sender != 0)
             members = heard.next(); // which is told again and again where one looks
@@ -98,7 +89,7 @@ TEST_F(PostgresLedger, OutlivesItsConnectionsAndItsServer)
     Postgres &postgres = Postgres::ofThisProgram();
     Pair pair;
     constexpr milliseconds patience{700};
-    Neighbour neighbour(pair.house, {.patience = patience});
+    Neighbour neighbour(pair, {.patience = patience});
     const std::pair<const char *, std::function<void()>> troubles[] = {
         {"connections closed", [] { ask("SELECT pg_terminate_backend(pid)" + std::string(ours)); }},
         {"stopped", [&] { postgres.signal(SIGSTOP, true); }},
@@ -145,8 +136,8 @@ TEST_F(PostgresLedger, DoesNotAcknowledgeWhatMayNotHaveBeenKept)
 {
     Pair pair;
     std::function<void()> before;
-    Neighbour neighbour(pair.house, {.beforeCommit = [&] { before(); }});
-    const auto count = [&] { return pollThrough(pair.house.circles, pair.ben, 1).beams.size(); };
+    Neighbour neighbour(pair, {.beforeCommit = [&] { before(); }});
+    const auto count = [&] { return pollThrough(pair.circles, pair.ben, 1).beams.size(); };
     before = [] {
         ask("SELECT pg_terminate_backend(pid)" + std::string(ours) +
             " AND state LIKE '%transaction'");
@@ -243,14 +234,11 @@ TEST_F(PostgresLedger, WritersOfManyProcessesGetAlong)
 TEST_F(PostgresLedger, IsMovedToAndFromWithoutItsMembersNoticing)
 {
     onPostgres = false;
-    House house;
-    const std::string code = house.newCircle().text("code");
-    const Told ana = house.join(code, "a");
-    const Told ben = house.join(code, "b");
-    const Told gone = house.join(code, "c");
+    Pair house;
+    const Told gone = house.join(house.code, "c");
     house.join(house.newCircle().text("code"), "d");
-    const Tick since = pollThrough(house.circles, ben, 0).serverTime - 1;
-    for (const Told &sender : {ana, gone, ben}) {
+    const Tick since = pollThrough(house.circles, house.ben, 0).serverTime - 1;
+    for (const Told &sender : {house.ana, gone, house.ben}) {
         house.sendText(sender, "as it is: \\ ' \" {} \n \u00e9", {{"effect", "shake"}});
         house.sendText(sender, "sealed", {{"open_at", house.time.now() + 1'000}});
     }
@@ -265,7 +253,7 @@ TEST_F(PostgresLedger, IsMovedToAndFromWithoutItsMembersNoticing)
         Circles circles(*ledger, house.time.clock(), systemRandomness, {});
         std::string all;
         for (const Tick from : {Tick{0}, since})
-            all += wire::poll(pollThrough(circles, ben, from));
+            all += wire::poll(pollThrough(circles, house.ben, from));
         return all;
     };
     const std::string before = told(file);
@@ -280,7 +268,7 @@ TEST_F(PostgresLedger, IsMovedToAndFromWithoutItsMembersNoticing)
     const auto ledger = openLedger(back, house.time.clock());
     Circles circles(*ledger, house.time.clock(), systemRandomness, {});
     const auto joined = outcomeOf<Membership>([&](Done<Membership> done) {
-        circles.join({code, "Eve", "e", "x"}, std::move(done));
+        circles.join({house.code, "Eve", "e", "x"}, std::move(done));
     });
     const auto polled = outcomeOf<Circles::Polled>([&](Done<Circles::Polled> done) {
         circles.poll(

@@ -97,6 +97,14 @@ struct House
     boost::asio::thread_pool workers{1}; ///< Last, so that it ends before what it works for.
 };
 
+/// A house with a circle of two.
+struct Pair : House
+{
+    using House::House;
+    const std::string code = newCircle().text("code");
+    const Told ana = join(code, "a"), ben = join(code, "b");
+};
+
 /// What a call tells that takes a Done for its last argument, once it has.
 template<typename Result, typename Call>
 Result outcomeOf(Call &&call)

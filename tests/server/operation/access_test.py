@@ -74,7 +74,8 @@ class Access(stage.OperationTest):
         server.post("/beam", circle_id=seat["circle_id"], from_member=seat["member_id"],
                     type="doodle", body="data:image/png;base64,iVBORw0KGgo" + "A" * 2_000_001)
         for _ in range(80):
-            server.join("AAAAAAAA", "eve-device")
+            guess = server.join("AAAAAAAA", "eve-device")
+        self.assertEqual((guess.status, guess.headers["Retry-After"]), (429, "1"))
         log = server.end()
         lines = log.splitlines()
         self.assertGreater(len(lines), 80)

@@ -26,25 +26,37 @@ class Settings(stage.OperationTest):
                 self.assertEqual(made["max_seats"], expected)
                 server.end()
 
-    def certificate(self, name, days):
-        made = [str(self.folder / f"{name}.{kind}") for kind in ("crt", "key")]
-        subprocess.run(
-            ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-             "-nodes", "-subj", "/CN=x", "-days", str(days), "-out", made[0], "-keyout", made[1]],
-            check=True, capture_output=True)
-        return made
+    def openssl(self, *arguments):
+        """Makes a file, and gives its name, which is the last argument."""
+        subprocess.run(["openssl", *arguments], check=True, capture_output=True)
+        return arguments[-1]
+
+    def certificate(self, name):
+        key = str(self.folder / f"{name}.key")
+        return self.openssl("req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+                            "-nodes", "-subj", "/CN=x", "-keyout", key, "-out",
+                            str(self.folder / f"{name}.crt")), key
 
     def test_check_names_what_cannot_be_used_and_changes_nothing(self):
-        certificate, key = self.certificate("good", 1)
-        other, its_key = self.certificate("other", 1)
-        subprocess.run(["openssl", "x509", "-in", other, "-signkey", its_key, "-days", "-1", "-out",
-                        self.folder / "old.crt"], check=True, capture_output=True)
+        certificate, key = self.certificate("good")
+        other, its_key = self.certificate("other")
+        old, rsa, locked = (str(self.folder / name) for name in ("old.crt", "rsa.key", "locked.key"))
+        self.openssl("x509", "-in", other, "-signkey", its_key, "-days", "-1", "-out", old)
+        self.openssl("genpkey", "-algorithm", "RSA", "-out", rsa)
+        self.openssl("pkey", "-in", key, "-aes128", "-passout", "pass:secret", "-out", locked)
         sqlite3.connect(self.folder / "strange.sqlite").execute("CREATE TABLE x (y)")
         self.write("text.sqlite", "not a database")
         tls = ["--tls-cert", certificate, "--tls-key"]
         for arguments, file, sentence in (
             ([], "", "the settings can be used"),
             ([*tls, key], "", "the settings can be used"),
+            (["--bogus"], "", "--bogus"),
+            (["--circle-quota", "much"], "", "--circle-quota"),
+            (["--database-quota", "9EB"], "", "--database-quota"),
+            (["--disk-reserve", "-1"], "", "--disk-reserve"),
+            (["--hold", "46"], "", "--hold"),
+            (["--idle-seat", "0"], "", "--idle-seat"),
+            (["--max-seats", "0"], "", "--max-seats"),
             ([], "max-seats = 900", "--max-seats: Value 900 not in range"),
             ([], "hold = \"long\"", "--hold"),
             ([], "maxseats = 3", '"maxseats", and there is no such setting'),
@@ -54,9 +66,17 @@ class Settings(stage.OperationTest):
             (["--config", "/nowhere"], None, "/nowhere was not readable"),
             (["--listen", "nonsense"], "", "HOST:PORT"),
             (["--trusted-proxy", "0.0.0.0/0"], "", "a trusted proxy has to be"),
+            (["--tls-cert", "/nowhere", "--tls-key", key], "",
+             "the certificate /nowhere cannot be read: No such file"),
+            ([*tls, self.folder], "", "cannot be read: Is a directory"),
+            (["--tls-cert", key, "--tls-key", key], "", f"the certificate {key} cannot be used: "),
+            ([*tls, certificate], "", f"the key {certificate} cannot be used"),
             ([*tls, its_key], "", "does not belong to the certificate"),
-            (["--tls-cert", self.folder / "old.crt", "--tls-key", its_key], "", "has expired"),
+            ([*tls, rsa], "", "does not belong to the certificate"),
+            ([*tls, locked], "", "is protected by a passphrase"),
+            (["--tls-cert", old, "--tls-key", its_key], "", "has expired"),
             (["--site", "/nowhere"], "", "/nowhere cannot be opened"),
+            (["--database", "mysql:x"], "", "sqlite:PATH"),
             (["--database", "sqlite:/nowhere/x"], "", "nothing can be written into its folder"),
             (["--database", f"sqlite:{self.folder}/strange.sqlite"], "", "of another program"),
             (["--database", f"sqlite:{self.folder}/text.sqlite"], "", "file is not a database"),
@@ -74,9 +94,16 @@ class Settings(stage.OperationTest):
                 self.assertEqual(sorted(self.folder.iterdir()), before)
 
     def test_check_passes_beside_a_server_and_after_it(self):
+        self.database = f"sqlite:{self.folder}/a b=c.sqlite"
         server = self.serving()
         server.send(server.circle(), "kept")
         self.assertEqual(self.command("check"), "the settings can be used\n")
+        for listen, database, sentence in (
+            (server.address, self.database, "in use"),
+            ("127.0.0.1:0", "mysql:x", "sqlite:PATH or postgresql://"),
+        ):
+            status, _, errors = self.run_server("--listen", listen, "--database", database)
+            self.assertEqual((status, sentence in errors), (1, True), errors)
         server.end()
         self.assertEqual(self.command("check"), "the settings can be used\n")
 
