@@ -55,28 +55,22 @@ protected:
         StoreFixture::TearDown();
     }
 
+    /// Those that show, without what they are made of.
     static QStringList screens(const QWidget &view)
     {
         static const QStringList all{u"UpdateBanner"_s,      u"ForceUpdateView"_s,
                                      u"ActivityIndicator"_s, u"WelcomeCarousel"_s,
                                      u"OnboardingView"_s,    u"InviteWaitingView"_s,
                                      u"ComposeView"_s};
-        const auto name = [](const QWidget *widget) {
-            return QString::fromLatin1(widget->metaObject()->className())
-                .mid(int(qstrlen("kivolo::")));
-        };
-        const auto isPart = [&](const QWidget *widget) {
-            while (widget != &view && !all.contains(name(widget)))
-                widget = widget->parentWidget();
-            return widget != &view;
-        };
-        QStringList visible;
-        for (const QWidget *each : allShown<QWidget>(view)) {
-            if (all.contains(name(each)) && !isPart(each->parentWidget()))
-                visible.append(name(each));
+        QStringList found;
+        for (const QWidget *each : view.findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+            const auto name =
+                QString::fromLatin1(each->metaObject()->className()).section(u"::"_s, -1);
+            if (each->isVisible())
+                found += all.contains(name) ? QStringList(name) : screens(*each);
         }
-        visible.sort();
-        return visible;
+        found.sort();
+        return found;
     }
     /// Both views show these and no others.
     bool bothShow(const QStringList &expected) const

@@ -12,7 +12,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QImage>
-#include <QMouseEvent>
 #include <QPainter>
 #include <QProcess>
 #include <QRegion>
@@ -29,7 +28,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
 
-// Stands for a card: red to its corners, and a spot in its top-right corner that takes the mouse.
+// Stands for a card: red to its corners.
 class Card final : public PanelContent
 {
     Q_OBJECT
@@ -44,7 +43,6 @@ public:
 
     Blending blending = Blending::Blurred;
     int paints = 0;
-    int clicks = 0;
 
 protected:
     void paintEvent(QPaintEvent *) override
@@ -52,21 +50,13 @@ protected:
         ++paints;
         QPainter(this).fillRect(rect(), Qt::red);
     }
-    void mousePressEvent(QMouseEvent *event) override
-    {
-        if (QRect(width() - 30, 0, 30, 30).contains(event->position().toPoint()))
-            ++clicks;
-        else
-            event->ignore();
-    }
 };
 
 struct Shown
 {
-    explicit Shown(MainQueue &queue, bool movable = true)
+    explicit Shown(MainQueue &queue)
         : panel(std::make_shared<Panel>(
-              Panel::Options{{300, 150}, movable}, [](Panel &) { return std::make_unique<Card>(); },
-              queue))
+              Panel::Options{{300, 150}}, [](Panel &) { return std::make_unique<Card>(); }, queue))
     {}
     Card &card() const { return *static_cast<Card *>(panel->content()); }
     QWidget &window() const { return *panel->window(); }
@@ -100,11 +90,6 @@ protected:
     bool standsAt(const Shown &shown, const Rect &frame) const
     {
         return eventually([&] { return x.geometry(shown.window()) == withShadow(frame); });
-    }
-    QString pointer(const Rect &frame, QPoint inCard) const
-    {
-        const QPoint at = withShadow(frame).topLeft() + (inCard + QPoint(32, 24)) * scale();
-        return QStringLiteral("mousemove %1 %2").arg(at.x()).arg(at.y());
     }
 
     ManualMainQueue queue;
@@ -202,26 +187,6 @@ TEST_F(FloatingPanel, KeepsToItselfWhatTheWindowManagerIsAsked)
     application::raise(window);
     EXPECT_TRUE(eventually([&] { return window.isActiveWindow(); }));
     EXPECT_EQ(complaints.join(QLatin1Char('\n')).toStdString(), "");
-}
-
-TEST_F(FloatingPanel, IsDraggedByItsBackgroundWhereAsked)
-{
-    for (const bool movable : {true, false}) {
-        const Shown shown(queue, movable);
-        shown.show(place);
-        ASSERT_TRUE(standsAt(shown, place));
-        const auto drag = [&](const Rect &frame, QPoint from, QPoint to) {
-            return input(pointer(frame, from) + QStringLiteral(" mousedown 1 ") +
-                         pointer(frame, to) + QStringLiteral(" mouseup 1"));
-        };
-        const Rect expected = movable ? Rect{place.x + 40, place.y + 25, 300, 150} : place;
-        ASSERT_TRUE(drag(place, {60, 100}, {100, 75}));
-        ASSERT_TRUE(standsAt(shown, expected));
-        // What the content takes for itself does not drag.
-        ASSERT_TRUE(drag(expected, {285, 10}, {200, 60}));
-        EXPECT_TRUE(eventually([&] { return shown.card().clicks == 1; }));
-        EXPECT_EQ(shown.panel->frame(), expected);
-    }
 }
 
 TEST_F(FloatingPanel, FadesEvenlyAndThenRests)

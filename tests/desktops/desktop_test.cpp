@@ -360,6 +360,8 @@ TEST_F(DesktopTest, Buzz)
     EXPECT_TRUE(goes(-26, -10) && goes(10, 26)) << "it does not shake";
     EXPECT_EQ(name(desktop->cards(buzz).value(0).frame), name(place));
     EXPECT_TRUE(soon([&] { return !isCovered(place); })) << "it is hidden";
+    desktop->drag(place.center(), place.center() + QPoint(60, 40));
+    EXPECT_EQ(name(desktop->cards(buzz).value(0).frame), name(place)) << "it is no card to move";
     if (covered) {
         desktop->click(place.topLeft() + QPoint(420 - 28, 36));
         EXPECT_TRUE(soon([&] { return !isCovered(window); })) << "the window stays behind";

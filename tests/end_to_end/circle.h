@@ -2,14 +2,12 @@
 #pragma once
 
 #include "end_to_end/client_process.h"
-#include "end_to_end/counting_proxy.h"
 #include "servers/server_process.h"
 #include "support/eventually.h"
 
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
-#include <QUrl>
 #include <memory>
 
 namespace kivolo {
@@ -18,6 +16,7 @@ namespace kivolo {
 class Circle
 {
 public:
+    Circle();
     /// The server with its two members. Whether it could be done.
     bool start();
     /// Ana's program without its window, on the session bus at `bus` if one is given. Whether what
@@ -36,14 +35,15 @@ public:
 
 private:
     std::unique_ptr<ClientProcess> program() const;
+    QString numbers() const;
     QJsonObject post(const QString &path, const QJsonObject &body);
     QJsonObject join(const QString &device, const QString &name, const QString &code);
 
     QTemporaryDir folder_;
     QNetworkAccessManager network_;
-    ServerProcess server_{servingFrom(folder_.filePath(QStringLiteral("x.sqlite")).toStdString())};
-    QUrl origin_;
-    std::unique_ptr<CountingProxy> proxy_;
+    QString desk_ = folder_.filePath(QStringLiteral("desk")); ///< Where the server tells numbers.
+    ServerProcess server_;
+    QString origin_;
     std::unique_ptr<ClientProcess> ana_;
     QString circle_;
     QString mia_;
