@@ -46,16 +46,20 @@ Draft::Draft(std::string path)
     if (descriptor_ < 0)
         fail(path_);
     const bool locked = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
-    if (locked && leadsTo(path_, descriptor_) && ::ftruncate(descriptor_, 0) == 0)
+    if (locked && leadsTo(path_, descriptor_) && ::ftruncate(descriptor_, 0) == 0) {
+        ::unlink(journal().c_str());
         return;
+    }
     ::close(descriptor_);
     throw Taken(path_ + " is being made by another process");
 }
 
 Draft::~Draft()
 {
-    if (!named_)
+    if (!named_) {
         ::unlink(path_.c_str());
+        ::unlink(journal().c_str());
+    }
     ::close(descriptor_);
 }
 

@@ -31,6 +31,8 @@ public:
     void putInPlaceOf(const std::string &name);
 
 private:
+    /// What SQLite leaves beside it where it fails.
+    std::string journal() const { return path_ + "-journal"; }
     void flush() const;
 
     std::string path_;

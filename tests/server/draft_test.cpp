@@ -32,12 +32,14 @@ TEST(Draft, HasItsNameWhenItIsWholeAndTakesNobodyElses)
         Draft draft(part);
         EXPECT_EQ(textOf(part), "");
         EXPECT_THROW(Draft{part}, Draft::Taken);
+        write(part + "-journal", "");
         write(part, "new");
         write(name, "made meanwhile");
         EXPECT_THROW(draft.nameIt(name), std::runtime_error);
         EXPECT_EQ(textOf(name), "made meanwhile");
     }
     EXPECT_FALSE(std::filesystem::exists(part));
+    EXPECT_FALSE(std::filesystem::exists(part + "-journal"));
     Draft draft(part);
     write(part, "newer");
     draft.putInPlaceOf(name);
