@@ -10,14 +10,18 @@ bool StopwatchApplication::notify(QObject *receiver, QEvent *event)
     // Every thread's events come through here.
     if (QThread::currentThread() != thread())
         return QApplication::notify(receiver, event);
-    // The receiver may be gone when its event has been handled.
-    const bool paintsCard = event->type() == QEvent::Paint && receiver->inherits(cardClass_);
+    // Said beforehand: the receiver may be gone when its event has been handled.
+    static constexpr char painted[] = "paintedBefore";
+    const bool paintsNewCard = event->type() == QEvent::Paint && receiver->inherits(cardClass_) &&
+                               !receiver->property(painted).isValid();
+    if (paintsNewCard)
+        receiver->setProperty(painted, true);
     const Clock::time_point begin = Clock::now();
     ++depth_;
     const bool result = QApplication::notify(receiver, event);
     --depth_;
-    if (paintsCard && !painted_.contains(receiver)) {
-        painted_.append(receiver);
+    if (paintsNewCard) {
+        ++cardsPainted_;
         paintedNow_ = true;
     }
     if (depth_ > 0)
@@ -32,6 +36,6 @@ bool StopwatchApplication::notify(QObject *receiver, QEvent *event)
 void StopwatchApplication::reset(const char *cardClass)
 {
     cardClass_ = cardClass;
-    painted_.clear();
+    cardsPainted_ = 0;
     longestBlock_ = Clock::duration(0);
 }

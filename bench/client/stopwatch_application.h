@@ -13,11 +13,12 @@ public:
 
     bool notify(QObject *receiver, QEvent *event) override;
 
-    /// Forgets the cards painted and the blocks measured so far. A card is a widget of this class.
+    /// Begins to count cards and to measure blocks afresh. A card is a widget of this class.
     void reset(const char *cardClass = "kivolo::IncomingBeamView");
-    /// How many distinct cards have been painted, and when the latest was there, that is, when the
-    /// event that painted it had been handled to its end, the way to the X server included.
-    int cardsPainted() const { return static_cast<int>(painted_.size()); }
+    /// How many cards have been painted for the first time since, and when the latest was there,
+    /// that is, when the event that painted it had been handled to its end, the way to the X server
+    /// included. Those painted earlier may fade and move meanwhile; that does not count.
+    int cardsPainted() const { return cardsPainted_; }
     Clock::time_point lastCardPainted() const { return lastCardPainted_; }
     /// The longest time that the main thread spent on one event, from the event loop's taking it
     /// until its return there.
@@ -27,7 +28,7 @@ private:
     const char *cardClass_ = "";
     int depth_ = 0;
     bool paintedNow_ = false;
-    QList<QObject *> painted_;
+    int cardsPainted_ = 0;
     Clock::time_point lastCardPainted_;
     Clock::duration longestBlock_{0};
 };
