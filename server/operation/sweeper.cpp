@@ -2,7 +2,6 @@
 
 #include "ledger/pause.h"
 
-#include <algorithm>
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server {
@@ -44,10 +43,13 @@ bool Sweeper::sweep(std::chrono::seconds running, const std::stop_token &stop)
 
 bool Sweeper::hasBeenAway()
 {
-    Seconds latest = 0;
-    for (const CircleSummary &circle : caretaker_.circles())
-        latest = std::max(latest, circle.lastUse);
-    return latest < wholeSeconds(calendar_()) - 30 * day;
+    const Seconds lately = wholeSeconds(calendar_()) - 30 * day;
+    bool away = true;
+    caretaker_.eachCircle([&](const CircleSummary &circle) {
+        away = circle.lastUse < lately;
+        return away;
+    });
+    return away;
 }
 
 void Sweeper::start()

@@ -2,6 +2,7 @@
 
 #include "records/refusal.h"
 
+#include <algorithm>
 #include <future>
 #include <limits>
 #include <stdexcept>
@@ -52,16 +53,24 @@ Result Caretaker::change(const std::string &code,
     return result;
 }
 
+void Caretaker::eachCircle(const std::function<bool(const CircleSummary &)> &take)
+{
+    for (std::int64_t after = 0;;) {
+        const auto some = look<std::vector<CircleSummary>>(
+            [after](LedgerView &ledger) { return ledger.circles(after, circlesAtOnce); });
+        if (some.empty() || !std::ranges::all_of(some, take))
+            return;
+        after = some.back().number;
+    }
+}
+
 std::vector<CircleSummary> Caretaker::circles()
 {
     std::vector<CircleSummary> all;
-    for (std::size_t before = 1; before != all.size();) {
-        before = all.size();
-        const std::int64_t after = all.empty() ? 0 : all.back().number;
-        const auto more = look<std::vector<CircleSummary>>(
-            [after](LedgerView &ledger) { return ledger.circles(after, circlesAtOnce); });
-        all.insert(all.end(), more.begin(), more.end());
-    }
+    eachCircle([&](const CircleSummary &circle) {
+        all.push_back(circle);
+        return true;
+    });
     return all;
 }
 
@@ -174,27 +183,31 @@ void Caretaker::eachSent(std::int64_t circle, std::int64_t member,
 std::int64_t Caretaker::removeOlder(Seconds before, const std::stop_token &stop)
 {
     std::int64_t removed = 0;
-    for (const CircleSummary &one : circles()) {
-        if (one.bytes > 0 && !stop.stop_requested())
+    eachCircle([&](const CircleSummary &one) {
+        if (one.bytes > 0)
             removed += removeBeams(one, {.sentBefore = before, .openedBefore = before},
                                    before + 2 * ticksAhead, stop);
-    }
+        return !stop.stop_requested();
+    });
     return removed;
 }
 
 int Caretaker::removeAbandoned(Seconds unseenSince, Seconds now, const std::stop_token &stop)
 {
     int removed = 0;
-    for (const CircleSummary &one : circles()) {
-        if (one.lastUse >= unseenSince || stop.stop_requested())
-            continue;
-        const auto opening =
-            look<Seconds>([&](LedgerView &ledger) { return ledger.lastOpening(one.number); });
-        if (opening >= now)
-            continue;
-        removeCircle(one.number, std::chrono::milliseconds(0), stop);
-        ++removed;
-    }
+    const auto sealed = [&](const CircleSummary &one) {
+        return look<Seconds>([&](LedgerView &ledger) { return ledger.lastOpening(one.number); }) >=
+               now;
+    };
+    eachCircle([&](const CircleSummary &one) {
+        if (stop.stop_requested())
+            return false;
+        if (one.lastUse < unseenSince && !sealed(one)) {
+            removeCircle(one.number, std::chrono::milliseconds(0), stop);
+            ++removed;
+        }
+        return true;
+    });
     return removed;
 }
 

@@ -17,7 +17,10 @@ class Caretaker
 public:
     Caretaker(Ledger &ledger, Randomness randomness);
 
-    /// All of them, in the order of their numbers.
+    /// Gives them in the order of their numbers, until it returns false. Keeps few of them in
+    /// memory.
+    void eachCircle(const std::function<bool(const CircleSummary &)> &take);
+    /// All of them, in that order.
     std::vector<CircleSummary> circles();
     CircleSummary circle(std::int64_t number);
     std::vector<Member> members(std::int64_t circle);

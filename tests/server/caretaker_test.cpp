@@ -5,6 +5,7 @@
 
 #include <boost/json/value.hpp>
 #include <gtest/gtest.h>
+#include <utility>
 
 namespace kivolo::server::test {
 
@@ -58,6 +59,24 @@ TEST(Sweeper, RemovesWhatNobodyUsesAndNeverWhatIsSealed)
         EXPECT_EQ(circlesIn(house), one.goes ? 1 : 2);
         EXPECT_EQ(house.call("GET", "/me?device_id=unused").body.at("joined").as_bool(), !one.goes);
     }
+}
+
+TEST(Caretaker, GoesThroughAsManyCirclesAsItIsToldTo)
+{
+    constexpr int all = 450; // more than are read at once
+    House house;
+    for (int i = 0; i < all; ++i)
+        house.newCircle();
+    for (const int wanted : {1, 200, 201, all}) {
+        std::int64_t last = 0;
+        int taken = 0;
+        Caretaker(*house.ledger, systemRandomness).eachCircle([&](const CircleSummary &circle) {
+            EXPECT_GT(circle.number, std::exchange(last, circle.number));
+            return ++taken < wanted;
+        });
+        EXPECT_EQ(taken, wanted);
+    }
+    EXPECT_EQ(circlesIn(house), all);
 }
 
 } // namespace kivolo::server::test
