@@ -81,6 +81,8 @@ PostgresWatchdog::Limit::Limit(PostgresWatchdog &watchdog, int socket, Time end)
     : watchdog_(watchdog)
 {
     const std::lock_guard lock(watchdog_.mutex_);
+    if (watchdog_.sockets_.empty())
+        watchdog_.busy_.notify_one();
     place_ = watchdog_.sockets_.emplace(end, socket);
 }
 
@@ -98,6 +100,7 @@ void PostgresWatchdog::watchUntil(const std::stop_token &stop)
         for (auto place = sockets_.begin(); place != late; ++place)
             ::shutdown(place->second, SHUT_RDWR); // which whoever waits for it notices
         never.wait_for(lock, stop, std::chrono::milliseconds(100), [] { return false; });
+        busy_.wait(lock, stop, [this] { return !sockets_.empty(); });
     }
 }
 

@@ -81,6 +81,7 @@ private:
 
     std::mutex mutex_;
     std::multimap<Time, int> sockets_; ///< By when their time is over.
+    std::condition_variable_any busy_;
     std::jthread thread_;
 };
 

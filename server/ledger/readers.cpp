@@ -1,5 +1,7 @@
 #include "readers.h"
 
+#include "pause.h"
+
 #include <spdlog/spdlog.h>
 
 namespace kivolo::server {
@@ -39,7 +41,7 @@ void Readers::read(Ledger::Look look, Ledger::Done done)
 {
     const std::lock_guard lock(mutex_);
     queue_.push_back({std::move(look), std::move(done), clock_()});
-    wakeUp_.notify_all(); // one might take a large one instead
+    wakeUp_.notify_one(); // any of them: for a large one all were woken when it was put back
 }
 
 // What goes wrong in telling one, for want of memory, must not keep the others from being told.
@@ -77,11 +79,10 @@ void Readers::readUntil(std::stop_token stop, Reader &reader, bool onlySmallLook
     }
 }
 
-bool Readers::awaitReady(std::stop_token stop, Reader &reader)
+bool Readers::awaitReady(const std::stop_token &stop, Reader &reader)
 {
     while (!reader.ready()) {
-        std::unique_lock lock(mutex_);
-        wakeUp_.wait_for(lock, stop, pauseUntilReady, [] { return false; });
+        pause(stop, pauseUntilReady);
         if (stop.stop_requested())
             return false;
     }

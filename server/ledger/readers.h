@@ -63,7 +63,7 @@ private:
     };
 
     void readUntil(std::stop_token stop, Reader &reader, bool onlySmallLooks);
-    bool awaitReady(std::stop_token stop, Reader &reader);
+    static bool awaitReady(const std::stop_token &stop, Reader &reader);
     std::optional<Pending> next(std::stop_token stop, bool onlySmallLooks);
     void putBack(Pending pending, std::deque<Pending> &where);
     bool isLate(const Pending &pending) const;
