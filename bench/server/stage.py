@@ -6,10 +6,12 @@ import re
 import resource
 import shutil
 import signal
+import socket
 import sqlite3
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 
 START = 1_700_000_000  # when the circles were made
@@ -66,12 +68,65 @@ def make_database(server, path, circles, beams):
     database.close()
 
 
-def start_server(server, path, *options, core=None):
+@contextlib.contextmanager
+def postgres():
+    """A PostgreSQL with its disk's real waits: its process and its database's address."""
+    with socket.create_server(("127.0.0.1", 0)) as probe:
+        port = probe.getsockname()[1]
+    programs = subprocess.check_output(["pg_config", "--bindir"], text=True).strip()
+    as_user = ["setpriv", "--reuid=postgres", "--regid=postgres", "--clear-groups"]
+    with tempfile.TemporaryDirectory(prefix="kivolo-bench-", dir="/var/tmp") as folder:
+        shutil.chown(folder, "postgres")
+        data = folder + "/data"
+        subprocess.run([*as_user, programs + "/initdb", "-D", data, "-A", "trust", "-U", "kivolo",
+                        "-E", "UTF8", "--locale=C.UTF-8"], check=True, stdout=subprocess.DEVNULL)
+        process = subprocess.Popen([*as_user, programs + "/postgres", "-D", data, "-k", folder,
+                                    "-c", f"port={port}"], stderr=subprocess.DEVNULL)
+        try:
+            while subprocess.run([programs + "/pg_isready", "-q", "-h", "127.0.0.1", "-p",
+                                  str(port)], check=False).returncode != 0:
+                time.sleep(0.05)
+            yield process, f"postgresql://kivolo@127.0.0.1:{port}/postgres"
+        finally:
+            process.send_signal(signal.SIGINT)  # at once, whoever is connected
+            process.wait()
+
+
+def fill_postgres(server, address, circles, beams):
+    """What make_database() makes, in numbers of that engine's."""
+    process, _ = start_server(server, address)
+    stop(process)
+    code, key = "'C' || lpad(n::text, 7, '0')", "lpad(to_hex(m), 32, '0')"
+    sender = "lpad(to_hex(2 * c - 1), 32, '0')"
+    each = beams // circles
+    subprocess.run(["psql", "-q", "-v", "ON_ERROR_STOP=1", address], check=True, text=True, input=f"""
+        INSERT INTO circle (number, code, max_seats, owner_email, founder, founder_key, created_at,
+          tick, sender, regrouped)
+          SELECT n, {code}, 5, '', '', '', {START}, {LAST_TICK}, 1, 2
+          FROM generate_series(1, {circles}) n;
+        SELECT setval('circle_number', {circles}) \g /dev/null
+        INSERT INTO member (circle, number, key, id, device_id, handle, emoji, joined_at, seen)
+          SELECT (m + 1) / 2, 2 - m % 2, {key}, {key}, 'device-' || m, 'Somebody',
+            '\U0001f49c', {START}, {int(time.time())}
+          FROM generate_series(1, {2 * circles}) m;
+        INSERT INTO beam (circle, tick, id, created_at, sender, bytes, type, from_member,
+          from_handle, from_emoji, body)
+          SELECT c, {LAST_TICK} - b, md5(c || ' ' || b), {START}, 1, 400, 'text', {sender},
+            'Somebody', '\U0001f49c', repeat('Lunch? ', 12)
+          FROM generate_series(1, {circles}) c, generate_series(0, {each - 1}) b;
+        VACUUM ANALYZE;
+        CHECKPOINT""")
+    os.sync()
+
+
+def start_server(server, database, *options, core=None):
     """The process and where it listens. One address may ask for as much as all of them."""
     pinned = [] if core is None else ["taskset", "-c", str(core)]
+    if "://" not in database:
+        database = f"sqlite:{database}"
     process = subprocess.Popen(
         [*pinned, server, "--rates", "1000000", "--connections-per-address", str(descriptors()),
-         "--listen", "127.0.0.1:0", "--database", f"sqlite:{path}", *options],
+         "--listen", "127.0.0.1:0", "--site", "none", "--database", database, *options],
         stdout=subprocess.PIPE, text=True, env={**os.environ, "SPDLOG_LEVEL": "warn"})
     line = process.stdout.readline()
     match = re.fullmatch(r"listening on (https?://\S+)\n", line)
@@ -115,16 +170,28 @@ def running(started):
         stop(process)
 
 
-def processor_seconds(pid):
+def children(pid):
+    with open(f"/proc/{pid}/task/{pid}/children", encoding="utf-8") as file:
+        return {int(child) for child in file.read().split()}
+
+
+def processor_seconds(pid, fields=(11, 12)):
     with open(f"/proc/{pid}/stat", encoding="utf-8") as file:
-        fields = file.read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        found = file.read().rsplit(")", 1)[1].split()
+    return sum(int(found[field]) for field in fields) / os.sysconf("SC_CLK_TCK")
+
+
+def seconds_of_postgres(postmaster):
+    """Of the processor, of all its processes, those that have ended included."""
+    return (sum(processor_seconds(pid) for pid in children(postmaster.pid))
+            + processor_seconds(postmaster.pid, (11, 12, 13, 14)))
 
 
 def load(url, script, core, seconds, connections):
     """Has wrk ask what the script says: requests a second. Every reply has to be a 200."""
+    pinned = [] if core is None else ["taskset", "-c", str(core)]
     output = subprocess.run(
-        ["taskset", "-c", str(core), "wrk", "-t1", f"-c{connections}", f"-d{seconds}s",
+        [*pinned, "wrk", "-t1", f"-c{connections}", f"-d{seconds}s", "--timeout", "10s",
          "-s", script, url], check=True, capture_output=True, text=True).stdout
     if "Non-2xx" in output or "Socket errors" in output:
         sys.exit(f"not every request was answered:\n{output}")
