@@ -97,6 +97,7 @@ class Settings(stage.OperationTest):
         self.database = f"sqlite:{self.folder}/a b=c.sqlite"
         server = self.serving()
         server.send(server.circle(), "kept")
+        self.assertTrue((self.folder / "a b=c.sqlite").exists())
         self.assertEqual(self.command("check"), "the settings can be used\n")
         for listen, database, sentence in (
             (server.address, self.database, "in use"),
