@@ -191,8 +191,10 @@ void Service::listen()
     if (!options_.tlsCertificate.empty() || isSupervised())
         signals_.add(SIGHUP);
     followSignals();
-    for (const std::string &address : options_.listen)
-        std::cout << "listening on " << server_.listen(address) << std::endl;
+    for (const std::string &address : options_.listen) {
+        const std::string bound = server_.listen(address);
+        std::cout << "listening on " << bound << std::endl;
+    }
     listenForOperator();
     tellSupervisor("READY=1");
 }
