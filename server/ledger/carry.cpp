@@ -13,7 +13,8 @@ namespace {
 using Number = std::int64_t;
 using Text = std::string;
 
-// Rows as both engines have them: columns in the order of the fields, `atATime` of them in memory.
+// Rows as both engines have them: columns in the order of the fields, first the place() that they
+// are read by, `atATime` of them in memory.
 
 struct CircleRow
 {
@@ -28,6 +29,7 @@ struct CircleRow
     Number maxSeats = 0, tick = 0, sender = 0, othersTick = 0, bytes = 0, busyUntil = 0;
     Text founder, founderKey, ownerEmail;
     Number createdAt = 0, regrouped = 0;
+    Number place() const { return number; }
 };
 
 struct MemberRow
@@ -40,6 +42,7 @@ struct MemberRow
     Number number = 0, circle = 0;
     Text key, id, deviceId, handle, emoji;
     Number joinedAt = 0, seen = 0;
+    Number place() const { return number; }
 };
 
 struct BeamRow
@@ -57,6 +60,7 @@ struct BeamRow
     Text type;
     std::optional<Text> effect;
     Text fromMember, fromHandle, fromEmoji, body;
+    Number place() const { return tick; }
 };
 
 /// Not a cryptographic one: it is to find mistakes, not forgeries.
@@ -116,7 +120,7 @@ public:
     {
         Number last = -1;
         for (auto rows = after(last, circle); !rows.empty(); rows = after(last, circle)) {
-            last = boost::pfr::get<0>(rows.back());
+            last = rows.back().place();
             for (Row &row : rows)
                 take(row);
         }

@@ -14,6 +14,7 @@ int main(int, char **argv)
         const kivolo::Postgres postgres;
         const pid_t child = fork();
         if (child == 0) {
+            // NOLINTNEXTLINE(concurrency-mt-unsafe): of one thread
             setenv("KIVOLO_TEST_POSTGRES", postgres.address().c_str(), 1);
             execvp(argv[1], argv + 1);
             _exit(127);
