@@ -183,8 +183,11 @@ def processor_seconds(pid, fields=(11, 12)):
 
 def seconds_of_postgres(postmaster):
     """Of the processor, of all its processes, those that have ended included."""
-    return (sum(processor_seconds(pid) for pid in children(postmaster.pid))
-            + processor_seconds(postmaster.pid, (11, 12, 13, 14)))
+    seconds = 0
+    for pid in children(postmaster.pid):
+        with contextlib.suppress(FileNotFoundError, ProcessLookupError):  # it has just ended
+            seconds += processor_seconds(pid)
+    return seconds + processor_seconds(postmaster.pid, (11, 12, 13, 14))
 
 
 def load(url, script, core, seconds, connections):

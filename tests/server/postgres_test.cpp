@@ -1,15 +1,20 @@
 // What only the ledger on PostgreSQL has to stand.
 
 #include "ledger/move.h"
+#include "ledger/postgres_session.h"
 #include "ledger/upkeep.h"
 #include "records/wire.h"
 #include "servers/postgres.h"
 #include "support.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <latch>
+#include <poll.h>
 #include <random>
+#include <sys/socket.h>
 #include <thread>
+#include <unistd.h>
 
 namespace kivolo::server::test {
 
@@ -129,6 +134,28 @@ TEST_F(PostgresLedger, OutlivesItsConnectionsAndItsServer)
         EXPECT_EQ(count, 1) << body;
     for (const std::string &body : acknowledged)
         EXPECT_TRUE(kept.contains(body)) << body;
+}
+
+TEST(PostgresWatchdog, ClosesWhatTakesTooLongThoughNothingWasAskedForAWhile)
+{
+    std::array<int, 2> ends = {};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+    const auto isClosedWithin = [&](milliseconds time) {
+        pollfd file{ends[1], POLLIN, 0};
+        return ::poll(&file, 1, static_cast<int>(time.count())) == 1;
+    };
+    PostgresWatchdog watchdog;
+    const auto limit = [&](milliseconds time) {
+        return PostgresWatchdog::Limit(watchdog, ends[0], std::chrono::steady_clock::now() + time);
+    };
+    {
+        const auto inTime = limit(milliseconds(10'000));
+    }
+    EXPECT_FALSE(isClosedWithin(milliseconds(300)));
+    const auto late = limit(milliseconds(0));
+    EXPECT_TRUE(isClosedWithin(milliseconds(10'000)));
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 // Neither told to have been done nor done again.
