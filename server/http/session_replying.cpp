@@ -25,7 +25,7 @@ void dropPages(std::string &body, std::size_t from, std::size_t to)
     const std::uintptr_t begin = std::max(first, (start + from) / page * page);
     const std::uintptr_t end = (start + to) / page * page;
     if (begin < end)
-        ::madvise(reinterpret_cast<void *>(begin), end - begin, MADV_DONTNEED);
+        ::madvise(body.data() + (begin - start), end - begin, MADV_DONTNEED);
 }
 
 } // namespace
