@@ -27,7 +27,8 @@ QPolygonF byHand(const Curve &curve, int stroke)
         path.cubicTo(points[i], points[i + 1], points[i + 2]);
     const qreal length = path.length();
     QPolygonF line;
-    for (qreal at = 0; at < length; at += pace) {
+    for (int step = 0; step * pace < length; ++step) {
+        const qreal at = step * pace;
         const qreal phase = at / 9 + stroke * 2.1;
         const QPointF tremor(0.6 * std::sin(phase), 0.6 * std::cos(phase * 1.3));
         line << path.pointAtPercent(path.percentAtLength(at)) + tremor;
