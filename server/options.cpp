@@ -155,7 +155,7 @@ void addSettings(CLI::App &app, Options &options)
 
 std::string openableDatabase(const Options &options)
 {
-    const std::string database = databaseOf(options);
+    std::string database = databaseOf(options);
     if (options.database.empty()) {
         const auto folder =
             std::filesystem::path(database.substr(database.find(':') + 1)).parent_path();

@@ -134,6 +134,7 @@ std::vector<Package> newestPackages(int directory)
         return {};
     }
     std::map<std::pair<std::string, std::string>, Package> newest;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): only of one stream in two threads
     while (const dirent *entry = ::readdir(entries.get())) {
         std::optional<Package> package = packageNamed(entry->d_name);
         if (!package)

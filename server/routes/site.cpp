@@ -24,7 +24,7 @@ constexpr std::string_view json = "application/json";
 /// Where programs look that were told that they are too old, but not where a newer one is.
 constexpr std::string_view usualDownload = "/Kivolo.dmg";
 constexpr std::string_view whereToGetIt = "/#get";
-constexpr std::string_view downloads = "/downloads/";
+constexpr std::string_view offered = "/downloads/";
 
 std::string_view contentTypeOf(std::string_view name)
 {
@@ -204,9 +204,9 @@ std::optional<Response> Site::answer(const Request &request)
         return firstPage(request);
     if (*path == "/version.json")
         return version(request);
-    const bool download = path->starts_with(downloads);
+    const bool download = path->starts_with(offered);
     std::optional<Found> found =
-        download ? find(folder(downloads_), std::string_view(*path).substr(downloads.size()))
+        download ? find(folder(downloads_), std::string_view(*path).substr(offered.size()))
                  : find(folder(root_), std::string_view(*path).substr(1));
     if (found)
         return responseWith(std::move(*found), contentTypeOf(*path), request);
@@ -264,7 +264,7 @@ std::optional<Response> Site::version(const Request &request)
     const auto oldest = std::ranges::min_element(
         clients, [](const auto &a, const auto &b) { return isNewer(b.version, a.version); });
     const std::string place =
-        clients.size() == 1 ? std::string(downloads) + oldest->file : std::string(whereToGetIt);
+        clients.size() == 1 ? std::string(offered) + oldest->file : std::string(whereToGetIt);
     return responseWith(wire::versionInfo(oldest->version, origin + place), json, request);
 }
 

@@ -16,6 +16,7 @@ using kivolo::server::history::Faults;
 Faults &faults()
 {
     static Faults none;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets it here
     static const char *const path = std::getenv(Faults::variable);
     static void *const mapped = path ? kivolo::server::history::mapFaults(path) : nullptr;
     return mapped ? *static_cast<Faults *>(mapped) : none;
