@@ -231,8 +231,8 @@ void BeamBubble::paint(QPainter &painter, const QPointF &topLeft, const QRectF &
     const QRectF age(ageLeft, ageTop, row.right() - ageLeft, row.bottom() - ageTop);
     painter.setFont(ageFont());
     painter.setPen(colors.secondary);
-    const Qt::Alignment side = mine_ ? Qt::AlignRight : Qt::AlignLeft;
-    painter.drawText(age.adjusted(agePadding, 0, -agePadding, 0), (side | Qt::AlignVCenter).toInt(),
+    const int side = mine_ ? Qt::AlignRight : Qt::AlignLeft;
+    painter.drawText(age.adjusted(agePadding, 0, -agePadding, 0), side | Qt::AlignVCenter,
                      timeAgo(createdAt_, now));
 }
 

@@ -53,6 +53,7 @@ std::shared_ptr<Panel> PopupManager::makePanel(const Beam &beam, bool shake,
             if (PopupManager *const owner = manager; owner && open)
                 (owner->*close)(open);
         };
+        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): those that show cards are given it
         return surroundings_.makeCard(beam, shake, std::move(onClose));
     };
     return std::make_shared<Panel>(options, makeCard, surroundings_.queue);

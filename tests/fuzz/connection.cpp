@@ -226,7 +226,8 @@ public:
         const http::asio::local::stream_protocol local;
         http::Acceptor acceptor(context_, http::asio::generic::stream_protocol(local));
         const sockaddr nameless{AF_UNIX, {}}; // The system gives it a name of its own.
-        ::bind(acceptor.native_handle(), &nameless, sizeof nameless.sa_family);
+        if (::bind(acceptor.native_handle(), &nameless, sizeof nameless.sa_family) != 0)
+            std::abort();
         acceptor.listen();
         acceptor.non_blocking(true);
         place_ = acceptor.local_endpoint();

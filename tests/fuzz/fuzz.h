@@ -13,10 +13,12 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
 
 // Of AddressSanitizer, where there is one.
+// NOLINTBEGIN(bugprone-reserved-identifier): its names
 using MemoryHook = void(const volatile void *, std::size_t);
 extern "C" [[gnu::weak]] int
 __sanitizer_install_malloc_and_free_hooks(MemoryHook *taken, void (*given)(const volatile void *));
 extern "C" [[gnu::weak]] std::size_t __sanitizer_get_allocated_size(const volatile void *);
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace kivolo::fuzz {
 

@@ -16,6 +16,7 @@
 #include <vector>
 
 // So that whatever they find goes through the handler below.
+// NOLINTBEGIN(bugprone-reserved-identifier): the sanitizers' names
 extern "C" const char *__asan_default_options()
 {
     return "abort_on_error=1:handle_segv=0";
@@ -24,6 +25,7 @@ extern "C" const char *__ubsan_default_options()
 {
     return "abort_on_error=1:print_stacktrace=1";
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -93,7 +95,7 @@ int main(int argc, char **argv)
         corpus.push_back(input);
         run();
     }
-    const int runs = argc > 2 ? std::atoi(argv[2]) : 0;
+    const int runs = argc > 2 ? std::stoi(argv[2]) : 0;
     std::mt19937 random; // NOLINT(cert-msc*): the same every time
     for (int i = 0; i < runs; ++i) {
         input = corpus[random() % corpus.size()];

@@ -156,7 +156,10 @@ std::u32string pointsOf(std::string_view text)
         if ((byte & 0xc0U) == 0x80)
             points.back() = points.back() << 6 | (byte & 0x3fU);
         else
-            points += byte < 0x80 ? byte : byte & (byte < 0xe0 ? 0x1fU : byte < 0xf0 ? 0xfU : 7U);
+            points += static_cast<char32_t>(byte < 0x80 ? byte
+                                                        : byte & (byte < 0xe0   ? 0x1fU
+                                                                  : byte < 0xf0 ? 0xfU
+                                                                                : 7U));
     }
     return points;
 }
