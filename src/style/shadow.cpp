@@ -51,18 +51,20 @@ QImage shadowOf(const QImage &mask, double deviation, double opacity)
 {
     const int width = mask.width();
     const int height = mask.height();
-    std::vector<float> values(std::size_t(width) * std::size_t(height));
+    const auto at = [width](int x, int y) {
+        return std::size_t(y) * std::size_t(width) + std::size_t(x);
+    };
+    std::vector<float> values(at(0, height));
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x)
-            values[std::size_t(y * width + x)] = mask.constScanLine(y)[x];
+            values[at(x, y)] = mask.constScanLine(y)[x];
     }
     blur(values, width, height, deviation);
     QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
     for (int y = 0; y < height; ++y) {
         auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
         for (int x = 0; x < width; ++x)
-            line[x] =
-                qRgba(0, 0, 0, int(std::lround(values[std::size_t(y * width + x)] * opacity)));
+            line[x] = qRgba(0, 0, 0, int(std::lround(values[at(x, y)] * opacity)));
     }
     return image;
 }
@@ -150,8 +152,8 @@ void paintShadow(QPainter &painter, const QRectF &card, double cornerRadius, con
     const Bands tileColumns(shadowMargins.left(), shadowMargins.right(), whole, corner);
     const Bands tileRows(shadowMargins.top(), shadowMargins.bottom(), whole, corner);
 
-    for (int row = 0; row < 3; ++row) {
-        for (int column = 0; column < 3; ++column) {
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
             if (row == 1 && column == 1)
                 continue; // beneath the card
             const QRectF target(QPointF(columns[column], rows[row]),

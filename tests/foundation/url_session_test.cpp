@@ -131,7 +131,7 @@ TEST_F(UrlSessionTest, ARequestsOwnTimeGoesBeforeTheSessions)
     EXPECT_EQ(outcomeOf(send(hurried)).failure, timedOut);
     EXPECT_FALSE(waiting.isFinished());
     server.answer("/", "fine");
-    ASSERT_TRUE(eventually([&] { return server.requests().size() > 0; }));
+    ASSERT_TRUE(eventually([&] { return !server.requests().empty(); }));
     server.release("/");
     EXPECT_EQ(outcomeOf(waiting).reply->body, "fine");
 }
