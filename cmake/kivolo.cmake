@@ -39,12 +39,6 @@ function(kivolo_library name)
   target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${floors} kivolo_qt_options)
 endfunction()
 
-# What every test program needs to know, its own settings apart.
-set(KIVOLO_TEST_ENVIRONMENT "")
-if(KIVOLO_SANITIZE MATCHES address)
-  set(KIVOLO_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp")
-endif()
-
 # kivolo_test(NAME [DISPLAY] SOURCES file... LINKS target...): the test program of one folder.
 # DISPLAY: it opens real windows, so it links Widgets' main and runs one at a time.
 function(kivolo_test name)

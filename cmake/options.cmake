@@ -34,3 +34,9 @@ if(KIVOLO_SANITIZE)
   target_compile_options(kivolo_options INTERFACE ${sanitize})
   target_link_options(kivolo_options INTERFACE ${sanitize})
 endif()
+
+# What every test program needs to know, its own settings apart.
+set(KIVOLO_TEST_ENVIRONMENT "")
+if(KIVOLO_SANITIZE MATCHES address)
+  set(KIVOLO_TEST_ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp")
+endif()
